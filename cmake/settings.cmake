@@ -1,0 +1,17 @@
+# How everything of ours is compiled: the language, the sanitizers, and dead code left out of the link.
+
+option(SORVANE_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+
+add_library(sorvane_settings INTERFACE)
+target_compile_features(sorvane_settings INTERFACE cxx_std_20)
+target_compile_options(sorvane_settings INTERFACE -ffunction-sections -fdata-sections)
+
+if(SORVANE_SANITIZE)
+    set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_compile_options(sorvane_settings INTERFACE ${sanitizers})
+    target_link_options(sorvane_settings INTERFACE ${sanitizers})
+elseif(NOT APPLE)
+    # A program of ours starts at every prompt: it needs no shared library but the C library.
+    target_link_options(sorvane_settings INTERFACE
+        -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed)
+endif()

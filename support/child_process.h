@@ -1,0 +1,53 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <spawn.h>
+#include <sys/types.h>
+
+namespace sorvane {
+
+/// What a child finds at its descriptors 0, 1 and 2; it gets no others. Connections are made in
+/// the order of the calls, so a descriptor that is itself 0, 1 or 2 is to be used before it is
+/// replaced.
+class ChildStreams {
+  public:
+    ChildStreams();
+    ChildStreams(const ChildStreams&) = delete;
+    ChildStreams& operator=(const ChildStreams&) = delete;
+    ~ChildStreams();
+
+    void connect(int descriptor, int as);
+    void connectNull(int as);
+
+  private:
+    friend class ChildProcess;
+    posix_spawn_file_actions_t actions_;
+};
+
+/// A running child program, reaped exactly once: by `succeeds`, or killed and reaped at the end.
+class ChildProcess {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Starts the program at `path` directly, without a shell or a search, with all signals at
+    /// their defaults. `arguments` begin with the program's own name; `environment` holds
+    /// "NAME=value" texts. Throws std::system_error when it cannot be started.
+    ChildProcess(const std::filesystem::path& path, std::vector<std::string> arguments,
+                 std::vector<std::string> environment, ChildStreams&& streams);
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+    ~ChildProcess();
+
+    /// Waits until the child has ended or the deadline has passed; one that has not ended then is
+    /// killed. Whether it ended by itself, with status 0.
+    bool succeeds(Clock::time_point deadline);
+
+  private:
+    pid_t id_ = -1;
+};
+
+} // namespace sorvane

@@ -1,0 +1,61 @@
+#include "support/descriptor_io.h"
+
+#include <cerrno>
+#include <cstddef>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace sorvane {
+
+namespace {
+
+// Small enough to cost a short input nothing, large enough that 10 MB come in a few hundred reads.
+constexpr std::size_t firstRoom = 16'384;
+
+constexpr int withoutLimit = -1;
+
+// A reader that stopped reading must not hold up the prompt.
+constexpr int writePatienceMilliseconds = 2000;
+
+// After a failed call: whether it is to be made again.
+bool retries(int descriptor, short event, int milliseconds) {
+    if (errno == EINTR) return true;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+    pollfd waiting{descriptor, event, 0};
+    return ::poll(&waiting, 1, milliseconds) > 0;
+}
+
+} // namespace
+
+ssize_t readSome(int descriptor, std::span<char> piece) {
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor, piece.data(), piece.size());
+    } while (count < 0 && retries(descriptor, POLLIN, withoutLimit));
+    return count;
+}
+
+bool appendToEnd(int descriptor, std::string& content) {
+    std::size_t filled = content.size();
+    while (true) {
+        content.resize(filled < firstRoom ? firstRoom : 2 * filled);
+        const ssize_t count = readSome(descriptor, std::span(content).subspan(filled));
+        if (count > 0) filled += static_cast<std::size_t>(count);
+        if (count > 0) continue;
+        content.resize(filled);
+        return count == 0;
+    }
+}
+
+bool writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && retries(descriptor, POLLOUT, writePatienceMilliseconds)) continue;
+        if (count <= 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+} // namespace sorvane

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+namespace sorvane {
+
+/// The one error type of our own. Thrown anywhere below the entry, caught once, in
+/// `SorvaneHook::main`, whose user sees `errorDescription()` behind "Sorvane: ".
+class HelperFailure : public std::exception {
+  public:
+    enum class Kind {
+        invalidArguments, ///< the command line is unusable
+        invalidRequest,   ///< the client's identity or credential is refused
+        configuration,    ///< a state file stands, but could not be restricted to its owner
+        unavailable,      ///< the application cannot be reached, answered badly or refused
+        denied,           ///< a pairing request was refused
+        timedOut,         ///< a pairing request expired
+    };
+
+    static HelperFailure invalidArguments(std::string message);
+    static HelperFailure invalidRequest(std::string message);
+    static HelperFailure configuration(std::string message);
+
+    /// `message` is a whole sentence: it is shown without a prefix.
+    static HelperFailure unavailable(std::string message);
+
+    static HelperFailure denied();
+    static HelperFailure timedOut();
+
+    /// The text for the user: the prefix of the kind, then the message as it stands.
+    std::string errorDescription() const { return description_; }
+    const char* what() const noexcept override { return description_.c_str(); }
+
+    /// Equal when kind and message are.
+    friend bool operator==(const HelperFailure& left, const HelperFailure& right) {
+        return left.kind_ == right.kind_ && left.description_ == right.description_;
+    }
+
+  private:
+    HelperFailure(Kind kind, std::string description);
+
+    Kind kind_;
+    std::string description_;
+};
+
+} // namespace sorvane

@@ -1,0 +1,78 @@
+#include "support/helper_io.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "support/descriptor_io.h"
+#include "support/helper_failure.h"
+#include "support/uuid.h"
+
+namespace sorvane::HelperIO {
+
+namespace {
+
+// What a file gets when its creator asks for nothing; the process's mask takes its share away.
+constexpr mode_t defaultMode = 0666;
+
+[[noreturn]] void fail(int reason, const std::filesystem::path& path) {
+    throw std::system_error(reason, std::generic_category(), path.native());
+}
+
+void writeNewFile(const std::filesystem::path& path, std::string_view bytes) {
+    const UniqueDescriptor file(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, defaultMode));
+    if (!file) fail(errno, path);
+    if (!writeAll(file.get(), bytes)) {
+        const int reason = errno;
+        ::unlink(path.c_str());
+        fail(reason, path);
+    }
+}
+
+} // namespace
+
+void createParentDirectory(const std::filesystem::path& path) {
+    std::filesystem::create_directories(path.parent_path());
+}
+
+void replaceFile(const std::filesystem::path& path, std::string_view bytes) {
+    const std::filesystem::path temporary =
+        path.parent_path() / ("." + path.filename().native() + "." + Uuid::random().lowerText());
+    writeNewFile(temporary, bytes);
+    if (::rename(temporary.c_str(), path.c_str()) != 0) {
+        const int reason = errno;
+        ::unlink(temporary.c_str());
+        fail(reason, path);
+    }
+}
+
+void restrictPermissions(const std::filesystem::path& path, std::int16_t permissions) {
+    if (permissions < 0) std::abort();
+    if (::chmod(path.c_str(), static_cast<mode_t>(permissions)) != 0)
+        throw HelperFailure::configuration("Could not restrict permissions for " +
+                                           path.filename().native() + ".");
+}
+
+void writeLine(const nlohmann::json& value, int descriptor) noexcept try {
+    if (!value.is_structured()) return;
+    std::string line = jsonText(value);
+    line += '\n';
+    writeAll(descriptor, line);
+} catch (...) {
+    // A line that cannot be made is a line that is not printed.
+}
+
+void error(std::string_view message, int descriptor) noexcept try {
+    std::string line(message);
+    line += '\n';
+    writeAll(descriptor, line);
+} catch (...) {
+    // Without memory for one line there is nothing to say.
+}
+
+} // namespace sorvane::HelperIO

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <filesystem>
+
+namespace sorvane {
+
+/// The home directory of the account that runs the process, as the system's user database knows
+/// it; never taken from the environment. An account without an entry gets /var/empty, where
+/// nothing is found.
+std::filesystem::path homeDirectory();
+
+} // namespace sorvane

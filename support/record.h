@@ -1,0 +1,233 @@
+#pragma once
+
+#include <concepts>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "support/date.h"
+#include "support/json.h"
+#include "support/uuid.h"
+
+/// Records are plain aggregates that say their fields once, in declaration order:
+///
+///     struct Point {
+///         const std::int64_t x;
+///         std::optional<std::string> label;
+///
+///         static constexpr auto fields() {
+///             return std::tuple{record::field("x", &Point::x),
+///                               record::field("label", &Point::label)};
+///         }
+///     };
+///
+/// Encoder and decoder both walk that table; a forgotten, doubled or misplaced field does not
+/// compile. A field is a text, a flag, an integer, a date (seconds, see date.h), a UUID (written in
+/// upper case), a record, or a list of these. `std::optional` is the only mark of optional: left
+/// out when empty, absent when missing or null. Every other field is required. Unknown keys are
+/// ignored. What may not change after construction is a `const` member.
+namespace sorvane::record {
+
+/// A record that cannot be read: a required key is missing, or a value is of another kind or out
+/// of its width. The text names the key.
+class DecodingError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+template<class Record, class Member>
+struct Field {
+    std::string_view key;
+    Member Record::*member;
+};
+
+template<class Record, class Member>
+constexpr Field<Record, Member> field(std::string_view key, Member Record::*member) {
+    return {key, member};
+}
+
+template<class T>
+concept Described = requires {
+    T::fields();
+};
+
+/// Whether the table of `Record` holds each member exactly once, in declaration order, under keys
+/// that differ.
+template<Described Record>
+constexpr bool isComplete();
+
+/// Appends a record as compact JSON, in the order of its table. Throws as `appendJSON` does, for a
+/// date that is not finite and a text that is not UTF-8.
+template<class T>
+void append(std::string& text, const T& value);
+
+/// Reads a record from its JSON value. Throws DecodingError.
+template<Described Record>
+Record decode(const nlohmann::json& json);
+
+namespace detail {
+
+template<class T>
+inline constexpr bool isOptional = false;
+template<class T>
+inline constexpr bool isOptional<std::optional<T>> = true;
+template<class T>
+inline constexpr bool isList = false;
+template<class T>
+inline constexpr bool isList<std::vector<T>> = true;
+
+// Room for a record that is never made: only its members' addresses are compared.
+template<class Record>
+union Unborn {
+    constexpr Unborn() : nothing() {}
+    constexpr ~Unborn() {} // NOLINT(modernize-use-equals-default): that would be deleted
+    char nothing;
+    Record record;
+};
+
+// Members of different types cannot change places unseen: the aggregate would not build.
+template<class Record, class Left, class Right>
+constexpr bool inOrder(const Field<Record, Left>& left, const Field<Record, Right>& right) {
+    if constexpr (std::same_as<std::remove_const_t<Left>, std::remove_const_t<Right>>) {
+        const Unborn<Record> unborn;
+        const Left* first = &(unborn.record.*left.member);
+        const Right* second = &(unborn.record.*right.member);
+        return first < second;
+    }
+    return true;
+}
+
+template<class Record, class... Members>
+constexpr bool isComplete(const std::tuple<Field<Record, Members>...>& table) {
+    constexpr bool builds = requires { Record{std::declval<std::remove_const_t<Members>>()...}; };
+    constexpr bool forgets = requires {
+        Record{std::declval<std::remove_const_t<Members>>()..., {}};
+    };
+    if (!builds || forgets) return false;
+    return std::apply(
+        [](const auto&... all) {
+            const auto fits = [&](std::size_t index, const auto& one) {
+                std::size_t other = 0;
+                return ((other++ >= index || (inOrder(all, one) && all.key != one.key)) && ...);
+            };
+            std::size_t index = 0;
+            return (fits(index++, all) && ...);
+        },
+        table);
+}
+
+template<Described Record>
+constexpr auto tableOf() {
+    static_assert(record::isComplete<Record>(), "a field is forgotten, doubled or misplaced");
+    return Record::fields();
+}
+
+[[noreturn]] inline void failed(std::string_view key, std::string_view fault) {
+    throw DecodingError("\"" + std::string(key) + "\" " + std::string(fault));
+}
+
+template<class T>
+T value(const nlohmann::json& json, std::string_view key) {
+    if constexpr (Described<T>) {
+        return decode<T>(json);
+    } else if constexpr (isList<T>) {
+        if (!json.is_array()) failed(key, "is not a list");
+        T list;
+        list.reserve(json.size());
+        for (const nlohmann::json& element : json)
+            list.push_back(value<typename T::value_type>(element, key));
+        return list;
+    } else if constexpr (std::same_as<T, std::string>) {
+        if (!json.is_string()) failed(key, "is not a text");
+        return json.get<std::string>();
+    } else if constexpr (std::same_as<T, bool>) {
+        if (!json.is_boolean()) failed(key, "is not a flag");
+        return json.get<bool>();
+    } else if constexpr (std::same_as<T, Date>) {
+        if (!json.is_number()) failed(key, "is not a date in seconds");
+        return Date(Date::duration(json.get<double>()));
+    } else if constexpr (std::same_as<T, Uuid>) {
+        const auto uuid = json.is_string() ? Uuid::parse(json.get<std::string>()) : std::nullopt;
+        if (!uuid) failed(key, "is not a UUID");
+        return *uuid;
+    } else {
+        static_assert(std::signed_integral<T>);
+        const auto integer = integerValue(json);
+        if (!integer || !std::in_range<T>(*integer)) failed(key, "is not an integer that fits");
+        return static_cast<T>(*integer);
+    }
+}
+
+template<class Record, class Member>
+std::remove_const_t<Member> memberValue(const nlohmann::json& json,
+                                        const Field<Record, Member>& field) {
+    using T = std::remove_const_t<Member>;
+    const nlohmann::json* found = anyMember(json, field.key);
+    if constexpr (isOptional<T>) {
+        if (found == nullptr || found->is_null()) return std::nullopt;
+        return value<typename T::value_type>(*found, field.key);
+    } else {
+        if (found == nullptr) failed(field.key, "is missing");
+        return value<T>(*found, field.key);
+    }
+}
+
+template<class Record, class Member>
+void appendMember(std::string& text, const Record& record, const Field<Record, Member>& field) {
+    const Member& value = record.*field.member;
+    if constexpr (isOptional<std::remove_const_t<Member>>) {
+        if (!value) return;
+    }
+    if (text.back() != '{') text += ',';
+    appendJSON(text, field.key);
+    text += ':';
+    if constexpr (isOptional<std::remove_const_t<Member>>)
+        append(text, *value);
+    else
+        append(text, value);
+}
+
+} // namespace detail
+
+template<Described Record>
+constexpr bool isComplete() {
+    return detail::isComplete(Record::fields());
+}
+
+template<class T>
+void append(std::string& text, const T& value) {
+    if constexpr (Described<T>) {
+        text += '{';
+        std::apply([&](const auto&... field) { (detail::appendMember(text, value, field), ...); },
+                   detail::tableOf<T>());
+        text += '}';
+    } else if constexpr (detail::isList<T>) {
+        text += '[';
+        for (const auto& element : value) {
+            if (text.back() != '[') text += ',';
+            append(text, element);
+        }
+        text += ']';
+    } else if constexpr (std::same_as<T, Date>) {
+        appendJSON(text, value.time_since_epoch().count());
+    } else if constexpr (std::same_as<T, Uuid>) {
+        appendJSON(text, value.upperText());
+    } else {
+        appendJSON(text, value);
+    }
+}
+
+template<Described Record>
+Record decode(const nlohmann::json& json) {
+    if (!json.is_object()) throw DecodingError("a record is not an object");
+    return std::apply(
+        [&json](const auto&... field) { return Record{detail::memberValue(json, field)...}; },
+        detail::tableOf<Record>());
+}
+
+} // namespace sorvane::record

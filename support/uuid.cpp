@@ -1,0 +1,61 @@
+#include "support/uuid.h"
+
+#include "support/random.h"
+
+namespace sorvane {
+
+namespace {
+
+constexpr std::size_t textLength = 36;
+
+// A hyphen stands before these bytes.
+constexpr bool startsGroup(std::size_t byte) {
+    return byte == 4 || byte == 6 || byte == 8 || byte == 10;
+}
+
+std::optional<unsigned> digitValue(char digit) {
+    if (digit >= '0' && digit <= '9') return digit - '0';
+    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+    return std::nullopt;
+}
+
+} // namespace
+
+Uuid Uuid::random() {
+    Uuid uuid;
+    fillRandom(uuid.bytes_);
+    uuid.bytes_[6] = static_cast<std::uint8_t>((uuid.bytes_[6] & 0x0F) | 0x40); // version 4
+    uuid.bytes_[8] = static_cast<std::uint8_t>((uuid.bytes_[8] & 0x3F) | 0x80); // RFC 9562 variant
+    return uuid;
+}
+
+std::optional<Uuid> Uuid::parse(std::string_view text) {
+    if (text.size() != textLength) return std::nullopt;
+    Uuid uuid;
+    std::size_t position = 0;
+    for (std::size_t byte = 0; byte < uuid.bytes_.size(); ++byte) {
+        if (startsGroup(byte) && text[position++] != '-') return std::nullopt;
+        const auto high = digitValue(text[position++]);
+        const auto low = digitValue(text[position++]);
+        if (!high || !low) return std::nullopt;
+        uuid.bytes_[byte] = static_cast<std::uint8_t>(*high << 4 | *low);
+    }
+    return uuid;
+}
+
+std::string Uuid::upperText() const { return text("0123456789ABCDEF"); }
+std::string Uuid::lowerText() const { return text("0123456789abcdef"); }
+
+std::string Uuid::text(std::string_view digits) const {
+    std::string result;
+    result.reserve(textLength);
+    for (std::size_t byte = 0; byte < bytes_.size(); ++byte) {
+        if (startsGroup(byte)) result += '-';
+        result += digits[bytes_[byte] >> 4];
+        result += digits[bytes_[byte] & 0xF];
+    }
+    return result;
+}
+
+} // namespace sorvane

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace sorvane {
+
+/// A UUID of 16 bytes, written in groups of 8-4-4-4-12 hexadecimal digits.
+class Uuid {
+  public:
+    /// A new random UUID (version 4).
+    static Uuid random();
+
+    /// Reads exactly the 36-character form, hexadecimal letters in either case; nothing else.
+    static std::optional<Uuid> parse(std::string_view text);
+
+    std::string upperText() const;
+    std::string lowerText() const;
+
+    bool operator==(const Uuid&) const = default;
+
+  private:
+    std::string text(std::string_view digits) const;
+
+    std::array<std::uint8_t, 16> bytes_{};
+};
+
+} // namespace sorvane
