@@ -1,0 +1,78 @@
+#include "identity/attachment_identities.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "identity/file_identity.h"
+#include "support/characters.h"
+#include "support/json.h"
+#include "support/location.h"
+
+namespace sorvane::SorvaneHook {
+
+namespace {
+
+constexpr std::size_t digestLength = 64;
+
+// Agents write digests in either case and now and then something else of that length: only the
+// length is checked, in characters.
+std::optional<std::string> digestMember(const nlohmann::json& record, std::string_view key) {
+    const auto text = textMember(record, key);
+    if (!text || characters::count(*text) != digestLength) return std::nullopt;
+    return characters::lowercased(*text);
+}
+
+std::optional<std::int64_t> firstInteger(const nlohmann::json& record, std::string_view key,
+                                         std::string_view fallback) {
+    const auto integer = integerMember(record, key);
+    return integer ? integer : integerMember(record, fallback);
+}
+
+std::optional<nlohmann::json> fileIdentity(std::string_view path) {
+    try {
+        return HelperIO::attachmentIdentity(location(path));
+    } catch (const std::system_error&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<nlohmann::json> digestIdentity(const nlohmann::json& record) {
+    const auto sha256 = digestMember(record, "sha256");
+    if (!sha256) return std::nullopt;
+    nlohmann::json identity = {{"sha256", *sha256}};
+    const bool snakeCase = textMember(record, "pixel_hash").has_value();
+    const auto pixelHash = digestMember(record, snakeCase ? "pixel_hash" : "pixelHash");
+    const auto width = firstInteger(record, "pixel_width", "pixelWidth");
+    const auto height = firstInteger(record, "pixel_height", "pixelHeight");
+    if (pixelHash && width && height) {
+        identity["pixelHash"] = *pixelHash;
+        identity["pixelWidth"] = *width;
+        identity["pixelHeight"] = *height;
+    }
+    return identity;
+}
+
+std::optional<nlohmann::json> identity(const nlohmann::json& attachment) {
+    if (attachment.is_string()) return fileIdentity(attachment.get_ref<const std::string&>());
+    if (!attachment.is_object()) return std::nullopt;
+    if (const auto path = textMember(attachment, "file_path")) return fileIdentity(*path);
+    if (const auto assetID = digestMember(attachment, "asset_id"))
+        return nlohmann::json{{"assetID", *assetID}};
+    return digestIdentity(attachment);
+}
+
+} // namespace
+
+std::vector<nlohmann::json> attachmentIdentities(const nlohmann::json& event) {
+    std::vector<nlohmann::json> identities;
+    const nlohmann::json* attachments = anyMember(event, "attachments");
+    if (attachments == nullptr || !attachments->is_array()) return identities;
+    for (const nlohmann::json& attachment : *attachments)
+        if (auto one = identity(attachment)) identities.push_back(std::move(*one));
+    return identities;
+}
+
+} // namespace sorvane::SorvaneHook

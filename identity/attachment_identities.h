@@ -1,0 +1,15 @@
+#pragma once
+
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace sorvane::SorvaneHook {
+
+/// The identities of the images that a hook event lists under "attachments", in its order: of files
+/// by their bytes and pixels ("sha256", and the pixel members when there are any), of records by
+/// what they carry ("assetID"; or "sha256" with or without the pixel members). Never fails: an
+/// element that gives no identity is dropped without a trace.
+std::vector<nlohmann::json> attachmentIdentities(const nlohmann::json& event);
+
+} // namespace sorvane::SorvaneHook

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+/// Digests and identities of bytes and files. A digest text is a SHA-256 in 64 lower-case
+/// hexadecimal digits.
+namespace sorvane::HelperIO {
+
+std::string sha256(std::string_view data);
+
+/// The identity by which the application may know a file: "sha256" of its bytes, always; and, when
+/// it is a picture that can be decoded, "pixelHash" of its upright pixels with "pixelWidth" and
+/// "pixelHeight" as the file declares them, the three together. The file is read once, in pieces,
+/// and the same pieces serve both digests; the pixels are decoded in another process.
+/// Throws std::system_error when the file cannot be read, and only then.
+nlohmann::json attachmentIdentity(const std::filesystem::path& file);
+
+} // namespace sorvane::HelperIO

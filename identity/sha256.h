@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace sorvane {
+
+/// An incremental SHA-256. Feed it in pieces with `update`, then take the digest once with `hex`.
+/// One file per system holds the engine behind it.
+class Sha256 {
+  public:
+    Sha256();
+    Sha256(const Sha256&) = delete;
+    Sha256& operator=(const Sha256&) = delete;
+    ~Sha256();
+
+    void update(std::string_view bytes);
+
+    /// The digest text: 64 lower-case hexadecimal digits. Ends the computation.
+    std::string hex();
+
+  private:
+    struct Engine;
+    std::unique_ptr<Engine> engine_;
+};
+
+} // namespace sorvane

@@ -1,0 +1,14 @@
+#include "integration/agent_identifier.h"
+
+#include "support/uuid.h"
+
+namespace sorvane::AgentIdentifier {
+
+bool isValid(std::string_view identifier) {
+    if (identifier == "codex" || identifier == "claude-code" || identifier == "cursor") return true;
+    constexpr std::string_view prefix = "custom-";
+    return identifier.starts_with(prefix) &&
+           Uuid::parse(identifier.substr(prefix.size())).has_value();
+}
+
+} // namespace sorvane::AgentIdentifier

@@ -1,0 +1,40 @@
+#include "integration/credential_validator.h"
+
+#include "identity/file_identity.h"
+#include "integration/agent_identifier.h"
+#include "support/file_reader.h"
+#include "support/helper_failure.h"
+#include "support/helper_io.h"
+#include "support/utf8.h"
+
+namespace sorvane {
+
+namespace {
+
+bool isAccepted(std::string_view agent) {
+    return AgentIdentifier::isValid(agent) || (isTesting() && agent == "test");
+}
+
+} // namespace
+
+ValidatedCredential
+CredentialValidator::validate(std::string_view agent, std::string_view clientID,
+                              const std::filesystem::path& credentialFile) const {
+    if (!isAccepted(agent)) throw HelperFailure::invalidRequest("Invalid agent identifier.");
+    auto manifest = HelperIO::readJSON<AgentManifest>(paths.agentFile(agent, ".json"));
+
+    const bool samePath = isTesting() || manifest.credentialPath == credentialFile.native();
+    if (manifest.agent != agent || manifest.clientID != clientID || !samePath)
+        throw HelperFailure::invalidRequest(
+            "Client identity does not match the managed registration.");
+
+    // The digest comes before the form: what the application did not issue is not looked into.
+    std::string token = readFile(credentialFile);
+    if (HelperIO::sha256(token) != manifest.credentialHash)
+        throw HelperFailure::invalidRequest("Client credential is invalid.");
+    if (token.empty() || !utf8::isValid(token))
+        throw HelperFailure::invalidRequest("Client credential is malformed.");
+    return {std::move(manifest), std::move(token)};
+}
+
+} // namespace sorvane

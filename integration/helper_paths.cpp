@@ -1,0 +1,41 @@
+#include "integration/helper_paths.h"
+
+#include <cstdlib>
+#include <string>
+
+#include "support/home_directory.h"
+#include "support/location.h"
+
+namespace sorvane {
+
+namespace {
+
+std::filesystem::path root() {
+    if (isTesting())
+        if (const char* override = std::getenv("SORVANE_APP_SUPPORT")) return location(override);
+    return homeDirectory() / "Library/Application Support/Sorvane";
+}
+
+} // namespace
+
+bool isTesting() {
+    const char* value = std::getenv("SORVANE_TESTING");
+    return value != nullptr && std::string_view(value) == "1";
+}
+
+HelperPaths::HelperPaths()
+    : appSupport(root()),
+      integrations(appSupport / "Integrations"),
+      requests(integrations / "PairingRequests"),
+      agents(integrations / "Agents"),
+      database(appSupport / "Database/history.sqlite"),
+      socket(appSupport / "Runtime/sorvane.sock") {}
+
+std::filesystem::path HelperPaths::agentFile(std::string_view agent,
+                                             std::string_view suffix) const {
+    std::string name(agent);
+    name += suffix;
+    return agents / name;
+}
+
+} // namespace sorvane

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+namespace sorvane {
+
+/// Whether this run is a test of the integration: SORVANE_TESTING is exactly "1".
+bool isTesting();
+
+/// Where the application keeps what it shares with its helpers: the one place that knows the names
+/// of its directories. Construction reads the environment at that moment, touches nothing on disk
+/// and cannot fail; all locations are absolute.
+///
+/// The root is "Library/Application Support/Sorvane" in the account's home directory; in testing
+/// mode, and only then, SORVANE_APP_SUPPORT takes its place when it is set.
+struct HelperPaths {
+    HelperPaths();
+
+    const std::filesystem::path appSupport;
+    const std::filesystem::path integrations;
+    const std::filesystem::path requests; ///< pairing requests
+    const std::filesystem::path agents;   ///< the files of each agent, see `agentFile`
+    const std::filesystem::path database; ///< the clipboard history; only named here
+    const std::filesystem::path socket;   ///< the Tandem Link
+
+    /// A file of one agent: its identifier followed by a suffix, both as they stand, in `agents`.
+    /// A valid identifier (agent_identifier.h) keeps the file inside that directory.
+    std::filesystem::path agentFile(std::string_view agent, std::string_view suffix) const;
+};
+
+} // namespace sorvane
