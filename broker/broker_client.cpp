@@ -1,0 +1,114 @@
+#include "broker/broker_client.h"
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <utility>
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "support/helper_failure.h"
+#include "support/json.h"
+#include "support/quiet_socket.h"
+#include "support/uuid.h"
+
+namespace sorvane {
+
+namespace {
+
+// The application answers from memory; whoever waits longer than this holds up a prompt.
+constexpr timeval timeOut{2, 0};
+
+constexpr std::size_t readChunk = 4096;
+
+// An answer names a handful of files. More than this is not our peer speaking.
+constexpr std::size_t largestAnswer = 1'048'576;
+
+nlohmann::json envelope(const BrokerIdentity& identity, std::string_view operation,
+                        const std::string& requestID) {
+    return {{"version", 1},
+            {"requestID", requestID},
+            {"operation", operation},
+            {"agent", identity.agent},
+            {"clientID", identity.clientID},
+            {"credential", identity.credential}};
+}
+
+bool answers(const nlohmann::json& answer, std::string_view requestID) {
+    return integerMember(answer, "version") == 1 && textMember(answer, "requestID") == requestID;
+}
+
+// The application's own bridge gives a flag as true or as the number 1.
+bool isAgreed(const nlohmann::json& answer) {
+    const nlohmann::json* ok = anyMember(answer, "ok");
+    return ok != nullptr && (*ok == true || integerValue(*ok) == 1);
+}
+
+UniqueDescriptor connectedSocket(const std::filesystem::path& path) {
+    UniqueDescriptor socket = makeSocket();
+    if (!socket) throw HelperFailure::unavailable("Tandem Link transport is unavailable.");
+    if (!makeQuiet(socket))
+        throw HelperFailure::unavailable("Tandem Link transport could not be configured.");
+    // Without its time-outs the link still works: their results do not matter.
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &timeOut, sizeof timeOut);
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &timeOut, sizeof timeOut);
+    const auto address = socketAddress(path);
+    if (!address) throw HelperFailure::unavailable("Tandem Link socket path is too long.");
+    if (::connect(socket.get(), address->generic(), address->length) != 0)
+        throw HelperFailure::unavailable("Sorvane is not running or Tandem Link is unavailable.");
+    return socket;
+}
+
+void sendAll(const UniqueDescriptor& socket, std::string_view request) {
+    while (!request.empty()) {
+        const ssize_t count = sendQuietly(socket, request);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) throw HelperFailure::unavailable("Tandem Link request failed.");
+        request.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+// The answer ends with a line feed, the end of the stream, an error or a time-out, whichever comes
+// first; what was received until then is the answer.
+std::string receiveAnswer(const UniqueDescriptor& socket) {
+    std::string answer;
+    std::array<char, readChunk> chunk;
+    while (answer.size() <= largestAnswer) {
+        const ssize_t count = ::read(socket.get(), chunk.data(), chunk.size());
+        if (count <= 0) break;
+        answer.append(chunk.data(), static_cast<std::size_t>(count));
+        if (answer.back() == '\n') break;
+    }
+    if (answer.empty() || answer.size() > largestAnswer)
+        throw HelperFailure::unavailable("Tandem Link did not respond.");
+    return answer;
+}
+
+} // namespace
+
+BrokerClient::BrokerClient(BrokerIdentity identity, std::filesystem::path socketURL)
+    : identity_(std::move(identity)), socketURL_(std::move(socketURL)) {}
+
+nlohmann::json BrokerClient::call(std::string_view operation, nlohmann::json fields) const {
+    const std::string requestID = Uuid::random().lowerText();
+    nlohmann::json request = envelope(identity_, operation, requestID);
+    for (const auto& [key, value] : fields.items()) request[key] = std::move(value);
+
+    nlohmann::json answer = parseJSON(exchange(jsonText(request) + '\n'));
+    if (!answers(answer, requestID))
+        throw HelperFailure::unavailable("Sorvane returned an invalid broker response.");
+    if (!isAgreed(answer))
+        throw HelperFailure::unavailable(
+            std::string(textMember(answer, "error").value_or("Sorvane denied the request.")));
+    return answer;
+}
+
+std::string BrokerClient::exchange(std::string_view request) const {
+    const UniqueDescriptor socket = connectedSocket(socketURL_);
+    sendAll(socket, request);
+    return receiveAnswer(socket);
+}
+
+} // namespace sorvane

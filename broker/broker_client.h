@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+#include "integration/helper_paths.h"
+
+namespace sorvane {
+
+/// Who asks: sent with every request.
+struct BrokerIdentity {
+    const std::string agent;
+    const std::string clientID;
+    const std::string credential;
+};
+
+/// Asks the running application over the Tandem Link: one connection, one JSON line there, one back
+/// (docs/tandem-link.md). Blocks on the calling thread; each write and each read waits at most 2
+/// seconds. Nothing is retried.
+class BrokerClient {
+  public:
+    explicit BrokerClient(BrokerIdentity identity,
+                          std::filesystem::path socketURL = HelperPaths().socket);
+
+    /// Sends an operation with its fields, an object; a field named like a member of the envelope
+    /// takes its place. Gives the whole answer object once the application has said yes.
+    /// Throws HelperFailure::unavailable when the application cannot be reached, answers badly or
+    /// refuses; what `appendJSON` and `parseJSON` throw for fields without a JSON form and an
+    /// answer that is not JSON.
+    nlohmann::json call(std::string_view operation,
+                        nlohmann::json fields = nlohmann::json::object()) const;
+
+  private:
+    std::string exchange(std::string_view request) const;
+
+    BrokerIdentity identity_;
+    std::filesystem::path socketURL_;
+};
+
+} // namespace sorvane
