@@ -1,0 +1,75 @@
+#include "hook/image_references.h"
+
+#include <algorithm>
+
+#include "support/characters.h"
+#include "support/utf8.h"
+
+namespace sorvane::ImageReferences {
+
+namespace {
+
+constexpr std::size_t hashLength = 64;
+constexpr std::size_t referenceLength = prefix.size() + hashLength;
+
+constexpr bool isDecimalDigit(char c) { return c >= '0' && c <= '9'; }
+
+constexpr bool isHexadecimalDigit(char c) {
+    return isDecimalDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+constexpr bool isLetterOrDigit(char c) {
+    return isDecimalDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// Whether the text right behind a prefix is that of a reference.
+bool hasHash(std::string_view text) {
+    const std::string_view hash = text.substr(0, hashLength);
+    return hash.size() == hashLength && std::all_of(hash.begin(), hash.end(), isHexadecimalDigit) &&
+           (text.size() == hashLength || !isLetterOrDigit(text[hashLength]));
+}
+
+char32_t lastScalar(std::string_view text) {
+    std::size_t start = text.size() - 1;
+    while (start > 0 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) --start;
+    return utf8::step(text.substr(start)).scalar;
+}
+
+// Whether the piece of the prompt begins and ends where characters do.
+bool isWholeCharacters(std::string_view prompt, std::size_t start, std::size_t length) {
+    const std::string_view before = prompt.substr(0, start);
+    const std::string_view after = prompt.substr(start + length);
+    if (!before.empty() &&
+        !characters::isBoundary(lastScalar(before), static_cast<unsigned char>(prompt[start])))
+        return false;
+    return after.empty() ||
+           characters::isBoundary(static_cast<unsigned char>(prompt[start + length - 1]),
+                                  utf8::step(after).scalar);
+}
+
+} // namespace
+
+std::vector<std::string_view> inPrompt(std::string_view prompt) {
+    std::vector<std::string_view> references;
+    std::size_t start = prompt.find(prefix);
+    while (start != std::string_view::npos) {
+        // No prefix begins inside another or inside a hash, so nothing is missed behind a failure.
+        std::size_t next = start + prefix.size();
+        if (hasHash(prompt.substr(next))) {
+            next += hashLength;
+            if (isWholeCharacters(prompt, start, referenceLength))
+                references.push_back(prompt.substr(start, referenceLength));
+        }
+        start = prompt.find(prefix, next);
+    }
+    return references;
+}
+
+std::optional<std::string> assetHash(std::string_view reference) {
+    if (!reference.starts_with(prefix)) return std::nullopt;
+    const std::string_view hash = reference.substr(prefix.size());
+    if (hash.size() != hashLength || !hasHash(hash)) return std::nullopt;
+    return characters::lowercased(hash);
+}
+
+} // namespace sorvane::ImageReferences
