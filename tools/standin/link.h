@@ -1,0 +1,59 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "support/unique_descriptor.h"
+
+/// The application's end of the Tandem Link: one socket file, one client at a time. An interrupted
+/// call is made again. Every wait ends at once, with `Stopped`, when SIGTERM or SIGINT arrives.
+namespace sorvane::standin {
+
+/// The longest wait for one client: well above the 2 seconds after which a client gives up, so that
+/// it is never this end that ends a silence too early.
+inline constexpr std::chrono::milliseconds patience = std::chrono::seconds(5);
+
+/// Thrown out of a wait: the user has had enough.
+struct Stopped {};
+
+/// A connected client. Closed with the object.
+class Client {
+  public:
+    explicit Client(UniqueDescriptor socket);
+
+    /// The request line with its line feed; nothing when the client closes without one.
+    /// Throws std::runtime_error when it stalls or the line has no end.
+    std::optional<std::string> readLine();
+
+    /// Throws std::runtime_error when the client has gone or takes nothing more.
+    void send(std::string_view bytes);
+
+    /// Waits with the connection open, no longer than the client stays.
+    void pause(std::chrono::milliseconds time);
+
+  private:
+    UniqueDescriptor socket_;
+};
+
+/// The socket file, from its making to its removal with the object.
+class Listener {
+  public:
+    /// Makes the folder (mode 0700) and the socket file (mode 0600), in place of one that nobody
+    /// serves any more, and takes SIGTERM and SIGINT as the wish to stop; only one object may do
+    /// so. Throws std::runtime_error.
+    explicit Listener(const std::filesystem::path& path);
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+    ~Listener();
+
+    Client accept();
+
+  private:
+    std::filesystem::path path_;
+    UniqueDescriptor socket_;
+};
+
+} // namespace sorvane::standin

@@ -1,0 +1,112 @@
+#include "tools/standin/pictures.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <stdexcept>
+
+#include "identity/file_identity.h"
+#include "identity/image_formats.h"
+#include "support/file_reader.h"
+#include "support/helper_io.h"
+#include "support/json.h"
+
+namespace sorvane::standin {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The folder of a workspace that holds the originals.
+constexpr std::string_view placesFolder = ".sorvane";
+
+// 64 bits of the digest tell the pictures of one workspace apart and keep the names readable.
+constexpr std::size_t nameLength = 16;
+
+// Longer than every signature.
+constexpr std::size_t firstBytesLength = 64;
+
+struct FileType {
+    std::string_view uti;
+    std::string_view extension;
+};
+
+FileType fileType(const fs::path& file) {
+    std::array<char, firstBytesLength> beginning;
+    const std::size_t length = FileReader(file).read(std::span(beginning));
+    const auto row = imageFormat(std::string_view(beginning.data(), length));
+    if (row && row->format == ImageFormat::png) return {"public.png", "png"};
+    if (row && row->format == ImageFormat::jpeg) return {"public.jpeg", "jpg"};
+    return {"public.data", "bin"};
+}
+
+Picture indexed(const fs::path& file) {
+    const nlohmann::json identity = HelperIO::attachmentIdentity(file);
+    const auto text = [&identity](std::string_view key) {
+        return std::string(textMember(identity, key).value_or(""));
+    };
+    const FileType type = fileType(file);
+    return {.file = file,
+            .assetHash = text("sha256"),
+            .pixelHash = text("pixelHash"),
+            .width = integerMember(identity, "pixelWidth"),
+            .height = integerMember(identity, "pixelHeight"),
+            .uti = type.uti,
+            .extension = type.extension};
+}
+
+bool holds(const fs::path& file, std::string_view bytes) {
+    return fs::symlink_status(file).type() == fs::file_type::regular && readFile(file) == bytes;
+}
+
+} // namespace
+
+Pictures::Pictures(const fs::path& folder) {
+    std::vector<fs::path> files;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder))
+        if (entry.is_regular_file()) files.push_back(entry.path());
+    // Of several files with the same pixels the first by name is meant, on every machine.
+    std::sort(files.begin(), files.end());
+    for (const fs::path& file : files) pictures_.push_back(indexed(file));
+}
+
+const Picture* Pictures::find(const nlohmann::json& identity) const {
+    const auto first = [this](auto isMeant) -> const Picture* {
+        const auto picture = std::find_if(pictures_.begin(), pictures_.end(), isMeant);
+        return picture == pictures_.end() ? nullptr : &*picture;
+    };
+    for (const std::string_view key : {"assetID", "sha256"}) {
+        const auto hash = textMember(identity, key);
+        if (!hash) continue;
+        if (const Picture* picture = first([&](const Picture& p) { return p.assetHash == *hash; }))
+            return picture;
+    }
+    const auto hash = textMember(identity, "pixelHash");
+    const auto width = integerMember(identity, "pixelWidth");
+    const auto height = integerMember(identity, "pixelHeight");
+    if (!hash || hash->empty() || !width || !height) return nullptr;
+    return first([&](const Picture& p) {
+        return p.pixelHash == *hash && p.width == width && p.height == height;
+    });
+}
+
+std::string place(const Picture& picture, const fs::path& workspace) {
+    if (!workspace.is_absolute() || !fs::is_directory(workspace))
+        throw std::runtime_error("the workspace is no existing directory");
+    const std::string bytes = readFile(picture.file);
+    if (HelperIO::sha256(bytes) != picture.assetHash)
+        throw std::runtime_error("a picture has changed since it was indexed");
+
+    // A link here could lead anywhere: the folder is a directory of the workspace's own, or none.
+    const fs::path folder = workspace / placesFolder;
+    fs::create_directory(folder);
+    if (fs::symlink_status(folder).type() != fs::file_type::directory)
+        throw std::runtime_error("the workspace's folder for pictures is no directory");
+
+    const std::string name =
+        picture.assetHash.substr(0, nameLength) + "." + std::string(picture.extension);
+    if (!holds(folder / name, bytes)) HelperIO::replaceFile(folder / name, bytes);
+    return std::string(placesFolder) + "/" + name;
+}
+
+} // namespace sorvane::standin
