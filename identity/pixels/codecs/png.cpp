@@ -1,0 +1,212 @@
+#include "identity/pixels/codecs/png.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <csetjmp>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include <png.h>
+
+#include "identity/pixels/budget.h"
+#include "identity/pixels/codecs/png_metadata.h"
+
+namespace sorvane::pixels {
+
+namespace {
+
+// The chunks that decide how the pixels look and that are read here and not by libpng, which holds
+// to another precedence among them. Each name with its closing zero, as libpng wants them.
+constexpr std::string_view ownChunks("iCCP\0sRGB\0gAMA\0cHRM\0eXIf\0", 25);
+constexpr std::size_t ownChunkStride = 5;
+constexpr std::size_t ownChunkCount = ownChunks.size() / ownChunkStride;
+
+// A chunk of these names is kept in memory only up to this size, twice what a profile may have.
+constexpr png_alloc_size_t chunkLimit = 2 * profileLimit;
+
+// A picture has one chunk of each name; libpng's count stops two short of the number it is given.
+// Repeats would otherwise fill the memory.
+constexpr png_uint_32 chunkCountLimit = 2 * ownChunkCount + 2;
+
+// Each side may use up the whole budget; the product is checked before pixel memory is taken.
+constexpr png_uint_32 sideLimit = pixelBudget;
+
+/// The pixels that one pass over the picture brings: where it begins and how it steps.
+struct Pass {
+    Position first;
+    std::uint32_t columnStep;
+    std::uint32_t rowStep;
+};
+
+constexpr std::array wholePicture = {Pass{{0, 0}, 1, 1}};
+constexpr std::array adam7 = {Pass{{0, 0}, 8, 8}, Pass{{4, 0}, 8, 8}, Pass{{0, 4}, 4, 8},
+                              Pass{{2, 0}, 4, 4}, Pass{{0, 2}, 2, 4}, Pass{{1, 0}, 2, 2},
+                              Pass{{0, 1}, 1, 2}};
+
+class PngCodec final : public Codec {
+  public:
+    explicit PngCodec(ByteSource& file) : file_(file) {
+        png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
+        attempt([this] {
+            info_ = png_create_info_struct(png_);
+            endInfo_ = png_create_info_struct(png_);
+            png_set_read_fn(png_, this, readBytes);
+        });
+    }
+    ~PngCodec() override { png_destroy_read_struct(&png_, &info_, &endInfo_); }
+
+    std::optional<PictureHeader> readHeader() override;
+    bool readPixels(SpanSink& sink) override;
+
+  private:
+    // libpng leaves a failing call by longjmp, which must not pass a frame that has something to
+    // destroy, and an exception could not pass libpng's frames, compiled as C. So every call into
+    // the library goes through here with a lambda that calls it and nothing else: what is jumped
+    // over is the lambda, the library, and the callbacks below, which own nothing.
+    template<class Call>
+    bool attempt(const Call& call) {
+        if (png_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) return false;
+        call();
+        return true;
+    }
+
+    [[noreturn]] static void onError(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+    static void onWarning(png_structp png, png_const_charp message);
+    static void readBytes(png_structp png, png_bytep to, std::size_t count);
+
+    void noteDamage(std::string_view warning);
+    std::vector<PngChunk> chunksBeside(png_infop info) const;
+    bool readPass(const Pass& pass, std::vector<std::uint8_t>& row, SpanSink& sink);
+    bool readEnd();
+
+    ByteSource& file_;
+    png_structp png_ = nullptr;
+    png_infop info_ = nullptr;
+    png_infop endInfo_ = nullptr;
+    std::array<bool, ownChunkCount> ownChunkDamaged_{};
+    bool dataDamaged_ = false;
+    Size size_;
+    bool interlaced_ = false;
+    std::size_t channels_ = 0;
+    bool orientationKnown_ = false;
+};
+
+void PngCodec::readBytes(png_structp png, png_bytep to, std::size_t count) {
+    auto* codec = static_cast<PngCodec*>(png_get_io_ptr(png));
+    if (codec->file_.read({to, count}) != count) png_error(png, "the file ends here");
+}
+
+void PngCodec::onWarning(png_structp png, png_const_charp message) {
+    static_cast<PngCodec*>(png_get_error_ptr(png))->noteDamage(message);
+}
+
+// Two kinds of damage are to libpng no reason to stop, and its words are their only sign: a wrong
+// checksum of an ancillary chunk, which is kept all the same; and a flaw in the compressed data
+// behind the last pixel, their checksum above all. What it finds there beyond the picture is none.
+// It looks no further than the piece in which it finds the end of the pixels, or the one after;
+// what lies behind is still held to its own checksum, that of the chunk.
+void PngCodec::noteDamage(std::string_view warning) {
+    constexpr std::array harmless = {
+        std::string_view("IDAT: Extra compressed data"),
+        std::string_view("IDAT: Too much image data"),
+        std::string_view("IDAT: Too many IDATs found"),
+        std::string_view("IDAT: chunk data is too large"),
+    };
+    if (warning.starts_with("IDAT: ") && std::ranges::find(harmless, warning) == harmless.end())
+        dataDamaged_ = true;
+    if (!warning.ends_with(": CRC error")) return;
+    for (std::size_t i = 0; i < ownChunkCount; ++i)
+        if (warning.starts_with(ownChunks.substr(i * ownChunkStride, 4)))
+            ownChunkDamaged_[i] = true;
+}
+
+std::optional<PictureHeader> PngCodec::readHeader() {
+    const bool read = attempt([this] {
+        png_set_user_limits(png_, sideLimit, sideLimit);
+        png_set_chunk_malloc_max(png_, chunkLimit);
+        png_set_chunk_cache_max(png_, chunkCountLimit);
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_ALWAYS,
+                                    reinterpret_cast<png_const_bytep>(ownChunks.data()),
+                                    static_cast<int>(ownChunkCount));
+        png_read_info(png_, info_);
+    });
+    if (!read) return std::nullopt;
+
+    size_ = {png_get_image_width(png_, info_), png_get_image_height(png_, info_)};
+    interlaced_ = png_get_interlace_type(png_, info_) == PNG_INTERLACE_ADAM7;
+    const unsigned type = png_get_color_type(png_, info_);
+    const bool transparent =
+        (type & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png_, info_, PNG_INFO_tRNS) != 0;
+    channels_ = ((type & PNG_COLOR_MASK_COLOR) != 0 ? 3U : 1U) + (transparent ? 1U : 0U);
+
+    const std::vector<PngChunk> chunks = chunksBeside(info_);
+    const auto orientation = pngOrientation(chunks);
+    orientationKnown_ = orientation.has_value();
+    PictureHeader header;
+    header.size = size_;
+    header.orientation = orientation.value_or(Orientation::upright);
+    header.samples.channels = static_cast<Channels>(channels_);
+    header.samples.sixteenBits = png_get_bit_depth(png_, info_) == 16;
+    header.rowsInOrder = !interlaced_;
+    header.colour = pngColour(chunks);
+    return header;
+}
+
+bool PngCodec::readPixels(SpanSink& sink) {
+    const bool ready = attempt([this] {
+        // Palette to RGB, low depths to 8 bits by exact scaling, tRNS to alpha after a comparison
+        // at the file's own depth.
+        png_set_expand(png_);
+        if (std::endian::native == std::endian::little) png_set_swap(png_);
+        png_read_update_info(png_, info_);
+    });
+    if (!ready || png_get_channels(png_, info_) != channels_) return false;
+    std::vector<std::uint8_t> row(png_get_rowbytes(png_, info_));
+    const std::span<const Pass> passes = interlaced_ ? std::span<const Pass>(adam7) : wholePicture;
+    for (const Pass& pass : passes)
+        if (!readPass(pass, row, sink)) return false;
+    return readEnd();
+}
+
+std::vector<PngChunk> PngCodec::chunksBeside(png_infop info) const {
+    png_unknown_chunkp kept = nullptr;
+    const int count = png_get_unknown_chunks(png_, info, &kept);
+    std::vector<PngChunk> chunks;
+    for (int i = 0; i < count; ++i) {
+        const std::string_view name(reinterpret_cast<const char*>(kept[i].name), 4);
+        const std::size_t place = ownChunks.find(name) / ownChunkStride;
+        if (place < ownChunkCount && !ownChunkDamaged_[place])
+            chunks.push_back({name, {kept[i].data, kept[i].size}});
+    }
+    return chunks;
+}
+
+// libpng is not asked to undo the interlace, for which it would need the whole picture: it gives
+// the passes as they are, leaving out those without pixels.
+bool PngCodec::readPass(const Pass& pass, std::vector<std::uint8_t>& row, SpanSink& sink) {
+    const auto [column, firstRow] = pass.first;
+    if (column >= size_.width) return true;
+    const std::uint32_t count = (size_.width - 1 - column) / pass.columnStep + 1;
+    for (std::uint32_t y = firstRow; y < size_.height; y += pass.rowStep) {
+        if (!attempt([&] { png_read_row(png_, row.data(), nullptr); })) return false;
+        sink.take({y, column, pass.columnStep, count, row.data()});
+    }
+    return true;
+}
+
+bool PngCodec::readEnd() {
+    if (!attempt([this] { png_read_end(png_, endInfo_); }) || dataDamaged_) return false;
+    // An orientation may stand behind the pixels, when they have been digested already. Such files
+    // are so rare that they go without a pixel identity rather than every picture through a frame.
+    const auto late = pngOrientation(chunksBeside(endInfo_));
+    return orientationKnown_ || late.value_or(Orientation::upright) == Orientation::upright;
+}
+
+} // namespace
+
+std::unique_ptr<Codec> openPng(ByteSource& file) { return std::make_unique<PngCodec>(file); }
+
+} // namespace sorvane::pixels

@@ -1,0 +1,110 @@
+#include "identity/pixels/colour.h"
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+#include "identity/pixels/icc_profile.h"
+
+namespace sorvane::pixels {
+
+namespace {
+
+enum class Colours { srgb, other };
+
+// What an untagged picture is taken for. Grey is the switch: replicated as it stands it is sRGB's
+// grey, while a platform may read untagged grey through a gamma of its own.
+constexpr Colours untaggedRgb = Colours::srgb;
+constexpr Colours untaggedGrey = Colours::srgb;
+
+// What files write that mean sRGB, in units of 1/100000. Writers round the last digits each in
+// their own way, and so the gamma of 1/2.2 is one of 45450 to 45500.
+constexpr std::int64_t rounding = 100;
+constexpr std::int64_t srgbGamma = 45'455;
+constexpr std::array<std::int64_t, 8> srgbChromaticities = {31'270, 32'900, 64'000, 33'000,
+                                                            30'000, 60'000, 15'000, 6'000};
+
+bool near(std::int64_t one, std::int64_t other) { return std::abs(one - other) <= rounding; }
+
+// What one statement means for the picture; nothing when it cannot be used.
+struct Judge {
+    bool grey;
+
+    std::optional<Colours> operator()(const SaysSrgb&) const { return Colours::srgb; }
+
+    std::optional<Colours> operator()(const IccProfile& profile) const {
+        switch (judgeProfile(profile.bytes, grey)) {
+        case ProfileVerdict::unusable:
+            return std::nullopt;
+        case ProfileVerdict::srgb:
+            return Colours::srgb;
+        case ProfileVerdict::other:
+            break;
+        }
+        return Colours::other;
+    }
+
+    std::optional<Colours> operator()(const GammaAndPrimaries& said) const {
+        if (said.gamma == 0) return std::nullopt;
+        bool srgb = near(said.gamma, srgbGamma);
+        for (std::size_t i = 0; i < srgbChromaticities.size(); ++i)
+            srgb = srgb && near(said.chromaticities[i], srgbChromaticities[i]);
+        return srgb ? Colours::srgb : Colours::other;
+    }
+};
+
+Colours coloursOf(const ColourStatements& statements, bool grey) {
+    for (const ColourStatement& statement : statements)
+        if (const auto colours = std::visit(Judge{grey}, statement)) return *colours;
+    return grey ? untaggedGrey : untaggedRgb;
+}
+
+std::uint8_t toByte(std::uint8_t value) { return value; }
+std::uint8_t toByte(std::uint16_t value) {
+    return static_cast<std::uint8_t>((value * 255U + 32767U) / 65535U);
+}
+
+template<class Sample, Channels channels>
+void convertRow(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
+    constexpr std::size_t width = channelCount(channels);
+    constexpr std::size_t colours = isGrey(channels) ? 1 : 3;
+    std::array<Sample, width> pixel;
+    for (std::size_t i = 0; i < count; ++i, samples += sizeof pixel, rgba += 4) {
+        std::memcpy(pixel.data(), samples, sizeof pixel);
+        for (std::size_t channel = 0; channel < 3; ++channel)
+            rgba[channel] = toByte(pixel[channel % colours]);
+        rgba[3] = hasAlpha(channels) ? toByte(pixel[width - 1]) : 255;
+    }
+}
+
+template<class Sample>
+void convertRow(Channels channels, const std::uint8_t* samples, std::size_t count,
+                std::uint8_t* rgba) {
+    switch (channels) {
+    case Channels::grey:
+        return convertRow<Sample, Channels::grey>(samples, count, rgba);
+    case Channels::greyAlpha:
+        return convertRow<Sample, Channels::greyAlpha>(samples, count, rgba);
+    case Channels::rgb:
+        return convertRow<Sample, Channels::rgb>(samples, count, rgba);
+    case Channels::rgba:
+        return convertRow<Sample, Channels::rgba>(samples, count, rgba);
+    }
+}
+
+} // namespace
+
+std::optional<ColourStep> ColourStep::make(const ColourStatements& statements,
+                                           SampleFormat format) {
+    if (coloursOf(statements, isGrey(format.channels)) != Colours::srgb) return std::nullopt;
+    return ColourStep(format);
+}
+
+void ColourStep::convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const {
+    if (format_.sixteenBits)
+        convertRow<std::uint16_t>(format_.channels, samples, count, rgba);
+    else
+        convertRow<std::uint8_t>(format_.channels, samples, count, rgba);
+}
+
+} // namespace sorvane::pixels

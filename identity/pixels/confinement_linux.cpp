@@ -1,0 +1,126 @@
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <malloc.h>
+
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+
+#include "identity/pixels/budget.h"
+#include "identity/pixels/confinement.h"
+#include "identity/pixels/time_limit.h"
+
+namespace sorvane::pixels {
+
+namespace {
+
+#if defined(__x86_64__)
+constexpr std::uint32_t auditArchitecture = AUDIT_ARCH_X86_64;
+#elif defined(__aarch64__)
+constexpr std::uint32_t auditArchitecture = AUDIT_ARCH_AARCH64;
+#else
+#error "Name this machine's audit architecture here and try the confinement's tests."
+#endif
+
+// What the codecs keep beside the frame, at most. PNG: libpng's two rows and the codec's own, each
+// as wide as the whole budget with four channels of 16 bits. JPEG: every coefficient of three
+// channels, 16 bits each, when they come in several scans.
+constexpr rlim_t pngRows = rlim_t{3} * 8 * pixelBudget;
+constexpr rlim_t jpegCoefficients = rlim_t{3} * 2 * pixelBudget;
+
+// The program itself, the C library, the stack, a colour profile, and blocks that pictures are
+// rounded up to.
+constexpr rlim_t elsewhere = rlim_t{96} << 20;
+
+constexpr rlim_t addressSpace = frameLimit + std::max(pngRows, jpegCoefficients) + elsewhere;
+
+constexpr sock_filter statement(std::uint16_t code, std::uint32_t value) {
+    return {code, 0, 0, value};
+}
+constexpr sock_filter jump(std::uint16_t test, std::uint32_t value, std::uint8_t ifTrue,
+                           std::uint8_t ifFalse) {
+    return {static_cast<std::uint16_t>(BPF_JMP | test | BPF_K), ifTrue, ifFalse, value};
+}
+constexpr sock_filter load(std::size_t offset) {
+    return statement(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(offset));
+}
+constexpr sock_filter answer(std::uint32_t verdict) { return statement(BPF_RET | BPF_K, verdict); }
+
+constexpr sock_filter allow = answer(SECCOMP_RET_ALLOW);
+constexpr sock_filter kill = answer(SECCOMP_RET_KILL_PROCESS);
+constexpr sock_filter unlessCall(std::uint32_t number) { return jump(BPF_JEQ, number, 0, 1); }
+
+// Both machines are little-endian: an argument's lower half comes first.
+constexpr std::size_t protectionArgument = offsetof(seccomp_data, args) + 2 * sizeof(std::uint64_t);
+
+// The whole of what a decoder may ask of the system: its two streams, memory (none of it
+// executable), the end. `getrandom` is malloc's seed, drawn at its first call; `futex` closes the
+// once-only preparations of the run time's first exception.
+constexpr std::array filter = {
+    load(offsetof(seccomp_data, arch)),
+    jump(BPF_JEQ, auditArchitecture, 1, 0),
+    kill,
+    load(offsetof(seccomp_data, nr)),
+    unlessCall(__NR_read),
+    allow,
+    unlessCall(__NR_write),
+    allow,
+    unlessCall(__NR_brk),
+    allow,
+    unlessCall(__NR_munmap),
+    allow,
+    unlessCall(__NR_mremap),
+    allow,
+    unlessCall(__NR_madvise),
+    allow,
+    unlessCall(__NR_getrandom),
+    allow,
+    unlessCall(__NR_futex),
+    allow,
+    unlessCall(__NR_exit),
+    allow,
+    unlessCall(__NR_exit_group),
+    allow,
+    jump(BPF_JEQ, __NR_mmap, 1, 0),
+    kill,
+    load(protectionArgument),
+    jump(BPF_JSET, PROT_EXEC, 0, 1),
+    kill,
+    allow,
+};
+
+void limitResource(__rlimit_resource_t resource, rlim_t most) {
+    const rlimit limit{most, most};
+    ::setrlimit(resource, &limit);
+}
+
+void filterCalls() {
+    if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return;
+    // The kernel's interface is older than `const`; it copies the filter and leaves it alone.
+    std::array<sock_filter, filter.size()> copy = filter;
+    const sock_fprog program{copy.size(), copy.data()};
+    ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program, 0, 0);
+}
+
+} // namespace
+
+void confine(std::chrono::seconds limit) {
+    limitTime(limit);
+    limitResource(RLIMIT_AS, addressSpace);
+    limitResource(RLIMIT_NOFILE, 0);
+    limitResource(RLIMIT_FSIZE, 0);
+    limitResource(RLIMIT_CORE, 0);
+    // A crash report would hold somebody's picture; some systems write one whatever the limit.
+    ::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+    // Where memory runs out, malloc would try a second heap, and ask how many processors there are.
+    ::mallopt(M_ARENA_MAX, 1);
+    filterCalls();
+}
+
+} // namespace sorvane::pixels

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "identity/pixels/colour_statement.h"
+#include "identity/pixels/geometry.h"
+#include "identity/pixels/orientation.h"
+
+namespace sorvane::pixels {
+
+/// The channels of a sample row, interleaved; alpha is straight, never premultiplied.
+enum class Channels : std::uint8_t { grey = 1, greyAlpha = 2, rgb = 3, rgba = 4 };
+
+constexpr std::size_t channelCount(Channels channels) { return static_cast<std::size_t>(channels); }
+constexpr bool isGrey(Channels channels) { return channels <= Channels::greyAlpha; }
+constexpr bool hasAlpha(Channels channels) { return channelCount(channels) % 2 == 0; }
+
+/// What one sample row holds. Low depths are scaled to 8 bits and palettes are looked up by the
+/// codec; 16-bit samples keep all their bits until the colours are right, in the machine's order.
+struct SampleFormat {
+    Channels channels = Channels::rgb;
+    bool sixteenBits = false;
+
+    std::size_t pixelBytes() const { return channelCount(channels) * (sixteenBits ? 2 : 1); }
+};
+
+/// What a file says before its first pixel.
+struct PictureHeader {
+    /// As stored, before the orientation.
+    Size size;
+    Orientation orientation = Orientation::upright;
+    SampleFormat samples;
+    /// The spans come as whole rows from top to bottom. False: they come in another order.
+    bool rowsInOrder = true;
+    ColourStatements colour;
+};
+
+/// Some pixels of one stored row: `count` of them, the first in column `firstColumn`, each
+/// `columnStep` to the right of the one before.
+struct Span {
+    std::uint32_t row = 0;
+    std::uint32_t firstColumn = 0;
+    std::uint32_t columnStep = 1;
+    std::uint32_t count = 0;
+    const std::uint8_t* samples = nullptr;
+};
+
+/// Takes a picture's spans.
+class SpanSink {
+  public:
+    virtual ~SpanSink() = default;
+    virtual void take(const Span& span) = 0;
+};
+
+/// One file's decoder; reads the picture's header, then its pixels, each once. What is wrong with
+/// a file is answered, not thrown.
+class Codec {
+  public:
+    virtual ~Codec() = default;
+
+    /// Nothing: this is no picture that is read here.
+    virtual std::optional<PictureHeader> readHeader() = 0;
+
+    /// Hands over every pixel once. False: the picture is damaged, and what came is worth nothing.
+    virtual bool readPixels(SpanSink& sink) = 0;
+};
+
+} // namespace sorvane::pixels

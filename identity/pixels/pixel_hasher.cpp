@@ -1,0 +1,99 @@
+#include "identity/pixels/pixel_hasher.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "identity/pixels/digest_prefix.h"
+
+namespace sorvane::pixels {
+
+namespace {
+
+constexpr std::size_t pixelBytes = 4;
+
+bool keepsRowOrder(Orientation orientation) {
+    return orientation == Orientation::upright || orientation == Orientation::mirror;
+}
+
+void premultiply(std::uint8_t* rgba, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i, rgba += pixelBytes)
+        for (std::size_t channel = 0; channel < 3; ++channel)
+            rgba[channel] =
+                static_cast<std::uint8_t>((rgba[channel] * unsigned{rgba[3]} + 127) / 255);
+}
+
+void reversePixels(std::uint8_t* rgba, std::size_t count) {
+    for (std::size_t left = 0, right = count; left + 1 < right; ++left, --right)
+        std::swap_ranges(rgba + pixelBytes * left, rgba + pixelBytes * (left + 1),
+                         rgba + pixelBytes * (right - 1));
+}
+
+std::string_view text(const std::uint8_t* bytes, std::size_t count) {
+    return {reinterpret_cast<const char*>(bytes), count};
+}
+
+} // namespace
+
+PixelHasher::PixelHasher(const PictureHeader& header, const ColourStep& colour)
+    : colour_(colour), stored_(header.size), orientation_(header.orientation) {
+    const Size upright = uprightSize(orientation_, stored_);
+    digest_.update(digestPrefix(upright));
+    if (header.rowsInOrder && keepsRowOrder(orientation_)) return;
+    frameBytes_ = pixelBytes * upright.width * upright.height;
+    frame_ = std::make_unique_for_overwrite<std::uint8_t[]>(frameBytes_);
+}
+
+void PixelHasher::take(const Span& span) {
+    if (frame_)
+        place(span);
+    else
+        stream(span);
+}
+
+std::string PixelHasher::hex() {
+    if (frame_) digest_.update(text(frame_.get(), frameBytes_));
+    return digest_.hex();
+}
+
+// Brings a block's worth of pixels into `block_` in their final form, but for their order.
+void PixelHasher::finish(const std::uint8_t* samples, std::size_t count) {
+    colour_.convert(samples, count, block_.data());
+    if (!colour_.opaque()) premultiply(block_.data(), count);
+}
+
+void PixelHasher::stream(const Span& span) {
+    const bool mirrored = orientation_ == Orientation::mirror;
+    for (std::size_t done = 0; done < span.count;) {
+        const std::size_t count = std::min(blockPixels, span.count - done);
+        const std::size_t first = mirrored ? span.count - done - count : done;
+        finish(span.samples + first * colour_.pixelBytes(), count);
+        if (mirrored) reversePixels(block_.data(), count);
+        digest_.update(text(block_.data(), pixelBytes * count));
+        done += count;
+    }
+}
+
+void PixelHasher::place(const Span& span) {
+    const std::size_t frameWidth = uprightSize(orientation_, stored_).width;
+    const auto index = [&](std::size_t pixel) {
+        const auto column = static_cast<std::uint32_t>(span.firstColumn + pixel * span.columnStep);
+        const Position place = uprightPosition(orientation_, stored_, {column, span.row});
+        return static_cast<std::ptrdiff_t>(place.y * frameWidth + place.x);
+    };
+    // Along a stored row the way through the frame is straight: two places give its step.
+    const std::ptrdiff_t start = index(0);
+    const std::ptrdiff_t step = span.count > 1 ? index(1) - start : 0;
+    for (std::size_t done = 0; done < span.count;) {
+        const std::size_t count = std::min(blockPixels, span.count - done);
+        finish(span.samples + done * colour_.pixelBytes(), count);
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto to = start + static_cast<std::ptrdiff_t>(done + i) * step;
+            std::memcpy(frame_.get() + static_cast<std::ptrdiff_t>(pixelBytes) * to,
+                        block_.data() + pixelBytes * i, pixelBytes);
+        }
+        done += count;
+    }
+}
+
+} // namespace sorvane::pixels

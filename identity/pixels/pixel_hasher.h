@@ -1,0 +1,45 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "identity/pixels/colour.h"
+#include "identity/pixels/orientation.h"
+#include "identity/pixels/picture.h"
+#include "identity/sha256.h"
+
+namespace sorvane::pixels {
+
+/// Digests a picture's upright pixels: the SHA-256 over the text "WxH:rgba8-srgb:", with the
+/// upright size, and the rows from top to bottom as RGBA, 8 bits a channel, premultiplied. Rows
+/// that come in order and need no turning go straight into the digest; every other picture takes
+/// one frame of four bytes a pixel, so its size must be within the budget.
+class PixelHasher : public SpanSink {
+  public:
+    PixelHasher(const PictureHeader& header, const ColourStep& colour);
+
+    void take(const Span& span) override;
+
+    /// 64 lower-case hexadecimal digits; called once, after the last span.
+    std::string hex();
+
+  private:
+    static constexpr std::size_t blockPixels = 1024;
+
+    void finish(const std::uint8_t* samples, std::size_t count);
+    void stream(const Span& span);
+    void place(const Span& span);
+
+    Sha256 digest_;
+    ColourStep colour_;
+    Size stored_;
+    Orientation orientation_;
+    std::size_t frameBytes_ = 0;
+    std::unique_ptr<std::uint8_t[]> frame_;
+    std::array<std::uint8_t, 4 * blockPixels> block_;
+};
+
+} // namespace sorvane::pixels

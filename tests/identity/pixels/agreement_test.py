@@ -1,0 +1,107 @@
+#!/usr/bin/env python3
+"""Plays whole files to the decoder and compares its answers with an independent reference: of a PNG
+the pixels that were written into it, of a JPEG the pixels of the standard tool.
+
+    agreement_test.py PROGRAM [--sanitized]
+
+With --sanitized the peak of memory is not judged: a sanitizer has its own.
+"""
+
+import subprocess
+import sys
+import time
+
+import jpeg_agreement
+import png_agreement
+import png_files
+
+SECONDS = '60'
+
+MEASURE = '''
+import os, sys
+child = os.posix_spawn(sys.argv[1], sys.argv[1:], {})
+_, status, usage = os.wait4(child, 0)
+print(usage.ru_maxrss, file=sys.stderr)
+sys.exit(os.waitstatus_to_exitcode(status))
+'''
+
+
+class Checker:
+    """Runs the program and counts what came out as it should."""
+
+    def __init__(self, program, sanitized):
+        self.program = program
+        self.sanitized = sanitized
+        self.passed = self.failed = 0
+
+    def run(self, data, seconds=SECONDS):
+        """Output and exit status; the error stream must stay silent."""
+        done = subprocess.run((self.program, seconds), input=data, env={}, capture_output=True)
+        self.check('nothing is written to standard error', done.stderr == b'', done.stderr[-2000:])
+        return done.stdout.decode(), done.returncode
+
+    def run_measured(self, data):
+        """Output, exit status, and the peak of memory in KiB. A process begins with the peak of the
+        one that started it, so a small one has to stand between."""
+        done = subprocess.run((sys.executable, '-I', '-S', '-c', MEASURE, self.program, SECONDS),
+                              input=data, capture_output=True)
+        return done.stdout.decode(), done.returncode, int(done.stderr)
+
+    def check(self, name, good, shown=''):
+        if good:
+            self.passed += 1
+        else:
+            self.failed += 1
+            print('FAILED: %s: %s' % (name, shown))
+
+    def answers(self, name, data, expected):
+        output, status = self.run(data)
+        self.check(name, (output, status) == (expected, 0), (output, status, expected))
+
+    def refuses(self, name, data, seconds=SECONDS):
+        output, status = self.run(data, seconds)
+        self.check(name, output == '' and status != 0, (output, status))
+
+    def refuses_within(self, name, data, limit):
+        """No answer, and the end close to the limit that the program was given."""
+        begun = time.monotonic()
+        self.refuses(name, data, str(limit))
+        elapsed = time.monotonic() - begun
+        self.check(name + ' in time', elapsed < limit + 2, elapsed)
+
+    def answers_within_memory(self, name, data, expected, mebibytes):
+        output, status, peak = self.run_measured(data)
+        self.check(name, (output, status) == (expected, 0), (output, status, expected))
+        self.check(name + ' in little memory', self.sanitized or peak < mebibytes * 1024, peak)
+
+
+def other_input(checker):
+    checker.refuses('empty input is no picture', b'')
+    checker.refuses('text is no picture', b'The quick brown fox jumps over the lazy dog.\n' * 99)
+    checker.refuses('a beginning of a signature is no picture', b'\x89PN')
+    picture = png_files.Picture(1, 1, png_files.RGB, 8)
+    for seconds in ('0', '-1', '3601', 'ten', '1.5', ''):
+        checker.refuses('a time that is no number of 1 to 3600 is refused: ' + repr(seconds),
+                        picture.file(), seconds)
+
+
+def silence(checker):
+    process = subprocess.Popen((checker.program, '1'), stdin=subprocess.PIPE,
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env={})
+    begun = time.monotonic()
+    output = process.stdout.read()
+    elapsed = time.monotonic() - begun
+    checker.check('input that never comes ends with the time limit',
+                  output == b'' and process.wait() != 0 and 0.5 < elapsed < 3, elapsed)
+
+
+def main():
+    checker = Checker(sys.argv[1], '--sanitized' in sys.argv[2:])
+    for case in png_agreement.CASES + jpeg_agreement.CASES + (other_input, silence):
+        case(checker)
+    print('%d passed, %d failed' % (checker.passed, checker.failed))
+    return 1 if checker.failed else 0
+
+
+if __name__ == '__main__':
+    sys.exit(main())

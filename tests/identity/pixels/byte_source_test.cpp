@@ -1,0 +1,57 @@
+#include <array>
+
+#include <sys/socket.h>
+
+#include <doctest/doctest.h>
+
+#include "identity/pixels/byte_source.h"
+#include "tests/identity/pixels/poured_file.h"
+
+using namespace sorvane;
+using namespace sorvane::test;
+
+TEST_CASE("peeking shows the next bytes and leaves them there") {
+    PouredFile file(bytes("abcdef"));
+    CHECK(file.source().peek(3) == "abc");
+    CHECK(file.source().peek(100) == "abcdef");
+    std::array<std::uint8_t, 2> two;
+    CHECK(file.source().read(two) == 2);
+    CHECK(file.source().peek(3) == "cde");
+}
+
+TEST_CASE("peeking and reading go across the pieces that the system gives") {
+    int ends[2];
+    REQUIRE(::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) == 0);
+    const UniqueDescriptor reader(ends[0]);
+    UniqueDescriptor writer(ends[1]);
+    for (const char* piece : {"ab", "cd", "ef", "gh"})
+        REQUIRE(::write(writer.get(), piece, 2) == 2);
+    writer.reset();
+    pixels::ByteSource source(reader.get());
+    CHECK(source.peek(5) == "abcde");
+    std::array<std::uint8_t, 7> seven;
+    CHECK(source.read(seven) == 7);
+    CHECK(Bytes(seven.begin(), seven.end()) == bytes("abcdefg"));
+    CHECK(source.read(seven) == 1);
+    CHECK(source.read(seven) == 0);
+}
+
+TEST_CASE("taking a piece gives what is buffered, then what comes, then nothing") {
+    PouredFile file(bytes("abc"));
+    CHECK(file.source().peek(1) == "a");
+    CHECK(file.source().takePiece().size() == 3);
+    CHECK(file.source().takePiece().empty());
+}
+
+TEST_CASE("draining takes everything that is left") {
+    PouredFile file(Bytes(60'000, 'x'));
+    CHECK(file.source().peek(2) == "xx");
+    file.source().drain();
+    CHECK(file.source().peek(1).empty());
+}
+
+TEST_CASE("a descriptor that cannot be read is an empty file") {
+    pixels::ByteSource source(-1);
+    CHECK(source.peek(8).empty());
+    CHECK(source.takePiece().empty());
+}

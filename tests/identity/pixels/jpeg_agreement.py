@@ -1,0 +1,156 @@
+"""Cases of JPEG files."""
+
+import struct
+
+import jpeg_files
+import tags
+from jpeg_files import decoded, encoded, exif_segment, icc_segments, ppm, segment, with_segments
+from reference import answer, uniform_digest
+
+SAMPLINGS = {'4:4:4': '1x1', '4:2:2': '2x1', '4:2:0': '2x2', '4:4:0': '1x2', '4:1:1': '4x1',
+             '4:1:0': '4x2'}
+METHODS = {'baseline': (), 'progressive': ('-progressive',), 'optimized': ('-optimize',),
+           'restart in blocks': ('-restart', '2B'), 'restart in rows': ('-restart', '1'),
+           'progressive with restart': ('-progressive', '-restart', '3B'),
+           'arithmetic': ('-arithmetic',)}
+
+
+def every_form(checker):
+    for width, height in ((1, 1), (7, 5), (16, 16), (45, 33), (64, 70)):
+        picture = ppm(width, height)
+        for method, options in METHODS.items():
+            forms = {name: ('-sample', sample) for name, sample in SAMPLINGS.items()}
+            forms['grey'] = ('-grayscale',)
+            forms['RGB'] = ('-rgb',)
+            for form, more in forms.items():
+                jpeg = encoded(picture, *options, *more)
+                checker.answers('%s, %s, %dx%d' % (form, method, width, height), jpeg,
+                                answer(decoded(jpeg)))
+
+
+def orientations(checker):
+    for form in (('-sample', '2x2'), ('-progressive',), ('-grayscale',)):
+        jpeg = encoded(ppm(37, 22), *form)
+        rows = decoded(jpeg)
+        for orientation in range(1, 9):
+            for order in '<>':
+                turned = with_segments(jpeg, exif_segment(tags.exif(orientation, order)))
+                checker.answers('orientation %d, %s, %s' % (orientation, order, form[0]), turned,
+                                answer(rows, orientation))
+
+
+def exif_oddities(checker):
+    jpeg = encoded(ppm(20, 10))
+    rows = decoded(jpeg)
+    six = exif_segment(tags.exif(6))
+    upright = {
+        'orientation 0': tags.exif(0),
+        'orientation 9': tags.exif(9),
+        'orientation 65535': tags.exif(65535),
+        'an orientation of two values': tags.exif(6, count=2),
+        'an orientation that is no short number': tags.exif(6, '<', kind=4),
+        'no data': b'',
+        'a byte order alone': b'MM',
+        'noise': bytes(range(256)) * 20,
+        'a directory beyond the end': b'MM\0*\xff\xff\xff\xf0',
+        'a directory cut short': tags.exif(6)[:-9],
+        'two byte orders': b'IM' + tags.exif(6)[2:],
+        'a wrong mark': b'MM\0\x2b' + tags.exif(6)[4:],
+    }
+    for name, data in upright.items():
+        checker.answers(name + ' is upright', with_segments(jpeg, exif_segment(data)),
+                        answer(rows))
+    checker.answers('the first Exif counts', with_segments(jpeg, six + exif_segment(tags.exif(3))),
+                    answer(rows, 6))
+    checker.answers('Exif behind other data of its marker',
+                    with_segments(jpeg, segment(0xe1, b'http://ns.adobe.com/xap/1.0/\0<x/>') + six),
+                    answer(rows, 6))
+    checker.answers('an orientation in the entry of another directory is not followed',
+                    with_segments(jpeg, exif_segment(
+                        b'MM\0*\0\0\0\x08\0\0\0\0\0\x0e' + tags.exif(6)[8:])), answer(rows))
+
+
+def colours(checker):
+    for form, make in (('-rgb', tags.rgb_profile), ('-grayscale', tags.grey_profile)):
+        jpeg = encoded(ppm(30, 20), form)
+        expected = answer(decoded(jpeg))
+        same, other = make(tags.SRGB_CURVE), make(tags.gamma_curve(1.8))
+        other += bytes(500)
+
+        def answers(name, segments):
+            checker.answers(name + ', ' + form, with_segments(jpeg, segments), expected)
+
+        def refuses(name, segments):
+            checker.refuses(name + ', ' + form, with_segments(jpeg, segments))
+
+        answers('a profile of sRGB', icc_segments(same))
+        answers('a profile of sRGB in pieces', icc_segments(same, 5))
+        answers('a profile of sRGB in pieces out of order', icc_segments(same, 3, (2, 0, 1)))
+        refuses('another profile', icc_segments(other))
+        refuses('another profile in pieces', icc_segments(other, 255))
+        refuses('another profile in pieces out of order', icc_segments(other, 3, (1, 2, 0)))
+        answers('a profile without its last piece is as none', icc_segments(other, 3, (0, 1)))
+        answers('a profile with a piece twice is as none', icc_segments(other, 3, (0, 1, 1, 2)))
+        answers('a profile of zeros is as none', icc_segments(bytes(900)))
+        answers('a marker that is no profile', segment(0xe2, b'FPXR\0' + bytes(40)))
+    four = with_segments(encoded(ppm(16, 16)), b'')
+    place = four.index(b'\xff\xc0')
+    checker.refuses('four channels', four[:place + 9] + b'\4' + four[place + 10:])
+
+
+def damage(checker):
+    for form in (('-sample', '2x2'), ('-progressive',), ('-grayscale',), ('-restart', '1')):
+        jpeg = encoded(ppm(61, 47), *form)
+        first_scan = jpeg.index(b'\xff\xda')
+        for length in range(first_scan + 20, len(jpeg), max(1, len(jpeg) // 40)):
+            cut = jpeg[:length]
+            checker.answers('cut after %d of %d bytes, %s' % (length, len(jpeg), form[0]), cut,
+                            answer(decoded(cut)))
+        for length in range(0, first_scan, 7):
+            checker.refuses('cut after %d bytes, before any pixel' % length, jpeg[:length])
+        checker.answers('garbage behind the end, ' + form[0], jpeg + b'\xff\xd8garbage' * 20000,
+                        answer(decoded(jpeg)))
+    whole = encoded(ppm(50, 50), '-restart', '1')
+    for place in range(whole.index(b'\xff\xda') + 30, len(whole), 97):
+        hurt = whole[:place] + bytes((whole[place] ^ 0x10,)) + whole[place + 1:]
+        checker.answers('a byte changed at %d' % place, hurt, answer(decoded(hurt)))
+
+
+def resized(jpeg, width, height):
+    """The file declaring another size than its own."""
+    place = max(jpeg.find(b'\xff\xc0'), jpeg.find(b'\xff\xc2'))
+    return jpeg[:place + 5] + struct.pack('>HH', height, width) + jpeg[place + 9:]
+
+
+def sizes(checker):
+    jpeg = encoded(ppm(16, 16), '-grayscale')
+    for width, height in ((0, 5), (5, 0), (8000, 8000), (65535, 65535), (65500, 917), (65501, 1)):
+        checker.refuses('%dx%d is not decoded' % (width, height), resized(jpeg, width, height))
+    row = bytes(x * y & 255 for x in range(4000) for y in (1, 3, 7))
+    large = encoded(b'P6\n4000 3000\n255\n' + row * 3000)
+    line = decoded(large, 3000)
+    for orientation, pixels in ((1, line), (2, line[::-1])):
+        checker.answers_within_memory(
+            'a large picture of orientation %d' % orientation,
+            with_segments(large, exif_segment(tags.exif(orientation))),
+            '%s 4000 3000\n' % uniform_digest(4000, 3000, b''.join(pixels)), 16)
+
+
+def scans(checker):
+    small = encoded(ppm(40, 40), '-progressive')
+    repeated = jpeg_files.with_scans(small, 500)
+    checker.answers('hundreds of scans', repeated, answer(decoded(repeated)))
+    checker.refuses('more scans than a picture can have', jpeg_files.with_scans(small, 2800))
+    flat = encoded(b'P5\n6000 6000\n255\n' + bytes(36_000_000), '-progressive')
+    checker.refuses_within('a large picture of 2,600 scans',
+                           jpeg_files.with_scans(flat, 2600), 2)
+
+
+def segments(checker):
+    jpeg = encoded(ppm(16, 16))
+    many = b''.join(segment(marker, bytes(65000)) for marker in (0xe1, 0xe2, 0xed, 0xfe))
+    checker.answers_within_memory('segments of 26 MB are passed over',
+                                  with_segments(jpeg, many * 100), answer(decoded(jpeg)), 16)
+
+
+CASES = (every_form, orientations, exif_oddities, colours, damage, sizes, scans, segments)

@@ -1,0 +1,244 @@
+"""Cases of PNG files."""
+
+import struct
+import zlib
+
+import png_files
+import tags
+from png_files import GREY, GREY_ALPHA, PALETTE, RGB, RGBA, Picture, chunk
+from reference import answer, premultiplied, uniform_digest
+
+SRGB_CHROMATICITIES = (31270, 32900, 64000, 33000, 30000, 60000, 15000, 6000)
+TEXT = chunk(b'tEXt', b'Comment\0made by hand')
+
+
+def icc_chunk(profile):
+    return chunk(b'iCCP', b'a profile\0\0' + zlib.compress(profile))
+
+
+def gamma_chunk(gamma):
+    return chunk(b'gAMA', struct.pack('>I', gamma))
+
+
+def chromaticities_chunk(values):
+    return chunk(b'cHRM', struct.pack('>8I', *values))
+
+
+def every_form(checker):
+    for colour_type, depths in png_files.DEPTHS.items():
+        for depth in depths:
+            for transparent in (False, True):
+                if transparent and colour_type in (GREY_ALPHA, RGBA):
+                    continue
+                for interlaced in (False, True):
+                    for size in ((1, 1), (1, 9), (9, 1), (3, 5), (13, 11), (33, 17)):
+                        picture = Picture(*size, colour_type, depth, transparent)
+                        name = 'colour type %d, depth %d%s%s, %dx%d' % (
+                            colour_type, depth, ', tRNS' if transparent else '',
+                            ', interlaced' if interlaced else '', *size)
+                        checker.answers(name, picture.file(interlaced), answer(picture.pixels()))
+
+
+def interlaced_sizes(checker):
+    for width in range(1, 10):
+        for height in range(1, 10):
+            for colour_type, depth in ((RGBA, 8), (GREY, 1)):
+                picture = Picture(width, height, colour_type, depth)
+                checker.answers('interlaced passes of %dx%d, colour type %d' %
+                                (width, height, colour_type), picture.file(True),
+                                answer(picture.pixels()))
+
+
+def wide_rows(checker):
+    for colour_type, depth in ((RGB, 8), (RGBA, 16), (PALETTE, 2)):
+        for orientation in (1, 2, 3, 6):
+            picture = Picture(3001, 3, colour_type, depth)
+            checker.answers('a row longer than a block, colour type %d, orientation %d' %
+                            (colour_type, orientation),
+                            picture.file(before=chunk(b'eXIf', tags.exif(orientation)), pieces=7),
+                            answer(picture.pixels(), orientation))
+
+
+def sixteen_bits(checker):
+    values = [0, 1, 127, 128, 129, 256, 257, 32767, 32768, 65278, 65407, 65408, 65534, 65535]
+    values += [257 * v + d for v in (1, 64, 127, 200, 254) for d in (-129, -128, 128, 129)]
+    picture = Picture(len(values), 1, GREY, 16)
+    picture.rows = [[(value,) for value in values]]
+    checker.answers('16 bits are rounded to the nearest of 8', picture.file(),
+                    answer(picture.pixels()))
+    picture = Picture(256, 256, GREY_ALPHA, 8)
+    picture.rows = [[(value, alpha) for value in range(256)] for alpha in range(256)]
+    checker.answers('every value is multiplied by every alpha', picture.file(),
+                    answer(picture.pixels()))
+
+
+def known_pixels(checker):
+    red = Picture(1, 1, RGB, 8)
+    red.rows = [[(255, 0, 0)]]
+    checker.answers('one red pixel is FF 00 00 FF', red.file(), answer([[b'\xff\0\0\xff']]))
+    clear = Picture(2, 1, RGBA, 8)
+    clear.rows = [[(9, 200, 77, 0), (255, 255, 255, 0)]]
+    checker.answers('a transparent pixel is four zero bytes', clear.file(),
+                    answer([[bytes(4), bytes(4)]]))
+
+
+def other_chunks(checker):
+    picture = Picture(12, 7, RGB, 8, seed=3)
+    expected = answer(picture.pixels())
+    checker.answers('a text chunk before the pixels changes nothing', picture.file(before=TEXT),
+                    expected)
+    checker.answers('a text chunk behind the pixels changes nothing', picture.file(after=TEXT),
+                    expected)
+    checker.answers('what follows the end changes nothing', picture.file() + b'garbage' * 50000,
+                    expected)
+    checker.answers('pixels in many small chunks', picture.file(pieces=50), expected)
+    big = chunk(b'tEXt', b'Comment\0' + bytes(30_000_000))
+    checker.answers_within_memory('a text of 30 MB is passed over', picture.file(before=big),
+                                  expected, 16)
+    many = chunk(b'eXIf', bytes(100_000)) * 500
+    checker.answers_within_memory('a chunk that is repeated 500 times fills no memory',
+                                  picture.file(before=chunk(b'eXIf', tags.exif(1)) + many),
+                                  expected, 16)
+    animated = (chunk(b'acTL', struct.pack('>II', 2, 0)) +
+                chunk(b'fcTL', struct.pack('>IIIIIHHBB', 0, 12, 7, 0, 0, 1, 10, 0, 0)))
+    frame = (chunk(b'fcTL', struct.pack('>IIIIIHHBB', 1, 12, 7, 0, 0, 1, 10, 0, 0)) +
+             chunk(b'fdAT', struct.pack('>I', 2) + zlib.compress(bytes(7 * 37))))
+    checker.answers('of an animated picture the default image counts',
+                    picture.file(before=animated, after=frame), expected)
+
+
+def colours(checker):
+    huge = icc_chunk(struct.pack('>I', 200_000_000) + bytes(199_999_996))
+    for colour_type in (GREY, RGB, PALETTE, RGBA):
+        picture = Picture(6, 5, colour_type, 8, seed=4)
+        expected = answer(picture.pixels())
+
+        def means_srgb(name, before):
+            checker.answers('%s, colour type %d' % (name, colour_type),
+                            picture.file(before=before), expected)
+
+        def means_other(name, before):
+            checker.refuses('%s, colour type %d' % (name, colour_type),
+                            picture.file(before=before))
+
+        grey = colour_type == GREY
+        curves = {'by formula': tags.SRGB_CURVE,
+                  'of 1024 samples': tags.sampled_curve(tags.srgb_light, 1024)}
+        plain = tags.gamma_curve(2.2)
+        for form, curve in curves.items():
+            same = tags.grey_profile(curve) if grey else tags.rgb_profile(curve)
+            means_srgb('a profile with the sRGB curve ' + form, icc_chunk(same))
+        other = tags.grey_profile(plain) if grey else tags.rgb_profile(plain)
+        means_other('a profile of gamma 2.2 is not sRGB', icc_chunk(other))
+        means_other('a profile goes before the sRGB chunk',
+                    chunk(b'sRGB', b'\0') + icc_chunk(other))
+        means_srgb('a profile for other channels is as none',
+                   icc_chunk(tags.rgb_profile(plain) if grey else tags.grey_profile(plain)))
+        means_srgb('a profile of zeros is as none', icc_chunk(struct.pack('>I', 500) + bytes(496)))
+        means_srgb('a profile that does not inflate is as none',
+                   chunk(b'iCCP', b'a profile\0\0' + zlib.compress(other)[:40]))
+        means_srgb('a profile whose chunk fails its checksum is as none',
+                   icc_chunk(other)[:-1] + b'?')
+        checker.answers_within_memory('a profile of 200 MB is as none, colour type %d' %
+                                      colour_type, picture.file(before=huge), expected, 16)
+        means_srgb('the sRGB chunk', chunk(b'sRGB', b'\0'))
+        means_srgb('the sRGB chunk goes before gAMA and cHRM', chunk(b'sRGB', b'\1') +
+                   gamma_chunk(100000) + chromaticities_chunk((31270, 32900) + (33000,) * 6))
+        means_srgb('gAMA alone changes nothing', gamma_chunk(100000))
+        means_srgb('cHRM alone changes nothing', chromaticities_chunk((33000,) * 8))
+        means_srgb('gAMA and cHRM of sRGB', gamma_chunk(45455) +
+                   chromaticities_chunk(SRGB_CHROMATICITIES))
+        means_other('gAMA of another curve with cHRM of sRGB', gamma_chunk(55556) +
+                    chromaticities_chunk(SRGB_CHROMATICITIES))
+        means_other('gAMA of sRGB with other primaries', gamma_chunk(45455) +
+                    chromaticities_chunk((31270, 32900, 68000, 32000, 26500, 69000, 15000, 6000)))
+    picture = Picture(6, 5, RGB, 8, seed=5)
+    checker.refuses('a profile of other primaries is not sRGB',
+                    picture.file(before=icc_chunk(tags.rgb_profile(primaries=tags.DISPLAY_P3))))
+    checker.refuses('a profile with a table is not sRGB, whatever its curves',
+                    picture.file(before=icc_chunk(tags.rgb_profile(A2B0=b'mft2' + bytes(60)))))
+
+
+def orientations(checker):
+    for interlaced in (False, True):
+        for colour_type, depth in ((RGB, 8), (GREY_ALPHA, 16), (PALETTE, 1)):
+            for orientation in range(1, 9):
+                for order in '<>':
+                    picture = Picture(11, 6, colour_type, depth, seed=orientation)
+                    checker.answers(
+                        'orientation %d%s, colour type %d, %s' %
+                        (orientation, ' interlaced' if interlaced else '', colour_type, order),
+                        picture.file(interlaced, chunk(b'eXIf', tags.exif(orientation, order))),
+                        answer(picture.pixels(), orientation))
+    picture = Picture(11, 6, RGB, 8)
+    turned = chunk(b'eXIf', tags.exif(6))
+    checker.answers('orientation 0 is upright', picture.file(before=chunk(b'eXIf', tags.exif(0))),
+                    answer(picture.pixels()))
+    checker.answers('an orientation whose chunk fails its checksum is as none',
+                    picture.file(before=turned[:-1] + b'?'), answer(picture.pixels()))
+    checker.refuses('a turn that is told only behind the pixels', picture.file(after=turned))
+    checker.answers('upright, told behind the pixels',
+                    picture.file(after=chunk(b'eXIf', tags.exif(1))), answer(picture.pixels()))
+    checker.answers('the first orientation counts', picture.file(before=turned, after=chunk(
+        b'eXIf', tags.exif(3))), answer(picture.pixels(), 6))
+
+
+def damage(checker):
+    picture = Picture(24, 19, RGBA, 8)
+    for interlaced in (False, True):
+        whole = picture.file(interlaced)
+        for length in list(range(0, len(whole), 23)) + list(range(len(whole) - 16, len(whole))):
+            checker.refuses('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
+    palette = Picture(9, 9, PALETTE, 8)
+    for name in (b'IHDR', b'PLTE', b'IDAT', b'IEND'):
+        whole = bytearray(palette.file())
+        place = whole.index(name)
+        whole[place + 4 + struct.unpack('>I', whole[place - 4:place])[0]] ^= 1
+        checker.refuses('a wrong checksum of ' + name.decode(), bytes(whole))
+    checker.refuses('no palette', palette.file().replace(b'PLTE', b'pLTE'))
+    raw = picture.raw(False)
+    data = zlib.compress(raw)
+    wrong = data[:-1] + bytes((data[-1] ^ 1,))
+    checker.refuses('a wrong checksum of the compressed data', picture.file(data=wrong))
+    late = chunk(b'IDAT', wrong[:-4]) + chunk(b'IDAT', wrong[-4:])
+    checker.refuses('a wrong checksum that comes after all pixels are there',
+                    picture.file(data=wrong).replace(chunk(b'IDAT', wrong), late))
+    checker.refuses('compressed data without their checksum', picture.file(data=data[:-4]))
+    checker.refuses('a row too few', picture.file(data=zlib.compress(raw[:-97])))
+    checker.refuses('an unknown filter',
+                    picture.file(data=zlib.compress(b'\x09' + raw[1:])))
+    checker.answers('a row too many', picture.file(data=zlib.compress(raw + bytes(97))),
+                    answer(picture.pixels()))
+    checker.answers('bytes behind the compressed data', picture.file(data=data + b'more'),
+                    answer(picture.pixels()))
+    text = bytearray(picture.file(before=TEXT))
+    text[text.index(b'made')] ^= 1
+    checker.answers('a wrong checksum of a text', bytes(text), answer(picture.pixels()))
+
+
+def sizes(checker):
+    for width, height in ((0, 5), (5, 0), (0, 0), (2**31 - 1, 2**31 - 1), (2**31 - 1, 1),
+                          (1, 2**31 - 1), (2**32 - 1, 1), (65536, 65536), (60_000_001, 1),
+                          (1, 60_000_001), (8000, 8000)):
+        for interlaced in (False, True):
+            data = (png_files.SIGNATURE + png_files.header(width, height, GREY, 1, interlaced) +
+                    chunk(b'IDAT', zlib.compress(bytes(9))) + chunk(b'IEND'))
+            checker.refuses('%dx%d is not decoded' % (width, height), data)
+    for width, height in ((7500, 8000), (8000, 7500), (60_000_000, 1), (1, 60_000_000)):
+        line = bytes((0b10110010,)) * (width // 8 + 1)
+        row = bytes((0,)) + line[:-(-width // 8)]
+        data = (png_files.SIGNATURE + png_files.header(width, height, GREY, 1) +
+                chunk(b'IDAT', zlib.compress(row * height, 1)) + chunk(b'IEND'))
+        bits = ''.join(format(byte, '08b') for byte in line[:1])
+        pixels = b''.join(premultiplied(*(255 * int(bit),) * 3, 255) for bit in bits)
+        expected = '%s %d %d\n' % (uniform_digest(
+            width, height, (pixels * len(line))[:4 * width]), width, height)
+        name = '%dx%d is exactly the budget' % (width, height)
+        if width < 10_000:
+            checker.answers_within_memory(name, data, expected, 16)
+        else:
+            checker.answers(name, data, expected)
+
+
+CASES = (every_form, interlaced_sizes, wide_rows, sixteen_bits, known_pixels, other_chunks, colours,
+         orientations, damage, sizes)
