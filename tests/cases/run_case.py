@@ -1,0 +1,328 @@
+#!/usr/bin/env python3
+"""Plays one case folder: one whole run of sorvane-hook, and all that it may and may not leave behind.
+
+README.md names the files of a case. Status 0: the run was as expected; 1: it was not, or the case is wrong;
+77: this machine lacks what the case needs.
+"""
+
+import argparse
+import json
+import os
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import threading
+import time
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+from stage import BadCase, Stage
+from verdict import check, Unfulfilled, Verdict
+
+FILES = {
+    "about", "agent", "arguments", "environment", "event", "process", "set-up", "manifest", "manifest.without",
+    "credential", "root", "files", "broker", "answer",
+    "stdout", "stdout.json", "context", "stderr", "stderr.pattern", "observation", "request", "changes",
+}
+PROCESS_WORDS = {
+    "stdin": 1, "stdout": 1, "stderr": 1, "descriptors": 1, "file-size": 1, "ignored": (1, 2, 3),
+    "working-directory": 1, "account-home": 0, "socket-path": (1, 2), "simultaneous": 1, "fault": 1, "seconds": 2,
+}
+SKIPPED = 77
+PATIENCE = 20  # seconds for a run; many at once get three times that
+USUAL_EVENT = b'{"prompt":"Look at sorvane://image/@HASH@","cwd":"@WORKSPACE@"}'
+USUAL_ARGUMENTS = b"--agent\n@AGENT@\n--client-id\n@CLIENT@\n--credential-file\n@CREDENTIAL@\n"
+
+
+class Skipped(Exception):
+    """This machine lacks what the case needs."""
+
+
+class Case:
+    def __init__(self, folder, programs):
+        self.folder = folder
+        self.programs = programs
+        names = {path.name for path in folder.iterdir()}
+        if names - FILES:
+            raise BadCase(f"unknown: {', '.join(sorted(names - FILES))}")
+        if len(names & {"stdout", "stdout.json", "context"}) > 1 or {"stderr", "stderr.pattern"} <= names:
+            raise BadCase("one stream has two expectations")
+        self.names = names
+        self.process = self.process_words()
+        self.agent = (self.bytes("agent") or b"codex").strip()
+        self.token = b"token-of-" + self.agent
+        self.has_application = bool(names & {"broker", "answer"})
+        self.stage = Stage(folder, self.agent, self.process)
+
+    def bytes(self, name):
+        return (self.folder / name).read_bytes() if name in self.names else None
+
+    def text(self, name):
+        raw = self.bytes(name)
+        return None if raw is None else self.stage.expand(raw)
+
+    def lines(self, name):
+        return [line for line in (self.bytes(name) or b"").decode().splitlines() if line]
+
+    def process_words(self):
+        words = {}
+        for line in self.lines("process"):
+            word, *values = line.split()
+            counts = PROCESS_WORDS.get(word)
+            if counts is None or len(values) not in (counts if isinstance(counts, tuple) else (counts,)):
+                raise BadCase(f"process: {line!r} is unknown")
+            words[word] = values
+        return words
+
+    def word(self, name):
+        values = self.process.get(name)
+        return values[0] if values else None
+
+    # Before the run
+
+    def prepare(self):
+        stage = self.stage
+        if "credential" in self.names:
+            self.token = self.text("credential")
+        changes = json.loads(self.text("manifest") or b"{}")
+        stage.enrol(self.token, changes, self.lines("manifest.without"))
+        stage.lay(self.folder / "root", stage.root)
+        stage.lay(self.folder / "files", stage.workspace)
+        for line in self.lines("set-up"):
+            stage.set_up(line)
+        raw_arguments = stage.expand(self.bytes("arguments") if "arguments" in self.names else USUAL_ARGUMENTS)
+        self.arguments = raw_arguments.split(b"\n")[:-1]
+        self.event = stage.expand(self.bytes("event") if "event" in self.names else USUAL_EVENT)
+        self.environment = self.make_environment()
+
+    def make_environment(self):
+        stage = self.stage
+        # The home that the environment names is nobody's: whoever follows it leaves the stage's own.
+        values = {b"PATH": b"/usr/bin:/bin", b"HOME": os.fsencode(stage.top / "elsewhere")}
+        if "account-home" in self.process:
+            values.update(account_at(stage))
+        else:
+            values.update({b"SORVANE_TESTING": b"1", b"SORVANE_APP_SUPPORT": os.fsencode(stage.root)})
+        for name in (b"ASAN_OPTIONS", b"UBSAN_OPTIONS", b"LSAN_OPTIONS"):
+            if name in os.environb:
+                values[name] = os.environb[name]
+        # The sanitizers need what these runs take away: a tracer's place, the first place in the loading.
+        if {"account-home", "fault"} & self.process.keys():
+            options = b"detect_leaks=0:verify_asan_link_order=0"
+            values[b"ASAN_OPTIONS"] = b":".join(filter(None, [values.get(b"ASAN_OPTIONS"), options]))
+        for line in (self.text("environment") or b"").splitlines():
+            if line.startswith(b"-"):
+                values.pop(line[1:], None)
+            else:
+                name, _, value = line.partition(b"=")
+                values[name] = value
+        testing = values.get(b"SORVANE_TESTING") == b"1" and b"SORVANE_APP_SUPPORT" in values
+        if not testing and "account-home" not in self.process:
+            raise BadCase("without testing mode the run would go to a real home: it needs `account-home`")
+        return values
+
+    def start_application(self):
+        """The stand-in, listening at the stage's root, with a log of the requests that reach it."""
+        stage = self.stage
+        command = [self.programs / "sorvane-standin", "serve", "--root", stage.root]
+        command += ["--log", stage.scratch / "requests"]
+        if "answer" in self.names:
+            (stage.scratch / "answer").write_bytes(self.text("answer"))
+            command += ["--answer", stage.scratch / "answer"]
+        command += [os.fsdecode(line) for line in (self.text("broker") or b"").splitlines()]
+        with (stage.scratch / "trouble").open("wb") as trouble:
+            application = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=trouble)
+        if not application.stdout.readline().startswith(b"listening on "):
+            application.kill()
+            application.wait()
+            raise BadCase("the stand-in did not start: " + (stage.scratch / "trouble").read_text())
+        return application
+
+    # The run
+
+    def command(self):
+        command = [os.fsencode(self.programs / "sorvane-hook")] + self.arguments
+        if "descriptors" in self.process and b"__ubsan_" in (self.programs / "sorvane-hook").read_bytes():
+            raise Skipped("the sanitizers need descriptors of their own")
+        if "fault" in self.process:
+            require_strace()
+            call = self.word("fault").partition(":")[0]
+            command = ["strace", "-f", "-qq", "-o", self.stage.scratch / "trace", "-e", "trace=" + call,
+                       "-e", "inject=" + self.word("fault"), "--"] + command
+        return command
+
+    def stream(self, name):
+        """What a run gets as a standard stream, and the descriptors to be closed when it has started or ended."""
+        kind = self.word(name)
+        if kind is None or kind == "closed":
+            return subprocess.PIPE, [], []
+        if (name, kind) == ("stdin", "directory"):
+            descriptor = os.open(self.stage.workspace, os.O_RDONLY)
+            return descriptor, [descriptor], []
+        if (name, kind) == ("stdin", "held-open"):
+            reader, writer = os.pipe()
+            return reader, [reader], [writer]
+        if name != "stdin" and kind == "full":
+            descriptor = os.open("/dev/full", os.O_WRONLY)
+            return descriptor, [descriptor], []
+        if name != "stdin" and kind == "broken-pipe":
+            reader, writer = os.pipe()
+            os.close(reader)
+            return writer, [writer], []
+        raise BadCase(f"process: {name} {kind} is unknown")
+
+    def before_exec(self):
+        """What must be done between fork and exec, or nothing, which is faster."""
+        closed = [number for number, name in enumerate(("stdin", "stdout", "stderr")) if self.word(name) == "closed"]
+        descriptors, file_size = self.word("descriptors"), self.word("file-size")
+        ignored = [getattr(signal, name) for name in self.process.get("ignored", [])]
+        if not (closed or descriptors or file_size or ignored):
+            return None
+
+        def settle():
+            for number in ignored:
+                signal.signal(number, signal.SIG_IGN)
+            for number in closed:
+                os.close(number)
+            if file_size:
+                resource.setrlimit(resource.RLIMIT_FSIZE, (int(file_size), int(file_size)))
+            if descriptors:
+                resource.setrlimit(resource.RLIMIT_NOFILE, (int(descriptors), int(descriptors)))
+
+        return settle
+
+    def play(self, patience):
+        """One run from start to end: standard output, standard error, status."""
+        streams = {name: self.stream(name) for name in ("stdin", "stdout", "stderr")}
+        directory = self.stage.expand((self.word("working-directory") or "@WORKSPACE@").encode())
+        # Python itself ignores SIGPIPE and SIGXFSZ; a run finds them at their defaults unless the case says otherwise.
+        process = subprocess.Popen(
+            self.command(), cwd=directory, env=self.environment, umask=0o022, start_new_session=True,
+            preexec_fn=self.before_exec(), restore_signals=True, **{name: kept[0] for name, kept in streams.items()})
+        for _, ours, _ in streams.values():
+            for descriptor in ours:
+                os.close(descriptor)
+        try:
+            output, error = process.communicate(self.event if process.stdin else None, timeout=patience)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            output, error = process.communicate()
+            raise Unfulfilled(f"the run did not end within {patience} seconds; it printed {output!r} and {error!r}")
+        finally:
+            for _, _, held in streams.values():
+                for descriptor in held:
+                    os.close(descriptor)
+        return output or b"", error or b"", process.returncode
+
+    def play_all(self, watch):
+        """The results of all runs of the case; `watch` is called all the while when there are many at once."""
+        count = int(self.word("simultaneous") or 1)
+        if count == 1:
+            return [self.play(PATIENCE)]
+        results, failures = [], []
+
+        def one():
+            try:
+                results.append(self.play(3 * PATIENCE))
+            except Exception as failure:  # told by the main thread
+                failures.append(failure)
+
+        threads = [threading.Thread(target=one) for _ in range(count)]
+        for thread in threads:
+            thread.start()
+        while any(thread.is_alive() for thread in threads):
+            try:
+                watch()
+            except Unfulfilled as failure:
+                failures.append(failure)
+        if failures:
+            raise failures[0]
+        return results
+
+    def run(self):
+        self.prepare()
+        verdict = Verdict(self)
+        application = self.start_application() if self.has_application else None
+        try:
+            before = self.stage.snapshot()
+            began = time.time()
+            results = self.play_all(verdict.check_untorn)
+            ended = time.time()
+            after = self.stage.snapshot()
+        finally:
+            if application:
+                application.terminate()
+                application.wait(PATIENCE)
+                application.stdout.close()
+        if application:
+            check(application.returncode in (0, -signal.SIGTERM), f"the stand-in ended with {application.returncode}")
+        for output, error, status in results:
+            verdict.check_streams(output, error, status)
+            verdict.check_secret(output, error, before, after)
+        verdict.check_observation(began, ended)
+        if application:
+            verdict.check_requests()
+        verdict.check_changes(before, after)
+        verdict.check_time(ended - began)
+
+
+def require_strace():
+    tracer = shutil.which("strace")
+    if tracer is None or subprocess.run([tracer, "-qq", "-o", "/dev/null", "true"], capture_output=True).returncode:
+        raise Skipped("strace is needed, and the right to trace")
+
+
+def account_at(stage):
+    """The environment in which the user's account has its home on the stage, whatever the real one is."""
+    libraries = subprocess.run(["/sbin/ldconfig", "-p"], capture_output=True, check=False).stdout if \
+        os.path.exists("/sbin/ldconfig") else b""
+    if b"libnss_wrapper.so" not in libraries:
+        raise Skipped("libnss_wrapper is needed to give the account another home")
+    users, groups = stage.scratch / "passwd", stage.scratch / "group"
+    users.write_text(f"somebody:x:{os.geteuid()}:{os.getegid()}::{stage.home}:/bin/sh\n")
+    groups.write_text(f"somebody:x:{os.getegid()}:\n")
+    return {
+        b"LD_PRELOAD": b"libnss_wrapper.so",
+        b"NSS_WRAPPER_PASSWD": os.fsencode(users),
+        b"NSS_WRAPPER_GROUP": os.fsencode(groups),
+    }
+
+
+def play_case(folder, programs, keep=False):
+    """Plays a case and tells what is wrong; gives the status of the whole."""
+    os.umask(0o022)
+    case = None
+    try:
+        case = Case(folder, programs)
+        case.run()
+    except Skipped as reason:
+        print(f"{folder.name}: skipped: {reason}")
+        return SKIPPED
+    except (OSError, ValueError) as failure:
+        print(f"{folder.name}: {failure}")
+        return 1
+    except (Unfulfilled, BadCase) as failure:
+        print(f"{folder.name}: {'a wrong case: ' if isinstance(failure, BadCase) else ''}{failure}")
+        return 1
+    finally:
+        if case and keep:
+            print(f"the stage is {case.stage.top}")
+        elif case:
+            case.stage.remove()
+    return 0
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and sorvane-standin")
+    parser.add_argument("--keep", action="store_true", help="leave the stage where it is and say where")
+    parser.add_argument("case", type=Path)
+    options = parser.parse_args()
+    return play_case(options.case.resolve(), options.programs.resolve(), options.keep)
+
+
+if __name__ == "__main__":
+    sys.exit(main())

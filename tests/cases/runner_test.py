@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Shows that the runner fails what must fail: cases that are wrong, and programs that misbehave."""
+
+import argparse
+import contextlib
+import io
+import sys
+import tempfile
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+import run_case
+
+MISSING = "Sorvane: Invalid arguments: Agent identity is required.\n"
+BAD_LINE = {"arguments": "", "stderr": MISSING}
+NO_IMAGES = {"event": "{}", "observation": '{"outcome":"no-image-identities"}'}
+NO_MATCH = {
+    "answer": '{"version":1,"requestID":"@REQUEST_ID@","ok":true}\n',
+    "observation": '{"referenceCount":1,"outcome":"no-exact-match"}',
+}
+MATCH = {
+    "answer": '{"version":1,"requestID":"@REQUEST_ID@","ok":true,"matched":true,'
+              '"images":[{"relativePath":"a","uti":"b"}]}\n',
+    "observation": '{"referenceCount":1,"outcome":"matched"}',
+}
+SILENCE = {"event": ""}
+
+# Where the observation of a run lies, for programs that are a few lines of shell.
+STATE = '"$SORVANE_APP_SUPPORT/Integrations/Agents/codex-hook-state.json"'
+NOW = "$(($(date +%s) - 978307200))"
+RECORD = '{"clientID":"client-1","observedAt":\'' + NOW + '\',"attachmentCount":0,"referenceCount":0,' \
+         '"outcome":"no-image-identities"}'
+GOOD_RECORD = f"printf '%s' '{RECORD}' > {STATE}; chmod 600 {STATE}"
+
+GOOD_CASES = [BAD_LINE, NO_IMAGES, NO_MATCH, SILENCE]
+
+# What is wrong, the case, a word of the complaint.
+WRONG_CASES = [
+    ("an unknown file", BAD_LINE | {"stdoud": ""}, "stdoud"),
+    ("an unknown word", BAD_LINE | {"process": "stdin full"}, "unknown"),
+    ("a word without its value", BAD_LINE | {"process": "descriptors"}, "unknown"),
+    ("an unknown verb", BAD_LINE | {"set-up": "paint @ROOT@"}, "paint"),
+    ("a verb without its words", BAD_LINE | {"set-up": "fifo"}, "set-up"),
+    ("an unknown placeholder", SILENCE | {"event": "@ROTO@"}, "@ROTO@"),
+    ("two expectations for one stream", BAD_LINE | {"stderr.pattern": "."}, "two expectations"),
+    ("a root outside testing mode", SILENCE | {"environment": "-SORVANE_TESTING\n"}, "real home"),
+    ("an application without a request",
+     NO_MATCH | {"event": '{"prompt":"sorvane://image/@HASH@","cwd":""}'}, "what request"),
+    ("a stand-in that does not start", NO_MATCH | {"broker": "--paint\n"}, "did not start"),
+    ("an error that nobody expects", {"arguments": ""}, "stderr"),
+    ("another error", BAD_LINE | {"stderr": MISSING.upper()}, "stderr"),
+    ("an error that does not match", {"arguments": "", "stderr.pattern": "Sorvane: No.*"}, "stderr"),
+    ("an output that does not come", SILENCE | {"stdout": "{}\n"}, "stdout"),
+    ("an output that nobody expects", MATCH, "stdout"),
+    ("another context", MATCH | {"context": "hello\n"}, "stdout"),
+    ("an observation that nobody expects", {"event": "{}"}, "codex-hook-state.json"),
+    ("an observation that does not come", SILENCE | {"observation": '{"outcome":"matched"}'}, "no observation"),
+    ("another observation", NO_IMAGES | {"observation": '{"outcome":"matched"}'}, "the observation"),
+    ("another request", NO_MATCH | {"request": '{"sessionID":"s"}'}, "the request"),
+    ("a request that nobody expects", NO_MATCH | {"request": ""}, "request"),
+    ("other changes", NO_IMAGES | {"changes": ""}, "changed"),
+    ("a run that is too quick", SILENCE | {"process": "seconds 5 6"}, "seconds"),
+]
+
+# A program in shell, the case that it must fail, a word of the complaint.
+WRONG_PROGRAMS = [
+    ("exit 3", SILENCE, "status 3"),
+    ("kill -SEGV $$", SILENCE, "status -11"),
+    ("sleep 60", SILENCE, "did not end"),
+    ("cat >&2", SILENCE | {"event": "token-of-codex\n", "stderr.pattern": ".*"}, "credential"),
+    ("printf 'one\\ntwo\\n' >&2", SILENCE | {"stderr.pattern": "(.|\n)*"}, "more than one line"),
+    ("printf 'one' >&2", SILENCE | {"stderr.pattern": "one"}, "stderr"),
+    (f"touch {STATE}.part", SILENCE, "codex-hook-state.json.part"),
+    ("rm ../root/Credentials/codex", SILENCE, "- root/Credentials/codex"),
+    ("chmod 644 ../root/Credentials/codex", SILENCE, "~ 0644 root/Credentials/codex"),
+    ("touch trace", SILENCE, "workspace/trace"),
+    (GOOD_RECORD.replace("600", "644"), NO_IMAGES, "0644"),
+    (GOOD_RECORD.replace(NOW, "0"), NO_IMAGES, "observedAt"),
+    (GOOD_RECORD.replace("'" + NOW + "'", '"now"'), NO_IMAGES, "observedAt"),
+    (GOOD_RECORD.replace(NOW, "now"), NO_IMAGES, "not JSON"),
+    (GOOD_RECORD.replace(",", ", "), NO_IMAGES, "compact"),
+    (GOOD_RECORD.replace('"attachmentCount":0,"referenceCount":0', '"referenceCount":0,"attachmentCount":0'),
+     NO_IMAGES, "order"),
+    (GOOD_RECORD.replace('"attachmentCount":0', '"attachmentCount":true'), NO_IMAGES, "the observation"),
+    (f"printf '{{' > {STATE}; sleep 0.3; {GOOD_RECORD}", NO_IMAGES | {"process": "simultaneous 3"}, "torn"),
+    ('echo \'{"a":"b/c"}\'', SILENCE | {"stdout.json": '{"a":"b/c"}'}, "escaped slashes"),
+    ('echo \'{"a": 1}\'', SILENCE | {"stdout.json": '{"a":1}'}, "compact"),
+    ('echo \'{"a":true}\'', SILENCE | {"stdout.json": '{"a":1}'}, "stdout"),
+    ("printf '{}'", SILENCE | {"stdout.json": "{}"}, "one line"),
+    (GOOD_RECORD, NO_MATCH | NO_IMAGES | {"request": "{}"}, "0 requests"),
+]
+GOOD_PROGRAMS = [("cat", SILENCE), (GOOD_RECORD, NO_IMAGES)]
+
+
+def played(folder, programs, files):
+    folder.mkdir()
+    for name, text in files.items():
+        (folder / name).write_text(text)
+    told = io.StringIO()
+    with contextlib.redirect_stdout(told):
+        status = run_case.play_case(folder, programs)
+    return status, told.getvalue()
+
+
+def program_folder(folder, programs, script):
+    folder.mkdir()
+    hook = folder / "sorvane-hook"
+    hook.write_text("#!/bin/sh\n" + script + "\n")
+    hook.chmod(0o755)
+    (folder / "sorvane-standin").symlink_to(programs / "sorvane-standin")
+    return folder
+
+
+def failures(programs, scratch):
+    for index, files in enumerate(GOOD_CASES):
+        status, told = played(scratch / f"good-{index}", programs, files)
+        if status != 0:
+            yield f"a good case fails: {files}: {told}"
+    for index, (name, files, word) in enumerate(WRONG_CASES):
+        status, told = played(scratch / f"wrong-{index}", programs, files)
+        if status != 1 or word not in told:
+            yield f"{name}: status {status}, {told!r} does not tell {word!r}"
+    for index, (script, files, *word) in enumerate(GOOD_PROGRAMS + WRONG_PROGRAMS):
+        folder = program_folder(scratch / f"programs-{index}", programs, script)
+        status, told = played(scratch / f"program-{index}", folder, files)
+        if status != len(word) or not all(one in told for one in word):
+            yield f"{script}: status {status}, {told!r} does not tell {word}"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and sorvane-standin")
+    programs = parser.parse_args().programs.resolve()
+    run_case.PATIENCE = 3  # a program that does not end is to be found out sooner here
+    with tempfile.TemporaryDirectory(prefix="sv-", dir="/tmp") as scratch:
+        found = list(failures(programs, Path(scratch)))
+    for failure in found:
+        print(failure)
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

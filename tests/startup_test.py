@@ -1,0 +1,100 @@
+#!/usr/bin/env python3
+"""What one run of sorvane-hook without pictures opens, starts and links: nothing that it does not need.
+
+Whoever waits for a prompt waits for this program to start. Status 77: this machine lacks the tools.
+"""
+
+import argparse
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).parent / "cases"))
+
+from run_case import account_at, require_strace, Skipped, SKIPPED
+from stage import Stage, USUAL_CLIENT
+
+C_LIBRARY = re.compile(r"(libc|ld-linux[^.]*|ld-musl[^.]*|ld64|ld)\.so.*")
+LOADER_FILES = ["/etc/ld.so.cache", "/etc/ld.so.preload"]
+USER_DATABASE = ["/etc/nsswitch.conf", "/etc/passwd"]
+WATCHED = "trace=?open,openat,?openat2,?creat,?execve,?execveat,?clone,?clone3,?fork,?vfork,socket"
+
+
+def needed_libraries(program):
+    text = subprocess.run(["readelf", "-d", program], capture_output=True, check=True, text=True).stdout
+    return re.findall(r"\(NEEDED\).*\[(.*)\]", text)
+
+
+def calls_of_a_run(stage, hook, environment):
+    """The watched system calls of a run that finds no picture, but for its own start."""
+    stage.enrol(b"token-of-codex", {}, [])
+    trace = stage.scratch / "trace"
+    arguments = ["--agent", "codex", "--client-id", USUAL_CLIENT, "--credential-file", stage.credential]
+    run = subprocess.run(
+        ["strace", "-f", "-qq", "-o", trace, "-e", WATCHED, "-e", "signal=none", hook, *arguments],
+        input=b'{"prompt":"hello"}', env=environment, capture_output=True, check=False)
+    observation = stage.agents / "codex-hook-state.json"
+    if run.returncode != 0 or not observation.exists():
+        sys.exit(f"the run failed: {run}")
+    if json.loads(observation.read_bytes())["outcome"] != "no-image-identities":
+        sys.exit("the run did something else")
+    return trace.read_text().splitlines()[1:]
+
+
+def is_known(call, stage, known):
+    path = re.search(r'\bopen\w*\(.*?"((?:[^"\\]|\\.)*)"', call)
+    if not path:
+        return False
+    name = path[1]
+    temporary = re.fullmatch(re.escape(str(stage.agents)) + r"/\.codex-hook-state\.json\.[^/]+", name)
+    # The loader tries where a library may lie; what it does not find costs little and is not ours to choose.
+    missed = "= -1 ENOENT" in call and ".so" in name
+    return name in known or temporary or missed or C_LIBRARY.fullmatch(os.path.basename(name))
+
+
+def faults_of(hook, process):
+    stage = Stage(Path(__file__).parent, b"codex", process)
+    try:
+        known = [str(stage.agents / "codex.json"), str(stage.credential), *LOADER_FILES]
+        if "account-home" in process:
+            environment = account_at(stage)
+            # What stands in for the user database is a library with files of its own.
+            known += USER_DATABASE + [str(stage.scratch / "passwd"), str(stage.scratch / "group")]
+        else:
+            environment = {b"SORVANE_TESTING": b"1", b"SORVANE_APP_SUPPORT": os.fsencode(stage.root)}
+        calls = calls_of_a_run(stage, hook, environment)
+        calls = [call for call in calls if "/libnss_wrapper.so" not in call]
+        return [call for call in calls if not is_known(call, stage, known)]
+    finally:
+        stage.remove()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    hook = parser.parse_args().programs.resolve() / "sorvane-hook"
+    try:
+        require_strace()
+        if shutil.which("readelf") is None:
+            raise Skipped("readelf is needed")
+    except Skipped as reason:
+        print(f"skipped: {reason}")
+        return SKIPPED
+    faults = [f"needs {name}" for name in needed_libraries(hook) if not C_LIBRARY.fullmatch(name)]
+    for process in ({}, {"account-home": []}):
+        try:
+            faults += [f"calls {call}" for call in faults_of(hook, process)]
+        except Skipped as reason:
+            print(f"not tried with the account's home: {reason}")
+    for fault in faults:
+        print(f"sorvane-hook {fault}")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
