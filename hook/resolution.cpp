@@ -18,12 +18,6 @@ constexpr std::string_view footer = "\n\n"
                                     "Use these workspace files instead of chat preview images. "
                                     "They were copied without resize or recompression.";
 
-std::optional<std::string_view> firstText(const nlohmann::json& event, std::string_view key,
-                                          std::string_view fallback) {
-    const auto text = textMember(event, key);
-    return text ? text : textMember(event, fallback);
-}
-
 std::string dimensions(const nlohmann::json& image) {
     const auto width = integerMember(image, "width");
     const auto height = integerMember(image, "height");
@@ -37,9 +31,9 @@ nlohmann::json requestFields(std::vector<nlohmann::json> identities, std::string
                              const nlohmann::json& event) {
     nlohmann::json fields = {{"workspaceRoot", workspaceRoot}};
     fields["attachments"] = std::move(identities);
-    if (const auto session = firstText(event, "session_id", "conversation_id"))
+    if (const auto session = textMember(event, "session_id", "conversation_id"))
         fields["sessionID"] = *session;
-    if (const auto turn = firstText(event, "turn_id", "generation_id")) fields["turnID"] = *turn;
+    if (const auto turn = textMember(event, "turn_id", "generation_id")) fields["turnID"] = *turn;
     return fields;
 }
 

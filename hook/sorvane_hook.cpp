@@ -36,11 +36,10 @@ struct Invocation {
 };
 
 // What an agent left us must not end the run: neither a stream that nobody reads, nor a limit on
-// the size of files. Children are waited for, whatever the agent does with its own.
+// the size of files.
 void settleSignals() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    std::signal(SIGCHLD, SIG_DFL);
 }
 
 Invocation readInvocation(std::span<char* const> arguments) {
@@ -97,14 +96,13 @@ std::int64_t attachmentCount(const nlohmann::json& event) {
 /// The part of a run that has a valid credential and an event.
 class Run {
   public:
-    Run(const Invocation& invocation, const std::string& token, int output)
-        : invocation_(invocation), token_(token), output_(output) {}
+    Run(BrokerIdentity identity, int output) : identity_(std::move(identity)), output_(output) {}
 
     void resolve(const nlohmann::json& event) const {
         const auto prompt = textMember(event, "prompt").value_or("");
         const auto references = ImageReferences::inPrompt(prompt);
         const auto observe = [&](std::string_view outcome) {
-            PromptHookObservation::record(invocation_.clientID, invocation_.agent,
+            PromptHookObservation::record(identity_.clientID, identity_.agent,
                                           attachmentCount(event),
                                           static_cast<std::int64_t>(references.size()), outcome);
         };
@@ -120,8 +118,7 @@ class Run {
         const std::size_t identityCount = identities.size();
         auto fields = resolution::requestFields(std::move(identities), *root, event);
         observe("resolving");
-        const BrokerClient broker({invocation_.agent, invocation_.clientID, token_});
-        const auto answer = broker.call("resolve", std::move(fields));
+        const auto answer = BrokerClient(identity_).call("resolve", std::move(fields));
 
         const nlohmann::json* images = resolution::exactMatch(answer, identityCount);
         if (images == nullptr) {
@@ -134,7 +131,7 @@ class Run {
 
   private:
     // Only this agent waits for a word before it goes on; it takes no context.
-    bool waitsForWord() const { return invocation_.agent == "cursor"; }
+    bool waitsForWord() const { return identity_.agent == "cursor"; }
 
     void letPromptGoOn() const {
         if (waitsForWord()) HelperIO::writeLine({{"continue", true}}, output_);
@@ -148,8 +145,7 @@ class Run {
             output_);
     }
 
-    const Invocation& invocation_;
-    const std::string& token_;
+    BrokerIdentity identity_;
     int output_;
 };
 
@@ -158,11 +154,18 @@ void run(std::span<char* const> arguments, Streams streams) {
     const auto credential = CredentialValidator().validate(invocation.agent, invocation.clientID,
                                                            location(invocation.credentialFile));
     if (const auto event = readEvent(streams.input))
-        Run(invocation, credential.token, streams.output).resolve(*event);
+        Run({invocation.agent, invocation.clientID, credential.token}, streams.output)
+            .resolve(*event);
 }
 
-void report(std::string_view description, int error) noexcept try {
-    HelperIO::error("Sorvane: " + std::string(description), error);
+// The application's own words may hold a NUL, where `what` would break them off.
+std::string description(const std::exception& failure) {
+    const auto* own = dynamic_cast<const HelperFailure*>(&failure);
+    return own != nullptr ? own->errorDescription() : failure.what();
+}
+
+void report(const std::exception& failure, int error) noexcept try {
+    HelperIO::error("Sorvane: " + description(failure), error);
 } catch (...) {
     // Without memory for one line there is nothing to say.
 }
@@ -174,7 +177,9 @@ void main(std::span<char* const> arguments, Streams streams) noexcept {
     try {
         run(arguments, streams);
     } catch (const std::exception& failure) {
-        report(failure.what(), streams.error);
+        report(failure, streams.error);
+    } catch (...) {
+        // Nothing of ours throws anything else; the prompt goes on all the same.
     }
 }
 

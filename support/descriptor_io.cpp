@@ -23,7 +23,7 @@ bool retries(int descriptor, short event, int milliseconds) {
     if (errno == EINTR) return true;
     if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
     pollfd waiting{descriptor, event, 0};
-    return ::poll(&waiting, 1, milliseconds) > 0;
+    return ::poll(&waiting, 1, milliseconds) > 0 || errno == EINTR;
 }
 
 } // namespace
@@ -46,6 +46,11 @@ bool appendToEnd(int descriptor, std::string& content) {
         content.resize(filled);
         return count == 0;
     }
+}
+
+bool becomesWritable(int descriptor) {
+    pollfd waiting{descriptor, POLLOUT, 0};
+    return ::poll(&waiting, 1, writePatienceMilliseconds) > 0;
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {

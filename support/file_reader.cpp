@@ -1,5 +1,6 @@
 #include "support/file_reader.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -7,17 +8,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "support/descriptor_io.h"
+#include "support/utf8.h"
 
 namespace sorvane {
 
 namespace {
 
-std::string withoutLineBreaks(std::string text) {
-    for (char& character : text)
-        if (static_cast<unsigned char>(character) < 0x20) character = '?';
-    return text;
-}
+// A manifest or a credential at one read; nothing to speak of for the memory.
+constexpr std::size_t firstRoom = 4096;
 
 } // namespace
 
@@ -36,8 +34,10 @@ FileReader::FileReader(const std::filesystem::path& path) : path_(path) {
 std::size_t FileReader::read(std::span<char> piece) {
     std::size_t filled = 0;
     while (filled < piece.size()) {
-        const ssize_t count = readSome(descriptor_.get(), piece.subspan(filled));
-        if (count < 0) fail(errno);
+        const ssize_t count =
+            ::read(descriptor_.get(), piece.data() + filled, piece.size() - filled);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) fail(errno); // also where others would wait: the kernel's log, say
         if (count == 0) break;
         filled += static_cast<std::size_t>(count);
     }
@@ -46,12 +46,17 @@ std::size_t FileReader::read(std::span<char> piece) {
 
 std::string FileReader::readAll() {
     std::string content;
-    if (!appendToEnd(descriptor_.get(), content)) fail(errno);
+    std::size_t filled = 0;
+    do {
+        content.resize(std::max(firstRoom, 2 * filled));
+        filled += read(std::span(content).subspan(filled));
+    } while (filled == content.size());
+    content.resize(filled);
     return content;
 }
 
 void FileReader::fail(int reason) const {
-    throw std::system_error(reason, std::generic_category(), withoutLineBreaks(path_.native()));
+    throw std::system_error(reason, std::generic_category(), utf8::oneLine(path_.native()));
 }
 
 std::string readFile(const std::filesystem::path& path) { return FileReader(path).readAll(); }

@@ -34,6 +34,11 @@ void writeNewFile(const std::filesystem::path& path, std::string_view bytes) {
     }
 }
 
+// A stream that nobody empties is not waited for without end, even where writing would be.
+void printLine(int descriptor, std::string_view line) {
+    if (becomesWritable(descriptor)) writeAll(descriptor, line);
+}
+
 } // namespace
 
 void createParentDirectory(const std::filesystem::path& path) {
@@ -52,7 +57,7 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes) {
 }
 
 void restrictPermissions(const std::filesystem::path& path, std::int16_t permissions) {
-    if (permissions < 0) std::abort();
+    if (permissions < 0) std::abort(); // no mode at all: the caller is broken
     if (::chmod(path.c_str(), static_cast<mode_t>(permissions)) != 0)
         throw HelperFailure::configuration("Could not restrict permissions for " +
                                            path.filename().native() + ".");
@@ -62,15 +67,26 @@ void writeLine(const nlohmann::json& value, int descriptor) noexcept try {
     if (!value.is_structured()) return;
     std::string line = jsonText(value);
     line += '\n';
-    writeAll(descriptor, line);
+    printLine(descriptor, line);
 } catch (...) {
     // A line that cannot be made is a line that is not printed.
+}
+
+std::string shellQuoted(std::string_view text) {
+    std::string word = "'";
+    for (const char character : text) {
+        if (character == '\'')
+            word += R"('\'')"; // ends the quotes, a quote by itself, begins them again
+        else
+            word += character;
+    }
+    return word += '\'';
 }
 
 void error(std::string_view message, int descriptor) noexcept try {
     std::string line(message);
     line += '\n';
-    writeAll(descriptor, line);
+    printLine(descriptor, line);
 } catch (...) {
     // Without memory for one line there is nothing to say.
 }

@@ -55,6 +55,9 @@ Record readJSON(const std::filesystem::path& path) {
 /// one without a JSON form, writes nothing.
 void writeLine(const nlohmann::json& value, int descriptor = STDOUT_FILENO) noexcept;
 
+/// The text as one word of a POSIX shell's command line.
+std::string shellQuoted(std::string_view text);
+
 /// Writes a message as one line, in one write, without a prefix. Never fails.
 void error(std::string_view message, int descriptor = STDERR_FILENO) noexcept;
 

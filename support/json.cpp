@@ -1,5 +1,6 @@
 #include "support/json.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
@@ -9,24 +10,32 @@ namespace sorvane {
 
 namespace {
 
-// The library quotes the token at which it stopped, and that may be a whole prompt.
-constexpr std::size_t parserTextLimit = 400;
+// The library ends its text with the token at which it stopped: a piece of somebody's prompt, or of
+// a credential that a broken answer repeats. Numbers that are too large it quotes, however long.
+constexpr std::string_view quotation = "; last read";
+constexpr std::size_t parserTextLimit = 200;
 
-std::string oneLine(std::string_view parserText) {
-    std::string line = utf8::repaired(parserText.substr(0, parserTextLimit));
-    for (char& character : line)
-        if (static_cast<unsigned char>(character) < 0x20) character = ' ';
-    return line;
+std::string withoutQuotation(std::string_view parserText) {
+    return utf8::oneLine(
+        parserText.substr(0, std::min(parserText.find(quotation), parserTextLimit)));
 }
 
-bool withinNestingLimit(int enclosing, nlohmann::json::parse_event_t event,
-                        const nlohmann::json& /*parsed*/) {
-    using Event = nlohmann::json::parse_event_t;
-    const bool opens = event == Event::object_start || event == Event::array_start;
-    if (opens && enclosing >= jsonNestingLimit)
-        throw std::runtime_error("JSON is nested more than " + std::to_string(jsonNestingLimit) +
-                                 " levels deep");
-    return true;
+// The parser has no limit of its own, and its callback, which could count, looks at all earlier
+// elements again for every object: a long list would hold up the prompt.
+void checkNesting(std::string_view text) {
+    int levels = 0;
+    bool quoted = false;
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        const char character = text[index];
+        if (character == '"') quoted = !quoted;
+        if (quoted && character == '\\') ++index;
+        if (quoted) continue;
+        if (character == '[' || character == '{') ++levels;
+        if (character == ']' || character == '}') --levels;
+        if (levels > jsonNestingLimit)
+            throw std::runtime_error("JSON is nested more than " +
+                                     std::to_string(jsonNestingLimit) + " levels deep");
+    }
 }
 
 template<class Container>
@@ -57,11 +66,15 @@ void appendLeaf(std::string& text, const nlohmann::json& leaf) {
 } // namespace
 
 nlohmann::json parseJSON(std::string_view text) {
+    // The parser takes a NUL byte for the end of the text, whatever follows.
+    if (text.find('\0') != std::string_view::npos)
+        throw std::runtime_error("JSON text holds a NUL byte");
+    checkNesting(text);
     nlohmann::json value;
     try {
-        value = nlohmann::json::parse(text.begin(), text.end(), withinNestingLimit);
+        value = nlohmann::json::parse(text.begin(), text.end());
     } catch (const nlohmann::json::exception& error) {
-        throw std::runtime_error(oneLine(error.what()));
+        throw std::runtime_error(withoutQuotation(error.what()));
     }
     if (!value.is_structured())
         throw std::runtime_error("JSON text is neither an object nor an array");
@@ -100,6 +113,12 @@ std::optional<std::string_view> textMember(const nlohmann::json& object, std::st
     return value->get_ref<const std::string&>();
 }
 
+std::optional<std::string_view> textMember(const nlohmann::json& object, std::string_view key,
+                                           std::string_view fallback) {
+    const auto text = textMember(object, key);
+    return text ? text : textMember(object, fallback);
+}
+
 std::optional<std::int64_t> integerValue(const nlohmann::json& value) {
     if (value.is_number_unsigned()) {
         const auto number = value.get<std::uint64_t>();
@@ -109,14 +128,22 @@ std::optional<std::int64_t> integerValue(const nlohmann::json& value) {
     if (value.is_number_integer()) return value.get<std::int64_t>();
     if (!value.is_number_float()) return std::nullopt;
     const auto number = value.get<double>();
-    constexpr double limit = 0x1p63; // the first double above every 64-bit integer
-    if (!(number >= -limit && number < limit) || number != std::trunc(number)) return std::nullopt;
+    // The first doubles outside the 64-bit integers. The lower one is the least integer too, but
+    // written as an integer that has been read above; here it is the rounding of a lesser number.
+    constexpr double limit = 0x1p63;
+    if (!(number > -limit && number < limit) || number != std::trunc(number)) return std::nullopt;
     return static_cast<std::int64_t>(number);
 }
 
 std::optional<std::int64_t> integerMember(const nlohmann::json& object, std::string_view key) {
     const nlohmann::json* value = anyMember(object, key);
     return value == nullptr ? std::nullopt : integerValue(*value);
+}
+
+std::optional<std::int64_t> integerMember(const nlohmann::json& object, std::string_view key,
+                                          std::string_view fallback) {
+    const auto integer = integerMember(object, key);
+    return integer ? integer : integerMember(object, fallback);
 }
 
 } // namespace sorvane

@@ -16,7 +16,8 @@ namespace sorvane {
 inline constexpr int jsonNestingLimit = 512;
 
 /// Reads one JSON text: RFC 8259 to the letter, in UTF-8, one leading byte-order mark skipped; the
-/// top level is an object or an array. Throws std::runtime_error, whose text is one line.
+/// top level is an object or an array. Throws std::runtime_error, whose text is one line
+/// and repeats nothing of the input but a number that is too large.
 nlohmann::json parseJSON(std::string_view text);
 
 /// Appends a value as compact JSON with forward slashes escaped. Throws nlohmann::json::exception
@@ -35,8 +36,14 @@ const nlohmann::json* anyMember(const nlohmann::json& object, std::string_view k
 
 std::optional<std::string_view> textMember(const nlohmann::json& object, std::string_view key);
 
+/// The first of two members that is a text.
+std::optional<std::string_view> textMember(const nlohmann::json& object, std::string_view key,
+                                           std::string_view fallback);
+
 /// A number without fraction that fits: 1024, 1024.0 and 1e3 are integers; 1024.5 and true are not.
 std::optional<std::int64_t> integerValue(const nlohmann::json& value);
 std::optional<std::int64_t> integerMember(const nlohmann::json& object, std::string_view key);
+std::optional<std::int64_t> integerMember(const nlohmann::json& object, std::string_view key,
+                                          std::string_view fallback);
 
 } // namespace sorvane

@@ -72,6 +72,13 @@ bool isValid(std::string_view text) {
     return true;
 }
 
+std::string oneLine(std::string_view text) {
+    std::string line = repaired(text);
+    for (char& character : line)
+        if (static_cast<unsigned char>(character) < 0x20) character = '?';
+    return line;
+}
+
 std::string repaired(std::string_view text) {
     std::string result;
     result.reserve(text.size());

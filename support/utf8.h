@@ -22,6 +22,10 @@ void append(std::string& text, char32_t scalar);
 
 bool isValid(std::string_view text);
 
+/// The text, repaired, with a question mark for every control character: what a system's or a
+/// library's words must pass through to stay one line.
+std::string oneLine(std::string_view text);
+
 /// The text with every maximal ill-formed piece replaced by U+FFFD.
 std::string repaired(std::string_view text);
 
