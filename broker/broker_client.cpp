@@ -5,13 +5,16 @@
 #include <cstddef>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include "support/helper_failure.h"
 #include "support/json.h"
 #include "support/quiet_socket.h"
+#include "support/unique_descriptor.h"
 #include "support/uuid.h"
 
 namespace sorvane {
@@ -20,6 +23,9 @@ namespace {
 
 // The application answers from memory; whoever waits longer than this holds up a prompt.
 constexpr timeval timeOut{2, 0};
+
+// Through a socket that others may open, others may answer.
+constexpr mode_t ownerOnly = 0600;
 
 constexpr std::size_t readChunk = 4096;
 
@@ -103,6 +109,19 @@ nlohmann::json BrokerClient::call(std::string_view operation, nlohmann::json fie
         throw HelperFailure::unavailable(
             std::string(textMember(answer, "error").value_or("Sorvane denied the request.")));
     return answer;
+}
+
+bool BrokerClient::isLocalBrokerReachable(const std::filesystem::path& at) noexcept {
+    struct stat status {};
+    if (::lstat(at.c_str(), &status) != 0) return false;
+    if (!S_ISSOCK(status.st_mode) || status.st_uid != ::geteuid()) return false;
+    if ((status.st_mode & 0777) != ownerOnly) return false;
+    const UniqueDescriptor socket = makeSocket();
+    if (!socket) return false;
+    // An application that accepts nobody any more is not waited for.
+    ::fcntl(socket.get(), F_SETFL, O_NONBLOCK);
+    const auto address = socketAddress(at);
+    return address && ::connect(socket.get(), address->generic(), address->length) == 0;
 }
 
 std::string BrokerClient::exchange(std::string_view request) const {

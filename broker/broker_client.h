@@ -33,6 +33,12 @@ class BrokerClient {
     nlohmann::json call(std::string_view operation,
                         nlohmann::json fields = nlohmann::json::object()) const;
 
+    /// Whether the application's socket can be used now: a socket file of this user's own, for its
+    /// owner only, on which somebody accepts. Nothing is said on the connection. Every failure is
+    /// false.
+    static bool
+    isLocalBrokerReachable(const std::filesystem::path& at = HelperPaths().socket) noexcept;
+
   private:
     std::string exchange(std::string_view request) const;
 

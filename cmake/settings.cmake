@@ -10,7 +10,9 @@ if(SORVANE_SANITIZE)
     set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_compile_options(sorvane_settings INTERFACE ${sanitizers})
     target_link_options(sorvane_settings INTERFACE ${sanitizers})
-elseif(NOT APPLE)
+elseif(APPLE)
+    target_link_options(sorvane_settings INTERFACE -Wl,-dead_strip -Wl,-dead_strip_dylibs)
+else()
     # A program of ours starts at every prompt: it needs no shared library but the C library.
     target_link_options(sorvane_settings INTERFACE
         -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed)

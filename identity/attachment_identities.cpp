@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "identity/file_identity.h"
+#include "identity/sha256.h"
 #include "support/characters.h"
 #include "support/json.h"
 #include "support/location.h"
@@ -15,20 +16,12 @@ namespace sorvane::SorvaneHook {
 
 namespace {
 
-constexpr std::size_t digestLength = 64;
-
 // Agents write digests in either case and now and then something else of that length: only the
 // length is checked, in characters.
 std::optional<std::string> digestMember(const nlohmann::json& record, std::string_view key) {
     const auto text = textMember(record, key);
-    if (!text || characters::count(*text) != digestLength) return std::nullopt;
+    if (!text || characters::count(*text) != Sha256::textLength) return std::nullopt;
     return characters::lowercased(*text);
-}
-
-std::optional<std::int64_t> firstInteger(const nlohmann::json& record, std::string_view key,
-                                         std::string_view fallback) {
-    const auto integer = integerMember(record, key);
-    return integer ? integer : integerMember(record, fallback);
 }
 
 std::optional<nlohmann::json> fileIdentity(std::string_view path) {
@@ -45,8 +38,8 @@ std::optional<nlohmann::json> digestIdentity(const nlohmann::json& record) {
     nlohmann::json identity = {{"sha256", *sha256}};
     const bool snakeCase = textMember(record, "pixel_hash").has_value();
     const auto pixelHash = digestMember(record, snakeCase ? "pixel_hash" : "pixelHash");
-    const auto width = firstInteger(record, "pixel_width", "pixelWidth");
-    const auto height = firstInteger(record, "pixel_height", "pixelHeight");
+    const auto width = integerMember(record, "pixel_width", "pixelWidth");
+    const auto height = integerMember(record, "pixel_height", "pixelHeight");
     if (pixelHash && width && height) {
         identity["pixelHash"] = *pixelHash;
         identity["pixelWidth"] = *width;

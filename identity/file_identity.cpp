@@ -3,7 +3,7 @@
 #include <optional>
 #include <span>
 
-#include "identity/image_formats.h"
+#include "identity/decoder_choice.h"
 #include "identity/pixel_child.h"
 #include "identity/sha256.h"
 #include "support/file_reader.h"
@@ -15,6 +15,20 @@ namespace {
 // Read, handed on and hashed while it is still in the processor's cache.
 constexpr std::size_t pieceSize = 131'072;
 
+/// A file in pieces; an empty one is its end. Each lasts until the next is asked for.
+class PieceReader {
+  public:
+    explicit PieceReader(const std::filesystem::path& file) : reader_(file) {}
+
+    std::string_view next() {
+        return std::string_view(buffer_).substr(0, reader_.read(std::span(buffer_)));
+    }
+
+  private:
+    FileReader reader_;
+    std::string buffer_ = std::string(pieceSize, '\0');
+};
+
 } // namespace
 
 std::string sha256(std::string_view data) {
@@ -23,18 +37,20 @@ std::string sha256(std::string_view data) {
     return digest.hex();
 }
 
-nlohmann::json attachmentIdentity(const std::filesystem::path& file) {
-    FileReader reader(file);
-    std::string buffer(pieceSize, '\0');
-    const auto nextPiece = [&] {
-        return std::string_view(buffer).substr(0, reader.read(std::span(buffer)));
-    };
+std::string sha256OfFile(const std::filesystem::path& file) {
+    PieceReader reader(file);
+    Sha256 digest;
+    for (auto piece = reader.next(); !piece.empty(); piece = reader.next()) digest.update(piece);
+    return digest.hex();
+}
 
+nlohmann::json attachmentIdentity(const std::filesystem::path& file) {
+    PieceReader reader(file);
     Sha256 digest;
     std::optional<PixelChild> child;
-    std::string_view piece = nextPiece();
-    if (const auto format = imageFormat(piece)) child.emplace(format->program);
-    for (; !piece.empty(); piece = nextPiece()) {
+    std::string_view piece = reader.next();
+    if (const auto program = decoderFor(piece)) child.emplace(*program);
+    for (; !piece.empty(); piece = reader.next()) {
         if (child) child->pour(piece);
         digest.update(piece);
     }

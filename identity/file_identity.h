@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -11,6 +12,13 @@
 namespace sorvane::HelperIO {
 
 std::string sha256(std::string_view data);
+
+/// The digest of a file's bytes, which are read in pieces. Throws std::system_error when the file
+/// cannot be read. Only a location is taken for a file, never a text: that is data.
+std::string sha256OfFile(const std::filesystem::path& file);
+std::string sha256(const std::same_as<std::filesystem::path> auto& file) {
+    return sha256OfFile(file);
+}
 
 /// The identity by which the application may know a file: "sha256" of its bytes, always; and, when
 /// it is a picture that can be decoded, "pixelHash" of its upright pixels with "pixelWidth" and

@@ -5,10 +5,13 @@
 #include <charconv>
 #include <system_error>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "identity/pixel_budget.h"
+#include "identity/sha256.h"
 #include "support/executable_path.h"
 #include "support/quiet_socket.h"
 
@@ -21,8 +24,7 @@ using namespace std::chrono_literals;
 // The largest picture within the budget decodes in a fraction of it; a prompt waits no longer.
 constexpr std::chrono::seconds timeLimit = 10s;
 
-constexpr std::int64_t pixelBudget = 60'000'000;
-constexpr std::size_t digestLength = 64;
+constexpr std::size_t digestLength = Sha256::textLength;
 
 // A digest, two numbers of at most 8 digits (the budget) behind a blank each, a line feed.
 constexpr std::size_t answerLimit = digestLength + 9 + 9 + 1;
@@ -37,7 +39,8 @@ std::optional<std::int64_t> takeNumber(std::string_view& text, char behind) {
     std::int64_t number = 0;
     const char* end = text.data() + text.size();
     const auto [rest, failure] = std::from_chars(text.data(), end, number);
-    if (failure != std::errc{} || number <= 0 || rest == end || *rest != behind)
+    if (failure != std::errc{} || number <= 0 || text.front() == '0' || rest == end ||
+        *rest != behind)
         return std::nullopt;
     text.remove_prefix(static_cast<std::size_t>(rest + 1 - text.data()));
     return number;
@@ -70,6 +73,8 @@ PixelChild::PixelChild(std::string_view program)
     : deadline_(ChildProcess::Clock::now() + timeLimit) {
     auto [ours, theirs] = makeSocketPair();
     if (!ours) return;
+    // Not a flag of each send: some systems ignore it there and wait.
+    ::fcntl(ours.get(), F_SETFL, O_NONBLOCK);
     for (const std::filesystem::path& path : decoderCandidates(program)) {
         try {
             ChildStreams streams;
@@ -89,7 +94,7 @@ PixelChild::PixelChild(std::string_view program)
 
 void PixelChild::pour(std::string_view piece) {
     while (process_ && !piece.empty()) {
-        const ssize_t count = sendQuietly(socket_, piece, MSG_DONTWAIT);
+        const ssize_t count = sendQuietly(socket_, piece);
         if (count >= 0) {
             piece.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,6 +17,8 @@ class Sha256 {
     ~Sha256();
 
     void update(std::string_view bytes);
+
+    static constexpr std::size_t textLength = 64;
 
     /// The digest text: 64 lower-case hexadecimal digits. Ends the computation.
     std::string hex();

@@ -1,5 +1,7 @@
 #include "integration/credential_validator.h"
 
+#include <utility>
+
 #include "identity/file_identity.h"
 #include "integration/agent_identifier.h"
 #include "support/file_reader.h"
@@ -21,7 +23,7 @@ ValidatedCredential
 CredentialValidator::validate(std::string_view agent, std::string_view clientID,
                               const std::filesystem::path& credentialFile) const {
     if (!isAccepted(agent)) throw HelperFailure::invalidRequest("Invalid agent identifier.");
-    auto manifest = HelperIO::readJSON<AgentManifest>(paths.agentFile(agent, ".json"));
+    const auto manifest = HelperIO::readJSON<AgentManifest>(paths.agentFile(agent, ".json"));
 
     const bool samePath = isTesting() || manifest.credentialPath == credentialFile.native();
     if (manifest.agent != agent || manifest.clientID != clientID || !samePath)
@@ -34,7 +36,7 @@ CredentialValidator::validate(std::string_view agent, std::string_view clientID,
         throw HelperFailure::invalidRequest("Client credential is invalid.");
     if (token.empty() || !utf8::isValid(token))
         throw HelperFailure::invalidRequest("Client credential is malformed.");
-    return {std::move(manifest), std::move(token)};
+    return {manifest, std::move(token)};
 }
 
 } // namespace sorvane

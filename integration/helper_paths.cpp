@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/environment.h"
 #include "support/home_directory.h"
 #include "support/location.h"
 
@@ -18,10 +19,7 @@ std::filesystem::path root() {
 
 } // namespace
 
-bool isTesting() {
-    const char* value = std::getenv("SORVANE_TESTING");
-    return value != nullptr && std::string_view(value) == "1";
-}
+bool isTesting() { return isSwitchedOn("SORVANE_TESTING"); }
 
 HelperPaths::HelperPaths()
     : appSupport(root()),

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <ctime>
 #include <system_error>
 #include <utility>
@@ -25,13 +24,13 @@ class SpawnAttributes {
   public:
     explicit SpawnAttributes(short furtherFlags) {
         check(::posix_spawnattr_init(&attributes_), "posix_spawnattr_init");
-        sigset_t signals;
-        ::sigfillset(&signals);
-        ::posix_spawnattr_setsigdefault(&attributes_, &signals);
-        ::sigemptyset(&signals);
-        ::posix_spawnattr_setsigmask(&attributes_, &signals);
+        sigset_t signals; // filled and emptied by macros on some systems
+        sigfillset(&signals);
+        check(::posix_spawnattr_setsigdefault(&attributes_, &signals), "default signals");
+        sigemptyset(&signals);
+        check(::posix_spawnattr_setsigmask(&attributes_, &signals), "signal mask");
         const int flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | furtherFlags;
-        ::posix_spawnattr_setflags(&attributes_, static_cast<short>(flags));
+        check(::posix_spawnattr_setflags(&attributes_, static_cast<short>(flags)), "start flags");
     }
     SpawnAttributes(const SpawnAttributes&) = delete;
     SpawnAttributes& operator=(const SpawnAttributes&) = delete;
@@ -51,6 +50,12 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
+int reap(pid_t id) {
+    int status = 0;
+    while (::waitpid(id, &status, 0) < 0 && errno == EINTR) continue;
+    return status;
+}
+
 // A child that has closed its streams ends within microseconds: begin there, and double up to the
 // time that nobody notices.
 constexpr long firstPauseNanoseconds = 20'000;
@@ -65,12 +70,20 @@ ChildStreams::ChildStreams() {
 ChildStreams::~ChildStreams() { ::posix_spawn_file_actions_destroy(&actions_); }
 
 void ChildStreams::connect(int descriptor, int as) {
-    check(::posix_spawn_file_actions_adddup2(&actions_, descriptor, as), "child stream");
+    check(addConnection(actions_, descriptor, as), "child stream");
 }
 
 void ChildStreams::connectNull(int as) {
     check(::posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", O_RDWR, 0), "/dev/null");
 }
+
+ChildProcess::EndsAreKept::EndsAreKept() {
+    struct sigaction byDefault {};
+    byDefault.sa_handler = SIG_DFL;
+    ::sigaction(SIGCHLD, &byDefault, &before_);
+}
+
+ChildProcess::EndsAreKept::~EndsAreKept() { ::sigaction(SIGCHLD, &before_, nullptr); }
 
 ChildProcess::ChildProcess(const std::filesystem::path& path, std::vector<std::string> arguments,
                            std::vector<std::string> environment, ChildStreams&& streams) {
@@ -84,6 +97,11 @@ ChildProcess::~ChildProcess() {
     if (id_ >= 0) succeeds(Clock::now());
 }
 
+std::int32_t ChildProcess::wait() {
+    int status = reap(std::exchange(id_, -1)); // some systems' macros take its address
+    return WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
+}
+
 bool ChildProcess::succeeds(Clock::time_point deadline) {
     const pid_t id = std::exchange(id_, -1);
     int status = 0;
@@ -95,7 +113,7 @@ bool ChildProcess::succeeds(Clock::time_point deadline) {
     }
     if (ended == 0) {
         ::kill(id, SIGKILL);
-        while (::waitpid(id, &status, 0) < 0 && errno == EINTR) continue;
+        reap(id);
         return false;
     }
     return ended == id && WIFEXITED(status) && WEXITSTATUS(status) == 0;

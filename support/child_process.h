@@ -1,10 +1,12 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include <signal.h>
 #include <spawn.h>
 #include <sys/types.h>
 
@@ -28,7 +30,8 @@ class ChildStreams {
     posix_spawn_file_actions_t actions_;
 };
 
-/// A running child program, reaped exactly once: by `succeeds`, or killed and reaped at the end.
+/// A running child program, reaped exactly once: by `wait` or `succeeds`, whichever is called, or
+/// killed and reaped at the end.
 class ChildProcess {
   public:
     using Clock = std::chrono::steady_clock;
@@ -42,11 +45,28 @@ class ChildProcess {
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess();
 
+    /// Waits until the child has ended: its exit status, or the number of the signal that ended it.
+    std::int32_t wait();
+
     /// Waits until the child has ended or the deadline has passed; one that has not ended then is
     /// killed. Whether it ended by itself, with status 0.
     bool succeeds(Clock::time_point deadline);
 
   private:
+    /// While a child lives its end is waited for, even in a process that ignores the ends of its
+    /// children: those would be gone before their status is asked for.
+    class EndsAreKept {
+      public:
+        EndsAreKept();
+        EndsAreKept(const EndsAreKept&) = delete;
+        EndsAreKept& operator=(const EndsAreKept&) = delete;
+        ~EndsAreKept();
+
+      private:
+        struct sigaction before_;
+    };
+
+    EndsAreKept endsAreKept_;
     pid_t id_ = -1;
 };
 

@@ -28,9 +28,9 @@
 ///
 /// Encoder and decoder both walk that table; a forgotten, doubled or misplaced field does not
 /// compile. A field is a text, a flag, an integer, a date (seconds, see date.h), a UUID (written in
-/// upper case), a record, or a list of these. `std::optional` is the only mark of optional: left
-/// out when empty, absent when missing or null. Every other field is required. Unknown keys are
-/// ignored. What may not change after construction is a `const` member.
+/// upper case), an enumeration (see `Named`), a record, or a list of these. `std::optional` is the
+/// only mark of optional: left out when empty, absent when missing or null. Every other field is
+/// required. Unknown keys are ignored. What may not change after construction is a `const` member.
 namespace sorvane::record {
 
 /// A record that cannot be read: a required key is missing, or a value is of another kind or out
@@ -55,6 +55,27 @@ template<class T>
 concept Described = requires {
     T::fields();
 };
+
+/// An enumeration is stored as a text: `texts` of any of its values, found beside the type, gives
+/// the texts of all of them, in the order of the values from 0.
+template<class T>
+concept Named = std::is_enum_v<T> && requires(T value) {
+    texts(value);
+};
+
+template<Named Enum>
+constexpr std::string_view text(Enum value) {
+    return texts(value)[static_cast<std::size_t>(value)];
+}
+
+/// The value of a text, or nothing when it is none of them, to the letter.
+template<Named Enum>
+constexpr std::optional<Enum> named(std::string_view text) {
+    const auto all = texts(Enum{});
+    for (std::size_t index = 0; index < all.size(); ++index)
+        if (all[index] == text) return static_cast<Enum>(index);
+    return std::nullopt;
+}
 
 /// Whether the table of `Record` holds each member exactly once, in declaration order, under keys
 /// that differ.
@@ -90,6 +111,12 @@ union Unborn {
     Record record;
 };
 
+// Builds a member of exactly its type: an optional would be made of another optional too.
+template<class T>
+struct Exactly {
+    operator T() const { throw std::logic_error("only asked about, never built"); }
+};
+
 // Members of different types cannot change places unseen: the aggregate would not build.
 template<class Record, class Left, class Right>
 constexpr bool inOrder(const Field<Record, Left>& left, const Field<Record, Right>& right) {
@@ -104,10 +131,8 @@ constexpr bool inOrder(const Field<Record, Left>& left, const Field<Record, Righ
 
 template<class Record, class... Members>
 constexpr bool isComplete(const std::tuple<Field<Record, Members>...>& table) {
-    constexpr bool builds = requires { Record{std::declval<std::remove_const_t<Members>>()...}; };
-    constexpr bool forgets = requires {
-        Record{std::declval<std::remove_const_t<Members>>()..., {}};
-    };
+    constexpr bool builds = requires { Record{Exactly<std::remove_const_t<Members>>()...}; };
+    constexpr bool forgets = requires { Record{Exactly<std::remove_const_t<Members>>()..., {}}; };
     if (!builds || forgets) return false;
     return std::apply(
         [](const auto&... all) {
@@ -134,6 +159,7 @@ constexpr auto tableOf() {
 template<class T>
 T value(const nlohmann::json& json, std::string_view key) {
     if constexpr (Described<T>) {
+        if (!json.is_object()) failed(key, "is not a record");
         return decode<T>(json);
     } else if constexpr (isList<T>) {
         if (!json.is_array()) failed(key, "is not a list");
@@ -155,6 +181,10 @@ T value(const nlohmann::json& json, std::string_view key) {
         const auto uuid = json.is_string() ? Uuid::parse(json.get<std::string>()) : std::nullopt;
         if (!uuid) failed(key, "is not a UUID");
         return *uuid;
+    } else if constexpr (Named<T>) {
+        const auto one = json.is_string() ? named<T>(json.get<std::string>()) : std::nullopt;
+        if (!one) failed(key, "is not one of its texts");
+        return *one;
     } else {
         static_assert(std::signed_integral<T>);
         const auto integer = integerValue(json);
@@ -217,6 +247,8 @@ void append(std::string& text, const T& value) {
         appendJSON(text, value.time_since_epoch().count());
     } else if constexpr (std::same_as<T, Uuid>) {
         appendJSON(text, value.upperText());
+    } else if constexpr (Named<T>) {
+        appendJSON(text, record::text(value));
     } else {
         appendJSON(text, value);
     }

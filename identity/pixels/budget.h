@@ -3,12 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "identity/pixel_budget.h"
 #include "identity/pixels/geometry.h"
 
 namespace sorvane::pixels {
-
-/// Pictures with more pixels get no pixel identity: a prompt does not wait for them.
-inline constexpr std::uint32_t pixelBudget = 60'000'000;
 
 /// The largest frame that is ever taken: the whole budget as RGBA, 8 bits a channel.
 inline constexpr std::size_t frameLimit = std::size_t{4} * pixelBudget;

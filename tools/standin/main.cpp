@@ -1,7 +1,7 @@
 // sorvane-standin plays the Sorvane application on the Tandem Link, so that the whole road of a
 // prompt can be tried and tested where the application is not. It takes the link from
-// docs/tandem-link.md and shares no header with the client: a mistake there must not meet its
-// twin here.
+// docs/tandem-link.md and not from the client's code: a mistake in a message there must not meet
+// its twin here. JSON, sockets, digests and the manifest's record are the library's.
 //
 // What it is not: it is not the application, and it is never shipped. It keeps no history and asks
 // nobody; the pictures it holds are the files of one folder, as they were when it started. It

@@ -175,6 +175,7 @@ void JpegCodec::useMarker(int marker, std::span<const std::uint8_t> body) {
 
 std::optional<PictureHeader> JpegCodec::readHeader() {
     const bool read = attempt([this] {
+        if (jpeg_.marker == nullptr) giveUp(); // there was no memory to begin with
         jpeg_set_marker_processor(&jpeg_, exifMarker, takeMarker);
         jpeg_set_marker_processor(&jpeg_, iccMarker, takeMarker);
         if (jpeg_read_header(&jpeg_, TRUE) != JPEG_HEADER_OK) giveUp();

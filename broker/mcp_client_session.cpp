@@ -1,0 +1,60 @@
+#include "broker/mcp_client_session.h"
+
+#include <csignal>
+#include <system_error>
+
+#include <unistd.h>
+
+#include "broker/session_notification.h"
+#include "integration/helper_paths.h"
+#include "support/environment.h"
+#include "support/executable_path.h"
+#include "support/first_argument.h"
+#include "support/helper_io.h"
+#include "support/location.h"
+#include "support/utf8.h"
+
+namespace sorvane {
+
+namespace {
+
+// A path as it is recorded and compared: links followed as far as it exists, in UTF-8.
+std::string resolved(const std::filesystem::path& path) {
+    std::error_code failure;
+    const auto target = std::filesystem::weakly_canonical(path, failure);
+    return utf8::repaired((failure ? path : target).native());
+}
+
+void writeSession(const BrokerIdentity& identity, std::string_view clientName) noexcept try {
+    // The path under which the process was started, not the one that the kernel found.
+    const MCPClientSession session{identity.clientID, ::getpid(),
+                                   resolved(location(firstArgument())), std::string(clientName),
+                                   ReferenceClock::now()};
+    HelperIO::writeJSON(session, MCPClientSession::url(identity.agent));
+} catch (...) {
+    // Whoever misses the file is told all the same.
+}
+
+} // namespace
+
+std::filesystem::path MCPClientSession::url(std::string_view agent) {
+    return HelperPaths().agentFile(agent, "-mcp-session.json");
+}
+
+void MCPClientSession::record(const BrokerIdentity& identity,
+                              std::string_view clientName) noexcept {
+    if (isSwitchedOn("SORVANE_DIAGNOSTIC")) return;
+    writeSession(identity, clientName);
+    postSessionChanged(identity.agent);
+}
+
+bool MCPClientSession::isRunning() const noexcept try {
+    if (processID <= 0 || ::kill(processID, 0) != 0) return false;
+    const auto path = sorvane::executablePath(processID);
+    if (!path) return false;
+    return resolved(*path) == executablePath;
+} catch (...) {
+    return false;
+}
+
+} // namespace sorvane

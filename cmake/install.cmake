@@ -1,0 +1,43 @@
+# What an install lays down: the hook, its decoder in libexec, the headers, the library, and the ways
+# to find it from CMake and pkg-config. The stand-in is no product and stays here. What is not said to
+# be for development is for everybody.
+
+include(CMakePackageConfigHelpers)
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Sorvane)
+set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/sorvane)
+
+install(TARGETS sorvane-hook)
+install(TARGETS sorvane-pixels DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
+
+install(TARGETS sorvane_helper EXPORT SorvaneTargets COMPONENT development)
+target_include_directories(sorvane_helper INTERFACE $<INSTALL_INTERFACE:${header_folder}>)
+set_target_properties(sorvane_helper PROPERTIES EXPORT_NAME helper)
+foreach(room IN ITEMS broker history hook identity integration support)
+    install(DIRECTORY ${room} DESTINATION ${header_folder} COMPONENT development
+        FILES_MATCHING PATTERN "*.h" PATTERN pixels EXCLUDE)
+endforeach()
+
+install(EXPORT SorvaneTargets NAMESPACE Sorvane:: DESTINATION ${package_folder}
+    COMPONENT development)
+configure_package_config_file(cmake/SorvaneConfig.cmake.in SorvaneConfig.cmake
+    INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(SorvaneConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfigVersion.cmake
+    DESTINATION ${package_folder} COMPONENT development)
+install(FILES cmake/dependencies.cmake
+    DESTINATION ${package_folder} RENAME SorvaneDependencies.cmake COMPONENT development)
+
+set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH up ${CMAKE_INSTALL_PREFIX}/${pkgconfig_folder} ${CMAKE_INSTALL_PREFIX})
+set(platform_flags "-lnettle -lutf8proc -lsystemd")
+if(APPLE)
+    set(platform_flags "-framework CoreFoundation")
+endif()
+configure_file(cmake/sorvane.pc.in sorvane.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc DESTINATION ${pkgconfig_folder}
+    COMPONENT development)

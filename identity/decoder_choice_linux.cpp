@@ -1,0 +1,11 @@
+#include "identity/decoder_choice.h"
+#include "identity/image_formats.h"
+
+namespace sorvane {
+
+std::optional<std::string_view> decoderFor(std::string_view firstBytes) {
+    const auto format = imageFormat(firstBytes);
+    return format ? std::optional(format->program) : std::nullopt;
+}
+
+} // namespace sorvane

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdlib>
+#include <string_view>
+
+namespace sorvane {
+
+/// Whether an environment variable is set to exactly "1", the one value that switches a mode on.
+inline bool isSwitchedOn(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && std::string_view(value) == "1";
+}
+
+} // namespace sorvane

@@ -1,0 +1,79 @@
+#include "support/process_runner.h"
+
+#include <array>
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "support/child_process.h"
+#include "support/descriptor_io.h"
+#include "support/home_directory.h"
+#include "support/unique_descriptor.h"
+#include "support/utf8.h"
+
+// Declared by some systems' headers only.
+extern char** environ; // NOLINT(readability-redundant-declaration)
+
+namespace sorvane {
+
+namespace {
+
+struct Pipe {
+    UniqueDescriptor readingEnd;
+    UniqueDescriptor writingEnd;
+};
+
+Pipe makePipe() {
+    std::array<int, 2> ends{-1, -1};
+    if (::pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+    for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    return {UniqueDescriptor(ends[0]), UniqueDescriptor(ends[1])};
+}
+
+// Inherited places come first; the added ones are there even if they are so twice.
+std::vector<std::string> extendedEnvironment() {
+    constexpr std::string_view pathName = "PATH=";
+    std::vector<std::string> environment;
+    std::string path;
+    for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+        std::string variable = *entry;
+        if (!variable.starts_with(pathName))
+            environment.push_back(std::move(variable));
+        else if (path.empty()) // of several the first counts, as for `getenv`
+            path = std::move(variable);
+    }
+    if (path.empty()) path = "PATH=/usr/bin:/bin";
+    path += ":/opt/homebrew/bin:/usr/local/bin:";
+    path += (homeDirectory() / ".local/bin").native();
+    environment.push_back(std::move(path));
+    return environment;
+}
+
+} // namespace
+
+ProcessResult runProcess(const std::filesystem::path& executable,
+                         const std::vector<std::string>& arguments) {
+    std::vector<std::string> words{executable.native()};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+
+    Pipe pipe = makePipe();
+    ChildStreams streams;
+    streams.connect(pipe.writingEnd.get(), STDOUT_FILENO);
+    streams.connect(pipe.writingEnd.get(), STDERR_FILENO);
+    streams.connectNull(STDIN_FILENO);
+    ChildProcess child(executable, std::move(words), extendedEnvironment(), std::move(streams));
+    pipe.writingEnd.reset();
+
+    // Drained before the wait: a program that prints more than a pipe holds would never end.
+    std::string output;
+    appendToEnd(pipe.readingEnd.get(), output);
+    const std::int32_t status = child.wait();
+    if (!utf8::isValid(output)) output.clear();
+    return {status, std::move(output)};
+}
+
+} // namespace sorvane
