@@ -22,6 +22,21 @@ from stage import Stage, USUAL_CLIENT
 C_LIBRARY = re.compile(r"(libc|ld-linux[^.]*|ld-musl[^.]*|ld64|ld)\.so.*")
 LOADER_FILES = ["/etc/ld.so.cache", "/etc/ld.so.preload"]
 USER_DATABASE = ["/etc/nsswitch.conf", "/etc/passwd"]
+# Memory is had as the sizes of the day ask for it.
+MEMORY = {"brk", "mmap", "munmap", "mprotect"}
+# The loader's and the C library's own calls, before anything of ours.
+LOADING = MEMORY | {"access", "arch_prctl", "close", "fstat", "getrandom", "openat", "pread64", "prlimit64", "read",
+                    "rseq", "set_robust_list", "set_tid_address"}
+READING_A_FILE = ["openat", "fstat", "read", "read", "close"]
+RUN = [
+    "rt_sigaction", "rt_sigaction",  # a broken pipe, a file-size limit
+    *READING_A_FILE,  # the manifest
+    *READING_A_FILE,  # the credential
+    "read", "read",  # the event
+    "fstat",  # is there a directory of agents?
+    "getrandom", "openat", "write", "close", "rename", "chmod",  # the observation
+    "exit_group",
+]
 WATCHED = "trace=?open,openat,?openat2,?creat,?execve,?execveat,?clone,?clone3,?fork,?vfork,socket"
 
 
@@ -30,13 +45,13 @@ def needed_libraries(program):
     return re.findall(r"\(NEEDED\).*\[(.*)\]", text)
 
 
-def calls_of_a_run(stage, hook, environment):
+def calls_of_a_run(stage, hook, environment, watched):
     """The watched system calls of a run that finds no picture, but for its own start."""
     stage.enrol(b"token-of-codex", {}, [])
     trace = stage.scratch / "trace"
     arguments = ["--agent", "codex", "--client-id", USUAL_CLIENT, "--credential-file", stage.credential]
     run = subprocess.run(
-        ["strace", "-f", "-qq", "-o", trace, "-e", WATCHED, "-e", "signal=none", hook, *arguments],
+        ["strace", "-f", "-qq", "-o", trace, "-e", watched, "-e", "signal=none", hook, *arguments],
         input=b'{"prompt":"hello"}', env=environment, capture_output=True, check=False)
     observation = stage.agents / "codex-hook-state.json"
     if run.returncode != 0 or not observation.exists():
@@ -67,11 +82,28 @@ def faults_of(hook, process):
             known += USER_DATABASE + [str(stage.scratch / "passwd"), str(stage.scratch / "group")]
         else:
             environment = {b"SORVANE_TESTING": b"1", b"SORVANE_APP_SUPPORT": os.fsencode(stage.root)}
-        calls = calls_of_a_run(stage, hook, environment)
+        calls = calls_of_a_run(stage, hook, environment, WATCHED)
         calls = [call for call in calls if "/libnss_wrapper.so" not in call]
         return [call for call in calls if not is_known(call, stage, known)]
     finally:
         stage.remove()
+
+
+def order_faults(hook):
+    """What a run calls beyond what it must, or does not call: everything it does is written down above."""
+    stage = Stage(Path(__file__).parent, b"codex", {})
+    try:
+        environment = {b"SORVANE_TESTING": b"1", b"SORVANE_APP_SUPPORT": os.fsencode(stage.root)}
+        calls = calls_of_a_run(stage, hook, environment, "trace=all")
+    finally:
+        stage.remove()
+    names = [re.sub(r"^\d+ +(\w+)\(.*", r"\1", call) for call in calls if "(" in call]
+    names = ["fstat" if name in {"newfstatat", "statx", "stat"} else name for name in names]
+    start = names.index("rt_sigaction") if "rt_sigaction" in names else len(names)
+    stray = [name for name in names[:start] if name not in LOADING]
+    run = [name for name in names[start:] if name not in MEMORY]
+    return [f"calls {name} before it begins" for name in stray] + (
+        [] if run == RUN else [f"calls {run}, not {RUN}"])
 
 
 def main():
@@ -86,6 +118,7 @@ def main():
         print(f"skipped: {reason}")
         return SKIPPED
     faults = [f"needs {name}" for name in needed_libraries(hook) if not C_LIBRARY.fullmatch(name)]
+    faults += order_faults(hook)
     for process in ({}, {"account-home": []}):
         try:
             faults += [f"calls {call}" for call in faults_of(hook, process)]

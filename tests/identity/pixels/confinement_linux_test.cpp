@@ -43,7 +43,7 @@ TEST_CASE("a confined process reads, writes, and takes memory for every picture 
               const bool reads = ::read(-1, &byte, 1) < 0 && errno == EBADF;
               const bool writes = ::write(-1, &byte, 1) < 0 && errno == EBADF;
               void* volatile frame = ::operator new(pixels::frameLimit);
-              void* volatile rows = ::operator new (24 * std::size_t{pixels::pixelBudget});
+              void* volatile rows = ::operator new (24 * std::size_t{sorvane::pixelBudget});
               return reads && writes && frame != nullptr && rows != nullptr;
           }) == 0);
 }

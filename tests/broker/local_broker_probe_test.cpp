@@ -1,0 +1,188 @@
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <doctest/doctest.h>
+
+#include "broker/broker_client.h"
+#include "support/quiet_socket.h"
+#include "tests/scoped_environment.h"
+#include "tests/temporary_directory.h"
+
+using namespace sorvane;
+using test::ScopedEnvironment;
+
+namespace {
+
+/// A socket file with somebody who listens there, or nobody.
+class SocketFile {
+  public:
+    explicit SocketFile(std::filesystem::path at) : path(std::move(at)) {
+        std::filesystem::create_directories(path.parent_path());
+        const auto address = socketAddress(path);
+        if (!address || ::bind(listener_.get(), address->generic(), address->length) != 0)
+            throw std::runtime_error("no socket at " + path.native());
+        setMode(0600);
+        if (::listen(listener_.get(), 8) != 0) throw std::runtime_error("nobody listens");
+    }
+
+    void setMode(mode_t mode) const { ::chmod(path.c_str(), mode); }
+    void stopListening() { listener_.reset(); }
+
+    /// Takes a visitor that has come already, and gives what it has said and closed with.
+    ssize_t bytesOfVisitor() const {
+        const UniqueDescriptor visitor(::accept(listener_.get(), nullptr, nullptr));
+        char byte = 0;
+        return ::recv(visitor.get(), &byte, 1, MSG_DONTWAIT);
+    }
+
+    bool hasVisitor() const {
+        ::fcntl(listener_.get(), F_SETFL, O_NONBLOCK);
+        return UniqueDescriptor(::accept(listener_.get(), nullptr, nullptr)) ? true : false;
+    }
+
+    const std::filesystem::path path;
+
+  private:
+    UniqueDescriptor listener_ = makeSocket();
+};
+
+bool isReachable(const std::filesystem::path& path) {
+    return BrokerClient::isLocalBrokerReachable(path);
+}
+
+// A path of exactly so many bytes, the last of them in two-byte characters.
+std::filesystem::path pathOf(std::size_t bytes, const std::filesystem::path& directory) {
+    std::string path = directory.native() + "/";
+    path.append((bytes - path.size()) % 2, 'x');
+    while (path.size() < bytes) path += "ü";
+    return path;
+}
+
+} // namespace
+
+TEST_CASE("a socket of this user's own where somebody listens is reachable") {
+    const test::TemporaryDirectory directory;
+    const SocketFile socket(directory.path() / "sock");
+    CHECK(isReachable(socket.path));
+    CHECK(isReachable(socket.path)); // and again
+}
+
+TEST_CASE("the probe says nothing and hangs up at once") {
+    const test::TemporaryDirectory directory;
+    const SocketFile socket(directory.path() / "sock");
+    REQUIRE(isReachable(socket.path));
+    CHECK(socket.bytesOfVisitor() == 0);
+    CHECK_FALSE(socket.hasVisitor());
+}
+
+TEST_CASE("a socket where nobody listens is not reachable") {
+    const test::TemporaryDirectory directory;
+    SocketFile socket(directory.path() / "sock");
+    socket.stopListening();
+    CHECK_FALSE(isReachable(socket.path));
+}
+
+TEST_CASE("a socket that others may use, or its owner not, is not even tried") {
+    const test::TemporaryDirectory directory;
+    const SocketFile socket(directory.path() / "sock");
+    for (const mode_t mode : {0660U, 0606U, 0700U, 0640U, 0604U, 0610U, 0601U, 0400U, 0200U, 0000U,
+                              0666U, 0777U, 0755U}) {
+        CAPTURE(mode);
+        socket.setMode(mode);
+        CHECK_FALSE(isReachable(socket.path));
+    }
+    CHECK_FALSE(socket.hasVisitor());
+    socket.setMode(0600);
+    CHECK(isReachable(socket.path));
+}
+
+TEST_CASE("bits beyond the permissions do not matter to the probe") {
+    const test::TemporaryDirectory directory;
+    const SocketFile socket(directory.path() / "sock");
+    socket.setMode(01600);
+    CHECK(isReachable(socket.path));
+}
+
+TEST_CASE("what is no socket is not reachable") {
+    const test::TemporaryDirectory directory;
+    test::putFile(directory.path() / "file", "");
+    ::chmod((directory.path() / "file").c_str(), 0600);
+    ::mkfifo((directory.path() / "fifo").c_str(), 0600);
+    std::filesystem::create_directory(directory.path() / "directory");
+    ::chmod((directory.path() / "directory").c_str(), 0600);
+    for (const char* name : {"file", "fifo", "directory", "missing", "missing/sock", "file/sock"}) {
+        CAPTURE(name);
+        CHECK_FALSE(isReachable(directory.path() / name));
+    }
+    CHECK_FALSE(isReachable(""));
+}
+
+TEST_CASE("a symbolic link to a socket is no socket, one in the directories above is followed") {
+    const test::TemporaryDirectory directory;
+    const SocketFile socket(directory.path() / "real/sock");
+    std::filesystem::create_symlink(socket.path, directory.path() / "link");
+    CHECK_FALSE(isReachable(directory.path() / "link"));
+    CHECK_FALSE(socket.hasVisitor());
+    std::filesystem::create_directory_symlink("real", directory.path() / "folder");
+    CHECK(isReachable(directory.path() / "folder/sock"));
+}
+
+TEST_CASE("a socket of another user is not even tried") {
+    if (::geteuid() != 0) {
+        MESSAGE("only the administrator can give a socket away: not tried");
+        return;
+    }
+    const test::TemporaryDirectory directory;
+    const SocketFile socket(directory.path() / "sock");
+    REQUIRE(isReachable(socket.path));
+    constexpr uid_t nobody = 65534;
+    REQUIRE(::chown(socket.path.c_str(), nobody, static_cast<gid_t>(-1)) == 0);
+    CHECK_FALSE(isReachable(socket.path));
+    REQUIRE(::chown(socket.path.c_str(), 0, nobody) == 0);
+    CHECK(isReachable(socket.path)); // a group has no say with this mode
+}
+
+TEST_CASE("a path that fills the address is reachable, one byte more is not") {
+    const test::TemporaryDirectory directory;
+    constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
+    const SocketFile socket(pathOf(longest, directory.path()));
+    REQUIRE(socket.path.native().size() == longest);
+    CHECK(isReachable(socket.path));
+
+    // The file is there all the same: a socket can be moved to where no address leads.
+    const auto tooLong = pathOf(longest + 1, directory.path());
+    REQUIRE(tooLong.native().size() == longest + 1);
+    std::filesystem::rename(socket.path, tooLong);
+    CHECK_FALSE(isReachable(tooLong));
+}
+
+TEST_CASE("the probe asks about the application's own socket unless told otherwise") {
+    const test::TemporaryDirectory directory;
+    const ScopedEnvironment testing("SORVANE_TESTING", "1");
+    const ScopedEnvironment support("SORVANE_APP_SUPPORT", directory.path().native());
+    CHECK_FALSE(BrokerClient::isLocalBrokerReachable());
+    const SocketFile socket(directory.path() / "Runtime/sorvane.sock");
+    CHECK(BrokerClient::isLocalBrokerReachable());
+}
+
+TEST_CASE("the probe leaves no descriptor open, whatever it finds") {
+    const test::TemporaryDirectory directory;
+    SocketFile socket(directory.path() / "sock");
+    const auto nextFree = [] { return UniqueDescriptor(::dup(STDIN_FILENO)).get(); };
+    const int before = nextFree();
+    isReachable(socket.path);
+    CHECK(nextFree() == before);
+    isReachable(directory.path() / "missing");
+    CHECK(nextFree() == before);
+    socket.stopListening();
+    const int withoutListener = nextFree();
+    isReachable(socket.path);
+    CHECK(nextFree() == withoutListener);
+}

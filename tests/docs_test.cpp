@@ -1,0 +1,122 @@
+// Holds the documents to the code: every sample in them is read and written back, byte for byte.
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <doctest/doctest.h>
+
+#include "broker/mcp_client_session.h"
+#include "history/history_entry.h"
+#include "hook/prompt_hook_observation.h"
+#include "identity/file_identity.h"
+#include "integration/agent_manifest.h"
+#include "integration/pairing_request_record.h"
+#include "support/json.h"
+#include "tests/record_trials.h"
+#include "tests/temporary_directory.h"
+
+using namespace sorvane;
+
+namespace {
+
+/// Reads a sample and writes it back.
+using RoundTrip = std::function<std::string(const std::string&)>;
+
+template<record::Described Record>
+std::string asRecord(const std::string& sample) {
+    return test::encoded(test::decoded<Record>(sample));
+}
+
+std::string asJSON(const std::string& sample) { return jsonText(parseJSON(sample)); }
+
+// Every page, with what each of its samples is.
+const std::map<std::string, std::vector<RoundTrip>> pages{
+    {"agent-manifest.md", {asRecord<AgentManifest>}},
+    {"history-entry.md", {asRecord<HelperEntry>}},
+    {"hook-event.md", {asJSON, asJSON, asJSON}}, // the event; two forms of the answer
+    {"mcp-session.md", {asRecord<MCPClientSession>}},
+    {"observation.md", {asRecord<PromptHookObservation>}},
+    {"pairing-request.md", {asRecord<PairingRequestRecord>}},
+    {"pixel-digest.md", {asJSON}},
+    {"tandem-link.md", {asJSON, asJSON, asJSON}}, // request, answer, refusal
+};
+
+std::string pageText(const std::string& page) {
+    return test::fileContent(std::filesystem::path(SORVANE_DOCS_DIR) / page);
+}
+
+// The lines of every fenced block of one language, one text a block.
+std::vector<std::string> blocks(const std::string& text, const std::string& language) {
+    std::vector<std::string> found;
+    std::istringstream lines(text);
+    bool inside = false;
+    bool wanted = false;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("```")) {
+            inside = !inside;
+            wanted = inside && line == "```" + language;
+            if (wanted) found.emplace_back();
+        } else if (wanted) {
+            found.back() += line + '\n';
+        }
+    }
+    CHECK_FALSE(inside);
+    return found;
+}
+
+} // namespace
+
+TEST_CASE("every page of the documents has its samples tried, and every tried page is there") {
+    std::vector<std::string> present;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(SORVANE_DOCS_DIR))
+        if (file.is_regular_file())
+            present.push_back(file.path().lexically_relative(SORVANE_DOCS_DIR).native());
+    std::sort(present.begin(), present.end());
+    std::vector<std::string> known;
+    for (const auto& [page, samples] : pages) known.push_back(page);
+    CHECK(present == known);
+}
+
+TEST_CASE("every sample of the documents comes back byte for byte") {
+    for (const auto& entry : pages) {
+        const auto& page = entry.first;
+        const auto& roundTrips = entry.second;
+        CAPTURE(page);
+        const std::vector<std::string> samples = blocks(pageText(page), "json");
+        CHECK(samples.size() == roundTrips.size());
+        for (std::size_t index = 0; index < std::min(samples.size(), roundTrips.size()); ++index)
+            CHECK(roundTrips[index](samples[index]) + '\n' == samples[index]);
+    }
+}
+
+TEST_CASE("the sample of the manifest, the session and the others holds every member") {
+    const auto members = [](const std::string& page) {
+        return parseJSON(blocks(pageText(page), "json").at(0)).size();
+    };
+    const auto fields = [](const auto& table) {
+        return std::tuple_size_v<std::remove_cvref_t<decltype(table)>>;
+    };
+    CHECK(members("agent-manifest.md") == fields(AgentManifest::fields()));
+    CHECK(members("history-entry.md") == fields(HelperEntry::fields()));
+    CHECK(members("mcp-session.md") == fields(MCPClientSession::fields()));
+    CHECK(members("observation.md") == fields(PromptHookObservation::fields()));
+    CHECK(members("pairing-request.md") == fields(PairingRequestRecord::fields()));
+}
+
+TEST_CASE("the sample of the pixel digest is that of one opaque red pixel") {
+    const std::string page = pageText("pixel-digest.md");
+    const auto identity = parseJSON(blocks(page, "json").at(0));
+    const std::string prefix = "1x1:rgba8-srgb:";
+    CHECK(prefix.size() == 15);
+    const std::string digest = HelperIO::sha256(prefix + std::string("\xff\x00\x00\xff", 4));
+    CHECK(identity.at("pixelHash") == digest);
+    CHECK(identity.at("pixelWidth") == 1);
+    CHECK(identity.at("pixelHeight") == 1);
+    CHECK(identity.at("sha256").get<std::string>().size() == 64);
+    CHECK(blocks(page, "") == std::vector<std::string>{digest + " 1 1\n"});
+}

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Installs into a fresh prefix and uses what is there as strangers do: the hook itself, a project
+# that finds the library through CMake, and a compiler called with pkg-config's answer.
+# Usage: install_test.sh SOURCE_FOLDER
+set -euo pipefail
+
+source_folder=$1
+here=$(mktemp -d)
+trap 'rm -rf "$here"' EXIT
+prefix=$here/prefix
+
+cmake -S "$source_folder" -B "$here/build" -G Ninja \
+    -DBUILD_TESTING=OFF -DCMAKE_INSTALL_PREFIX="$prefix" >"$here/log"
+cmake --build "$here/build" >>"$here/log" || { cat "$here/log"; exit 1; }
+cmake --install "$here/build" >>"$here/log"
+rm -rf "$here/build"
+
+fail() {
+    echo "$1"
+    exit 1
+}
+
+[[ -x $prefix/libexec/sorvane/sorvane-pixels ]] || fail 'no decoder in libexec'
+[[ ! -e $prefix/bin/sorvane-standin ]] || fail 'the stand-in is no product'
+said=$("$prefix/bin/sorvane-hook" 2>&1 </dev/null)
+[[ $said == 'Sorvane: Invalid arguments: Agent identity is required.' ]] || fail "hook: $said"
+
+# The picture of docs/pixel-digest.md: one opaque red pixel.
+printf '%s' iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAIAAACQd1PeAAAADElEQVR4nGP4z8AAAAMBAQDJ/pLv \
+    AAAAAElFTkSuQmCC | base64 -d >"$here/red.png"
+pixels=904ed72888409b0548b8d5cd49973855c1e15e59b93f8961c33c5022a4e9e359
+
+cmake -S "$source_folder/tests/install/consumer" -B "$here/consumer" -G Ninja \
+    -DCMAKE_PREFIX_PATH="$prefix" >"$here/log"
+cmake --build "$here/consumer" >>"$here/log" || { cat "$here/log"; exit 1; }
+said=$("$here/consumer/consumer" "$here/red.png")
+[[ $said == *"$pixels"* ]] || fail "through CMake: $said"
+
+export PKG_CONFIG_PATH=$prefix/lib/pkgconfig:$prefix/lib/$(c++ -print-multiarch)/pkgconfig
+read -ra flags <<<"$(pkg-config --cflags --libs sorvane)"
+c++ -std=c++20 "$source_folder/tests/install/consumer/main.cpp" "${flags[@]}" -o "$here/tool"
+said=$("$here/tool" "$here/red.png")
+[[ $said == *"$pixels"* ]] || fail "through pkg-config: $said"
