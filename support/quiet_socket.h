@@ -25,8 +25,8 @@ bool makeQuiet(const UniqueDescriptor& socket);
 /// none.
 std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair();
 
-/// One `send` without a signal, as the system answers it; `flags` as for `send`.
-ssize_t sendQuietly(const UniqueDescriptor& socket, std::string_view bytes, int flags = 0);
+/// One `send` without a signal, as the system answers it.
+ssize_t sendQuietly(const UniqueDescriptor& socket, std::string_view bytes);
 
 /// Where a socket file lies, in the form that `connect` and `bind` take.
 struct SocketAddress {

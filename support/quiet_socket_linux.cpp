@@ -21,8 +21,8 @@ std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair() {
     return {UniqueDescriptor(ends[0]), UniqueDescriptor(ends[1])};
 }
 
-ssize_t sendQuietly(const UniqueDescriptor& socket, std::string_view bytes, int flags) {
-    return ::send(socket.get(), bytes.data(), bytes.size(), flags | MSG_NOSIGNAL);
+ssize_t sendQuietly(const UniqueDescriptor& socket, std::string_view bytes) {
+    return ::send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
 std::optional<SocketAddress> socketAddress(const std::filesystem::path& path) {

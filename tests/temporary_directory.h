@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include <unistd.h>
+
 namespace sorvane::test {
 
 /// A directory of a test's own, removed with everything in it at the end.

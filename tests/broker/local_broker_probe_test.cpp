@@ -92,8 +92,8 @@ TEST_CASE("a socket where nobody listens is not reachable") {
 TEST_CASE("a socket that others may use, or its owner not, is not even tried") {
     const test::TemporaryDirectory directory;
     const SocketFile socket(directory.path() / "sock");
-    for (const mode_t mode : {0660U, 0606U, 0700U, 0640U, 0604U, 0610U, 0601U, 0400U, 0200U, 0000U,
-                              0666U, 0777U, 0755U}) {
+    for (const mode_t mode : std::initializer_list<mode_t>{0660, 0606, 0700, 0640, 0604, 0610, 0601,
+                                                           0400, 0200, 0000, 0666, 0777, 0755}) {
         CAPTURE(mode);
         socket.setMode(mode);
         CHECK_FALSE(isReachable(socket.path));

@@ -21,7 +21,8 @@ namespace {
 using nlohmann::json;
 namespace fs = std::filesystem;
 
-static_assert(noexcept(PromptHookObservation::record("", "", 0, 0, "")));
+static_assert(noexcept(PromptHookObservation::record(std::string_view(), std::string_view(), 0, 0,
+                                                     std::string_view())));
 
 /// A root of the test's own, and what the hook leaves there.
 struct Root {

@@ -36,7 +36,8 @@ cmake --build "$here/consumer" >>"$here/log" || { cat "$here/log"; exit 1; }
 said=$("$here/consumer/consumer" "$here/red.png")
 [[ $said == *"$pixels"* ]] || fail "through CMake: $said"
 
-export PKG_CONFIG_PATH=$prefix/lib/pkgconfig:$prefix/lib/$(c++ -print-multiarch)/pkgconfig
+PKG_CONFIG_PATH=$prefix/lib/pkgconfig:$prefix/lib/$(c++ -print-multiarch)/pkgconfig
+export PKG_CONFIG_PATH
 read -ra flags <<<"$(pkg-config --cflags --libs sorvane)"
 c++ -std=c++20 "$source_folder/tests/install/consumer/main.cpp" "${flags[@]}" -o "$here/tool"
 said=$("$here/tool" "$here/red.png")

@@ -56,6 +56,8 @@ TEST_CASE("characters are counted as a reader sees them") {
         {{"\u00E9\r\n\u00E9"}, 3},
         {{"\n", combiningAcute}, 2},
         {{"\0"sv, combiningAcute}, 2},
+        {{"\u00E9\nb", combiningAcute}, 3},
+        {{"\u00E9b\n", combiningAcute}, 4},
         // Accents and other marks.
         {{"\u00E9"}, 1},
         {{"e", combiningAcute}, 1},

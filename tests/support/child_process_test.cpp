@@ -180,11 +180,19 @@ TEST_CASE("a child has all signals at their defaults, whatever this process does
     }
 }
 
+TEST_CASE("a child's end is learnt though this process ignores its children's ends") {
+    const ScopedSignal ignored(SIGCHLD, SIG_IGN);
+    CHECK(shellSucceeds("exit 0"));
+    CHECK_FALSE(shellSucceeds("exit 3"));
+    ChildProcess child("/bin/sh", shellWords("exit 3"), {}, NoStreams());
+    CHECK(child.wait() == 3);
+}
+
 TEST_CASE("a child has no signal blocked, whatever this process has") {
     sigset_t terminate;
     sigset_t before;
-    ::sigemptyset(&terminate);
-    ::sigaddset(&terminate, SIGTERM);
+    sigemptyset(&terminate); // macros on some systems
+    sigaddset(&terminate, SIGTERM);
     ::sigprocmask(SIG_BLOCK, &terminate, &before);
     const bool survived = shellSucceeds("kill -TERM $$; exit 0");
     ::sigprocmask(SIG_SETMASK, &before, nullptr);

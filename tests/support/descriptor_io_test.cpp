@@ -69,7 +69,7 @@ class Beside {
     explicit Beside(Body body)
         : thread_([body] {
               sigset_t signals;
-              ::sigfillset(&signals);
+              sigfillset(&signals); // a macro on some systems
               ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
               body();
           }) {}
@@ -175,6 +175,29 @@ TEST_CASE("writing goes on after an interruption, whether or not the descriptor 
     }
 }
 
+TEST_CASE("waiting for room goes on after an interruption") {
+    Pipe pipe;
+    setNonBlocking(pipe.writer);
+    while (::write(pipe.writer.get(), "x", 1) == 1) continue;
+    const Interruptions interruptions;
+    const Beside reader([&] {
+        awaitInterruptions(20);
+        std::vector<char> piece(100'000);
+        (void)!::read(pipe.reader.get(), piece.data(), piece.size());
+    });
+    CHECK(becomesWritable(pipe.writer.get()));
+}
+
+TEST_CASE("a descriptor that can only fail is not waited for") {
+    Pipe pipe;
+    CHECK(becomesWritable(pipe.writer.get()));
+    pipe.reader.reset();
+    CHECK(becomesWritable(pipe.writer.get()));
+    const int closed = ::dup(pipe.writer.get());
+    ::close(closed);
+    CHECK(becomesWritable(closed));
+}
+
 TEST_CASE("a text that the reader takes in pieces is written whole") {
     for (const bool blocking : {true, false}) {
         CAPTURE(blocking);
@@ -245,6 +268,7 @@ TEST_CASE("a reader that takes nothing is not waited for without end") {
     errno = 0;
     CHECK_FALSE(writeAll(pipe.writer.get(), muchText()));
     CHECK(errno == EAGAIN);
+    CHECK_FALSE(becomesWritable(pipe.writer.get()));
 }
 
 TEST_CASE("a descriptor that cannot be read fails with the system's reason and keeps the text") {

@@ -49,7 +49,7 @@ std::function<int(const char*, mode_t)> chmodInstead; // NOLINT: the system call
 } // namespace
 
 // Stands before the C library's, in this program only.
-extern "C" int chmod(const char* path, mode_t mode) noexcept {
+extern "C" int chmod(const char* path, mode_t mode) {
     return chmodInstead ? chmodInstead(path, mode) : ::fchmodat(AT_FDCWD, path, mode, 0);
 }
 
@@ -172,8 +172,8 @@ TEST_CASE("a record that was written is read back the same") {
 TEST_CASE("the mode is the one asked for, whatever mask or older file there is") {
     const TemporaryDirectory directory;
     const Path path = directory.path() / "note.json";
-    for (const mode_t mask : {0u, 022u, 077u, 0777u}) {
-        for (const mode_t older : {0644u, 0600u, 0777u, 0u}) {
+    for (const mode_t mask : std::initializer_list<mode_t>{0, 022, 077, 0777}) {
+        for (const mode_t older : std::initializer_list<mode_t>{0644, 0600, 0777, 0}) {
             CAPTURE(mask);
             CAPTURE(older);
             putFile(path, "older");
@@ -239,7 +239,7 @@ TEST_CASE("a negative mode ends the process") {
     const TemporaryDirectory directory;
     putFile(directory.path() / "file", "");
     for (const int mode : {-1, -0600, -32768}) {
-        const int status = inForkedChild([&] {
+        int status = inForkedChild([&] {
             HelperIO::restrictPermissions(directory.path() / "file",
                                           static_cast<std::int16_t>(mode));
             return true;

@@ -220,6 +220,21 @@ TEST_CASE("the failure's text stays short however long the broken token is") {
     }
 }
 
+TEST_CASE("the failure's text repeats nothing of the input but a number that is too large") {
+    for (const std::string_view text :
+         {"[\"secret", "[\"secret\n\"]", "[\"secret\\x\"]", "[\"secret\xFF\"]", "[secret]",
+          "secret", "\"secret\"", "{\"secret\"}", "{\"secret\":}", "{\"a\":\"secret",
+          "[\"secret\"}", "[\"secret\" \"secret\"]", "[] secret", "[\"secret\\ud800\"]",
+          "[\"; last read: secret\n"}) {
+        CAPTURE(text);
+        const auto told = failure(text);
+        REQUIRE(told);
+        CHECK(told->find("secret") == std::string::npos);
+    }
+    CHECK(failure("[1e400]").value_or("").find("1e400") != std::string::npos);
+    CHECK(isOneShortLine(failure("[1" + repeated("0", 100'000) + "]").value_or("")));
+}
+
 TEST_CASE("reading takes no longer for each member the more there are") {
     const auto processorTime = [](std::size_t members) {
         const std::string text = "[" + repeated(R"({"a":1},)", members) + "{}]";
@@ -388,6 +403,24 @@ TEST_CASE("a member of another kind counts as absent") {
         CHECK(anyMember(object, key) == &object.at(std::string(key)));
     for (const std::string_view key : {"missing", "Text", "tex", "text ", ""})
         CHECK(anyMember(object, key) == nullptr);
+}
+
+TEST_CASE("the first of two members that is of the kind counts") {
+    const json object = parseJSON(
+        R"({"text":"a","other":"b","empty":"","number":1,"next":2,"half":1.5,"nothing":null})");
+    CHECK(textMember(object, "text", "other") == "a");
+    CHECK(textMember(object, "empty", "other") == "");
+    CHECK(textMember(object, "missing", "other") == "b");
+    CHECK(textMember(object, "number", "other") == "b");
+    CHECK(textMember(object, "nothing", "other") == "b");
+    CHECK_FALSE(textMember(object, "missing", "number"));
+    CHECK(integerMember(object, "number", "next") == 1);
+    CHECK(integerMember(object, "missing", "next") == 2);
+    CHECK(integerMember(object, "half", "next") == 2);
+    CHECK(integerMember(object, "text", "next") == 2);
+    CHECK_FALSE(integerMember(object, "half", "text"));
+    CHECK_FALSE(textMember(json::array({"text"}), "text", "other"));
+    CHECK_FALSE(integerMember(json(1), "number", "next"));
 }
 
 TEST_CASE("what is not an object has no members") {

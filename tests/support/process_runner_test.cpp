@@ -1,5 +1,7 @@
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -18,6 +20,9 @@
 #include "tests/scoped_environment.h"
 #include "tests/scoped_signal.h"
 #include "tests/temporary_directory.h"
+
+// Declared by some systems' headers only.
+extern char** environ; // NOLINT(readability-redundant-declaration)
 
 using namespace sorvane;
 using test::ScopedEnvironment;
@@ -265,6 +270,17 @@ TEST_CASE("every other variable is passed on unchanged") {
     CHECK(runProcess("/usr/bin/printenv", {"SORVANE_TEST_ABSENT"}).status == 1);
 }
 
+TEST_CASE("of several search paths the first is extended, and the others are gone") {
+    CHECK(test::inForkedChild([] {
+              std::string first = "PATH=/first";
+              std::string second = "PATH=/second";
+              char* variables[] = {first.data(), second.data(), nullptr};
+              environ = variables;
+              return runProcess("/usr/bin/env", {}).output ==
+                     "PATH=/first" + addedDirectories() + "\n";
+          }) == 0);
+}
+
 TEST_CASE("a child has one search path") { CHECK(shell("env | grep -c '^PATH='").output == "1\n"); }
 
 TEST_CASE("a program that cannot be started is a failure with the system's reason") {
@@ -330,6 +346,16 @@ TEST_CASE("a process that ignores its children's ends learns their status all th
     struct sigaction now {};
     ::sigaction(SIGCHLD, nullptr, &now);
     CHECK((now.sa_handler == SIG_IGN));
+}
+
+TEST_CASE("whatever this process does at a child's end, it does so afterwards too") {
+    const ScopedSignal handled(SIGCHLD, [](int) {});
+    struct sigaction before {};
+    ::sigaction(SIGCHLD, nullptr, &before);
+    CHECK(shell("exit 3").status == 3);
+    struct sigaction after {};
+    ::sigaction(SIGCHLD, nullptr, &after);
+    CHECK((after.sa_handler == before.sa_handler));
 }
 
 TEST_CASE("no descriptor of this process leaks into a child") {

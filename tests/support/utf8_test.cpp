@@ -195,3 +195,28 @@ TEST_CASE("exactly the texts that a plain reader accepts are valid") {
     CHECK(faults == 0);
     CHECK(valid > 0);
 }
+
+TEST_CASE("a text stays one line with a question mark for every control character") {
+    struct Row {
+        std::string_view text, line;
+    };
+    const std::vector<Row> rows = {
+        {"", ""},
+        {"a b", "a b"},
+        {"\n", "?"},
+        {"a\nb\r\nc\td", "a?b??c?d"},
+        {"\0a\0"sv, "?a?"},
+        {"\x1B[31m", "?[31m"},
+        {"\x1F \x7E\x7F", "? ~?"},
+        // The second block of controls, with a line break and an escape of its own.
+        {"\u0080\u0085\u009B\u009F\u00A0", "????\u00A0"},
+        {"\u2027\u2028\u2029\u202A", "\u2027??\u202A"},
+        {"caf\u00E9 \U0001F600", "caf\u00E9 \U0001F600"},
+        {"a\xFFz\xC3", "a\uFFFDz\uFFFD"},
+        {"\x9B", "\uFFFD"},
+    };
+    for (const Row& row : rows) {
+        CAPTURE(row.line);
+        CHECK(utf8::oneLine(row.text) == row.line);
+    }
+}

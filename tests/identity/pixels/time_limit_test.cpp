@@ -9,7 +9,7 @@ using namespace sorvane;
 using namespace std::chrono_literals;
 
 TEST_CASE("a process that waits past its time is killed") {
-    const int status = test::inForkedChild([] {
+    int status = test::inForkedChild([] {
         pixels::limitTime(1s);
         ::pause();
         return true;
@@ -19,7 +19,7 @@ TEST_CASE("a process that waits past its time is killed") {
 }
 
 TEST_CASE("a process that computes past its time is killed, though it ignores the alarm") {
-    const int status = test::inForkedChild([] {
+    int status = test::inForkedChild([] {
         std::signal(SIGALRM, SIG_IGN);
         pixels::limitTime(1s);
         for (volatile bool forever = true; forever;) continue;
