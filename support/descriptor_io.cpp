@@ -50,7 +50,11 @@ bool appendToEnd(int descriptor, std::string& content) {
 
 bool becomesWritable(int descriptor) {
     pollfd waiting{descriptor, POLLOUT, 0};
-    return ::poll(&waiting, 1, writePatienceMilliseconds) > 0;
+    int ready = 0;
+    do {
+        ready = ::poll(&waiting, 1, writePatienceMilliseconds);
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0;
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {

@@ -27,6 +27,12 @@ Lead lead(unsigned char byte) {
     return {0, 0, 0, 0};
 }
 
+// The controls of ASCII and of the following block, and the two separators that end a line too.
+bool isControl(char32_t scalar) {
+    return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0) || scalar == 0x2028 ||
+           scalar == 0x2029;
+}
+
 } // namespace
 
 Step step(std::string_view text) {
@@ -73,9 +79,13 @@ bool isValid(std::string_view text) {
 }
 
 std::string oneLine(std::string_view text) {
-    std::string line = repaired(text);
-    for (char& character : line)
-        if (static_cast<unsigned char>(character) < 0x20) character = '?';
+    std::string line;
+    line.reserve(text.size());
+    while (!text.empty()) {
+        const Step next = step(text);
+        append(line, isControl(next.scalar) ? U'?' : next.scalar);
+        text.remove_prefix(next.length);
+    }
     return line;
 }
 

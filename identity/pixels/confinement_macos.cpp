@@ -1,0 +1,35 @@
+// The system's own reader opens libraries, colour profiles and connections to other services as it
+// needs them, and maps far more memory than it uses: descriptors and address space are left to it.
+// The budget of pixels bounds what a picture may take. There is no sandbox: the calls that would
+// enter one are deprecated without another in their place; what is left, an entitlement in a code
+// signature, is for whoever signs the program.
+
+#include <csignal>
+
+#include <sys/resource.h>
+
+#include "identity/pixels/confinement.h"
+#include "identity/pixels/time_limit.h"
+
+namespace sorvane::pixels {
+
+namespace {
+
+void forbid(auto resource) {
+    const rlimit nothing{0, 0};
+    ::setrlimit(resource, &nothing);
+}
+
+} // namespace
+
+void confine(std::chrono::seconds limit) {
+    limitTime(limit);
+    forbid(RLIMIT_NPROC);
+    // A crash report would hold somebody's picture.
+    forbid(RLIMIT_CORE);
+    // A library's cache that cannot be written is no reason to die.
+    std::signal(SIGXFSZ, SIG_IGN);
+    forbid(RLIMIT_FSIZE);
+}
+
+} // namespace sorvane::pixels

@@ -1,0 +1,24 @@
+#include <array>
+#include <libproc.h>
+#include <string_view>
+
+#include "support/executable_path.h"
+
+namespace sorvane {
+
+namespace {
+
+// The most that the system answers.
+constexpr std::size_t longestPath = 4096;
+
+} // namespace
+
+std::optional<std::filesystem::path> executablePath(pid_t process) {
+    std::array<char, longestPath> buffer{};
+    const int length = ::proc_pidpath(process, buffer.data(), buffer.size());
+    if (length <= 0) return std::nullopt;
+    const std::string_view path(buffer.data(), static_cast<std::size_t>(length));
+    return path.substr(0, path.find('\0'));
+}
+
+} // namespace sorvane

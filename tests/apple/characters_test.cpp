@@ -1,0 +1,96 @@
+#include <new>
+#include <utility>
+
+#include <doctest/doctest.h>
+#include <utf8proc.h>
+
+#include "support/characters.h"
+#include "support/utf8.h"
+#include "tests/apple/world.h"
+
+using namespace sorvane;
+using test::apple::World;
+
+namespace {
+
+bool breaks(char32_t before, char32_t after) {
+    return utf8proc_grapheme_break(static_cast<utf8proc_int32_t>(before),
+                                   static_cast<utf8proc_int32_t>(after));
+}
+
+// The planes in which characters are assigned, without the surrogates.
+template<class Check>
+void forEveryScalar(const Check& check) {
+    for (const auto& [first, last] : {std::pair<char32_t, char32_t>{0x80, 0xD7FF},
+                                      std::pair<char32_t, char32_t>{0xE000, 0x1FFFF},
+                                      std::pair<char32_t, char32_t>{0xE0000, 0xE0FFF}})
+        for (char32_t scalar = first; scalar <= last; ++scalar) check(scalar);
+}
+
+} // namespace
+
+TEST_CASE("ASCII never reaches the frameworks") {
+    World world;
+    world.failing = {"CFStringCreateWithBytes", "CFStringCreateMutableCopy"};
+    CHECK(characters::count("a\r\nb\n\rc") == 6);
+    CHECK(characters::count("") == 0);
+    CHECK(characters::lowercased("AZ[az0") == "az[az0");
+    CHECK(characters::isBoundary('a', 'b'));
+    CHECK_FALSE(characters::isBoundary('\r', '\n'));
+}
+
+TEST_CASE("texts are counted in extended grapheme clusters") {
+    World world;
+    struct Row {
+        const char* text;
+        std::size_t characters;
+    };
+    for (const Row& row :
+         {Row{"\u00e4", 1}, Row{"a\u0308", 1}, Row{"a\u0308b", 2}, Row{"\U0001F600", 1},
+          Row{"\U0001F600a\u0301\U0001F600", 3}, Row{"\u0600a", 1}, Row{"\u0600\n", 2},
+          Row{"\u0600\u00e4", 1}, Row{"\n\u0301", 2}, Row{"\r\n\u00e4", 2}, Row{"a\u200Db", 2},
+          Row{"\u00e4\r\n\u00e4", 3}, Row{"\u0301", 1}, Row{"a\xff", 2}}) {
+        CAPTURE(row.text);
+        CHECK(characters::count(row.text) == row.characters);
+    }
+}
+
+TEST_CASE("between a letter and any scalar the boundary is Unicode's") {
+    World world;
+    std::size_t differences = 0;
+    forEveryScalar([&](char32_t scalar) {
+        if (characters::isBoundary(scalar, U'a') != breaks(scalar, U'a')) ++differences;
+        if (characters::isBoundary(scalar, U'\n') != breaks(scalar, U'\n')) ++differences;
+    });
+    CHECK(differences == 0);
+}
+
+TEST_CASE("a mark belongs to the letter before it and to no control") {
+    World world;
+    CHECK_FALSE(characters::isBoundary(U'a', U'\u0301'));
+    CHECK_FALSE(characters::isBoundary(U'a', U'\U000E0100'));
+    CHECK(characters::isBoundary(U'\n', U'\u0301'));
+    CHECK(characters::isBoundary(U'a', U'\U0001F600'));
+    CHECK(characters::isBoundary(U'\U0001F600', U'\u4e2d'));
+}
+
+TEST_CASE("lower-casing is the full mapping of each scalar by itself") {
+    World world;
+    CHECK(characters::lowercased("\u00c4B\u0130\u03a3C\U00010400") ==
+          "\u00e4bi\u0307\u03c3c\U00010428");
+    CHECK(characters::lowercased("A\u03a3") == "a\u03c3");
+    CHECK(characters::lowercased("\xff"
+                                 "A") == "\uFFFDa");
+}
+
+TEST_CASE("a text that the frameworks cannot hold is a want of memory") {
+    for (const char* function : {"CFStringCreateWithBytes", "CFStringCreateMutableCopy"}) {
+        World world;
+        world.failing = {function};
+        CHECK_THROWS_AS(characters::lowercased("\u00c4"), std::bad_alloc);
+    }
+    World world;
+    world.failing = {"CFStringCreateWithBytes"};
+    CHECK_THROWS_AS(characters::count("\u00c4"), std::bad_alloc);
+    CHECK_THROWS_AS(characters::isBoundary(U'a', U'\u0301'), std::bad_alloc);
+}

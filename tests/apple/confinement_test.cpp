@@ -1,0 +1,39 @@
+#include <cerrno>
+#include <filesystem>
+
+#include <fcntl.h>
+
+#include <doctest/doctest.h>
+
+#include "identity/pixels/confinement.h"
+#include "tests/forked.h"
+
+using namespace sorvane;
+using namespace std::chrono_literals;
+
+namespace {
+
+bool isForbidden(auto resource) {
+    rlimit limit{1, 1};
+    return ::getrlimit(resource, &limit) == 0 && limit.rlim_cur == 0 && limit.rlim_max == 0;
+}
+
+} // namespace
+
+TEST_CASE("a confined decoder starts nothing, writes no file and leaves no trace of a crash") {
+    CHECK(test::inForkedChild([] {
+              pixels::confine(5s);
+              return isForbidden(RLIMIT_NPROC) && isForbidden(RLIMIT_CORE) &&
+                     isForbidden(RLIMIT_FSIZE);
+          }) == 0);
+}
+
+TEST_CASE("a confined decoder survives the file that it may not write") {
+    const auto folder = std::filesystem::temp_directory_path();
+    CHECK(test::inForkedChild([&] {
+              const int file = ::open(folder.c_str(), O_TMPFILE | O_WRONLY, 0600);
+              if (file < 0) return true; // no such files here
+              pixels::confine(5s);
+              return ::write(file, "x", 1) < 0 && errno == EFBIG;
+          }) == 0);
+}

@@ -1,0 +1,84 @@
+// What macOS has beside the frameworks, and the one call of this system that is asked for something
+// it does not know.
+
+#include <CommonCrypto/CommonDigest.h>
+#include <algorithm>
+#include <crt_externs.h>
+#include <cstdlib>
+#include <cstring>
+#include <libproc.h>
+
+#include <spawn.h>
+#include <sys/socket.h>
+
+#include "tests/apple/world.h"
+
+using sorvane::test::apple::World;
+
+extern "C" {
+
+int CC_SHA256_Init(CC_SHA256_CTX* context) {
+    sha256_init(&context->context);
+    return 1;
+}
+
+int CC_SHA256_Update(CC_SHA256_CTX* context, const void* data, CC_LONG length) {
+    World& world = World::current();
+    world.digestedLengths.push_back(length);
+    if (world.hashes)
+        sha256_update(&context->context, length, static_cast<const std::uint8_t*>(data));
+    return 1;
+}
+
+int CC_SHA256_Final(unsigned char* digest, CC_SHA256_CTX* context) {
+    sha256_digest(&context->context, CC_SHA256_DIGEST_LENGTH, digest);
+    return 1;
+}
+
+int proc_pidpath(int process, void* buffer, std::uint32_t capacity) {
+    World& world = World::current();
+    auto* bytes = static_cast<char*>(buffer);
+    if (std::any_of(bytes, bytes + capacity, [](char byte) { return byte != 0; }))
+        world.faults.emplace_back("a buffer that is not empty");
+    world.called("proc_pidpath", std::to_string(process) + ", " + std::to_string(capacity));
+    std::copy(world.processPath.begin(), world.processPath.end(), bytes);
+    return world.processPathLength;
+}
+
+int* _NSGetArgc() {
+    static int count;
+    count = static_cast<int>(World::current().arguments.size());
+    return &count;
+}
+
+char*** _NSGetArgv() {
+    static std::vector<char*> pointers;
+    static char** first;
+    pointers.clear();
+    for (std::string& argument : World::current().arguments) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    first = pointers.data();
+    return &first;
+}
+
+int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions*/,
+                                           int descriptor) {
+    World::current().inherited.push_back(descriptor);
+    return 0;
+}
+
+// Stands in for the C library's in the whole program, where nothing else sets an option.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the library's are reserved
+int setsockopt(int /*descriptor*/, int level, int option, const void* value,
+               socklen_t length) noexcept {
+    int number = 0;
+    std::memcpy(&number, value, std::min<std::size_t>(length, sizeof number));
+    World& world = World::current();
+    const bool quiet = level == SOL_SOCKET && option == SO_NOSIGPIPE;
+    return world.called("setsockopt", std::string(quiet ? "SO_NOSIGPIPE" : "another") + ", " +
+                                          std::to_string(number) + ", " + std::to_string(length) +
+                                          " bytes")
+               ? 0
+               : -1;
+}
+}

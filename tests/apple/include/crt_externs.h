@@ -1,0 +1,6 @@
+#pragma once
+
+// For tests on other systems.
+
+extern "C" int* _NSGetArgc();
+extern "C" char*** _NSGetArgv();

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+/// The fake behind Apple's headers: it does what a test's script says, writes down what it is asked
+/// for, and keeps watch over who owns what.
+namespace sorvane::test::apple {
+
+/// An object as a framework hands it out. It stays in memory after its last release, so that a
+/// later use is noticed.
+struct Object {
+    explicit Object(std::string kindName) : kind(std::move(kindName)) {}
+    Object(const Object&) = delete;
+    Object& operator=(const Object&) = delete;
+    virtual ~Object() = default;
+
+    std::string kind;
+    int references = 1;
+    bool constant = false; ///< belongs to the framework and is never released
+    std::vector<const Object*> holds;
+};
+
+/// What the reader finds in the file, and what drawing it leaves in the frame.
+struct Picture {
+    using Declared = std::variant<std::monostate, std::int64_t, double, std::string>;
+
+    Declared width = std::int64_t{2};
+    Declared height = std::int64_t{1};
+    std::size_t decodedWidth = 2;
+    std::size_t decodedHeight = 1;
+    std::vector<std::uint8_t> pixels = {1, 2, 3, 4, 5, 6, 7, 8};
+};
+
+struct Notification {
+    std::string name;
+    std::string object;
+    bool hasUserInfo;
+    bool immediate;
+};
+
+/// Where one test takes place; the test's end fails it if an object was left, released too often or
+/// used after its end.
+class World {
+  public:
+    World();
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+    ~World();
+
+    static World& current();
+
+    // The script.
+    Picture picture;
+    std::set<std::string> failing; ///< functions that give nothing, or an error
+    std::string processPath;       ///< what proc_pidpath puts into the buffer
+    int processPathLength = 0;     ///< and what it answers
+    std::vector<std::string> arguments;
+    long presentBytes = 0; ///< in every data object, beside what is appended
+    bool hashes = true;    ///< false: what is digested is counted and not read
+
+    // What happened.
+    std::vector<std::string> calls;
+    std::vector<std::string> faults;
+    std::vector<Notification> notifications;
+    std::vector<std::uint32_t> digestedLengths;
+    std::vector<int> inherited; ///< descriptors
+
+    /// Writes a call down; whether it is to succeed.
+    bool called(const std::string& function, const std::string& detail = "");
+    template<class Kind>
+    Kind* adopt(std::unique_ptr<Kind> object) {
+        Kind* raw = object.get();
+        objects_.push_back(std::move(object));
+        return raw;
+    }
+    static void retain(const Object* object);
+    void release(const Object* object);
+
+    /// The object behind a reference; a fault when it is at its end, an exception when it is null.
+    template<class Kind>
+    const Kind& use(const Kind* object, const char* function) {
+        check(object, function);
+        return *object;
+    }
+    void check(const Object* object, const char* function);
+
+  private:
+    std::vector<std::unique_ptr<Object>> objects_;
+};
+
+} // namespace sorvane::test::apple
