@@ -11,6 +11,9 @@ set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/sorvane)
 
 install(TARGETS sorvane-hook)
 install(TARGETS sorvane-pixels DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
+if(NOT APPLE)
+    install(TARGETS sorvane-pixels-extra DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
+endif()
 
 install(TARGETS sorvane_helper EXPORT SorvaneTargets COMPONENT development)
 target_include_directories(sorvane_helper INTERFACE $<INSTALL_INTERFACE:${header_folder}>)

@@ -1,6 +1,7 @@
 # How everything of ours is compiled: the language, the sanitizers, and dead code left out of the link.
 
 option(SORVANE_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(SORVANE_FUZZ "Build the fuzz targets for libFuzzer, which Clang brings" OFF)
 
 add_library(sorvane_settings INTERFACE)
 target_compile_features(sorvane_settings INTERFACE cxx_std_20)
@@ -13,6 +14,9 @@ if(SORVANE_SANITIZE)
         -fno-omit-frame-pointer)
     target_compile_options(sorvane_settings INTERFACE ${sanitizers})
     target_link_options(sorvane_settings INTERFACE ${sanitizers})
+    if(SORVANE_FUZZ)
+        target_compile_options(sorvane_settings INTERFACE -fsanitize=fuzzer-no-link)
+    endif()
 elseif(APPLE)
     target_link_options(sorvane_settings INTERFACE -Wl,-dead_strip -Wl,-dead_strip_dylibs)
 else()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 
@@ -11,22 +12,30 @@ namespace sorvane {
 /// the codec. Adding a format is one row here and one file pair under identity/pixels/codecs/.
 enum class ImageFormat { png, jpeg };
 
+/// As many first bytes as any row looks at.
+inline constexpr std::size_t recognitionLength = 32;
+
 struct ImageFormatRow {
     ImageFormat format;
-    std::string_view signature;
     std::string_view program;
+    bool (*recognises)(std::string_view firstBytes);
 };
+
+/// The formats that people attach every day, their libraries linked in.
+inline constexpr std::string_view commonDecoder = "sorvane-pixels";
 
 inline constexpr std::array imageFormats = {
-    ImageFormatRow{ImageFormat::png, "\x89PNG\r\n\x1a\n", "sorvane-pixels"},
-    ImageFormatRow{ImageFormat::jpeg, "\xff\xd8\xff", "sorvane-pixels"},
+    ImageFormatRow{ImageFormat::png, commonDecoder,
+                   [](std::string_view bytes) { return bytes.starts_with("\x89PNG\r\n\x1a\n"); }},
+    ImageFormatRow{ImageFormat::jpeg, commonDecoder,
+                   [](std::string_view bytes) { return bytes.starts_with("\xff\xd8\xff"); }},
 };
 
-/// The row whose signature the file begins with, or nothing: then the file is no image here.
+/// The first row that recognises the file, or nothing: then the file is no image here.
 /// `firstBytes` is the beginning of the file, as much of it as the first read gave.
 constexpr std::optional<ImageFormatRow> imageFormat(std::string_view firstBytes) {
     for (const ImageFormatRow& row : imageFormats)
-        if (firstBytes.starts_with(row.signature)) return row;
+        if (row.recognises(firstBytes)) return row;
     return std::nullopt;
 }
 

@@ -64,6 +64,20 @@ std::uint8_t toByte(std::uint16_t value) {
     return static_cast<std::uint8_t>((value * 255U + 32767U) / 65535U);
 }
 
+// Inks on white paper, each of them taking its own part of what the black leaves.
+template<class Sample>
+void convertInks(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
+    std::array<Sample, 4> inks;
+    for (std::size_t i = 0; i < count; ++i, samples += sizeof inks, rgba += 4) {
+        std::memcpy(inks.data(), samples, sizeof inks);
+        const unsigned paper = 255U - toByte(inks[3]);
+        for (std::size_t channel = 0; channel < 3; ++channel)
+            rgba[channel] =
+                static_cast<std::uint8_t>((paper * (255U - toByte(inks[channel])) + 127) / 255);
+        rgba[3] = 255;
+    }
+}
+
 template<class Sample, Channels channels>
 void convertRow(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
     constexpr std::size_t width = channelCount(channels);
@@ -89,6 +103,8 @@ void convertRow(Channels channels, const std::uint8_t* samples, std::size_t coun
         return convertRow<Sample, Channels::rgb>(samples, count, rgba);
     case Channels::rgba:
         return convertRow<Sample, Channels::rgba>(samples, count, rgba);
+    case Channels::cmyk:
+        return convertInks<Sample>(samples, count, rgba);
     }
 }
 

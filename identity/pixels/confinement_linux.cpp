@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +12,7 @@
 #include <sys/syscall.h>
 
 #include "identity/pixels/budget.h"
+#include "identity/pixels/codec_choice.h"
 #include "identity/pixels/confinement.h"
 #include "identity/pixels/time_limit.h"
 
@@ -28,17 +28,9 @@ constexpr std::uint32_t auditArchitecture = AUDIT_ARCH_AARCH64;
 #error "Name this machine's audit architecture here and try the confinement's tests."
 #endif
 
-// What the codecs keep beside the frame, at most. PNG: libpng's two rows and the codec's own, each
-// as wide as the whole budget with four channels of 16 bits. JPEG: every coefficient of three
-// channels, 16 bits each, when they come in several scans.
-constexpr rlim_t pngRows = rlim_t{3} * 8 * pixelBudget;
-constexpr rlim_t jpegCoefficients = rlim_t{3} * 2 * pixelBudget;
-
 // The program itself, the C library, the stack, a colour profile, and blocks that pictures are
 // rounded up to.
 constexpr rlim_t elsewhere = rlim_t{96} << 20;
-
-constexpr rlim_t addressSpace = frameLimit + std::max(pngRows, jpegCoefficients) + elsewhere;
 
 constexpr sock_filter statement(std::uint16_t code, std::uint32_t value) {
     return {code, 0, 0, value};
@@ -112,7 +104,7 @@ void filterCalls() {
 
 void confine(std::chrono::seconds limit) {
     limitTime(limit);
-    limitResource(RLIMIT_AS, addressSpace);
+    limitResource(RLIMIT_AS, frameLimit + codecMemory + elsewhere);
     limitResource(RLIMIT_NOFILE, 0);
     limitResource(RLIMIT_FSIZE, 0);
     limitResource(RLIMIT_CORE, 0);

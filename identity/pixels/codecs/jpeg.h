@@ -1,11 +1,17 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
+#include "identity/pixel_budget.h"
 #include "identity/pixels/byte_source.h"
 #include "identity/pixels/picture.h"
 
 namespace sorvane::pixels {
+
+/// What libjpeg keeps, at most: every coefficient of three channels, 16 bits each, when they come
+/// in several scans.
+inline constexpr std::uint64_t jpegMemory = std::uint64_t{3} * 2 * pixelBudget;
 
 /// JPEG, baseline and progressive, of one channel (grey) or three (YCbCr, RGB). A picture that is
 /// cut short or damaged keeps what decoded, and the rest of its pixels are what the library makes

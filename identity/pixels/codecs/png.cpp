@@ -89,7 +89,7 @@ class PngCodec final : public Codec {
     bool dataDamaged_ = false;
     Size size_;
     bool interlaced_ = false;
-    std::size_t channels_ = 0;
+    Channels channels_ = Channels::rgb;
     bool orientationKnown_ = false;
 };
 
@@ -140,7 +140,7 @@ std::optional<PictureHeader> PngCodec::readHeader() {
     const unsigned type = png_get_color_type(png_, info_);
     const bool transparent =
         (type & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png_, info_, PNG_INFO_tRNS) != 0;
-    channels_ = ((type & PNG_COLOR_MASK_COLOR) != 0 ? 3U : 1U) + (transparent ? 1U : 0U);
+    channels_ = channelsOf((type & PNG_COLOR_MASK_COLOR) != 0, transparent);
 
     const std::vector<PngChunk> chunks = chunksBeside(info_);
     const auto orientation = pngOrientation(chunks);
@@ -148,7 +148,7 @@ std::optional<PictureHeader> PngCodec::readHeader() {
     PictureHeader header;
     header.size = size_;
     header.orientation = orientation.value_or(Orientation::upright);
-    header.samples.channels = static_cast<Channels>(channels_);
+    header.samples.channels = channels_;
     header.samples.sixteenBits = png_get_bit_depth(png_, info_) == 16;
     header.rowsInOrder = !interlaced_;
     header.colour = pngColour(chunks);
@@ -163,7 +163,7 @@ bool PngCodec::readPixels(SpanSink& sink) {
         if (std::endian::native == std::endian::little) png_set_swap(png_);
         png_read_update_info(png_, info_);
     });
-    if (!ready || png_get_channels(png_, info_) != channels_) return false;
+    if (!ready || png_get_channels(png_, info_) != channelCount(channels_)) return false;
     std::vector<std::uint8_t> row(png_get_rowbytes(png_, info_));
     const std::span<const Pass> passes = interlaced_ ? std::span<const Pass>(adam7) : wholePicture;
     for (const Pass& pass : passes)

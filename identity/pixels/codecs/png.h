@@ -1,11 +1,17 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
+#include "identity/pixel_budget.h"
 #include "identity/pixels/byte_source.h"
 #include "identity/pixels/picture.h"
 
 namespace sorvane::pixels {
+
+/// What libpng and the codec keep, at most: libpng's two rows and the codec's own, each as wide as
+/// the whole budget with four channels of 16 bits.
+inline constexpr std::uint64_t pngMemory = std::uint64_t{3} * 8 * pixelBudget;
 
 /// PNG in every colour type, depth and interlace; of an animated one the default image. Damage to
 /// anything the picture is made of, down to a missing IEND, is an answer of "no picture": a cut

@@ -1,21 +1,23 @@
 #!/usr/bin/env python3
-"""Plays whole files to the decoder and compares its answers with an independent reference: of a PNG
-the pixels that were written into it, of a JPEG the pixels of the standard tool.
+"""Plays whole files of one format to a decoder and compares its answers with an independent
+reference: the pixels that were written into the file, or those of another reader.
 
-    agreement_test.py PROGRAM [--sanitized]
+    agreement_test.py PROGRAM FORMAT [--sanitized]
+
+The cases of a format stand in FORMAT_agreement.py.
 
 With --sanitized the peak of memory is not judged: a sanitizer has its own.
 """
 
+import importlib
 import subprocess
 import sys
 import time
 
-import jpeg_agreement
-import png_agreement
-import png_files
-
 SECONDS = '60'
+
+# A machine that is busy with other tests may be this much late.
+LATENESS = 30
 
 MEASURE = '''
 import os, sys
@@ -67,7 +69,7 @@ class Checker:
         begun = time.monotonic()
         self.refuses(name, data, str(limit))
         elapsed = time.monotonic() - begun
-        self.check(name + ' in time', elapsed < limit + 2, elapsed)
+        self.check(name + ' in time', elapsed < limit + LATENESS, elapsed)
 
     def answers_within_memory(self, name, data, expected, mebibytes):
         output, status, peak = self.run_measured(data)
@@ -75,32 +77,12 @@ class Checker:
         self.check(name + ' in little memory', self.sanitized or peak < mebibytes * 1024, peak)
 
 
-def other_input(checker):
-    checker.refuses('empty input is no picture', b'')
-    checker.refuses('text is no picture', b'The quick brown fox jumps over the lazy dog.\n' * 99)
-    checker.refuses('a beginning of a signature is no picture', b'\x89PN')
-    picture = png_files.Picture(1, 1, png_files.RGB, 8)
-    for seconds in ('0', '-1', '3601', 'ten', '1.5', ''):
-        checker.refuses('a time that is no number of 1 to 3600 is refused: ' + repr(seconds),
-                        picture.file(), seconds)
-
-
-def silence(checker):
-    process = subprocess.Popen((checker.program, '1'), stdin=subprocess.PIPE,
-                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env={})
-    begun = time.monotonic()
-    output = process.stdout.read()
-    elapsed = time.monotonic() - begun
-    checker.check('input that never comes ends with the time limit',
-                  output == b'' and process.wait() != 0 and 0.5 < elapsed < 3, elapsed)
-
-
 def main():
-    checker = Checker(sys.argv[1], '--sanitized' in sys.argv[2:])
-    for case in png_agreement.CASES + jpeg_agreement.CASES + (other_input, silence):
+    checker = Checker(sys.argv[1], '--sanitized' in sys.argv[3:])
+    for case in importlib.import_module(sys.argv[2] + '_agreement').CASES:
         case(checker)
     print('%d passed, %d failed' % (checker.passed, checker.failed))
-    return 1 if checker.failed else 0
+    return 1 if checker.failed or not checker.passed else 0
 
 
 if __name__ == '__main__':
