@@ -22,6 +22,7 @@
 #include "support/helper_failure.h"
 #include "tests/broker/fake_application.h"
 #include "tests/scoped_environment.h"
+#include "tests/scoped_limit.h"
 #include "tests/scoped_signal.h"
 #include "tests/temporary_directory.h"
 
@@ -35,6 +36,7 @@ using test::agreement;
 using test::answering;
 using test::Conversation;
 using test::FakeApplication;
+using test::ScopedLimit;
 
 constexpr const char* notReachable = "Sorvane is not running or Tandem Link is unavailable.";
 constexpr const char* notSent = "Tandem Link request failed.";
@@ -104,22 +106,6 @@ int lowestFreeDescriptor() {
     const UniqueDescriptor free(::open("/dev/null", O_RDONLY));
     return free.get();
 }
-
-/// Leaves the process room for so many descriptors as long as it lives.
-class DescriptorLimit {
-  public:
-    explicit DescriptorLimit(rlim_t limit) {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit lowered{limit, before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &lowered);
-    }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-
-  private:
-    rlimit before_{};
-};
 
 /// Takes the superuser's privileges away as long as it lives, so that permissions count.
 class OrdinaryUser {
@@ -470,7 +456,7 @@ TEST_CASE("the exchange fails as a whole when there is no descriptor for a socke
     FakeApplication application(link.socket, agreeing());
     std::string text;
     {
-        const DescriptorLimit none(0);
+        const ScopedLimit descriptors(RLIMIT_NOFILE, 0);
         text = link.outcomeOfCall();
     }
     CHECK(text == "Tandem Link transport is unavailable.");
@@ -482,7 +468,7 @@ TEST_CASE("the exchange asks for a socket before it looks at the path") {
     const BrokerClient client({"codex", "c", "t"}, pathOf(300, directory.path()));
     std::string text;
     {
-        const DescriptorLimit none(0);
+        const ScopedLimit descriptors(RLIMIT_NOFILE, 0);
         text = outcome([&] { client.call("resolve"); });
     }
     CHECK(text == "Tandem Link transport is unavailable.");

@@ -12,6 +12,7 @@
 #include "hook/prompt_hook_observation.h"
 #include "support/helper_io.h"
 #include "tests/scoped_environment.h"
+#include "tests/scoped_mask.h"
 #include "tests/temporary_directory.h"
 
 namespace sorvane {
@@ -19,6 +20,7 @@ namespace sorvane {
 namespace {
 
 using nlohmann::json;
+using test::ScopedMask;
 namespace fs = std::filesystem;
 
 static_assert(noexcept(PromptHookObservation::record(std::string_view(), std::string_view(), 0, 0,
@@ -49,18 +51,6 @@ mode_t modeOf(const fs::path& path) {
     REQUIRE(::stat(path.c_str(), &status) == 0);
     return status.st_mode & 07777;
 }
-
-/// The process's mask for new files as long as it lives.
-class ScopedMask {
-  public:
-    explicit ScopedMask(mode_t mask) : before_(::umask(mask)) {}
-    ScopedMask(const ScopedMask&) = delete;
-    ScopedMask& operator=(const ScopedMask&) = delete;
-    ~ScopedMask() { ::umask(before_); }
-
-  private:
-    mode_t before_;
-};
 
 } // namespace
 

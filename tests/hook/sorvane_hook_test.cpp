@@ -13,6 +13,7 @@
 #include "tests/broker/fake_application.h"
 #include "tests/hook/hook_stage.h"
 #include "tests/pipe.h"
+#include "tests/scoped_limit.h"
 #include "tests/scoped_signal.h"
 
 namespace sorvane {
@@ -28,6 +29,7 @@ using test::FakeApplication;
 using test::Finished;
 using test::HookStage;
 using test::Pipe;
+using test::ScopedLimit;
 using test::ScopedSignal;
 using Words = HookStage::Words;
 
@@ -55,22 +57,6 @@ json image(const std::string& path) {
 }
 
 json match(const std::vector<json>& images) { return {{"matched", true}, {"images", images}}; }
-
-/// Lets no file grow as long as it lives.
-class FullDisk {
-  public:
-    FullDisk() {
-        ::getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit none{0, before_.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &none);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-
-  private:
-    rlimit before_{};
-};
 
 } // namespace
 
@@ -566,7 +552,7 @@ TEST_CASE("a run in a bad place goes on as ever when the disk is full") {
     FakeApplication application(stage.socket, agreeing(match({image("a.png")})));
     Finished run;
     {
-        const FullDisk disk;
+        const ScopedLimit fullDisk(RLIMIT_FSIZE, 0);
         run = stage.submit("codex", prompt);
     }
     CHECK(run.output.find("- a.png") != std::string::npos);

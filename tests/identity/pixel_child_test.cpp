@@ -164,8 +164,8 @@ TEST_CASE("what is not quite an answer is none") {
     }
 }
 
-TEST_CASE(
-    "a decoder is looked for beside the running program, in its libexec, where it was built") {
+TEST_CASE("a decoder is looked for beside the running program, in its libexec, where an install "
+          "lays it") {
     const auto executable = executablePath(::getpid());
     REQUIRE(executable);
     const Path folder = executable->parent_path();

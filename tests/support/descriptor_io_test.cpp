@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -10,16 +9,17 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <doctest/doctest.h>
 
 #include "support/descriptor_io.h"
+#include "tests/interruptions.h"
 #include "tests/pipe.h"
 #include "tests/scoped_signal.h"
 
 using namespace sorvane;
+using test::Interruptions;
 using test::Pipe;
 using test::ScopedSignal;
 
@@ -34,32 +34,6 @@ std::string muchText() {
     std::string text;
     for (int number = 0; text.size() < 1'000'000; ++number) text += std::to_string(number) + ' ';
     return text;
-}
-
-std::atomic<int> alarms = 0;
-
-/// Interrupts this thread, and no other, every millisecond.
-class Interruptions {
-  public:
-    Interruptions() : handler_(SIGALRM, [](int) { ++alarms; }) {
-        alarms = 0;
-        const itimerval everyMillisecond{{0, 1000}, {0, 1000}};
-        ::setitimer(ITIMER_REAL, &everyMillisecond, nullptr);
-    }
-    Interruptions(const Interruptions&) = delete;
-    Interruptions& operator=(const Interruptions&) = delete;
-    ~Interruptions() {
-        const itimerval never{};
-        ::setitimer(ITIMER_REAL, &never, nullptr);
-    }
-
-  private:
-    ScopedSignal handler_;
-};
-
-void awaitInterruptions(int number) {
-    const int enough = alarms + number;
-    while (alarms < enough) std::this_thread::yield();
 }
 
 /// A second thread, which is never the one that is interrupted; joined at the end of the scope.
@@ -143,10 +117,10 @@ TEST_CASE("reading goes on after an interruption, whether or not the descriptor 
         const Interruptions interruptions;
         const Beside writer([&] {
             for (const std::string piece : {"ab", "cd"}) {
-                awaitInterruptions(20);
+                Interruptions::await(20);
                 writePlainly(pipe.writer, piece);
             }
-            awaitInterruptions(20);
+            Interruptions::await(20);
             pipe.writer.reset();
         });
         std::string content;
@@ -165,7 +139,7 @@ TEST_CASE("writing goes on after an interruption, whether or not the descriptor 
         std::string received;
         {
             const Beside reader([&] {
-                awaitInterruptions(20);
+                Interruptions::await(20);
                 received = pipe.content();
             });
             const UniqueDescriptor writer(::dup(pipe.writer.get()));
@@ -181,7 +155,7 @@ TEST_CASE("waiting for room goes on after an interruption") {
     while (::write(pipe.writer.get(), "x", 1) == 1) continue;
     const Interruptions interruptions;
     const Beside reader([&] {
-        awaitInterruptions(20);
+        Interruptions::await(20);
         std::vector<char> piece(100'000);
         (void)!::read(pipe.reader.get(), piece.data(), piece.size());
     });

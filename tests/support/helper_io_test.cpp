@@ -27,6 +27,8 @@
 #include "support/record.h"
 #include "tests/forked.h"
 #include "tests/pipe.h"
+#include "tests/scoped_limit.h"
+#include "tests/scoped_mask.h"
 #include "tests/scoped_signal.h"
 #include "tests/temporary_directory.h"
 
@@ -37,6 +39,8 @@ using test::fileContent;
 using test::inForkedChild;
 using test::Pipe;
 using test::putFile;
+using test::ScopedLimit;
+using test::ScopedMask;
 using test::ScopedSignal;
 using test::TemporaryDirectory;
 using Path = std::filesystem::path;
@@ -63,34 +67,6 @@ class ScopedChmod {
     ScopedChmod(const ScopedChmod&) = delete;
     ScopedChmod& operator=(const ScopedChmod&) = delete;
     ~ScopedChmod() { chmodInstead = nullptr; }
-};
-
-class ScopedMask {
-  public:
-    explicit ScopedMask(mode_t mask) : before_(::umask(mask)) {}
-    ScopedMask(const ScopedMask&) = delete;
-    ScopedMask& operator=(const ScopedMask&) = delete;
-    ~ScopedMask() { ::umask(before_); }
-
-  private:
-    mode_t before_;
-};
-
-/// No file can grow beyond some bytes, as on a full disk.
-class ScopedFileLimit {
-  public:
-    explicit ScopedFileLimit(rlim_t bytes) : signal_(SIGXFSZ, SIG_IGN) {
-        ::getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{bytes, before_.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ScopedFileLimit(const ScopedFileLimit&) = delete;
-    ScopedFileLimit& operator=(const ScopedFileLimit&) = delete;
-    ~ScopedFileLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-
-  private:
-    ScopedSignal signal_;
-    rlimit before_{};
 };
 
 struct Note {
@@ -317,7 +293,8 @@ TEST_CASE("a replacement that does not fit on the disk leaves the old file and n
         CAPTURE(bytes);
         std::error_code reason;
         {
-            const ScopedFileLimit limit(bytes);
+            const ScopedSignal silence(SIGXFSZ, SIG_IGN);
+            const ScopedLimit limit(RLIMIT_FSIZE, bytes);
             try {
                 HelperIO::replaceFile(path, std::string(5'001, 'n'));
             } catch (const std::system_error& failure) {

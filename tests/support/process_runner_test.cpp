@@ -1,4 +1,3 @@
-#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <optional>
@@ -8,7 +7,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <doctest/doctest.h>
@@ -16,6 +14,7 @@
 #include "support/home_directory.h"
 #include "support/process_runner.h"
 #include "tests/forked.h"
+#include "tests/interruptions.h"
 #include "tests/pipe.h"
 #include "tests/scoped_environment.h"
 #include "tests/scoped_signal.h"
@@ -25,6 +24,7 @@
 extern char** environ; // NOLINT(readability-redundant-declaration)
 
 using namespace sorvane;
+using test::Interruptions;
 using test::ScopedEnvironment;
 using test::ScopedSignal;
 
@@ -74,27 +74,6 @@ std::vector<int> openDescriptors() {
         if (::fcntl(descriptor, F_GETFD) >= 0) result.push_back(descriptor);
     return result;
 }
-
-std::atomic<int> interruptions = 0;
-
-/// Interrupts this process again and again for the time of a scope.
-class Interruptions {
-  public:
-    Interruptions() {
-        interruptions = 0;
-        const itimerval often{{0, 5000}, {0, 5000}};
-        ::setitimer(ITIMER_REAL, &often, nullptr);
-    }
-    Interruptions(const Interruptions&) = delete;
-    Interruptions& operator=(const Interruptions&) = delete;
-    ~Interruptions() {
-        const itimerval never{};
-        ::setitimer(ITIMER_REAL, &never, nullptr);
-    }
-
-  private:
-    const ScopedSignal handler_{SIGALRM, [](int) { ++interruptions; }};
-};
 
 } // namespace
 
@@ -386,5 +365,5 @@ TEST_CASE("signals that interrupt the reading and the waiting change nothing") {
         shell("sleep 0.1; echo 1; sleep 0.1; echo 2; exec >&- 2>&-; sleep 0.2; exit 3");
     CHECK(result.status == 3);
     CHECK(result.output == "1\n2\n");
-    CHECK(interruptions > 0);
+    CHECK(Interruptions::count() > 0);
 }

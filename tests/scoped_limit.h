@@ -1,0 +1,24 @@
+#pragma once
+
+#include <sys/resource.h>
+
+namespace sorvane::test {
+
+/// Lowers what the process may have of a resource for the time of a scope.
+class ScopedLimit {
+  public:
+    ScopedLimit(int resource, rlim_t most) : resource_(resource) {
+        ::getrlimit(resource_, &before_);
+        const rlimit lowered{most, before_.rlim_max};
+        ::setrlimit(resource_, &lowered);
+    }
+    ScopedLimit(const ScopedLimit&) = delete;
+    ScopedLimit& operator=(const ScopedLimit&) = delete;
+    ~ScopedLimit() { ::setrlimit(resource_, &before_); }
+
+  private:
+    int resource_;
+    rlimit before_{};
+};
+
+} // namespace sorvane::test
