@@ -13,6 +13,7 @@ cmake -S "$source_folder" -B "$here/build" -G Ninja \
     -DBUILD_TESTING=OFF -DCMAKE_INSTALL_PREFIX="$prefix" >"$here/log"
 cmake --build "$here/build" >>"$here/log" || { cat "$here/log"; exit 1; }
 cmake --install "$here/build" >>"$here/log"
+cmake --install "$here/build" --prefix "$here/moved" >>"$here/log"
 rm -rf "$here/build"
 
 fail() {
@@ -42,3 +43,9 @@ read -ra flags <<<"$(pkg-config --cflags --libs sorvane)"
 c++ -std=c++20 "$source_folder/tests/install/consumer/main.cpp" "${flags[@]}" -o "$here/tool"
 said=$("$here/tool" "$here/red.png")
 [[ $said == *"$pixels"* ]] || fail "through pkg-config: $said"
+
+# An install that was laid down elsewhere than it was configured for.
+mv "$prefix" "$here/gone"
+cp "$here/tool" "$here/moved/bin"
+said=$("$here/moved/bin/tool" "$here/red.png")
+[[ $said == *"$pixels"* ]] || fail "moved: $said"
