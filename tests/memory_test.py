@@ -33,7 +33,7 @@ def peak_of_a_run(stage, hook):
     stage.enrol(b"token-of-codex", {}, [])
     picture = stage.workspace / "picture.png"
     picture.write_bytes(pictures.png(SIZE, "0a141eff32465a80"))
-    event = {"prompt": "hello", "attachments": [{"path": str(picture)}]}
+    event = {"prompt": "hello", "attachments": [str(picture)]}
     arguments = ["--agent", "codex", "--client-id", USUAL_CLIENT, "--credential-file", stage.credential]
     run = subprocess.run(
         [sys.executable, "-I", "-S", "-c", MEASURE, hook, *arguments], input=json.dumps(event).encode(),
