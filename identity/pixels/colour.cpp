@@ -3,19 +3,14 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "identity/pixels/icc_profile.h"
 
 namespace sorvane::pixels {
 
 namespace {
-
-enum class Colours { srgb, other };
-
-// What an untagged picture is taken for. Grey is the switch: replicated as it stands it is sRGB's
-// grey, while a platform may read untagged grey through a gamma of its own.
-constexpr Colours untaggedRgb = Colours::srgb;
-constexpr Colours untaggedGrey = Colours::srgb;
 
 // What files write that mean sRGB, in units of 1/100000. Writers round the last digits each in
 // their own way, and so the gamma of 1/2.2 is one of 45450 to 45500.
@@ -26,37 +21,54 @@ constexpr std::array<std::int64_t, 8> srgbChromaticities = {31'270, 32'900, 64'0
 
 bool near(std::int64_t one, std::int64_t other) { return std::abs(one - other) <= rounding; }
 
-// What one statement means for the picture; nothing when it cannot be used.
+// The switch for untagged grey. Without a gamma it is replicated as it stands, which is sRGB's
+// grey; a platform may read it through an encoding gamma of its own, in the units above.
+constexpr std::optional<std::uint32_t> untaggedGreyGamma;
+
+// How the samples come to sRGB; null: they stay as they are.
+using Way = std::shared_ptr<const Conversion>;
+
+// The way that one statement means for the picture; nothing when it cannot be used.
 struct Judge {
-    bool grey;
+    SampleFormat format;
 
-    std::optional<Colours> operator()(const SaysSrgb&) const { return Colours::srgb; }
+    std::optional<Way> operator()(const SaysSrgb&) const { return Way(); }
 
-    std::optional<Colours> operator()(const IccProfile& profile) const {
-        switch (judgeProfile(profile.bytes, grey)) {
+    std::optional<Way> operator()(const IccProfile& profile) const {
+        switch (judgeProfile(profile.bytes, format.channels)) {
         case ProfileVerdict::unusable:
             return std::nullopt;
         case ProfileVerdict::srgb:
-            return Colours::srgb;
+            return Way();
         case ProfileVerdict::other:
             break;
         }
-        return Colours::other;
+        return through(ColourEngine::fromProfile(profile.bytes, format));
     }
 
-    std::optional<Colours> operator()(const GammaAndPrimaries& said) const {
+    std::optional<Way> operator()(const GammaAndPrimaries& said) const {
         if (said.gamma == 0) return std::nullopt;
         bool srgb = near(said.gamma, srgbGamma);
         for (std::size_t i = 0; i < srgbChromaticities.size(); ++i)
             srgb = srgb && near(said.chromaticities[i], srgbChromaticities[i]);
-        return srgb ? Colours::srgb : Colours::other;
+        if (srgb) return Way();
+        return through(ColourEngine::fromGamma(said, format));
+    }
+
+    std::optional<Way> through(std::optional<ColourEngine> engine) const {
+        if (!engine) return std::nullopt;
+        Way way = Conversion::make(std::move(*engine), format);
+        return way ? std::optional(std::move(way)) : std::nullopt;
     }
 };
 
-Colours coloursOf(const ColourStatements& statements, bool grey) {
+Way wayFor(const ColourStatements& statements, SampleFormat format) {
+    const Judge judge{format};
     for (const ColourStatement& statement : statements)
-        if (const auto colours = std::visit(Judge{grey}, statement)) return *colours;
-    return grey ? untaggedGrey : untaggedRgb;
+        if (auto way = std::visit(judge, statement)) return std::move(*way);
+    if (isGrey(format.channels) && untaggedGreyGamma)
+        if (auto way = judge(GammaAndPrimaries{*untaggedGreyGamma, {}})) return std::move(*way);
+    return nullptr;
 }
 
 std::uint8_t toByte(std::uint8_t value) { return value; }
@@ -110,17 +122,16 @@ void convertRow(Channels channels, const std::uint8_t* samples, std::size_t coun
 
 } // namespace
 
-std::optional<ColourStep> ColourStep::make(const ColourStatements& statements,
-                                           SampleFormat format) {
-    if (coloursOf(statements, isGrey(format.channels)) != Colours::srgb) return std::nullopt;
-    return ColourStep(format);
-}
+ColourStep::ColourStep(const ColourStatements& statements, SampleFormat format)
+    : format_(format), conversion_(wayFor(statements, format)) {}
 
 void ColourStep::convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const {
     if (format_.sixteenBits)
         convertRow<std::uint16_t>(format_.channels, samples, count, rgba);
     else
         convertRow<std::uint8_t>(format_.channels, samples, count, rgba);
+    // Alpha stands now; colours of another space take the place of the ones beside it.
+    if (conversion_) conversion_->convert(samples, count, rgba);
 }
 
 } // namespace sorvane::pixels

@@ -2,9 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <memory>
 
 #include "identity/pixels/colour_statement.h"
+#include "identity/pixels/conversion.h"
 #include "identity/pixels/picture.h"
 
 namespace sorvane::pixels {
@@ -14,20 +15,21 @@ namespace sorvane::pixels {
 /// the file that can be used decides; a file that says nothing usable is untagged.
 class ColourStep {
   public:
-    /// Nothing: the picture's colours are not those of sRGB. It gets no pixel identity then, since
-    /// its unconverted channels would be the digest of another picture.
-    static std::optional<ColourStep> make(const ColourStatements& statements, SampleFormat format);
+    static constexpr std::size_t blockPixels = Conversion::blockPixels;
 
-    /// Writes `count` pixels to `rgba`, four bytes each; grey stands in all three colour channels.
+    ColourStep(const ColourStatements& statements, SampleFormat format);
+
+    /// Writes at most `blockPixels` pixels to `rgba`, four bytes each; grey stands in all three
+    /// colour channels.
     void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const;
 
     bool opaque() const { return !hasAlpha(format_.channels); }
     std::size_t pixelBytes() const { return format_.pixelBytes(); }
 
   private:
-    explicit ColourStep(SampleFormat format) : format_(format) {}
-
     SampleFormat format_;
+    // Null: the samples are sRGB's own, or inks of no known paper.
+    std::shared_ptr<const Conversion> conversion_;
 };
 
 } // namespace sorvane::pixels

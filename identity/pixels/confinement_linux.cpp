@@ -13,6 +13,7 @@
 
 #include "identity/pixels/budget.h"
 #include "identity/pixels/codec_choice.h"
+#include "identity/pixels/colour_engine.h"
 #include "identity/pixels/confinement.h"
 #include "identity/pixels/time_limit.h"
 
@@ -104,7 +105,7 @@ void filterCalls() {
 
 void confine(std::chrono::seconds limit) {
     limitTime(limit);
-    limitResource(RLIMIT_AS, frameLimit + codecMemory + elsewhere);
+    limitResource(RLIMIT_AS, frameLimit + codecMemory + engineMemory + elsewhere);
     limitResource(RLIMIT_NOFILE, 0);
     limitResource(RLIMIT_FSIZE, 0);
     limitResource(RLIMIT_CORE, 0);

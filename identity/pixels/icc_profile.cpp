@@ -173,12 +173,17 @@ bool isSrgbCurve(const Curve& curve) {
     return true;
 }
 
-bool isWellFormed(const Profile& profile, bool grey) {
+std::uint32_t signatureOf(Channels channels) {
+    if (channels == Channels::cmyk) return signature("CMYK");
+    return isGrey(channels) ? signature("GRAY") : signature("RGB ");
+}
+
+bool isWellFormed(const Profile& profile, Channels channels) {
     constexpr std::array classes = {signature("mntr"), signature("scnr"), signature("prtr"),
                                     signature("spac")};
     return profile.field(magicField) == signature("acsp") &&
            std::ranges::find(classes, profile.field(classField)) != classes.end() &&
-           profile.field(channelsField) == signature(grey ? "GRAY" : "RGB ") &&
+           profile.field(channelsField) == signatureOf(channels) &&
            profile.field(tagCountField) <= tagLimit;
 }
 
@@ -207,13 +212,14 @@ ProfileVerdict judgeRgb(const Profile& profile) {
 
 } // namespace
 
-ProfileVerdict judgeProfile(std::span<const std::uint8_t> bytes, bool grey) {
+ProfileVerdict judgeProfile(std::span<const std::uint8_t> bytes, Channels channels) {
     const Profile profile(bytes);
-    if (!isWellFormed(profile, grey)) return ProfileVerdict::unusable;
+    if (!isWellFormed(profile, channels)) return ProfileVerdict::unusable;
     // A table goes before matrix and curves, even if those are sRGB's.
     if (profile.tag(signature("A2B0")) || profile.tag(signature("D2B0")))
         return ProfileVerdict::other;
-    return grey ? judgeGrey(profile) : judgeRgb(profile);
+    if (channels == Channels::cmyk) return ProfileVerdict::unusable;
+    return isGrey(channels) ? judgeGrey(profile) : judgeRgb(profile);
 }
 
 } // namespace sorvane::pixels

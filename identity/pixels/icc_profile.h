@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <span>
 
+#include "identity/pixels/picture.h"
+
 namespace sorvane::pixels {
 
 enum class ProfileVerdict {
@@ -11,13 +13,13 @@ enum class ProfileVerdict {
     unusable,
     /// Its colours are those of sRGB: the channels stay as they are.
     srgb,
-    /// Anything else: the channels would have to be converted.
+    /// Anything else: the channels have to be converted.
     other,
 };
 
-/// What a profile, read from a file and unchecked, means for a picture of grey or of RGB channels.
-/// sRGB's equivalents are the profiles of matrix and curves (grey: of one curve) whose curves bring
+/// What a profile, read from a file and unchecked, means for a picture of these channels. sRGB's
+/// equivalents are the profiles of matrix and curves (grey: of one curve) whose curves bring
 /// every 8-bit value to itself and whose primaries are sRGB's but for their rounding.
-ProfileVerdict judgeProfile(std::span<const std::uint8_t> profile, bool grey);
+ProfileVerdict judgeProfile(std::span<const std::uint8_t> profile, Channels channels);
 
 } // namespace sorvane::pixels

@@ -27,7 +27,7 @@ class PixelHasher : public SpanSink {
     std::string hex();
 
   private:
-    static constexpr std::size_t blockPixels = 1024;
+    static constexpr std::size_t blockPixels = ColourStep::blockPixels;
 
     void finish(const std::uint8_t* samples, std::size_t count);
     void stream(const Span& span);

@@ -13,9 +13,7 @@ std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
     const auto codec = row ? openCodec(row->format, file) : nullptr;
     const auto header = codec ? codec->readHeader() : std::nullopt;
     if (!header || !withinPixelBudget(header->size)) return std::nullopt;
-    const auto colour = ColourStep::make(header->colour, header->samples);
-    if (!colour) return std::nullopt;
-    PixelHasher hasher(*header, *colour);
+    PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
     if (!codec->readPixels(hasher)) return std::nullopt;
     file.drain();
     return PixelIdentity{hasher.hex(), header->size};

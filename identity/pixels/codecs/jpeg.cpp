@@ -27,10 +27,21 @@ constexpr std::string_view exifName = "Exif\0\0"sv;
 constexpr std::string_view iccName = "ICC_PROFILE\0"sv;
 constexpr std::size_t longestMarker = 65'533;
 
-// Three channels of 64 coefficients, each of them sent once for every bit of its 14 and each time
+// Four channels of 64 coefficients, each of them sent once for every bit of its 14 and each time
 // in a scan of its own: no picture needs more. Each scan costs the time of all pixels, so that a
 // small file could otherwise keep the decoder busy for minutes.
-constexpr int scanLimit = 3 * 64 * 14;
+constexpr int scanLimit = 4 * 64 * 14;
+
+J_COLOR_SPACE outputSpace(int channels) {
+    if (channels == 1) return JCS_GRAYSCALE;
+    return channels == 4 ? JCS_CMYK : JCS_RGB;
+}
+
+// Adobe's programs store what an ink leaves of the paper's white, and so does everybody after them.
+// Their marker in the file is no sign of it: other readers, too, hold to this without one.
+void countInks(std::span<std::uint8_t> samples) {
+    for (std::uint8_t& sample : samples) sample = static_cast<std::uint8_t>(255 - sample);
+}
 
 class JpegCodec final : public Codec {
   public:
@@ -190,6 +201,10 @@ std::optional<PictureHeader> JpegCodec::readHeader() {
     case JCS_RGB:
         header.samples.channels = Channels::rgb;
         break;
+    case JCS_CMYK:
+    case JCS_YCCK:
+        header.samples.channels = Channels::cmyk;
+        break;
     default:
         return std::nullopt;
     }
@@ -201,8 +216,7 @@ std::optional<PictureHeader> JpegCodec::readHeader() {
 
 bool JpegCodec::readPixels(SpanSink& sink) {
     const bool ready = proceed([this] {
-        const bool grey = jpeg_.jpeg_color_space == JCS_GRAYSCALE;
-        jpeg_.out_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
+        jpeg_.out_color_space = outputSpace(jpeg_.num_components);
         // The choices of a standard decoder at its defaults. Block smoothing among them: it changes
         // only progressive pictures whose last scans are missing, and of those it makes what other
         // decoders make of them.
@@ -220,6 +234,7 @@ bool JpegCodec::readPixels(SpanSink& sink) {
     while (jpeg_.output_scanline < jpeg_.output_height) {
         const std::uint32_t y = jpeg_.output_scanline;
         if (!proceed([&] { return jpeg_read_scanlines(&jpeg_, rows, 1) == 1; })) return false;
+        if (jpeg_.out_color_space == JCS_CMYK) countInks(row);
         sink.take({y, 0, 1, jpeg_.output_width, row.data()});
     }
     return true;

@@ -9,13 +9,13 @@
 
 namespace sorvane::pixels {
 
-/// What libjpeg keeps, at most: every coefficient of three channels, 16 bits each, when they come
+/// What libjpeg keeps, at most: every coefficient of four channels, 16 bits each, when they come
 /// in several scans.
-inline constexpr std::uint64_t jpegMemory = std::uint64_t{3} * 2 * pixelBudget;
+inline constexpr std::uint64_t jpegMemory = std::uint64_t{4} * 2 * pixelBudget;
 
-/// JPEG, baseline and progressive, of one channel (grey) or three (YCbCr, RGB). A picture that is
-/// cut short or damaged keeps what decoded, and the rest of its pixels are what the library makes
-/// of the gap. `file` must outlive the codec.
+/// JPEG, baseline and progressive, of one channel (grey), three (YCbCr, RGB) or four (CMYK, YCCK).
+/// A picture that is cut short or damaged keeps what decoded, and the rest of its pixels are what
+/// the library makes of the gap. `file` must outlive the codec.
 std::unique_ptr<Codec> openJpeg(ByteSource& file);
 
 } // namespace sorvane::pixels

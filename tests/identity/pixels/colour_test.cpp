@@ -18,43 +18,81 @@ constexpr std::array<std::uint32_t, 8> srgbPrimaries = {31270, 32900, 64000, 330
 constexpr std::array<std::uint32_t, 8> otherPrimaries = {31270, 32900, 68000, 32000,
                                                          26500, 69000, 15000, 6000};
 
-bool taken(const ColourStatements& statements, Channels channels = Channels::rgb) {
-    return ColourStep::make(statements, {channels, false}).has_value();
-}
-
 template<class Sample>
-Bytes converted(Channels channels, const std::vector<Sample>& samples) {
-    const auto step = ColourStep::make({}, {channels, sizeof(Sample) == 2});
-    REQUIRE(step);
+Bytes converted(Channels channels, const std::vector<Sample>& samples,
+                const ColourStatements& statements = {}) {
+    const ColourStep step(statements, {channels, sizeof(Sample) == 2});
     const std::size_t count = samples.size() / channelCount(channels);
     Bytes rgba(4 * count);
-    step->convert(reinterpret_cast<const std::uint8_t*>(samples.data()), count, rgba.data());
+    step.convert(reinterpret_cast<const std::uint8_t*>(samples.data()), count, rgba.data());
     return rgba;
+}
+
+// Whether the statements leave a colour alone that every other colour space changes.
+bool keeps(const ColourStatements& statements, Channels channels = Channels::rgb) {
+    const Bytes colour = {130, 60, 20, 255};
+    const Bytes samples(colour.begin(),
+                        colour.begin() + static_cast<std::ptrdiff_t>(channelCount(channels)));
+    return converted<std::uint8_t>(channels, samples, statements) ==
+           converted<std::uint8_t>(channels, samples);
 }
 
 } // namespace
 
-TEST_CASE("untagged pictures and those that say sRGB are taken, others are not") {
-    CHECK(taken({}));
-    CHECK(taken({}, Channels::grey));
-    CHECK(taken({SaysSrgb{}}));
-    CHECK(taken({srgbProfile}));
-    CHECK_FALSE(taken({otherProfile}));
-    CHECK(taken({GammaAndPrimaries{45455, srgbPrimaries}}));
-    CHECK(taken({GammaAndPrimaries{45500, srgbPrimaries}}));
-    CHECK_FALSE(taken({GammaAndPrimaries{55556, srgbPrimaries}}));
-    CHECK_FALSE(taken({GammaAndPrimaries{45455, otherPrimaries}}));
-    CHECK_FALSE(taken({GammaAndPrimaries{4294967295, srgbPrimaries}}));
+TEST_CASE("untagged pictures and those that say sRGB keep their colours, others are converted") {
+    CHECK(keeps({}));
+    CHECK(keeps({}, Channels::grey));
+    CHECK(keeps({SaysSrgb{}}));
+    CHECK(keeps({srgbProfile}));
+    CHECK_FALSE(keeps({otherProfile}));
+    CHECK(keeps({GammaAndPrimaries{45455, srgbPrimaries}}));
+    CHECK(keeps({GammaAndPrimaries{45500, srgbPrimaries}}));
+    CHECK_FALSE(keeps({GammaAndPrimaries{55556, srgbPrimaries}}));
+    CHECK_FALSE(keeps({GammaAndPrimaries{45455, otherPrimaries}}));
+    CHECK_FALSE(keeps({GammaAndPrimaries{4294967295, srgbPrimaries}}));
+    CHECK_FALSE(keeps({GammaAndPrimaries{1, srgbPrimaries}}, Channels::greyAlpha));
 }
 
 TEST_CASE("the first statement that can be used decides") {
-    CHECK_FALSE(taken({otherProfile, SaysSrgb{}}));
-    CHECK(taken({SaysSrgb{}, otherProfile}));
-    CHECK(taken({noProfile, SaysSrgb{}, otherProfile}));
-    CHECK_FALSE(taken({noProfile, otherProfile}));
-    CHECK(taken({noProfile}));
-    CHECK(taken({GammaAndPrimaries{0, otherPrimaries}}));
-    CHECK_FALSE(taken({srgbProfile, GammaAndPrimaries{55556, srgbPrimaries}}, Channels::grey));
+    CHECK_FALSE(keeps({otherProfile, SaysSrgb{}}));
+    CHECK(keeps({SaysSrgb{}, otherProfile}));
+    CHECK(keeps({noProfile, SaysSrgb{}, otherProfile}));
+    CHECK_FALSE(keeps({noProfile, otherProfile}));
+    CHECK(keeps({noProfile}));
+    CHECK(keeps({GammaAndPrimaries{0, otherPrimaries}}));
+    CHECK_FALSE(keeps({srgbProfile, GammaAndPrimaries{55556, srgbPrimaries}}, Channels::grey));
+}
+
+TEST_CASE("what is no colour space counts as absent") {
+    CHECK(keeps({GammaAndPrimaries{55556, {}}}));
+    CHECK(keeps({GammaAndPrimaries{55556, {31270, 0, 64000, 33000, 30000, 60000, 15000, 6000}}}));
+    CHECK(keeps({GammaAndPrimaries{55556, {31270, 32900, 64000, 33000, 64000, 33000, 15000, 60}}}));
+    CHECK(keeps({GammaAndPrimaries{55556, srgbPrimaries}}, Channels::cmyk));
+    CHECK(keeps({otherProfile}, Channels::cmyk));
+    ProfileTags tags = srgbTags(curveTag({0x0233}));
+    tags.emplace_back("A2B0", joined({bytes("mft2"), Bytes(60)}));
+    CHECK(keeps({IccProfile{profileOf(tags, "RGB ")}}));
+    CHECK(keeps({IccProfile{profileOf({{"A2B0", tags.back().second}}, "CMYK", "Lab ", "prtr")}},
+                Channels::cmyk));
+}
+
+TEST_CASE("a table of more steps than any has counts as absent") {
+    const auto profile = [](std::uint32_t count) {
+        // Each step the same matrix: half of every channel.
+        Bytes step = joined({bytes("matf"), Bytes(4), {0, 3, 0, 3}});
+        for (int i = 0; i < 12; ++i)
+            step = joined({step, i < 9 && i % 4 == 0 ? Bytes{0x3f, 0x70, 0, 0} : Bytes(4)});
+        Bytes table = joined({bytes("mpet"), Bytes(4), {0, 3, 0, 3}, bigEndian32(count)});
+        const auto place = static_cast<std::uint32_t>(16 + 8 * count);
+        for (std::uint32_t i = 0; i < count; ++i)
+            table = joined(
+                {table, bigEndian32(place), bigEndian32(static_cast<std::uint32_t>(step.size()))});
+        return IccProfile{profileOf({{"D2B0", joined({table, step})}}, "RGB ")};
+    };
+    CHECK_FALSE(keeps({profile(4)}));
+    CHECK_FALSE(keeps({profile(16)}));
+    CHECK(keeps({profile(17)}));
+    CHECK(keeps({profile(3000)}));
 }
 
 TEST_CASE("grey is replicated and what has no alpha is opaque") {
@@ -63,6 +101,13 @@ TEST_CASE("grey is replicated and what has no alpha is opaque") {
     CHECK(converted<std::uint8_t>(Channels::greyAlpha, {7, 9}) == Bytes{7, 7, 7, 9});
     CHECK(converted<std::uint8_t>(Channels::rgb, {1, 2, 3}) == Bytes{1, 2, 3, 255});
     CHECK(converted<std::uint8_t>(Channels::rgba, {1, 2, 3, 0}) == Bytes{1, 2, 3, 0});
+}
+
+TEST_CASE("inks of no known paper take each its part of white") {
+    CHECK(converted<std::uint8_t>(Channels::cmyk, {0, 0, 0, 0, 255, 0, 0, 0, 0, 128, 255, 51}) ==
+          Bytes{255, 255, 255, 255, 0, 255, 255, 255, 204, 102, 0, 255});
+    CHECK(converted<std::uint16_t>(Channels::cmyk, {0, 32896, 65535, 13107}) ==
+          Bytes{204, 102, 0, 255});
 }
 
 TEST_CASE("16 bits are rounded to the nearest of 8") {

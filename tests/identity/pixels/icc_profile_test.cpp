@@ -8,8 +8,9 @@ using namespace sorvane::test;
 
 namespace {
 
-ProfileVerdict rgb(const Bytes& profile) { return judgeProfile(profile, false); }
-ProfileVerdict grey(const Bytes& profile) { return judgeProfile(profile, true); }
+ProfileVerdict rgb(const Bytes& profile) { return judgeProfile(profile, Channels::rgb); }
+ProfileVerdict cmyk(const Bytes& profile) { return judgeProfile(profile, Channels::cmyk); }
+ProfileVerdict grey(const Bytes& profile) { return judgeProfile(profile, Channels::greyAlpha); }
 
 ProfileTags withTag(std::string_view name, const Bytes& tag) {
     ProfileTags tags = srgbTags();
@@ -61,6 +62,12 @@ TEST_CASE("a table goes before the curves, and a curve of lightness is not one o
         CHECK(rgb(profileOf(tags, "RGB ")) == ProfileVerdict::other);
     }
     CHECK(grey(profileOf({{"kTRC", srgbCurve()}}, "GRAY", "Lab ")) == ProfileVerdict::other);
+}
+
+TEST_CASE("a profile for inks needs a table") {
+    CHECK(cmyk(profileOf({{"A2B0", Bytes(40)}}, "CMYK", "Lab ", "prtr")) == ProfileVerdict::other);
+    CHECK(cmyk(profileOf(srgbTags(), "CMYK", "Lab ", "prtr")) == ProfileVerdict::unusable);
+    CHECK(cmyk(rgbProfile(srgbCurve())) == ProfileVerdict::unusable);
 }
 
 TEST_CASE("a profile for other channels or of no input is unusable") {

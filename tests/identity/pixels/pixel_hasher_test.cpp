@@ -33,7 +33,7 @@ PictureHeader header(Size size, Channels channels, Orientation orientation = Ori
 }
 
 PixelHasher hasher(const PictureHeader& of) {
-    return PixelHasher(of, *ColourStep::make(of.colour, of.samples));
+    return PixelHasher(of, ColourStep(of.colour, of.samples));
 }
 
 std::string digestOf(const PictureHeader& of, const Bytes& samples) {

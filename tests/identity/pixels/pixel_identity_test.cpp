@@ -26,14 +26,11 @@ TEST_CASE("a picture is known by its upright pixels and its declared size") {
     CHECK(file.source().peek(1).empty());
 }
 
-TEST_CASE("what is no picture, is damaged, too large or of other colours has no identity") {
+TEST_CASE("what is no picture, is damaged or too large has no identity") {
     const Bytes whole = pngFile({2, 1}, {0, 10, 20});
-    const Bytes otherColours =
-        joined({pngChunk("gAMA", bigEndian32(100'000)), pngChunk("cHRM", Bytes(32, 1))});
     for (const Bytes& content :
          {Bytes{}, bytes("\x89PNG"), bytes("no picture at all"), bytes("\xff\xd8\xff"),
-          Bytes(whole.begin(), whole.end() - 1), pngFile({8000, 8000}, {0, 10, 20}),
-          pngFile({2, 1}, {0, 10, 20}, otherColours)}) {
+          Bytes(whole.begin(), whole.end() - 1), pngFile({8000, 8000}, {0, 10, 20})}) {
         PouredFile file(content);
         CHECK_FALSE(pixels::pixelIdentity(file.source()));
     }

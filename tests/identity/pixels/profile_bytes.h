@@ -64,6 +64,27 @@ inline ProfileTags srgbTags(const Bytes& curve = srgbCurve()) {
             {"bTRC", curve}};
 }
 
+inline ProfileTags withPrimaries(ProfileTags tags, const Bytes& red, const Bytes& green,
+                                 const Bytes& blue) {
+    tags[0].second = red;
+    tags[1].second = green;
+    tags[2].second = blue;
+    return tags;
+}
+
+inline Bytes displayP3Profile() {
+    return profileOf(withPrimaries(srgbTags(), xyzTag(0.51512, 0.24120, -0.00105),
+                                   xyzTag(0.29198, 0.69225, 0.04189),
+                                   xyzTag(0.15710, 0.06657, 0.78407)),
+                     "RGB ");
+}
+inline Bytes adobeRgbProfile() {
+    return profileOf(withPrimaries(srgbTags(curveTag({0x0233})), xyzTag(0.60974, 0.31111, 0.01947),
+                                   xyzTag(0.20528, 0.62567, 0.06087),
+                                   xyzTag(0.14919, 0.06322, 0.74457)),
+                     "RGB ");
+}
+
 inline Bytes rgbProfile(const Bytes& curve) { return profileOf(srgbTags(curve), "RGB "); }
 inline Bytes greyProfile(const Bytes& curve) { return profileOf({{"kTRC", curve}}, "GRAY"); }
 

@@ -91,10 +91,36 @@ TEST_CASE("a segment of impossible length is an empty one") {
             CHECK(recorded(jpegFile({0xff, marker, 0, length})).whole);
 }
 
-TEST_CASE("four channels are not read") {
+TEST_CASE("four channels are inks, stored as what they leave of white") {
     Bytes four = frame;
     four[3] = 0x14;
     four[9] = 4;
     const Bytes more = {2, 0x11, 0, 3, 0x11, 0, 4, 0x11, 0};
-    CHECK_FALSE(recorded(joined({begin, quantization, four, more, codes, scan, end})).header);
+    const auto file = [&](const Bytes& segments) {
+        return joined({begin, segments, quantization, four, more, codes, scan, end});
+    };
+    const auto adobe = [](std::uint8_t transform) {
+        return segment(0xee, joined({bytes("Adobe\0\x64\0\0\0\0"sv), {transform}}));
+    };
+    // Only the first channel is in a scan; the others stay in the middle.
+    const auto everyPixel = [](const Bytes& pixel) {
+        Bytes pixels;
+        for (int i = 0; i < 64; ++i) pixels.insert(pixels.end(), pixel.begin(), pixel.end());
+        return pixels;
+    };
+    for (const Bytes& segments : {Bytes{}, adobe(0)}) {
+        const auto picture = recorded(file(segments));
+        REQUIRE(picture.whole);
+        CHECK(picture.header->samples.channels == Channels::cmyk);
+        CHECK(picture.samples == everyPixel({55, 127, 127, 127}));
+    }
+    CHECK(recorded(file(adobe(2))).samples == everyPixel({200, 200, 200, 127}));
+}
+
+TEST_CASE("two channels are not read") {
+    Bytes two = frame;
+    two[3] = 0x0e;
+    two[9] = 2;
+    const Bytes more = {2, 0x11, 0};
+    CHECK_FALSE(recorded(joined({begin, quantization, two, more, codes, scan, end})).header);
 }
