@@ -1,9 +1,12 @@
 #include "identity/pixels/colour_engine.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <utility>
+#include <functional>
+#include <ranges>
 
 #include <lcms2.h>
+#include <lcms2_plugin.h>
 
 namespace sorvane::pixels {
 
@@ -17,6 +20,10 @@ constexpr cmsUInt32Number stageLimit = 16;
 // would move them under the perceptual intent, whether asked or not.
 constexpr double plainVersion = 2.1;
 
+constexpr cmsUInt32Number exactFlags = cmsFLAGS_NOOPTIMIZE;
+constexpr cmsUInt32Number tableFlags =
+    cmsFLAGS_FORCE_CLUT | cmsFLAGS_CLUT_PRE_LINEARIZATION | cmsFLAGS_NOWHITEONWHITEFIXUP;
+
 constexpr double chromaticityUnit = 100'000;
 
 // From light under the profiles' white (D50) to sRGB's primaries: the inverse of their colorants,
@@ -24,6 +31,8 @@ constexpr double chromaticityUnit = 100'000;
 constexpr double toSrgb[3][3] = {{3.1341863642, -1.6172089590, -0.4906940641},
                                  {-0.9787485042, 1.9161300968, 0.0334333992},
                                  {0.0719639278, -0.2289938735, 1.4057537329}};
+
+using Xyz = std::array<float, 3>;
 
 cmsUInt32Number formatOf(SampleFormat format) {
     const cmsUInt32Number space = isGrey(format.channels)             ? PT_GRAY
@@ -53,6 +62,58 @@ bool isMatrixAndCurves(cmsHPROFILE profile) {
            cmsIsTag(profile, cmsSigDToB0Tag) == FALSE && cmsIsTag(profile, cmsSigAToB0Tag) == FALSE;
 }
 
+bool isLinear(const cmsStage* stage) {
+    if (cmsStageType(stage) != cmsSigCurveSetElemType) return false;
+    const auto* curves = static_cast<const _cmsStageToneCurvesData*>(cmsStageData(stage));
+    for (cmsUInt32Number i = 0; i < curves->nCurves; ++i)
+        if (cmsIsToneCurveLinear(curves->TheCurves[i]) == FALSE) return false;
+    return true;
+}
+
+// The number of points along every edge of the profile's table, if the profile is of the usual
+// kind: curves, a table of Lab as long as it is wide, and nothing that bends what comes out of it.
+std::optional<cmsUInt32Number> pointsOfPlainTable(cmsHPROFILE profile) {
+    if (cmsGetPCS(profile) != cmsSigLabData || cmsIsTag(profile, cmsSigDToB0Tag) != FALSE ||
+        cmsIsTag(profile, cmsSigAToB0Tag) == FALSE)
+        return std::nullopt;
+    const auto* stages = static_cast<const cmsPipeline*>(cmsReadTag(profile, cmsSigAToB0Tag));
+    const cmsStage* stage = stages == nullptr ? nullptr : cmsPipelineGetPtrToFirstStage(stages);
+    if (stage != nullptr && cmsStageType(stage) == cmsSigCurveSetElemType)
+        stage = cmsStageNext(stage);
+    if (stage == nullptr || cmsStageType(stage) != cmsSigCLutElemType) return std::nullopt;
+    const auto* table = static_cast<const _cmsStageCLutData*>(cmsStageData(stage))->Params;
+    const std::span points(table->nSamples, table->nInputs);
+    if (std::ranges::adjacent_find(points, std::not_equal_to<>()) != points.end())
+        return std::nullopt;
+    for (stage = cmsStageNext(stage); stage != nullptr; stage = cmsStageNext(stage))
+        if (!isLinear(stage)) return std::nullopt;
+    return points.front();
+}
+
+// The light of a colour under the profiles' white, for lightness and opponents of 16 bits.
+Xyz xyzOf(const std::array<std::uint16_t, 3>& lab) {
+    constexpr std::array<float, 3> white = {0.9642F, 1.0F, 0.8249F};
+    constexpr float bend = 24.0F / 116;
+    const float y = (static_cast<float>(lab[0]) * (100.0F / 65535) + 16) / 116;
+    const float a = static_cast<float>(lab[1]) / 257 - 128;
+    const float b = static_cast<float>(lab[2]) / 257 - 128;
+    Xyz xyz = {y + a / 500, y, y - b / 200};
+    for (std::size_t i = 0; i < xyz.size(); ++i) {
+        const float root = xyz[i];
+        xyz[i] =
+            white[i] * (root > bend ? root * root * root : (108.0F / 841) * (root - 16.0F / 116));
+    }
+    return xyz;
+}
+
+Light lightOf(const Xyz& xyz) {
+    Light light;
+    for (std::size_t i = 0; i < light.size(); ++i)
+        light[i] = static_cast<float>(toSrgb[i][0] * xyz[0] + toSrgb[i][1] * xyz[1] +
+                                      toSrgb[i][2] * xyz[2]);
+    return light;
+}
+
 struct FreeCurve {
     void operator()(cmsToneCurve* curve) const { cmsFreeToneCurve(curve); }
 };
@@ -62,18 +123,26 @@ struct FreeCurve {
 void ColourEngine::Close::operator()(void* profile) const { cmsCloseProfile(profile); }
 void ColourEngine::Delete::operator()(void* transform) const { cmsDeleteTransform(transform); }
 
-std::optional<ColourEngine> ColourEngine::from(Profile source, SampleFormat format) {
+// Left alone, the engine would put a grid of precalculated colours in the place of most profiles,
+// which is wrong by up to 25 levels where colours leave sRGB, and fast arithmetic in the place of
+// matrix and curves, which is wrong by up to one. So it is told to evaluate everything, but for the
+// one grid that loses nothing: the profile's own table, calculated at its own points.
+std::optional<ColourEngine> ColourEngine::from(const Profile& source, SampleFormat format) {
     if (!source || !hasOnlyShortTables(source.get())) return std::nullopt;
-    const Profile light(cmsCreateXYZProfile());
-    if (!light) return std::nullopt;
-    cmsSetProfileVersion(light.get(), plainVersion);
-    // Not optimised: the engine's grids of precalculated colours are wrong by up to 25 levels where
-    // colours leave sRGB, and its fast arithmetic for matrix and curves is by up to one.
-    Transform transform(cmsCreateTransform(source.get(), formatOf(format), light.get(),
-                                           TYPE_XYZ_FLT, INTENT_PERCEPTUAL,
-                                           cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE));
-    if (!transform) return std::nullopt;
-    return ColourEngine(std::move(transform), isMatrixAndCurves(source.get()));
+    const auto points = pointsOfPlainTable(source.get());
+    const Profile target(points ? cmsCreateLab4Profile(nullptr) : cmsCreateXYZProfile());
+    if (!target) return std::nullopt;
+    cmsSetProfileVersion(target.get(), plainVersion);
+    ColourEngine engine;
+    engine.transform_.reset(cmsCreateTransform(
+        source.get(), formatOf(format), target.get(), points ? TYPE_Lab_16 : TYPE_XYZ_FLT,
+        INTENT_PERCEPTUAL,
+        cmsFLAGS_NOCACHE | (points ? tableFlags | cmsFLAGS_GRIDPOINTS(*points) : exactFlags)));
+    if (!engine.transform_) return std::nullopt;
+    engine.pixelBytes_ = format.pixelBytes();
+    engine.additive_ = isMatrixAndCurves(source.get());
+    engine.byTable_ = points.has_value();
+    return engine;
 }
 
 std::optional<ColourEngine> ColourEngine::fromProfile(std::span<const std::uint8_t> profile,
@@ -103,13 +172,19 @@ std::optional<ColourEngine> ColourEngine::fromGamma(const GammaAndPrimaries& sai
 }
 
 void ColourEngine::convert(const std::uint8_t* samples, std::size_t count, Light* lights) const {
+    if (byTable_) return convertByTable(samples, count, lights);
     cmsDoTransform(transform_.get(), samples, lights, static_cast<cmsUInt32Number>(count));
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto [x, y, z] = lights[i];
-        for (std::size_t channel = 0; channel < 3; ++channel) {
-            const auto& row = toSrgb[channel];
-            lights[i][channel] = static_cast<float>(row[0] * x + row[1] * y + row[2] * z);
-        }
+    for (std::size_t i = 0; i < count; ++i) lights[i] = lightOf(lights[i]);
+}
+
+void ColourEngine::convertByTable(const std::uint8_t* samples, std::size_t count,
+                                  Light* lights) const {
+    std::array<std::array<std::uint16_t, 3>, 256> labs;
+    for (std::size_t done = 0; done < count; done += labs.size()) {
+        const std::size_t block = std::min(labs.size(), count - done);
+        cmsDoTransform(transform_.get(), samples + done * pixelBytes_, labs.data(),
+                       static_cast<cmsUInt32Number>(block));
+        for (std::size_t i = 0; i < block; ++i) lights[done + i] = lightOf(xyzOf(labs[i]));
     }
 }
 

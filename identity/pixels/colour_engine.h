@@ -21,8 +21,8 @@ using Light = std::array<float, 3>;
 /// twice, which may have grown to double their size; and once more while they are joined.
 inline constexpr std::uint64_t engineMemory = std::uint64_t{8} * profileLimit;
 
-/// little-cms2, evaluating a picture's own colour space exactly, colour by colour: perceptual
-/// intent, no compensation of black points. It is slow, and says nothing about its errors.
+/// little-cms2, evaluating a picture's own colour space: perceptual intent, no compensation of
+/// black points. It is exact before it is fast, and says nothing about its errors.
 class ColourEngine {
   public:
     /// Nothing: the engine does not take the profile, or not for these samples.
@@ -52,12 +52,14 @@ class ColourEngine {
     using Profile = std::unique_ptr<void, Close>;
     using Transform = std::unique_ptr<void, Delete>;
 
-    ColourEngine(Transform transform, bool additive)
-        : transform_(std::move(transform)), additive_(additive) {}
-    static std::optional<ColourEngine> from(Profile source, SampleFormat format);
+    static std::optional<ColourEngine> from(const Profile& source, SampleFormat format);
+    void convertByTable(const std::uint8_t* samples, std::size_t count, Light* lights) const;
 
     Transform transform_;
-    bool additive_;
+    std::size_t pixelBytes_ = 0;
+    bool additive_ = false;
+    // The transform ends in Lab of 16 bits, not in XYZ.
+    bool byTable_ = false;
 };
 
 } // namespace sorvane::pixels
