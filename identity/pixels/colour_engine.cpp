@@ -12,10 +12,6 @@ namespace sorvane::pixels {
 
 namespace {
 
-// The most steps that a table may have. Tables of integers have five; those of floating point are a
-// list of any length, each member of which costs every pixel its time.
-constexpr cmsUInt32Number stageLimit = 16;
-
 // The version that profiles have whose black points the engine leaves alone: between newer ones it
 // would move them under the perceptual intent, whether asked or not.
 constexpr double plainVersion = 2.1;
@@ -48,18 +44,9 @@ cmsUInt32Number formatOf(SampleFormat format) {
 // would look for its time zone in a file, which this process may not open; this one it knows.
 void settleTimeZone() { ::setenv("TZ", ":", 1); }
 
-bool hasOnlyShortTables(cmsHPROFILE profile) {
-    for (const cmsTagSignature name : {cmsSigDToB0Tag, cmsSigAToB0Tag}) {
-        if (cmsIsTag(profile, name) == FALSE) continue;
-        const auto* stages = static_cast<const cmsPipeline*>(cmsReadTag(profile, name));
-        if (stages == nullptr || cmsPipelineStageCount(stages) > stageLimit) return false;
-    }
-    return true;
-}
-
 bool isMatrixAndCurves(cmsHPROFILE profile) {
     return cmsGetColorSpace(profile) == cmsSigRgbData && cmsGetPCS(profile) == cmsSigXYZData &&
-           cmsIsTag(profile, cmsSigDToB0Tag) == FALSE && cmsIsTag(profile, cmsSigAToB0Tag) == FALSE;
+           cmsIsTag(profile, cmsSigAToB0Tag) == FALSE;
 }
 
 bool isLinear(const cmsStage* stage) {
@@ -73,8 +60,7 @@ bool isLinear(const cmsStage* stage) {
 // The number of points along every edge of the profile's table, if the profile is of the usual
 // kind: curves, a table of Lab as long as it is wide, and nothing that bends what comes out of it.
 std::optional<cmsUInt32Number> pointsOfPlainTable(cmsHPROFILE profile) {
-    if (cmsGetPCS(profile) != cmsSigLabData || cmsIsTag(profile, cmsSigDToB0Tag) != FALSE ||
-        cmsIsTag(profile, cmsSigAToB0Tag) == FALSE)
+    if (cmsGetPCS(profile) != cmsSigLabData || cmsIsTag(profile, cmsSigAToB0Tag) == FALSE)
         return std::nullopt;
     const auto* stages = static_cast<const cmsPipeline*>(cmsReadTag(profile, cmsSigAToB0Tag));
     const cmsStage* stage = stages == nullptr ? nullptr : cmsPipelineGetPtrToFirstStage(stages);
@@ -128,7 +114,7 @@ void ColourEngine::Delete::operator()(void* transform) const { cmsDeleteTransfor
 // matrix and curves, which is wrong by up to one. So it is told to evaluate everything, but for the
 // one grid that loses nothing: the profile's own table, calculated at its own points.
 std::optional<ColourEngine> ColourEngine::from(const Profile& source, SampleFormat format) {
-    if (!source || !hasOnlyShortTables(source.get())) return std::nullopt;
+    if (!source) return std::nullopt;
     const auto points = pointsOfPlainTable(source.get());
     const Profile target(points ? cmsCreateLab4Profile(nullptr) : cmsCreateXYZProfile());
     if (!target) return std::nullopt;
@@ -145,12 +131,15 @@ std::optional<ColourEngine> ColourEngine::from(const Profile& source, SampleForm
     return engine;
 }
 
-std::optional<ColourEngine> ColourEngine::fromProfile(std::span<const std::uint8_t> profile,
+std::optional<ColourEngine> ColourEngine::fromProfile(std::span<const std::uint8_t> bytes,
                                                       SampleFormat format) {
     settleTimeZone();
-    return from(Profile(cmsOpenProfileFromMem(profile.data(),
-                                              static_cast<cmsUInt32Number>(profile.size()))),
-                format);
+    const Profile profile(
+        cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
+    // Tables of floating point only say once more what others in the profile say. Few programs know
+    // them, and they may have so many steps that the engine takes minutes to read them.
+    if (profile) cmsWriteTag(profile.get(), cmsSigDToB0Tag, nullptr);
+    return from(profile, format);
 }
 
 std::optional<ColourEngine> ColourEngine::fromGamma(const GammaAndPrimaries& said,

@@ -26,7 +26,7 @@ inline constexpr std::uint64_t engineMemory = std::uint64_t{8} * profileLimit;
 class ColourEngine {
   public:
     /// Nothing: the engine does not take the profile, or not for these samples.
-    static std::optional<ColourEngine> fromProfile(std::span<const std::uint8_t> profile,
+    static std::optional<ColourEngine> fromProfile(std::span<const std::uint8_t> bytes,
                                                    SampleFormat format);
 
     /// A display of this encoding gamma and these chromaticities, or for grey samples a scale of

@@ -216,8 +216,7 @@ ProfileVerdict judgeProfile(std::span<const std::uint8_t> bytes, Channels channe
     const Profile profile(bytes);
     if (!isWellFormed(profile, channels)) return ProfileVerdict::unusable;
     // A table goes before matrix and curves, even if those are sRGB's.
-    if (profile.tag(signature("A2B0")) || profile.tag(signature("D2B0")))
-        return ProfileVerdict::other;
+    if (profile.tag(signature("A2B0"))) return ProfileVerdict::other;
     if (channels == Channels::cmyk) return ProfileVerdict::unusable;
     return isGrey(channels) ? judgeGrey(profile) : judgeRgb(profile);
 }

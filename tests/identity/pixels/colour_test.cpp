@@ -76,23 +76,22 @@ TEST_CASE("what is no colour space counts as absent") {
                 Channels::cmyk));
 }
 
-TEST_CASE("a table of more steps than any has counts as absent") {
-    const auto profile = [](std::uint32_t count) {
-        // Each step the same matrix: half of every channel.
-        Bytes step = joined({bytes("matf"), Bytes(4), {0, 3, 0, 3}});
-        for (int i = 0; i < 12; ++i)
-            step = joined({step, i < 9 && i % 4 == 0 ? Bytes{0x3f, 0x70, 0, 0} : Bytes(4)});
-        Bytes table = joined({bytes("mpet"), Bytes(4), {0, 3, 0, 3}, bigEndian32(count)});
-        const auto place = static_cast<std::uint32_t>(16 + 8 * count);
-        for (std::uint32_t i = 0; i < count; ++i)
-            table = joined(
-                {table, bigEndian32(place), bigEndian32(static_cast<std::uint32_t>(step.size()))});
-        return IccProfile{profileOf({{"D2B0", joined({table, step})}}, "RGB ")};
-    };
-    CHECK_FALSE(keeps({profile(4)}));
-    CHECK_FALSE(keeps({profile(16)}));
-    CHECK(keeps({profile(17)}));
-    CHECK(keeps({profile(3000)}));
+TEST_CASE("a table of floating point is passed over") {
+    // One step, which makes every colour black.
+    const Bytes step = joined({bytes("matf"), Bytes(4), {0, 3, 0, 3}, Bytes(48)});
+    const Bytes table = joined({bytes("mpet"),
+                                Bytes(4),
+                                {0, 3, 0, 3},
+                                bigEndian32(1),
+                                bigEndian32(24),
+                                bigEndian32(static_cast<std::uint32_t>(step.size())),
+                                step});
+    ProfileTags tags = srgbTags(curveTag({0x0233}));
+    const auto plain = IccProfile{profileOf(tags, "RGB ")};
+    tags.emplace_back("D2B0", table);
+    const Bytes samples = {130, 60, 20};
+    CHECK(converted<std::uint8_t>(Channels::rgb, samples, {IccProfile{profileOf(tags, "RGB ")}}) ==
+          converted<std::uint8_t>(Channels::rgb, samples, {plain}));
 }
 
 TEST_CASE("grey is replicated and what has no alpha is opaque") {

@@ -26,8 +26,15 @@ def xyz(values):
     return b'XYZ \0\0\0\0' + fixed(*values)
 
 
-def formula_curve(gamma, a, b, c, d):
-    return b'para\0\0\0\0' + struct.pack('>HH', 3, 0) + fixed(gamma, a, b, c, d)
+def stored(*values):
+    """The numbers as a profile keeps them."""
+    return tuple(round(value * 65536) / 65536 for value in values)
+
+
+def formula_curve(*parameters):
+    """A gamma alone, or with a, b, c and d."""
+    kind = {1: 0, 5: 3}[len(parameters)]
+    return b'para\0\0\0\0' + struct.pack('>HH', kind, 0) + fixed(*parameters)
 
 
 def sampled_curve(light, count):
