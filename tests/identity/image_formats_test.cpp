@@ -28,6 +28,16 @@ TEST_CASE("a format is recognised by its first bytes") {
     CHECK(formatOf("\xFF\xD8\xFF\xE0\0\x10JFIF\0"s) == ImageFormat::jpeg);
     CHECK(formatOf("\xFF\xD8\xFF\xE1") == ImageFormat::jpeg);
     CHECK(formatOf("\xFF\xD8\xFF\xDB") == ImageFormat::jpeg);
+    CHECK(formatOf("GIF87a") == ImageFormat::gif);
+    CHECK(formatOf("GIF89a\x01\0\x01\0"s) == ImageFormat::gif);
+    CHECK(formatOf("RIFF\x1a\0\0\0WEBP"s) == ImageFormat::webp);
+    CHECK(formatOf("RIFF\xff\xff\xff\xffWEBPVP8X") == ImageFormat::webp);
+    CHECK(formatOf("BM\x46\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0"s) == ImageFormat::bmp);
+    CHECK(formatOf("BM------------\x0C\0\0\0more"s) == ImageFormat::bmp);
+    CHECK(formatOf("BM------------\x7C\0\0\0"s) == ImageFormat::bmp);
+    CHECK(formatOf("\0\0\1\0\1\0\x10\x10\0\0\1\0\x20\0hi\0\0\x16\0\0\0"s) == ImageFormat::icon);
+    CHECK(formatOf("\0\0\2\0\1\0\x10\x10\0\0\7\0\7\0hi\0\0\x16\0\0\0"s) == ImageFormat::icon);
+    CHECK(formatOf("\0\0\1\0\1\0\x10\x10\0\xFF\1\0\x20\0hi\0\0\x16\0\0\0"s) == ImageFormat::icon);
 }
 
 TEST_CASE("what does not begin so is no picture") {
@@ -46,11 +56,31 @@ TEST_CASE("what does not begin so is no picture") {
                                             " \x89PNG\r\n\x1a\n",
                                             "\x09PNG\r\n\x1a\n",
                                             "\x89MNG\r\n\x1a\n",
+                                            "GIF8",
+                                            "RIFFWEBP",
+                                            "RIFF\x1a\0\0\0WEB"s,
+                                            "RIFF\x1a\0\0\0WAVE"s,
+                                            "RIFX\x1a\0\0\0WEBP"s,
+                                            "GIF88a",
+                                            "GIF89b",
+                                            "gif89a",
+                                            " GIF89a",
                                             "\xFF\xD8",
                                             "\xFF\xD8\xFE",
                                             "\xFF\xD9\xFF",
                                             "\xD8\xFF\xFF",
-                                            "\0\xFF\xD8\xFF"s};
+                                            "\0\xFF\xD8\xFF"s,
+                                            "BM",
+                                            "BMI is weight over the square of height",
+                                            "BM------------\x28\0\0"s,
+                                            "BM------------\x29\0\0\0"s,
+                                            "BM------------\x28\0\0\1"s,
+                                            "\0\0\1\0"s,
+                                            "\0\0\3\0\1\0\x10\x10\0\0\1\0\x20\0hi\0\0\x16\0\0\0"s,
+                                            "\0\0\1\0\0\0\x10\x10\0\0\1\0\x20\0hi\0\0\x16\0\0\0"s,
+                                            "\0\0\1\0\1\0\x10\x10\0\x20\1\0\x20\0hi\0\0\x16\0\0\0"s,
+                                            "\0\0\1\xBA\1\0\x10\x10\0\0\1\0\x20\0hi\0\0\x16\0\0\0"s,
+                                            "\0\0\1\0\1\0\x10\x10\0\0\1\0\x20\0hi\0\0\0\0\0\0"s};
     for (const std::string& text : texts) {
         CAPTURE(text);
         CHECK_FALSE(imageFormat(text));
@@ -60,4 +90,6 @@ TEST_CASE("what does not begin so is no picture") {
 TEST_CASE("the common formats are read by the one program, the rare ones by the other") {
     CHECK(imageFormat(png)->program == "sorvane-pixels");
     CHECK(imageFormat("\xFF\xD8\xFF")->program == "sorvane-pixels");
+    CHECK(imageFormat("GIF89a")->program == "sorvane-pixels");
+    CHECK(imageFormat("RIFF    WEBP")->program == "sorvane-pixels");
 }

@@ -1,12 +1,23 @@
 #include <algorithm>
 
 #include "identity/pixels/codec_choice.h"
+#include "identity/pixels/codecs/bmp.h"
+#include "identity/pixels/codecs/gif.h"
+#include "identity/pixels/codecs/icon.h"
 #include "identity/pixels/codecs/jpeg.h"
 #include "identity/pixels/codecs/png.h"
+#include "identity/pixels/codecs/webp.h"
 
 namespace sorvane::pixels {
 
-const std::uint64_t codecMemory = std::max({jpegMemory, pngMemory});
+const std::uint64_t codecMemory = std::max({
+    bmpMemory,
+    gifMemory,
+    iconMemory,
+    jpegMemory,
+    pngMemory,
+    webpMemory,
+});
 
 std::unique_ptr<Codec> openCodec(ImageFormat format, ByteSource& file) {
     switch (format) {
@@ -14,6 +25,14 @@ std::unique_ptr<Codec> openCodec(ImageFormat format, ByteSource& file) {
         return openPng(file);
     case ImageFormat::jpeg:
         return openJpeg(file);
+    case ImageFormat::gif:
+        return openGif(file);
+    case ImageFormat::webp:
+        return openWebp(file);
+    case ImageFormat::bmp:
+        return openBmp(file);
+    case ImageFormat::icon:
+        return openIcon(file);
     default:
         return nullptr;
     }

@@ -44,10 +44,18 @@ class Checker:
 
     def run_measured(self, data):
         """Output, exit status, and the peak of memory in KiB. A process begins with the peak of the
-        one that started it, so a small one has to stand between."""
-        done = subprocess.run((sys.executable, '-I', '-S', '-c', MEASURE, self.program, SECONDS),
-                              input=data, capture_output=True)
-        return done.stdout.decode(), done.returncode, int(done.stderr)
+        one that started it, so a small one has to stand between. A file too large to be held may
+        come as a list of pieces."""
+        process = subprocess.Popen(
+            (sys.executable, '-I', '-S', '-c', MEASURE, self.program, SECONDS),
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        try:
+            for piece in (data,) if isinstance(data, bytes) else data:
+                process.stdin.write(piece)
+        except BrokenPipeError:
+            pass
+        output, peak = process.communicate()
+        return output.decode(), process.returncode, int(peak)
 
     def check(self, name, good, shown=''):
         if good:
