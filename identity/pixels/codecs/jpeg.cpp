@@ -27,10 +27,10 @@ constexpr std::string_view exifName = "Exif\0\0"sv;
 constexpr std::string_view iccName = "ICC_PROFILE\0"sv;
 constexpr std::size_t longestMarker = 65'533;
 
-// Four channels of 64 coefficients, each of them sent once for every bit of its 14 and each time
-// in a scan of its own: no picture needs more. Each scan costs the time of all pixels, so that a
-// small file could otherwise keep the decoder busy for minutes.
-constexpr int scanLimit = 4 * 64 * 14;
+// A channel has 64 coefficients, each of them sent once for every bit of its 14 and each time in a
+// scan of its own: no picture needs more. Each scan costs the time of all pixels, so that a small
+// file could otherwise keep the decoder busy for minutes.
+constexpr int scanLimit = 64 * 14;
 
 J_COLOR_SPACE outputSpace(int channels) {
     if (channels == 1) return JCS_GRAYSCALE;
@@ -122,7 +122,7 @@ JpegCodec::JpegCodec(ByteSource& file) : file_(file) {
 
 void JpegCodec::onProgress(j_common_ptr jpeg) {
     JpegCodec& codec = self(jpeg);
-    if (codec.jpeg_.input_scan_number > scanLimit) codec.giveUp();
+    if (codec.jpeg_.input_scan_number > scanLimit * codec.jpeg_.num_components) codec.giveUp();
 }
 
 // A file that ends too early is ended with the marker that it lacks, as often as one is asked for.

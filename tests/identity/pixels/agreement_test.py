@@ -68,6 +68,12 @@ class Checker:
         output, status = self.run(data)
         self.check(name, (output, status) == (expected, 0), (output, status, expected))
 
+    def answers_otherwise(self, name, data, expected):
+        """The same size, and another digest."""
+        output, status = self.run(data)
+        self.check(name, status == 0 and output[64:] == expected[64:] and output != expected,
+                   (output, status))
+
     def refuses(self, name, data, seconds=SECONDS):
         output, status = self.run(data, seconds)
         self.check(name, output == '' and status != 0, (output, status))

@@ -12,7 +12,7 @@ from colour_spaces import (ADOBE, DISPLAY_P3, GREY, INKS, SRGB_POINTS, TABLES, W
 from jpeg_files import icc_segments, with_segments
 from png_agreement import SRGB_CHROMATICITIES, chromaticities_chunk, gamma_chunk, icc_chunk
 from png_files import GREY_ALPHA, PALETTE, RGB, RGBA, Picture, chunk
-from reference import answer, premultiplied
+from reference import answer, premultiplied, uniform_digest
 
 P3_POINTS = (0.3127, 0.3290, 0.68, 0.32, 0.265, 0.69, 0.15, 0.06)
 SRGB_CHUNK = chunk(b'sRGB', b'\0')
@@ -161,6 +161,21 @@ def one_picture_in_two_files(checker):
                           len(answers) == 1 and answers.pop()[1] == 0)
 
 
+def large_pictures(checker):
+    width, height = 2000, 1500
+    for space in (DISPLAY_P3, *TABLES):
+        for depth in (8, 16):
+            colours = space.colours(100, (1 << depth) - 1) * (width // 100)
+            row = b'\0' + png_files.packed([v for device, _ in colours for v in device], depth)
+            looks = b''.join(bytes(colour) + b'\xff' for _, colour in colours)
+            data = (png_files.SIGNATURE + png_files.header(width, height, RGB, depth) +
+                    icc_chunk(space.profile) +
+                    chunk(b'IDAT', zlib.compress(row * height, 1)) + chunk(b'IEND'))
+            checker.answers_within_memory('%s, a large picture, depth %d' % (space.name, depth), data,
+                                          '%s %d %d\n' % (uniform_digest(width, height, looks),
+                                                          width, height), 16)
+
+
 def hostile_profiles(checker):
     picture, looks = picture_in(DISPLAY_P3, RGB, 8)
     expected = answer(picture.pixels())
@@ -196,4 +211,4 @@ def hostile_profiles(checker):
 
 
 CASES = (every_space, gamma_and_chromaticities, precedence, srgb_in_every_way,
-         one_picture_in_two_files, hostile_profiles)
+         one_picture_in_two_files, large_pictures, hostile_profiles)

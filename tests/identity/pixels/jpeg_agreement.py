@@ -2,10 +2,12 @@
 
 import struct
 
+import colour_spaces
 import jpeg_files
 import tags
-from jpeg_files import decoded, encoded, exif_segment, icc_segments, ppm, segment, with_segments
-from reference import answer, uniform_digest
+from jpeg_files import (decoded, decoded_inks, encoded, exif_segment, icc_segments, ppm, segment,
+                        with_segments)
+from reference import answer, premultiplied, uniform_digest
 
 SAMPLINGS = {'4:4:4': '1x1', '4:2:2': '2x1', '4:2:0': '2x2', '4:4:0': '1x2', '4:1:1': '4x1',
              '4:1:0': '4x2'}
@@ -80,22 +82,71 @@ def colours(checker):
         def answers(name, segments):
             checker.answers(name + ', ' + form, with_segments(jpeg, segments), expected)
 
-        def refuses(name, segments):
-            checker.refuses(name + ', ' + form, with_segments(jpeg, segments))
+        def converts(name, segments):
+            checker.answers_otherwise(name + ', ' + form, with_segments(jpeg, segments), expected)
 
         answers('a profile of sRGB', icc_segments(same))
         answers('a profile of sRGB in pieces', icc_segments(same, 5))
         answers('a profile of sRGB in pieces out of order', icc_segments(same, 3, (2, 0, 1)))
-        refuses('another profile', icc_segments(other))
-        refuses('another profile in pieces', icc_segments(other, 255))
-        refuses('another profile in pieces out of order', icc_segments(other, 3, (1, 2, 0)))
+        converts('another profile', icc_segments(other))
+        converts('another profile in pieces', icc_segments(other, 255))
+        converts('another profile in pieces out of order', icc_segments(other, 3, (1, 2, 0)))
         answers('a profile without its last piece is as none', icc_segments(other, 3, (0, 1)))
         answers('a profile with a piece twice is as none', icc_segments(other, 3, (0, 1, 1, 2)))
         answers('a profile of zeros is as none', icc_segments(bytes(900)))
         answers('a marker that is no profile', segment(0xe2, b'FPXR\0' + bytes(40)))
-    four = with_segments(encoded(ppm(16, 16)), b'')
-    place = four.index(b'\xff\xc0')
-    checker.refuses('four channels', four[:place + 9] + b'\4' + four[place + 10:])
+
+
+def inks(checker):
+    for size in ((1, 1), (7, 5), (45, 33), (64, 70)):
+        for form, options in (('baseline', {}), ('progressive', {'progressive': True}),
+                              ('optimized', {'optimize': True})):
+            jpeg = jpeg_files.encoded_inks(*size, **options)
+            checker.answers('CMYK %s, %dx%d' % (form, *size), jpeg, answer(decoded_inks(jpeg)))
+        for sampling, factors in SAMPLINGS.items():
+            luma = tuple(int(factor) for factor in factors.split('x'))
+            factors = (luma, (1, 1), (1, 1), luma)
+            # One scan of all channels holds ten blocks at most.
+            for interleaved in (True, False)[sampling == '4:1:0':]:
+                for restart in (0, 1, 3):
+                    for mark in (None, 0, 2):
+                        jpeg = jpeg_files.coefficients(*size, factors, mark, restart, interleaved)
+                        checker.answers('four channels, %s, %dx%d, Adobe %s, restart %d%s' % (
+                            sampling, *size, mark, restart, ' together' * interleaved), jpeg,
+                            answer(decoded_inks(jpeg)))
+    jpeg = jpeg_files.encoded_inks(37, 22)
+    rows = decoded_inks(jpeg)
+    for orientation in range(1, 9):
+        checker.answers('inks of orientation %d' % orientation, with_segments(
+            jpeg, exif_segment(tags.exif(orientation))), answer(rows, orientation))
+    for length in range(jpeg.index(b'\xff\xda') + 20, len(jpeg), len(jpeg) // 20):
+        cut = jpeg[:length]
+        checker.answers('inks cut after %d bytes' % length, cut, answer(decoded_inks(cut)))
+    place = jpeg.index(b'\xff\xc0')
+    checker.refuses('five channels', jpeg[:place + 9] + b'\5' + jpeg[place + 10:])
+
+
+def inks_of_profiles(checker):
+    """Patches of one colour, such as do not depend on how it is rounded."""
+    for space in colour_spaces.INKS:
+        found = 0
+        for device, _ in space.colours(25, 255):
+            jpeg = jpeg_files.patch_of_inks(device)
+            stored = jpeg_files.inks(jpeg)[0][0]
+            colour = space.colour([value / 255 for value in stored])
+            if colour is None:
+                continue
+            found += 1
+            tagged = with_segments(jpeg, icc_segments(space.profile, 2, (1, 0)))
+            rows = [[premultiplied(*colour, 255)] * 16] * 16
+            checker.answers('%s, %s' % (space.name, stored), tagged, answer(rows))
+        checker.check('most patches are tried', found > 10, found)
+    jpeg = jpeg_files.patch_of_inks((10, 200, 90, 30))
+    for name, profile in (('RGB', colour_spaces.DISPLAY_P3.profile),
+                          ('a table cut short', colour_spaces.INKS[0].profile[:2000]),
+                          ('no table', tags.profile({}, space=b'CMYK', connection=b'Lab '))):
+        checker.answers('inks with a profile of %s are untagged' % name,
+                        with_segments(jpeg, icc_segments(profile)), answer(decoded_inks(jpeg)))
 
 
 def damage(checker):
@@ -141,6 +192,11 @@ def scans(checker):
     repeated = jpeg_files.with_scans(small, 500)
     checker.answers('hundreds of scans', repeated, answer(decoded(repeated)))
     checker.refuses('more scans than a picture can have', jpeg_files.with_scans(small, 2800))
+    four = jpeg_files.encoded_inks(40, 40, progressive=True)
+    repeated = jpeg_files.with_scans(four, 2800)
+    checker.answers('as many scans as only four channels can have', repeated,
+                    answer(decoded_inks(repeated)))
+    checker.refuses('more scans than four channels can have', jpeg_files.with_scans(four, 3600))
     flat = encoded(b'P5\n6000 6000\n255\n' + bytes(36_000_000), '-progressive')
     checker.refuses_within('a large picture of 2,600 scans',
                            jpeg_files.with_scans(flat, 2600), 2)
@@ -153,4 +209,4 @@ def segments(checker):
                                   with_segments(jpeg, many * 100), answer(decoded(jpeg)), 16)
 
 
-CASES = (every_form, orientations, exif_oddities, colours, damage, sizes, scans, segments)
+CASES = (every_form, orientations, exif_oddities, colours, inks, inks_of_profiles, damage, sizes, scans, segments)

@@ -1,10 +1,16 @@
-"""JPEG files made and decoded by the standard tools (cjpeg, djpeg), and their markers."""
+"""JPEG files made and decoded by the standard tools (cjpeg, djpeg), and their markers. Those of four
+channels, which the tools do not know, are made and decoded by the imaging library, or made here."""
 
+import io
 import random
 import struct
 import subprocess
 
+from PIL import Image, ImageFile
+
 from reference import premultiplied
+
+ImageFile.LOAD_TRUNCATED_IMAGES = True
 
 END = b'\xff\xd9'
 
@@ -47,6 +53,117 @@ def decoded(jpeg, equal_rows=0):
     pixels = [premultiplied(*(pixel * (3 // step)), 255) for pixel in pixels]
     rows = [pixels[y * width:(y + 1) * width] for y in range(height)]
     return rows[0] if equal_rows else rows
+
+
+def inks(jpeg):
+    """The stored rows of a file of four channels, each from no ink to full."""
+    picture = Image.open(io.BytesIO(jpeg))
+    width, height = picture.size
+    pixels = list(picture.getdata())
+    return [pixels[y * width:(y + 1) * width] for y in range(height)]
+
+
+def decoded_inks(jpeg):
+    """The same, as opaque pixels."""
+    return [[premultiplied(*(((255 - k) * (255 - ink) + 127) // 255 for ink in (c, m, y)), 255)
+             for c, m, y, k in row] for row in inks(jpeg)]
+
+
+def encoded_inks(width, height, **options):
+    data = ppm(width, height, 1)[-3 * width * height:]
+    pixels = [tuple(data[i:i + 3]) + (data[i] // 3,) for i in range(0, len(data), 3)]
+    picture = Image.new('CMYK', (width, height))
+    picture.putdata(pixels)
+    file = io.BytesIO()
+    picture.save(file, 'JPEG', quality=85, **options)
+    return file.getvalue()
+
+
+def patch_of_inks(colour):
+    file = io.BytesIO()
+    Image.new('CMYK', (16, 16), colour).save(file, 'JPEG', quality=100)
+    return file.getvalue()
+
+
+class Bits:
+    def __init__(self):
+        self.text = []
+
+    def add(self, value, count):
+        if count:
+            self.text.append(format(value, '0%db' % count))
+
+    def bytes(self):
+        text = ''.join(self.text)
+        text += '1' * (-len(text) % 8)
+        data = bytes(int(text[i:i + 8], 2) for i in range(0, len(text), 8))
+        return data.replace(b'\xff', b'\xff\0')
+
+
+LONGEST_DIFFERENCE = 11
+RUNS_AND_SIZES = [0] + [run << 4 | size for run in range(4) for size in range(1, 5)]
+
+
+def add_number(bits, number):
+    size = abs(number).bit_length()
+    bits.add(number if number >= 0 else number + (1 << size) - 1, size)
+
+
+def add_block(bits, chance, last):
+    """A block of random coefficients; the first of it comes back."""
+    first = chance.randint(-30, 30)
+    bits.add(abs(first - last).bit_length(), 4)
+    add_number(bits, first - last)
+    for _ in range(chance.randint(0, 4)):
+        number = chance.choice((-3, -2, -1, 1, 2, 5))
+        symbol = chance.randint(0, 3) << 4 | abs(number).bit_length()
+        bits.add(RUNS_AND_SIZES.index(symbol), 5)
+        add_number(bits, number)
+    bits.add(0, 5)
+    return first
+
+
+def scan(chance, blocks, channels, restart):
+    """`blocks`: for each unit between which the file may restart, the channels of its blocks."""
+    data, bits, last = [], Bits(), {}
+    for i, unit in enumerate(blocks):
+        if restart and i and i % restart == 0:
+            data += [bits.bytes(), bytes((0xff, 0xd0 + (i // restart - 1) % 8))]
+            bits, last = Bits(), {}
+        for channel in unit:
+            last[channel] = add_block(bits, chance, last.get(channel, 0))
+    head = bytes((len(channels),)) + b''.join(bytes((channel + 1, 0)) for channel in channels)
+    return segment(0xda, head + b'\0\x3f\0') + b''.join(data) + bits.bytes()
+
+
+def coefficients(width, height, factors, adobe=None, restart=0, interleaved=True):
+    """A file of random coefficients. `factors`: across and down, for each channel; `adobe`: the
+    transform that Adobe's marker names."""
+    chance = random.Random('%s' % ((width, height, factors, restart, interleaved),))
+    parts = [b'\xff\xd8']
+    if adobe is not None:
+        parts.append(segment(0xee, b'Adobe\0\x64\0\0\0\0' + bytes((adobe,))))
+    parts.append(segment(0xdb, b'\0' + b'\x10' * 64))
+    frame = struct.pack('>BHHB', 8, height, width, len(factors))
+    for channel, (across, down) in enumerate(factors):
+        frame += bytes((channel + 1, across << 4 | down, 0))
+    parts.append(segment(0xc0, frame))
+    for table, length, symbols in ((0x00, 4, range(LONGEST_DIFFERENCE + 1)),
+                                   (0x10, 5, RUNS_AND_SIZES)):
+        counts = [len(symbols) * (i + 1 == length) for i in range(16)]
+        parts.append(segment(0xc4, bytes([table] + counts + list(symbols))))
+    if restart:
+        parts.append(segment(0xdd, struct.pack('>H', restart)))
+    most_across, most_down = (max(sizes) for sizes in zip(*factors))
+    if interleaved:
+        unit = [channel for channel, (a, d) in enumerate(factors) for _ in range(a * d)]
+        count = -(-width // (8 * most_across)) * -(-height // (8 * most_down))
+        parts.append(scan(chance, [unit] * count, range(len(factors)), restart))
+    for channel, (across, down) in enumerate(() if interleaved else factors):
+        columns = -(-width * across // (8 * most_across))
+        rows = -(-height * down // (8 * most_down))
+        parts.append(scan(chance, [[channel]] * (columns * rows), [channel], restart))
+    return b''.join(parts) + END
 
 
 def segment(marker, body):
