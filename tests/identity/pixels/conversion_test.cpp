@@ -195,6 +195,14 @@ TEST_CASE("matrix and curves are converted to the nearest level") {
                     matrixReference(stored(adobe), adobeLight));
 }
 
+TEST_CASE("curves that begin above zero add their light once") {
+    constexpr Matrix srgb = {
+        {{0.43607, 0.38515, 0.14307}, {0.22249, 0.71687, 0.06061}, {0.01392, 0.09708, 0.71410}}};
+    checkBothDepths(
+        IccProfile{rgbProfile(curveTag({6000, 65535}))}, Channels::rgb,
+        matrixReference(stored(srgb), [](double value) { return (6000 + value * 59535) / 65535; }));
+}
+
 TEST_CASE("gamma and chromaticities are converted to the nearest level") {
     GammaAndPrimaries said{55556, {}};
     for (std::size_t i = 0; i < p3Points.size(); ++i)
@@ -245,6 +253,26 @@ TEST_CASE("tables are converted to the nearest level, their black where they say
                             reference, nearestByTable);
         }
     }
+}
+
+TEST_CASE("the table of the perceptual intent counts, whatever intent the profile names") {
+    const auto converted = [](const Bytes& profile) {
+        const Bytes pixel = {200, 100, 50};
+        Bytes rgba(4);
+        ColourStep({IccProfile{profile}}, {Channels::rgb, false})
+            .convert(pixel.data(), 1, rgba.data());
+        return rgba;
+    };
+    const Bytes perceptual = TableProfile(TableForm::mft2, 3, 9).tag();
+    Bytes other = perceptual;
+    constexpr std::ptrdiff_t beginOfGrid = 52 + 3 * 512;
+    constexpr std::ptrdiff_t endOfGrid = beginOfGrid + 9 * 9 * 9 * 6;
+    std::fill(other.begin() + beginOfGrid, other.begin() + endOfGrid, std::uint8_t{0x80});
+    Bytes both = profileOf({{"A2B0", perceptual}, {"A2B1", other}}, "RGB ", "Lab ");
+    constexpr std::size_t intentField = 67;
+    both[intentField] = 1;
+    CHECK(converted(both) == converted(profileOf({{"A2B0", perceptual}}, "RGB ", "Lab ")));
+    CHECK(converted(both) != converted(profileOf({{"A2B0", other}}, "RGB ", "Lab ")));
 }
 
 TEST_CASE("alpha stays as it is beside converted colours") {

@@ -34,8 +34,14 @@ class TableProfile {
         }
     }
 
+    /// The whole profile, and its table alone.
     Bytes bytes() const {
         return profileOf({{"A2B0", tag()}}, channels_ == 4 ? "CMYK" : "RGB ", "Lab ", "prtr");
+    }
+
+    Bytes tag() const {
+        const auto in = static_cast<std::uint8_t>(channels_);
+        return form_ == TableForm::mAB ? newTag(in) : oldTag(in);
     }
 
     /// The table's Lab for device values of 0 to 1: linear along the first of four channels,
@@ -130,11 +136,6 @@ class TableProfile {
         for (const double value : curve_)
             for (const std::uint8_t byte : numbers(value)) data.push_back(byte);
         return data;
-    }
-
-    Bytes tag() const {
-        const auto in = static_cast<std::uint8_t>(channels_);
-        return form_ == TableForm::mAB ? newTag(in) : oldTag(in);
     }
 
     Bytes oldTag(std::uint8_t in) const {
