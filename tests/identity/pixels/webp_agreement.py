@@ -2,6 +2,7 @@
 
 import hashlib
 import io
+import pathlib
 import random
 import struct
 import subprocess
@@ -16,6 +17,7 @@ from webp_files import (ALPHA, ANIMATION, EXIF, ICC, XMP, alpha_chunk, animation
 
 CLEAR = bytes(4)
 RED = (200, 100, 50)
+SEEDS = pathlib.Path(__file__).parents[2] / 'fuzz/seeds/webp'
 
 
 def noise(width, height, colours=0, alphas=(255,), seed=0):
@@ -59,7 +61,7 @@ def lossless_forms(checker):
 
 METHODS = {'plain': (), 'hasty': ('-m', '0'), 'careful': ('-m', '6'), 'coarse': ('-q', '0'),
            'fine': ('-q', '100'), 'one segment': ('-segments', '1'),
-           'eight partitions': ('-partition_limit', '50', '-low_memory'),
+           'limited partition': ('-partition_limit', '50', '-low_memory'),
            'sharp filter': ('-f', '100', '-sharpness', '7', '-strong'),
            'simple filter': ('-nostrong', '-f', '60'), 'no filter': ('-f', '0'),
            'sharp colours': ('-sharp_yuv',), 'like a JPEG': ('-jpeg_like',)}
@@ -76,7 +78,9 @@ def lossy_forms(checker):
 
 
 def other_readers(checker):
-    """The standard tool's own decoder, and files that Pillow wrote."""
+    """The standard tool's own decoder, and a file that the tool cannot make."""
+    webp = (SEEDS / 'lossy-eight-partitions').read_bytes()
+    checker.answers('eight partitions', webp, answer(decoded(webp)))
     for alpha in (False, True):
         webp = encoded(pam(soft(61, 44, alpha)), '-q', '60')
         made = subprocess.run(('dwebp', '-quiet', '-pam', '-o', '-', '--', '-'), input=webp,
