@@ -11,6 +11,7 @@ from PIL import Image
 
 import tags
 import webp_files
+from colour_spaces import ADOBE
 from reference import answer, premultiplied, uniform_digest
 from webp_files import (ALPHA, ANIMATION, EXIF, ICC, XMP, alpha_chunk, animation, chunk, decoded,
                         encoded, even, finished, frame, header, lossless, pam, pixel_chunks, riff)
@@ -188,7 +189,12 @@ def colours(checker):
                 riff(tagged, chunk(b'ICCP', tags.grey_profile(tags.gamma_curve(1.8))), pixels),
     }.items():
         checker.answers(name, webp, expected)
-    checker.answers_otherwise('another profile', riff(tagged, other, pixels), expected)
+    known = ADOBE.colours(21 * 12, 255)
+    in_adobe = [[bytes(device) + b'\xff' for device, _ in known]]
+    looks = [[premultiplied(*colour, 255) for _, colour in known]]
+    checker.answers('another profile',
+                    riff(header(ICC, 21 * 12, 1), chunk(b'ICCP', ADOBE.profile),
+                         pixel_chunks(lossless(in_adobe))), answer(looks))
     checker.refuses('a profile that is cut', riff(tagged, other)[:-20])
 
 
