@@ -33,8 +33,7 @@ std::optional<std::chrono::seconds> timeLimit(std::string_view text) {
 
 // One write: whoever reads gets the whole line or none of it.
 bool answer(const PixelIdentity& identity) {
-    const std::string line = identity.digest + ' ' + std::to_string(identity.declared.width) + ' ' +
-                             std::to_string(identity.declared.height) + '\n';
+    const std::string line = answerLine(identity);
     return ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size());
 }
 

@@ -17,6 +17,12 @@ struct PixelIdentity {
     Size declared;
 };
 
+/// The line by which it is told: digest, width and height, with a blank between them.
+inline std::string answerLine(const PixelIdentity& identity) {
+    return identity.digest + ' ' + std::to_string(identity.declared.width) + ' ' +
+           std::to_string(identity.declared.height) + '\n';
+}
+
 /// Decodes the file's first picture and digests it. Nothing, perhaps with the file half read: no
 /// picture, a damaged one, one over the budget, or one whose colours are not brought to sRGB here.
 /// Otherwise the file has been read to its end. Throws for want of memory only.

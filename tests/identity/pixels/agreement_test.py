@@ -2,14 +2,16 @@
 """Plays whole files of one format to a decoder and compares its answers with an independent
 reference: the pixels that were written into the file, or those of another reader.
 
-    agreement_test.py PROGRAM FORMAT [--sanitized]
+    agreement_test.py PROGRAM FORMAT [BATCH]
 
 The cases of a format stand in FORMAT_agreement.py.
 
-With --sanitized the peak of memory is not judged: a sanitizer has its own.
+With BATCH, the decoder that takes many files, the program is a sanitized one: it is started only
+where its process counts, and the peak of memory, which is the sanitizer's, is not judged.
 """
 
 import importlib
+import struct
 import subprocess
 import sys
 import time
@@ -28,16 +30,39 @@ sys.exit(os.waitstatus_to_exitcode(status))
 '''
 
 
+class Batch:
+    """A decoder that answers one file after the other."""
+
+    def __init__(self, program):
+        self.process = subprocess.Popen((program,), stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+
+    def run(self, data):
+        """Output and exit status, as of a process of its own."""
+        self.process.stdin.write(struct.pack('=Q', len(data)) + data)
+        self.process.stdin.flush()
+        line = self.process.stdout.readline().decode()
+        if not line:
+            sys.exit('the decoder has ended with status %d' % self.process.wait())
+        return ('', 1) if line == '\n' else (line, 0)
+
+    def end(self):
+        self.process.stdin.close()
+        if self.process.wait() != 0:
+            sys.exit('the decoder has ended with status %d' % self.process.returncode)
+
+
 class Checker:
     """Runs the program and counts what came out as it should."""
 
-    def __init__(self, program, sanitized):
+    def __init__(self, program, batch=None):
         self.program = program
-        self.sanitized = sanitized
+        self.batch = batch
         self.passed = self.failed = 0
 
     def run(self, data, seconds=SECONDS):
         """Output and exit status; the error stream must stay silent."""
+        if self.batch and seconds == SECONDS:
+            return self.batch.run(data)
         done = subprocess.run((self.program, seconds), input=data, env={}, capture_output=True)
         self.check('nothing is written to standard error', done.stderr == b'', done.stderr[-2000:])
         return done.stdout.decode(), done.returncode
@@ -88,13 +113,16 @@ class Checker:
     def answers_within_memory(self, name, data, expected, mebibytes):
         output, status, peak = self.run_measured(data)
         self.check(name, (output, status) == (expected, 0), (output, status, expected))
-        self.check(name + ' in little memory', self.sanitized or peak < mebibytes * 1024, peak)
+        self.check(name + ' in little memory', self.batch or peak < mebibytes * 1024, peak)
 
 
 def main():
-    checker = Checker(sys.argv[1], '--sanitized' in sys.argv[3:])
+    batch = Batch(sys.argv[3]) if len(sys.argv) > 3 else None
+    checker = Checker(sys.argv[1], batch)
     for case in importlib.import_module(sys.argv[2] + '_agreement').CASES:
         case(checker)
+    if batch:
+        batch.end()
     print('%d passed, %d failed' % (checker.passed, checker.failed))
     return 1 if checker.failed or not checker.passed else 0
 
