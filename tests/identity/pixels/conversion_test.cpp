@@ -235,13 +235,17 @@ TEST_CASE("tables are converted to the nearest level, their black where they say
         TableForm form;
         std::size_t channels;
         std::size_t grid;
+        bool bent;
     };
-    for (const auto& [form, channels, grid] :
-         {Row{TableForm::mft1, 3, 9}, Row{TableForm::mft2, 3, 17}, Row{TableForm::mAB, 3, 9},
-          Row{TableForm::mft1, 4, 5}, Row{TableForm::mft2, 4, 7}, Row{TableForm::mAB, 4, 5}}) {
+    for (const auto& [form, channels, grid, bent] :
+         {Row{TableForm::mft1, 3, 9, false}, Row{TableForm::mft2, 3, 17, false},
+          Row{TableForm::mAB, 3, 9, false}, Row{TableForm::mft1, 4, 5, false},
+          Row{TableForm::mft2, 4, 7, false}, Row{TableForm::mAB, 4, 5, false},
+          Row{TableForm::mft2, 3, 9, true}, Row{TableForm::mAB, 4, 5, true}}) {
         CAPTURE(form);
         CAPTURE(channels);
-        const TableProfile table(form, channels, grid);
+        CAPTURE(bent);
+        const TableProfile table(form, channels, grid, bent);
         const auto reference = [&](const Device& device) {
             return srgbOf(xyzOf(table.lab(device)));
         };

@@ -18,12 +18,16 @@ using Triple = std::array<double, 3>;
 /// The three forms that a table may have in a file.
 enum class TableForm { mft1, mft2, mAB };
 
-/// A table from device values to Lab: curves, a grid, no curves behind it.
+/// A table from device values to Lab: curves, a grid, and curves that change nothing, unless they
+/// are to be bent.
 class TableProfile {
   public:
-    TableProfile(TableForm form, std::size_t channels, std::size_t grid)
+    TableProfile(TableForm form, std::size_t channels, std::size_t grid, bool bent = false)
         : form_(form), channels_(channels), grid_(grid) {
-        for (int i = 0; i < 256; ++i) curve_.push_back(quantized(std::pow(i / 255.0, 0.8), 1));
+        for (int i = 0; i < 256; ++i) {
+            curve_.push_back(quantized(std::pow(i / 255.0, 0.8), 1));
+            behind_.push_back(quantized(std::pow(i / 255.0, bent ? 1.1 : 1), 1));
+        }
         std::size_t nodes = 1;
         for (std::size_t i = 0; i < channels; ++i) nodes *= grid;
         for (std::size_t node = 0; node < nodes; ++node) {
@@ -49,8 +53,9 @@ class TableProfile {
     Triple lab(const std::vector<double>& device) const {
         std::vector<double> place;
         for (const double value : device)
-            place.push_back(curveAt(value) * static_cast<double>(grid_ - 1));
-        const Triple encoded = interpolated(place, 0, 0);
+            place.push_back(curveAt(curve_, value) * static_cast<double>(grid_ - 1));
+        Triple encoded = interpolated(place, 0, 0);
+        for (double& value : encoded) value = curveAt(behind_, value);
         return {encoded[0] / labTop() * 100, encoded[1] / labTop() * 255 - 128,
                 encoded[2] / labTop() * 255 - 128};
     }
@@ -78,11 +83,11 @@ class TableProfile {
                 60 * (rgb[0] + rgb[1]) - 110 * rgb[2]};
     }
 
-    double curveAt(double value) const {
+    static double curveAt(const std::vector<double>& curve, double value) {
         const double place = value * 255;
         const auto below = std::min(static_cast<std::size_t>(place), std::size_t{254});
         const double part = place - static_cast<double>(below);
-        return curve_[below] * (1 - part) + curve_[below + 1] * part;
+        return curve[below] * (1 - part) + curve[below + 1] * part;
     }
 
     Triple interpolated(const std::vector<double>& place, std::size_t channel,
@@ -131,9 +136,9 @@ class TableProfile {
         return data;
     }
 
-    Bytes curve() const {
+    Bytes curve(const std::vector<double>& values) const {
         Bytes data;
-        for (const double value : curve_)
+        for (const double value : values)
             for (const std::uint8_t byte : numbers(value)) data.push_back(byte);
         return data;
     }
@@ -144,51 +149,47 @@ class TableProfile {
                              Bytes(4),
                              {in, 3, static_cast<std::uint8_t>(grid_), 0}});
         for (int i = 0; i < 9; ++i) data = joined({data, fixed16(i % 4 == 0 ? 1 : 0)});
-        if (wide) data = joined({data, {1, 0, 0, 2}});
-        for (std::size_t i = 0; i < channels_; ++i) data = joined({data, curve()});
+        if (wide) data = joined({data, {1, 0, 1, 0}});
+        for (std::size_t i = 0; i < channels_; ++i) data = joined({data, curve(curve_)});
         data = joined({data, table()});
-        for (int i = 0; i < 3; ++i) data = joined({data, line(wide)});
+        for (int i = 0; i < 3; ++i) data = joined({data, curve(behind_)});
         return data;
     }
 
-    static Bytes line(bool wide) {
-        if (wide) return {0, 0, 0xff, 0xff};
-        Bytes values;
-        for (int i = 0; i < 256; ++i) values.push_back(static_cast<std::uint8_t>(i));
-        return values;
-    }
-
-    // Its parts in the order in which they are run: curves, grid, and curves that change nothing.
+    // Its parts in the order in which they are run.
     Bytes newTag(std::uint8_t in) const {
         constexpr std::uint32_t head = 32;
-        const Bytes plain = curveTag({});
+        const Bytes last =
+            joined({test::bytes("curv"), Bytes(4), bigEndian32(256), curve(behind_)});
         Bytes curves;
         for (std::size_t i = 0; i < channels_; ++i)
-            curves = joined({curves, test::bytes("curv"), Bytes(4), bigEndian32(256), curve()});
+            curves =
+                joined({curves, test::bytes("curv"), Bytes(4), bigEndian32(256), curve(curve_)});
         Bytes points(16);
         std::fill_n(points.begin(), channels_, static_cast<std::uint8_t>(grid_));
         Bytes grid = joined({points, {2, 0, 0, 0}, table()});
         grid.resize((grid.size() + 3) / 4 * 4);
         const auto atGrid = static_cast<std::uint32_t>(head + curves.size());
-        const auto atPlain = static_cast<std::uint32_t>(atGrid + grid.size());
+        const auto atLast = static_cast<std::uint32_t>(atGrid + grid.size());
         return joined({test::bytes("mAB "),
                        Bytes(4),
                        {in, 3, 0, 0},
-                       bigEndian32(atPlain),
+                       bigEndian32(atLast),
                        Bytes(8),
                        bigEndian32(atGrid),
                        bigEndian32(head),
                        curves,
                        grid,
-                       plain,
-                       plain,
-                       plain});
+                       last,
+                       last,
+                       last});
     }
 
     TableForm form_;
     std::size_t channels_;
     std::size_t grid_;
     std::vector<double> curve_;
+    std::vector<double> behind_;
     std::vector<Triple> nodes_;
 };
 
