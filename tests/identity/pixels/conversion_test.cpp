@@ -237,15 +237,14 @@ TEST_CASE("tables are converted to the nearest level, their black where they say
         std::size_t grid;
         bool bent;
     };
-    for (const auto& [form, channels, grid, bent] :
-         {Row{TableForm::mft1, 3, 9, false}, Row{TableForm::mft2, 3, 17, false},
-          Row{TableForm::mAB, 3, 9, false}, Row{TableForm::mft1, 4, 5, false},
-          Row{TableForm::mft2, 4, 7, false}, Row{TableForm::mAB, 4, 5, false},
-          Row{TableForm::mft2, 3, 9, true}, Row{TableForm::mAB, 4, 5, true}}) {
-        CAPTURE(form);
-        CAPTURE(channels);
-        CAPTURE(bent);
-        const TableProfile table(form, channels, grid, bent);
+    for (const Row& row : {Row{TableForm::mft1, 3, 9, false}, Row{TableForm::mft2, 3, 17, false},
+                           Row{TableForm::mAB, 3, 9, false}, Row{TableForm::mft1, 4, 5, false},
+                           Row{TableForm::mft2, 4, 7, false}, Row{TableForm::mAB, 4, 5, false},
+                           Row{TableForm::mft2, 3, 9, true}, Row{TableForm::mAB, 4, 5, true}}) {
+        CAPTURE(row.form);
+        CAPTURE(row.channels);
+        CAPTURE(row.bent);
+        const TableProfile table(row.form, row.channels, row.grid, row.bent);
         const auto reference = [&](const Device& device) {
             return srgbOf(xyzOf(table.lab(device)));
         };
@@ -253,7 +252,7 @@ TEST_CASE("tables are converted to the nearest level, their black where they say
         for (const std::uint8_t version : Bytes{2, 4}) {
             constexpr std::size_t versionField = 8;
             profile[versionField] = version;
-            checkBothDepths(IccProfile{profile}, channels == 4 ? Channels::cmyk : Channels::rgb,
+            checkBothDepths(IccProfile{profile}, row.channels == 4 ? Channels::cmyk : Channels::rgb,
                             reference, nearestByTable);
         }
     }
