@@ -17,6 +17,9 @@ enum class ImageFormat {
     webp,
     bmp,
     icon,
+    pnm,
+    psd,
+    tga,
 };
 
 /// As many first bytes as any row looks at.
@@ -30,6 +33,26 @@ struct ImageFormatRow {
 
 /// The formats that people attach every day, their libraries linked in.
 inline constexpr std::string_view commonDecoder = "sorvane-pixels";
+
+/// The rare formats, and those whose libraries are heavy.
+inline constexpr std::string_view extraDecoder = "sorvane-pixels-extra";
+
+/// A header that is plausible in every field, as TGA has no signature. Each kind of picture has its
+/// depths, and a palette or zeros in its place.
+constexpr bool isTga(std::string_view bytes) {
+    constexpr std::string_view zeros("\0\0\0\0\0", 5);
+    constexpr std::string_view kinds = "\1\2\3\x09\x0a\x0b"; // palette, colour, grey; in runs
+    constexpr std::string_view colourDepths = "\x0f\x10\x18\x20";
+    if (bytes.size() < 18 || kinds.find(bytes[2]) == kinds.npos) return false;
+    const int kind = bytes[2] & 3;
+    const std::string_view depths = kind == 2 ? colourDepths : "\x08\x10";
+    const bool palette = bytes[1] == 1 && bytes.substr(5, 2) != zeros.substr(0, 2) &&
+                         colourDepths.find(bytes[7]) != colourDepths.npos;
+    const bool noPalette = bytes[1] == 0 && bytes.substr(3, 5) == zeros && kind != 1;
+    return (palette || noPalette) && depths.find(bytes[16]) != depths.npos &&
+           bytes.substr(12, 2) != zeros.substr(0, 2) && bytes.substr(14, 2) != zeros.substr(0, 2) &&
+           (bytes[17] & 0xc0) == 0;
+}
 
 inline constexpr std::array imageFormats = {
     ImageFormatRow{ImageFormat::png, commonDecoder,
@@ -63,6 +86,25 @@ inline constexpr std::array imageFormats = {
                               (bytes[9] == 0 || bytes[9] == '\xff') &&
                               bytes.substr(18, 4) != std::string_view("\0\0\0\0", 4);
                    }},
+    ImageFormatRow{ImageFormat::pnm, extraDecoder,
+                   [](std::string_view bytes) {
+                       // Behind the map's number white space, and then more of it, a comment or a
+                       // size; PAM has lines from here on.
+                       constexpr std::string_view space = " \t\n\v\f\r";
+                       constexpr std::string_view next = " \t\n\v\f\r#0123456789";
+                       if (bytes.starts_with("P7\n")) return true;
+                       return bytes.size() >= 4 && bytes[0] == 'P' && bytes[1] >= '1' &&
+                              bytes[1] <= '6' &&
+                              (bytes[2] == '#' || (space.find(bytes[2]) != space.npos &&
+                                                   next.find(bytes[3]) != next.npos));
+                   }},
+    ImageFormatRow{
+        ImageFormat::psd, extraDecoder,
+        [](std::string_view bytes) {
+            return bytes.starts_with({"8BPS\0\1", 6}) || bytes.starts_with({"8BPS\0\2", 6});
+        }},
+    // Last, for want of a signature.
+    ImageFormatRow{ImageFormat::tga, extraDecoder, isTga},
 };
 
 /// The first row that recognises the file, or nothing: then the file is no image here.

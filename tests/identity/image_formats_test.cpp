@@ -38,6 +38,15 @@ TEST_CASE("a format is recognised by its first bytes") {
     CHECK(formatOf("\0\0\1\0\1\0\x10\x10\0\0\1\0\x20\0hi\0\0\x16\0\0\0"s) == ImageFormat::icon);
     CHECK(formatOf("\0\0\2\0\1\0\x10\x10\0\0\7\0\7\0hi\0\0\x16\0\0\0"s) == ImageFormat::icon);
     CHECK(formatOf("\0\0\1\0\1\0\x10\x10\0\xFF\1\0\x20\0hi\0\0\x16\0\0\0"s) == ImageFormat::icon);
+    CHECK(formatOf("P1\n1 1\n0") == ImageFormat::pnm);
+    CHECK(formatOf("P6 # by hand\n1 1 255\nrgb") == ImageFormat::pnm);
+    CHECK(formatOf("P5#by hand\n1 1 255\ng") == ImageFormat::pnm);
+    CHECK(formatOf("P7\nWIDTH 1\n") == ImageFormat::pnm);
+    CHECK(formatOf("\0\0\2\0\0\0\0\0\0\0\0\0\1\0\1\0\x18\0bgr"s) == ImageFormat::tga);
+    CHECK(formatOf("\x0C\0\x0B\0\0\0\0\0\0\0\0\0\0\1\0\1\x08\x20made by"s) == ImageFormat::tga);
+    CHECK(formatOf("\0\1\1\0\0\0\1\x18\0\0\0\0\1\0\1\0\x08\0bgr"s) == ImageFormat::tga);
+    CHECK(formatOf("8BPS\0\1"s) == ImageFormat::psd);
+    CHECK(formatOf("8BPS\0\2\0\0"s) == ImageFormat::psd);
 }
 
 TEST_CASE("what does not begin so is no picture") {
@@ -80,7 +89,25 @@ TEST_CASE("what does not begin so is no picture") {
                                             "\0\0\1\0\0\0\x10\x10\0\0\1\0\x20\0hi\0\0\x16\0\0\0"s,
                                             "\0\0\1\0\1\0\x10\x10\0\x20\1\0\x20\0hi\0\0\x16\0\0\0"s,
                                             "\0\0\1\xBA\1\0\x10\x10\0\0\1\0\x20\0hi\0\0\x16\0\0\0"s,
-                                            "\0\0\1\0\1\0\x10\x10\0\0\1\0\x20\0hi\0\0\0\0\0\0"s};
+                                            "\0\0\1\0\1\0\x10\x10\0\0\1\0\x20\0hi\0\0\0\0\0\0"s,
+                                            "P6",
+                                            "P6\n",
+                                            "P6 is a processor",
+                                            "P12 1 1 0",
+                                            "P0\n1 1",
+                                            "P8\n1 1",
+                                            "p6\n1 1",
+                                            "P7 332\n",
+                                            "8BPS",
+                                            "8BPS\0\3"s,
+                                            "\0\0\2\0\0\0\0\0\0\0\0\0\1\0\1\0\x18"s,
+                                            "\0\0\2\0\0\0\0\0\0\0\0\0\0\0\1\0\x18\0"s,
+                                            "\0\0\2\0\0\0\0\0\0\0\0\0\1\0\0\0\x18\0"s,
+                                            "\0\0\2\0\0\0\0\0\0\0\0\0\1\0\1\0\x17\0"s,
+                                            "\0\0\2\0\0\0\0\0\0\0\0\0\1\0\1\0\x18\x40"s,
+                                            "\0\0\2\0\1\0\0\0\0\0\0\0\1\0\1\0\x18\0"s,
+                                            "\0\0\1\0\0\0\0\0\0\0\0\0\1\0\1\0\x08\0"s,
+                                            "\0\1\1\0\0\0\0\x18\0\0\0\0\1\0\1\0\x08\0"s};
     for (const std::string& text : texts) {
         CAPTURE(text);
         CHECK_FALSE(imageFormat(text));
@@ -92,4 +119,5 @@ TEST_CASE("the common formats are read by the one program, the rare ones by the 
     CHECK(imageFormat("\xFF\xD8\xFF")->program == "sorvane-pixels");
     CHECK(imageFormat("GIF89a")->program == "sorvane-pixels");
     CHECK(imageFormat("RIFF    WEBP")->program == "sorvane-pixels");
+    CHECK(imageFormat("P1\n1 1\n0")->program == "sorvane-pixels-extra");
 }

@@ -46,6 +46,7 @@ std::optional<PictureHeader> BmpCodec::readHeader() {
         // profile behind the last.
         kept_.emplace(dib_->size, header.samples.pixelBytes());
         if (!readDibPixels(*dib_, file_, *kept_)) return std::nullopt;
+        header.rowsInOrder = true;
         if (auto profile = readProfile()) header.colour.emplace_back(std::move(*profile));
     }
     return header;
