@@ -15,6 +15,7 @@ enum class ImageFormat {
     jpeg,
     gif,
     webp,
+    tiff,
     bmp,
     icon,
     pnm,
@@ -67,6 +68,13 @@ inline constexpr std::array imageFormats = {
                    [](std::string_view bytes) {
                        return bytes.size() >= 12 && bytes.starts_with("RIFF") &&
                               bytes.substr(8, 4) == "WEBP";
+                   }},
+    ImageFormatRow{ImageFormat::tiff, commonDecoder,
+                   [](std::string_view bytes) {
+                       return bytes.starts_with(std::string_view("II*\0", 4)) ||
+                              bytes.starts_with(std::string_view("MM\0*", 4)) ||
+                              bytes.starts_with(std::string_view("II+\0\x08\0\0\0", 8)) ||
+                              bytes.starts_with(std::string_view("MM\0+\0\x08\0\0", 8));
                    }},
     ImageFormatRow{ImageFormat::bmp, commonDecoder,
                    [](std::string_view bytes) {

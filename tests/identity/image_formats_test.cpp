@@ -28,6 +28,9 @@ TEST_CASE("a format is recognised by its first bytes") {
     CHECK(formatOf("\xFF\xD8\xFF\xE0\0\x10JFIF\0"s) == ImageFormat::jpeg);
     CHECK(formatOf("\xFF\xD8\xFF\xE1") == ImageFormat::jpeg);
     CHECK(formatOf("\xFF\xD8\xFF\xDB") == ImageFormat::jpeg);
+    for (const std::string& beginning :
+         {"II*\0"s, "MM\0*"s, "II*\0\x08\0\0\0"s, "II+\0\x08\0\0\0"s, "MM\0+\0\x08\0\0"s})
+        CHECK(formatOf(beginning) == ImageFormat::tiff);
     CHECK(formatOf("GIF87a") == ImageFormat::gif);
     CHECK(formatOf("GIF89a\x01\0\x01\0"s) == ImageFormat::gif);
     CHECK(formatOf("RIFF\x1a\0\0\0WEBP"s) == ImageFormat::webp);
@@ -79,6 +82,12 @@ TEST_CASE("what does not begin so is no picture") {
                                             "\xFF\xD9\xFF",
                                             "\xD8\xFF\xFF",
                                             "\0\xFF\xD8\xFF"s,
+                                            "II*"s,
+                                            "II\0*"s,
+                                            "MM*\0"s,
+                                            "IM*\0"s,
+                                            "II+\0"s,
+                                            "II+\0\0\x08\0\0"s,
                                             "BM",
                                             "BMI is weight over the square of height",
                                             "BM------------\x28\0\0"s,
@@ -117,6 +126,7 @@ TEST_CASE("what does not begin so is no picture") {
 TEST_CASE("the common formats are read by the one program, the rare ones by the other") {
     CHECK(imageFormat(png)->program == "sorvane-pixels");
     CHECK(imageFormat("\xFF\xD8\xFF")->program == "sorvane-pixels");
+    CHECK(imageFormat("MM\0*"s)->program == "sorvane-pixels");
     CHECK(imageFormat("GIF89a")->program == "sorvane-pixels");
     CHECK(imageFormat("RIFF    WEBP")->program == "sorvane-pixels");
     CHECK(imageFormat("P1\n1 1\n0")->program == "sorvane-pixels-extra");

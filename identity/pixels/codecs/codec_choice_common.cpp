@@ -6,6 +6,7 @@
 #include "identity/pixels/codecs/icon.h"
 #include "identity/pixels/codecs/jpeg.h"
 #include "identity/pixels/codecs/png.h"
+#include "identity/pixels/codecs/tiff.h"
 #include "identity/pixels/codecs/webp.h"
 
 namespace sorvane::pixels {
@@ -16,6 +17,7 @@ const std::uint64_t codecMemory = std::max({
     iconMemory,
     jpegMemory,
     pngMemory,
+    tiffMemory,
     webpMemory,
 });
 
@@ -29,6 +31,8 @@ std::unique_ptr<Codec> openCodec(ImageFormat format, ByteSource& file) {
         return openGif(file);
     case ImageFormat::webp:
         return openWebp(file);
+    case ImageFormat::tiff:
+        return openTiff(file);
     case ImageFormat::bmp:
         return openBmp(file);
     case ImageFormat::icon:

@@ -1,5 +1,7 @@
+#include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <new>
 
 #include <fcntl.h>
@@ -10,6 +12,8 @@
 #include <doctest/doctest.h>
 
 #include "identity/pixels/budget.h"
+#include "identity/pixels/codec_choice.h"
+#include "identity/pixels/colour_engine.h"
 #include "identity/pixels/confinement.h"
 #include "tests/forked.h"
 
@@ -48,10 +52,24 @@ TEST_CASE("a confined process reads, writes, and takes memory for every picture 
           }) == 0);
 }
 
+TEST_CASE("a confined process sorts much at once") {
+    CHECK(inConfinement([] {
+              std::array<int, 4096> numbers{};
+              numbers[0] = 1;
+              std::qsort(numbers.data(), numbers.size(), sizeof(int),
+                         [](const void* one, const void* other) {
+                             return *static_cast<const int*>(one) - *static_cast<const int*>(other);
+                         });
+              return numbers.back() == 1;
+          }) == 0);
+}
+
 TEST_CASE("a confined process is refused more memory than that, by an exception") {
     CHECK(inConfinement([] {
+              constexpr std::size_t elsewhere = std::size_t{96} << 20;
               try {
-                  return ::operator new(2'000'000'000) == nullptr;
+                  return ::operator new(pixels::frameLimit + pixels::codecMemory +
+                                        pixels::engineMemory + elsewhere) == nullptr;
               } catch (const std::bad_alloc&) {
                   return true;
               }
