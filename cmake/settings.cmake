@@ -20,7 +20,11 @@ if(SORVANE_SANITIZE)
 elseif(APPLE)
     target_link_options(sorvane_settings INTERFACE -Wl,-dead_strip -Wl,-dead_strip_dylibs)
 else()
-    # A program of ours starts at every prompt: it needs no shared library but the C library.
+    # A program of ours starts at every prompt: it needs no shared library but the C library. One that
+    # links shared libraries written in C++ shares their run time (SORVANE_SHARED_RUN_TIME): there
+    # must not be two of it.
     target_link_options(sorvane_settings INTERFACE
-        -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed)
+        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:SORVANE_SHARED_RUN_TIME>>>:-static-libstdc++>
+        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:SORVANE_SHARED_RUN_TIME>>>:-static-libgcc>
+        -Wl,--gc-sections -Wl,--as-needed)
 endif()

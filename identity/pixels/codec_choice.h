@@ -13,8 +13,12 @@ namespace sorvane::pixels {
 /// The codec of a format; null when another program reads it. `file` must outlive the codec.
 std::unique_ptr<Codec> openCodec(ImageFormat format, ByteSource& file);
 
+/// Lets the codecs' libraries open and ask whatever they need for good, as long as they may: called
+/// once, before the process is confined.
+void prepareCodecs();
+
 /// What the program's codecs and their libraries take beside the frame, at most, in bytes of
-/// address space.
+/// address space; shared libraries count whole, as they are mapped.
 extern const std::uint64_t codecMemory;
 
 } // namespace sorvane::pixels

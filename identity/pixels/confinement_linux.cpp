@@ -11,6 +11,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include "identity/pixels/budget.h"
 #include "identity/pixels/codec_choice.h"
@@ -113,6 +114,9 @@ void filterCalls() {
 
 void confine(std::chrono::seconds limit) {
     limitTime(limit);
+    prepareCodecs();
+    // Some libraries complain there of every damaged file, and nobody reads it.
+    ::close(STDERR_FILENO);
     limitResource(RLIMIT_AS, frameLimit + codecMemory + engineMemory + elsewhere);
     limitResource(RLIMIT_NOFILE, 0);
     limitResource(RLIMIT_FSIZE, 0);

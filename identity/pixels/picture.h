@@ -52,6 +52,8 @@ struct SampleFormat {
 struct PictureHeader {
     /// As stored, before the orientation.
     Size size;
+    /// What the file declares, where that is not the size of what is handed over.
+    std::optional<Size> declared;
     Orientation orientation = Orientation::upright;
     SampleFormat samples;
     /// The spans come as whole rows from top to bottom. False: they come in another order.

@@ -9,14 +9,16 @@
 namespace sorvane::pixels {
 
 std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
-    const auto row = imageFormat(file.peek(recognitionLength));
+    const auto row = imageFormat(file.peek(signatures::length));
     const auto codec = row ? openCodec(row->format, file) : nullptr;
     const auto header = codec ? codec->readHeader() : std::nullopt;
     if (!header || !withinPixelBudget(header->size)) return std::nullopt;
+    const Size declared = header->declared.value_or(header->size);
+    if (!withinPixelBudget(declared)) return std::nullopt;
     PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
     if (!codec->readPixels(hasher)) return std::nullopt;
     file.drain();
-    return PixelIdentity{hasher.hex(), header->size};
+    return PixelIdentity{hasher.hex(), declared};
 }
 
 } // namespace sorvane::pixels

@@ -19,6 +19,10 @@ std::optional<ImageFormat> formatOf(std::string_view firstBytes) {
     return row ? std::optional(row->format) : std::nullopt;
 }
 
+std::string boxOf(std::string_view name, const std::string& body) {
+    return "\0\0\0"s + static_cast<char>(8 + body.size()) + std::string(name) + body;
+}
+
 } // namespace
 
 TEST_CASE("a format is recognised by its first bytes") {
@@ -50,6 +54,13 @@ TEST_CASE("a format is recognised by its first bytes") {
     CHECK(formatOf("\0\1\1\0\0\0\1\x18\0\0\0\0\1\0\1\0\x08\0bgr"s) == ImageFormat::tga);
     CHECK(formatOf("8BPS\0\1"s) == ImageFormat::psd);
     CHECK(formatOf("8BPS\0\2\0\0"s) == ImageFormat::psd);
+    CHECK(formatOf(boxOf("ftyp", "heic\0\0\0\0mif1heic"s)) == ImageFormat::heif);
+    CHECK(formatOf(boxOf("ftyp", "avif\0\0\0\0"s)) == ImageFormat::heif);
+    CHECK(formatOf("\xFF\x4F\xFF\x51") == ImageFormat::jpeg2000);
+    CHECK(formatOf(boxOf("jP  ", "\r\n\x87\n") + boxOf("ftyp", "")) == ImageFormat::jpeg2000);
+    CHECK(formatOf("\xFF\x0A") == ImageFormat::jpegXl);
+    CHECK(formatOf(boxOf("JXL ", "\r\n\x87\n") + boxOf("ftyp", "")) == ImageFormat::jpegXl);
+    CHECK(formatOf(boxOf("ftyp", "MiHB\0\0\0\0MiHEMiPrmif1"s)) == ImageFormat::heif);
 }
 
 TEST_CASE("what does not begin so is no picture") {
@@ -116,7 +127,15 @@ TEST_CASE("what does not begin so is no picture") {
                                             "\0\0\2\0\0\0\0\0\0\0\0\0\1\0\1\0\x18\x40"s,
                                             "\0\0\2\0\1\0\0\0\0\0\0\0\1\0\1\0\x18\0"s,
                                             "\0\0\1\0\0\0\0\0\0\0\0\0\1\0\1\0\x08\0"s,
-                                            "\0\1\1\0\0\0\0\x18\0\0\0\0\1\0\1\0\x08\0"s};
+                                            "\0\1\1\0\0\0\0\x18\0\0\0\0\1\0\1\0\x08\0"s,
+                                            boxOf("ftyp", "isom\0\0\0\0mp42avc1"s),
+                                            boxOf("ftyp", "qt  heic\0\0\0\0"s),
+                                            boxOf("ftyp", "isom\0\0\0\0"s) + "heic",
+                                            boxOf("free", "heic\0\0\0\0mif1heic"s),
+                                            boxOf("ftyp", ""),
+                                            boxOf("JXL ", "\r\n\x87\r"),
+                                            boxOf("jP2 ", "\r\n\x87\n"),
+                                            "\xFF\x4F\xFF\x52"};
     for (const std::string& text : texts) {
         CAPTURE(text);
         CHECK_FALSE(imageFormat(text));
@@ -130,4 +149,5 @@ TEST_CASE("the common formats are read by the one program, the rare ones by the 
     CHECK(imageFormat("GIF89a")->program == "sorvane-pixels");
     CHECK(imageFormat("RIFF    WEBP")->program == "sorvane-pixels");
     CHECK(imageFormat("P1\n1 1\n0")->program == "sorvane-pixels-extra");
+    CHECK(imageFormat(boxOf("ftyp", "heic\0\0\0\0"s))->program == "sorvane-pixels-extra");
 }

@@ -21,6 +21,8 @@ const std::uint64_t codecMemory = std::max({
     webpMemory,
 });
 
+void prepareCodecs() {}
+
 std::unique_ptr<Codec> openCodec(ImageFormat format, ByteSource& file) {
     switch (format) {
     case ImageFormat::png:

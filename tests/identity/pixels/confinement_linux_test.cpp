@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -80,6 +81,7 @@ TEST_CASE("a confined process that asks for anything else is killed") {
     CHECK(isKilledFor([] { ::open("/dev/null", O_RDONLY); }));
     CHECK(isKilledFor([] { ::socket(AF_UNIX, SOCK_STREAM, 0); }));
     CHECK(isKilledFor([] { ::fork(); }));
+    CHECK(isKilledFor([] { std::thread([] {}).join(); }));
     CHECK(isKilledFor([] { ::dup(0); }));
     CHECK(isKilledFor([] { ::getppid(); }));
     CHECK(isKilledFor([] { ::kill(::getppid(), 0); }));

@@ -85,8 +85,8 @@ def colours(checker):
         name = ', mode %d' % mode
         checker.answers('a profile of sRGB' + name, picture.file(
             resources=around + resource(ICC, srgb[mode]) + around), expected)
-        checker.refuses('another profile' + name, picture.file(
-            resources=around + resource(ICC, other[mode]) + around))
+        checker.answers_otherwise('another profile' + name, picture.file(
+            resources=around + resource(ICC, other[mode]) + around), expected)
         checker.answers('a profile of zeros is as none' + name,
                         picture.file(resources=resource(ICC, bytes(501))), expected)
         checker.answers_within_memory('a profile of 20 MB is as none' + name, picture.file(

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <libheif/heif.h>
+#include <optional>
+
+#include "identity/pixels/kept_file.h"
+
+namespace sorvane::pixels {
+
+/// A file of boxes as libheif reads it, kept as far as it is read. libheif looks at every outermost
+/// box to the end of the file before it looks at a picture; here it finds that end behind the box
+/// that describes the pictures, so that whatever follows them is not even read. Nothing here throws
+/// but for want of memory.
+class BoxedFile {
+  public:
+    /// As KeptFile.
+    BoxedFile(ByteSource& file, std::size_t limit) : kept_(file, limit) {}
+    BoxedFile(const BoxedFile&) = delete;
+    BoxedFile& operator=(const BoxedFile&) = delete;
+
+    /// Reads the boxes into `context`, which reads the pictures through this from then on. False:
+    /// there are none, or they are damaged.
+    bool readBoxes(heif_context* context);
+
+  private:
+    static BoxedFile& self(void* data) { return *static_cast<BoxedFile*>(data); }
+    static std::int64_t position(void* data) { return self(data).position_; }
+    static int read(void* to, std::size_t count, void* data);
+    static int seek(std::int64_t position, void* data);
+    static heif_reader_grow_status waitForSize(std::int64_t size, void* data);
+
+    std::optional<std::int64_t> descriptionEnd();
+
+    KeptFile kept_;
+    std::int64_t position_ = 0;
+    // Where the file seems to end, until that has been noticed.
+    std::optional<std::int64_t> end_;
+};
+
+} // namespace sorvane::pixels

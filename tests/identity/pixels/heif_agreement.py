@@ -1,0 +1,164 @@
+"""Cases of HEIF files: HEIC and AVIF."""
+
+import struct
+
+import tags
+from heif_files import (AVIF, HEIC, LOSSLESS, box, boxes, clipping, colours, decoded, encoded,
+                        inside, meta, mirroring, profiled, rotation, with_properties)
+from reference import answer, upright
+from samples import close, soft
+
+
+def every_form(checker):
+    forms = {'4:2:0': (), '4:2:2': ('-p', 'chroma=422'), '4:4:4': ('-p', 'chroma=444'),
+             'lossless': LOSSLESS}
+    for kind in (HEIC, AVIF):
+        for channels in (1, 2, 3, 4):
+            for width, height in ((64, 48), (65, 47), (128, 40)):
+                picture = soft(width, height, channels)
+                for name, options in forms.items():
+                    heif = encoded(picture, kind, *options)
+                    checker.answers('%s, %d channels, %s, %dx%d' %
+                                    (kind, channels, name, width, height), heif,
+                                    answer(decoded(heif).pixels()))
+
+
+def what_was_written(checker):
+    """Colours may lose their last bit on the way to those of a film and back, grey none."""
+    for kind in (HEIC, AVIF):
+        for channels, levels in ((1, 0), (3, 2), (4, 2)):
+            picture = soft(40, 32, channels)
+            result = decoded(encoded(picture, kind, *LOSSLESS))
+            if channels == 1:
+                result.rows = [[pixel[:1] for pixel in row] for row in result.rows]
+            checker.check('%s keeps %d channels' % (kind, channels),
+                          close(picture, result, levels))
+
+
+def depths(checker):
+    for bits in (10, 12):
+        for channels in (1, 3, 4):
+            heif = encoded(soft(48, 40, channels, 16), HEIC, '-b', str(bits), *LOSSLESS)
+            checker.answers('%d bits, %d channels' % (bits, channels), heif,
+                            answer(decoded(heif).with_bits(bits).pixels()))
+
+
+def turns(checker):
+    turned = {1: 8, 2: 3, 3: 6}
+    for kind, channels in ((HEIC, 3), (AVIF, 3), (AVIF, 4), (HEIC, 1)):
+        heif = encoded(soft(48, 32, channels), kind)
+        rows = decoded(heif).pixels()
+        name = '%s, %d channels' % (kind, channels)
+        for quarters, orientation in turned.items():
+            checker.answers('%s turned by %d' % (name, quarters),
+                            with_properties(heif, rotation(quarters)), answer(rows, orientation))
+            checker.answers('%s turned by %d and mirrored' % (name, quarters),
+                            with_properties(heif, rotation(quarters), mirroring(1)),
+                            turned_answer(upright(upright(rows, orientation), 2), rows))
+        for axis, orientation in ((0, 4), (1, 2)):
+            checker.answers('%s mirrored at %d' % (name, axis),
+                            with_properties(heif, mirroring(axis)), answer(rows, orientation))
+
+
+def turned_answer(rows, stored):
+    """For pixels that are upright already, with the size of the stored ones."""
+    return ' '.join((answer(rows).split()[0], str(len(stored[0])), str(len(stored)))) + '\n'
+
+
+def clippings(checker):
+    for kind in (HEIC, AVIF):
+        heif = encoded(soft(48, 32, 3), kind)
+        rows = decoded(heif).pixels()
+        part = [row[10:40] for row in rows[8:28]]
+        clip = clipping(30, 20, 2, 4)
+        checker.answers('%s clipped' % kind, with_properties(heif, clip),
+                        turned_answer(part, rows))
+        checker.answers('%s clipped and turned' % kind,
+                        with_properties(heif, clip, rotation(3)),
+                        turned_answer(upright(part, 6), rows))
+
+
+def premultiplication(checker):
+    picture = soft(48, 32, 4)
+    for row in picture.rows:
+        row[:] = [tuple(min(value, pixel[3]) for value in pixel) for pixel in row]
+    heif = encoded(picture, AVIF, '--premultiplied-alpha', *LOSSLESS)
+    shown = decoded(heif)
+    checker.answers('colours that are multiplied by alpha already', heif, answer(
+        [[bytes(min(value, pixel[3]) for value in pixel) for pixel in row]
+         for row in shown.rows]))
+
+
+def exif_says_nothing(checker):
+    heif = encoded(soft(40, 24, 3), HEIC)
+    rows = decoded(heif).pixels()
+    begin, end = meta(heif)
+    checker.answers('Exif behind everything', heif + box(b'Exif', tags.exif(6)), answer(rows))
+    checker.check('there is a description', end > begin)
+
+
+def colour_statements(checker):
+    for kind in (HEIC, AVIF):
+        heif = encoded(soft(40, 24, 3), kind)
+        rows = decoded(heif).pixels()
+        checker.answers('%s with a profile of sRGB' % kind,
+                        with_properties(heif, profiled(tags.rgb_profile())), answer(rows))
+        for primaries, transfer in ((1, 13), (1, 1), (2, 2), (1, 2)):
+            tagged = with_properties(heif, colours(primaries, transfer))
+            checker.answers('%s with colours %d, %d' % (kind, primaries, transfer), tagged,
+                            answer(decoded(tagged).pixels()))
+        wide = with_properties(heif, colours(12, 13))
+        profile = profiled(tags.rgb_profile(primaries=tags.DISPLAY_P3))
+        checker.answers('%s, wide colours by number as by profile' % kind, wide,
+                        checker.run(with_properties(heif, colours(12, 13), profile))[0])
+        checker.check('%s, wide colours are converted' % kind, checker.run(wide) !=
+                      checker.run(with_properties(heif, colours(1, 13))))
+        for primaries, transfer in ((9, 16), (9, 18), (1, 8), (4, 13), (767, 65535)):
+            checker.refuses('%s with colours %d, %d' % (kind, primaries, transfer),
+                            with_properties(heif, colours(primaries, transfer)))
+
+
+def damage(checker):
+    for kind in (HEIC, AVIF):
+        heif = encoded(soft(96, 80, 3), kind)
+        for length in list(range(0, len(heif), max(1, len(heif) // 60))) + [len(heif) - 1]:
+            checker.refuses('%s cut after %d of %d bytes' % (kind, length, len(heif)),
+                            heif[:length])
+        for name in (b'pitm', b'iloc', b'iinf', b'iprp'):
+            checker.refuses('%s without %s' % (kind, name.decode()), heif.replace(name, b'free'))
+
+
+def resized(heif, width, height):
+    """With all that is said about sizes saying another."""
+    begin, end = inside(heif, b'iprp', *meta(heif))
+    begin, end = inside(heif, b'ipco', begin + 8, end)
+    for name, place, _ in list(boxes(heif, begin + 8, end)):
+        if name == b'ispe':
+            heif = heif[:place + 12] + struct.pack('>II', width, height) + heif[place + 20:]
+    return heif
+
+
+def sizes(checker):
+    heif = encoded(soft(64, 64, 3), HEIC)
+    for width, height in ((0, 64), (64, 0), (8000, 8000), (60_000_001, 1), (1 << 31, 2)):
+        checker.refuses('%dx%d is not decoded' % (width, height), resized(heif, width, height))
+
+
+def bombs(checker):
+    for kind in (HEIC, AVIF):
+        heif = encoded(soft(64, 64, 3), kind)
+        expected = answer(decoded(heif).pixels())
+        checker.answers_within_memory('%s before 100 MB' % kind, heif + bytes(100_000_000),
+                                      expected, 24)
+        checker.answers_within_memory('%s before a box of 100 MB' % kind,
+                                      heif + struct.pack('>I4s', 100_000_008, b'free') +
+                                      bytes(100_000_000), expected, 24)
+        checker.answers_within_memory('%s before a million boxes' % kind,
+                                      heif + box(b'free', b'') * 1_000_000, expected, 24)
+    checker.refuses('boxes without end', box(b'ftyp', b'heic\0\0\0\0mif1heic') +
+                    box(b'free', b'') * 1_000_000)
+    checker.refuses('a film', box(b'ftyp', b'msf1\0\0\0\0msf1hevc') + box(b'moov', bytes(500)))
+
+
+CASES = (every_form, what_was_written, depths, turns, clippings, premultiplication,
+         exif_says_nothing, colour_statements, damage, sizes, bombs)

@@ -1,0 +1,139 @@
+"""HEIF files made by the standard tool (heif-enc), their boxes changed, and read by its twin
+(heif-convert)."""
+
+import struct
+
+from samples import from_png, through_tool
+
+LOSSLESS = ('-L', '-p', 'chroma=444', '--matrix_coefficients=0')
+HEIC, AVIF = '.heic', '.avif'
+
+
+def encoded(picture, kind, *options):
+    return through_tool(picture.png(), '.png', kind,
+                        lambda source, result: ('heif-enc', *options, '-o', result, source))
+
+
+def decoded(heif):
+    return from_png(through_tool(heif, '.heif', '.png',
+                                 lambda source, result: ('heif-convert', source, result)))
+
+
+def box(name, body):
+    return struct.pack('>I', len(body) + 8) + name + body
+
+
+def boxes(data, place=0, end=None):
+    """Name and place of every box, whole."""
+    end = len(data) if end is None else end
+    while place < end:
+        size = struct.unpack_from('>I', data, place)[0]
+        yield data[place + 4:place + 8], place, size
+        place += size
+
+
+def inside(data, name, place=0, end=None):
+    """Where the one box of that name begins and ends."""
+    return next((at, at + size) for found, at, size in boxes(data, place, end) if found == name)
+
+
+def meta(data):
+    begin, end = inside(data, b'meta')
+    return begin + 12, end
+
+
+def grown(data, place, added):
+    """With a box's length, which stands at `place`, so much larger."""
+    size = struct.unpack_from('>I', data, place)[0] + added
+    return data[:place] + struct.pack('>I', size) + data[place + 4:]
+
+
+def moved(data, added):
+    """With the places of all items' bytes in the file so much later."""
+    place, end = inside(data, b'iloc', *meta(data))
+    count = struct.unpack_from('>H', data, place + 14)[0]
+    version, sizes = data[place + 8], (data[place + 12], data[place + 13] >> 4)
+    if sizes != (0x44, 4):
+        raise ValueError('another form of places')
+    at = place + 16
+    for _ in range(count):
+        method = 0 if version == 0 else data[at + 3] & 15
+        base = at + (4 if version == 0 else 6)
+        extents = struct.unpack_from('>H', data, base + 4)[0]
+        if method == 0:
+            old = struct.unpack_from('>I', data, base)[0]
+            data = data[:base] + struct.pack('>I', old + added) + data[base + 4:]
+        at = base + 6 + 8 * extents
+    return data
+
+
+def associated(entries, primary, numbers):
+    """The items' list of properties with further numbers for every item that is not hidden
+    behind the primary one."""
+    version_flags, count = struct.unpack_from('>II', entries)
+    if version_flags:
+        raise ValueError('another form of associations')
+    result, at = entries[:8], 8
+    for _ in range(count):
+        item, length = struct.unpack_from('>HB', entries, at)
+        own = entries[at + 3:at + 3 + length]
+        at += 3 + length
+        if item in primary:
+            own += bytes(0x80 | number for number in numbers)
+        result += struct.pack('>HB', item, len(own)) + own
+    return result
+
+
+def primary_items(data):
+    """The primary item, and what refers to it: its alpha."""
+    begin, end = meta(data)
+    primary = struct.unpack_from('>H', data, inside(data, b'pitm', begin, end)[0] + 12)[0]
+    items = {primary}
+    for name, place, size in boxes(data, begin, end):
+        if name == b'iref':
+            for kind, at, _ in boxes(data, place + 12, place + size):
+                item, _, to = struct.unpack_from('>HHH', data, at + 8)
+                if kind == b'auxl' and to == primary:
+                    items.add(item)
+    return items
+
+
+def with_properties(data, *properties):
+    """The file whose primary item has further properties, in this order."""
+    items = primary_items(data)
+    iprp, iprp_end = inside(data, b'iprp', *meta(data))
+    ipco, ipco_end = inside(data, b'ipco', iprp + 8, iprp_end)
+    ipma, ipma_end = inside(data, b'ipma', iprp + 8, iprp_end)
+    first = 1 + sum(1 for _ in boxes(data, ipco + 8, ipco_end))
+    ours = b''.join(properties)
+    entries = associated(data[ipma + 8:ipma_end], items,
+                         range(first, first + len(properties)))
+    added = len(ours) + len(entries) - (ipma_end - ipma - 8)
+    changed = (data[:ipco_end] + ours + data[ipco_end:ipma] + box(b'ipma', entries) +
+               data[ipma_end:])
+    changed = grown(changed, ipco, len(ours))
+    changed = grown(changed, iprp, added)
+    changed = grown(changed, inside(data, b'meta')[0], added)
+    return moved(changed, added)
+
+
+def rotation(quarters):
+    """Against the clock."""
+    return box(b'irot', bytes((quarters,)))
+
+
+def mirroring(axis):
+    return box(b'imir', bytes((axis,)))
+
+
+def clipping(width, height, right, down):
+    """A part of the picture, its middle so far from the picture's."""
+    return box(b'clap', struct.pack('>IIIIiIiI', width, 1, height, 1, right, 2, down, 2))
+
+
+def colours(primaries, transfer, matrix=6):
+    return box(b'colr', b'nclx' + struct.pack('>HHHB', primaries, transfer, matrix, 0x80))
+
+
+def profiled(profile):
+    return box(b'colr', b'prof' + profile)

@@ -1,0 +1,58 @@
+"""JPEG 2000 files made and read by the standard tools (opj_compress, opj_decompress), and their boxes
+changed."""
+
+import struct
+
+from samples import from_png, through_tool
+
+BOXED, BARE = '.jp2', '.j2k'
+SRGB, GREY, YCC, INKS = 16, 17, 18, 12
+
+
+def encoded(source, kind, *options, suffix='.png'):
+    return through_tool(source, suffix, kind, lambda source, result:
+                        ('opj_compress', '-i', source, '-o', result, *options))
+
+
+def decoded(picture, kind):
+    return from_png(through_tool(picture, kind, '.png', lambda source, result:
+                                 ('opj_decompress', '-i', source, '-o', result)))
+
+
+def raw(planes, width, height, bits, sign='u', steps='1x1'):
+    """Arguments and bytes of planes of samples, one behind the other."""
+    size = 'B' if bits <= 8 else 'H'
+    values = [value for plane in planes for value in plane]
+    form = '>%d%s' % (len(values), size.lower() if sign == 's' else size)
+    return struct.pack(form, *values), ('-F', '%d,%d,%d,%d,%s@%s' % (
+        width, height, len(planes), bits, sign, steps))
+
+
+def box(name, body):
+    return struct.pack('>I', len(body) + 8) + name + body
+
+
+def with_colour(jp2, colr, *boxes):
+    """With another colour specification, and further boxes behind it."""
+    head = jp2.index(b'jp2h') - 4
+    place = jp2.index(b'colr') - 4
+    size = struct.unpack_from('>I', jp2, place)[0]
+    new = box(b'colr', colr) + b''.join(boxes)
+    whole = struct.unpack_from('>I', jp2, head)[0] + len(new) - size
+    return (jp2[:head] + struct.pack('>I', whole) + jp2[head + 4:place] + new +
+            jp2[place + size:])
+
+
+def named(space):
+    return b'\1\0\0' + struct.pack('>I', space)
+
+
+def profiled(profile):
+    return b'\2\0\0' + profile
+
+
+def palette(entries):
+    """Three columns of 8 bits, for the one component."""
+    table = b''.join(bytes(entry) for entry in entries)
+    return (box(b'pclr', struct.pack('>HB', len(entries), 3) + b'\7\7\7' + table),
+            box(b'cmap', b''.join(struct.pack('>HBB', 0, 1, column) for column in range(3))))
