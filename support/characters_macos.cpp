@@ -1,7 +1,8 @@
 // Characters by CoreFoundation. What it calls a composed character is an extended grapheme cluster,
 // but for what is decided here before it is asked: a carriage return and its line feed belong
-// together, other controls stand alone, a prepended mark belongs to what follows it, and ASCII
-// continues nothing.
+// together, other controls stand alone, some scalars continue whatever they follow though they are
+// no marks, some marks and ASCII continue nothing, a prepended mark belongs to what follows it, and
+// a joiner joins nothing to what is no picture.
 
 #include <algorithm>
 #include <array>
@@ -30,6 +31,35 @@ constexpr std::array prependedMarks = {
     ScalarRange{0x11A84, 0x11A89}, ScalarRange{0x11D46, 0x11D46}, ScalarRange{0x11F02, 0x11F02},
 };
 
+// Grapheme_Cluster_Break=Control beyond ASCII: controls, separators, and signs without a glyph that
+// only tell how to set a text.
+constexpr std::array controls = {
+    ScalarRange{0x0080, 0x009F},   ScalarRange{0x00AD, 0x00AD},   ScalarRange{0x061C, 0x061C},
+    ScalarRange{0x180E, 0x180E},   ScalarRange{0x200B, 0x200B},   ScalarRange{0x200E, 0x200F},
+    ScalarRange{0x2028, 0x202E},   ScalarRange{0x2060, 0x2064},   ScalarRange{0x2066, 0x206F},
+    ScalarRange{0xFEFF, 0xFEFF},   ScalarRange{0xFFF9, 0xFFFB},   ScalarRange{0x13430, 0x1343F},
+    ScalarRange{0x1BCA0, 0x1BCA3}, ScalarRange{0x1D173, 0x1D17A}, ScalarRange{0xE0001, 0xE0001},
+};
+
+// Extend, SpacingMark and ZWJ by the same property, and yet no marks: the vowels am of Thai and
+// Lao, the joiners, the voicing marks of narrow kana, skin tones, the letters of a flag's tag.
+constexpr std::array continuations = {
+    ScalarRange{0x0E33, 0x0E33}, ScalarRange{0x0EB3, 0x0EB3},   ScalarRange{0x200C, 0x200D},
+    ScalarRange{0xFF9E, 0xFF9F}, ScalarRange{0x1F3FB, 0x1F3FF}, ScalarRange{0xE0020, 0xE007F},
+};
+
+// Marks, and yet none of these: vowels and tones of Myanmar and its kin. And the system's own hints
+// for other character sets, which lie in the private area.
+constexpr std::array separateMarks = {
+    ScalarRange{0x102B, 0x102C},   ScalarRange{0x1038, 0x1038}, ScalarRange{0x1062, 0x1064},
+    ScalarRange{0x1067, 0x106D},   ScalarRange{0x1083, 0x1083}, ScalarRange{0x1087, 0x108C},
+    ScalarRange{0x108F, 0x108F},   ScalarRange{0x109A, 0x109C}, ScalarRange{0x1A61, 0x1A61},
+    ScalarRange{0x1A63, 0x1A64},   ScalarRange{0xAA7B, 0xAA7B}, ScalarRange{0xAA7D, 0xAA7D},
+    ScalarRange{0x11720, 0x11721}, ScalarRange{0xF870, 0xF87F},
+};
+
+constexpr char32_t joiner = 0x200D;
+
 bool isAscii(char32_t scalar) { return scalar < 0x80; }
 
 bool isAscii(std::string_view text) {
@@ -37,14 +67,20 @@ bool isAscii(std::string_view text) {
                        [](char byte) { return isAscii(static_cast<unsigned char>(byte)); });
 }
 
-bool isPrepended(char32_t scalar) {
-    return std::any_of(prependedMarks.begin(), prependedMarks.end(), [=](const ScalarRange& range) {
+bool isOneOf(const auto& ranges, char32_t scalar) {
+    return std::any_of(ranges.begin(), ranges.end(), [=](const ScalarRange& range) {
         return range.first <= scalar && scalar <= range.last;
     });
 }
 
-// Those of ASCII; CoreFoundation's composed characters leave the others alone.
-bool isControl(char32_t scalar) { return scalar < 0x20 || scalar == 0x7F; }
+bool isControl(char32_t scalar) {
+    return isAscii(scalar) ? scalar < 0x20 || scalar == 0x7F : isOneOf(controls, scalar);
+}
+
+// Extended_Pictographic begins there, but for two signs.
+bool mayBePicture(char32_t scalar) {
+    return scalar >= 0x203C || scalar == U'\u00A9' || scalar == U'\u00AE';
+}
 
 CFOwner<CFStringRef> stringOf(std::string_view text) {
     auto string = makeCFString(text);
@@ -57,8 +93,8 @@ CFOwner<CFStringRef> stringOf(std::string_view text) {
 bool isBoundary(char32_t before, char32_t after, CFStringRef text, CFIndex index) {
     if (before == '\r' && after == '\n') return false;
     if (isControl(before) || isControl(after)) return true;
-    if (isPrepended(before)) return false;
-    return isAscii(after) ||
+    if (isOneOf(continuations, after) || isOneOf(prependedMarks, before)) return false;
+    return isAscii(after) || isOneOf(separateMarks, after) ||
            ::CFStringGetRangeOfComposedCharactersAtIndex(text, index).location == index;
 }
 
@@ -97,11 +133,17 @@ std::size_t count(std::string_view text) {
         string = stringOf(text);
     }
     std::size_t characters = 0;
+    char32_t base = 0; // the first scalar of the present character
     char32_t before = 0;
     for (CFIndex index = 0; !text.empty();) {
         const utf8::Step next = utf8::step(text);
         text.remove_prefix(next.length);
-        if (index == 0 || isBoundary(before, next.scalar, string.get(), index)) ++characters;
+        const bool joinsNothing = before == joiner && !mayBePicture(base);
+        if (index == 0 || (joinsNothing ? isBoundary(U'a', next.scalar)
+                                        : isBoundary(before, next.scalar, string.get(), index))) {
+            ++characters;
+            base = next.scalar;
+        }
         before = next.scalar;
         index += units(next.scalar);
     }

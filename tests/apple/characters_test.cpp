@@ -1,4 +1,6 @@
 #include <new>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include <doctest/doctest.h>
@@ -7,6 +9,7 @@
 #include "support/characters.h"
 #include "support/utf8.h"
 #include "tests/apple/world.h"
+#include "tests/support/character_rows.h"
 
 using namespace sorvane;
 using test::apple::World;
@@ -55,12 +58,32 @@ TEST_CASE("texts are counted in extended grapheme clusters") {
     }
 }
 
-TEST_CASE("between a letter and any scalar the boundary is Unicode's") {
-    World world;
+TEST_CASE("what is a character elsewhere is one here") {
+    for (const test::CountedText& row : test::countedTexts()) {
+        World world;
+        const std::string text = row.text();
+        CAPTURE(text);
+        CHECK(characters::count(text) == row.count);
+    }
+    for (const test::Neighbours& row : test::neighbours()) {
+        World world;
+        CAPTURE(static_cast<unsigned>(row.before));
+        CAPTURE(static_cast<unsigned>(row.after));
+        CHECK(characters::isBoundary(row.before, row.after) == row.boundary);
+    }
+}
+
+TEST_CASE("the boundary of any scalar with letters, marks and controls is Unicode's") {
+    constexpr std::u32string_view others = U"a1\n\u4E2D\u0301\u093F\u0E33\u200B\u200C\u2028\u0600";
     std::size_t differences = 0;
     forEveryScalar([&](char32_t scalar) {
-        if (characters::isBoundary(scalar, U'a') != breaks(scalar, U'a')) ++differences;
-        if (characters::isBoundary(scalar, U'\n') != breaks(scalar, U'\n')) ++differences;
+        World world;
+        const auto differs = [](char32_t before, char32_t after) -> std::size_t {
+            return characters::isBoundary(before, after) != breaks(before, after) ? 1 : 0;
+        };
+        for (const char32_t other : others)
+            differences += differs(scalar, other) + differs(other, scalar);
+        differences += differs(scalar, U'\u200D') + differs(scalar, U'\U0001F3FD');
     });
     CHECK(differences == 0);
 }

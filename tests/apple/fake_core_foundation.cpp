@@ -22,18 +22,38 @@ utf8proc_int32_t codepoint(char32_t scalar) { return static_cast<utf8proc_int32_
 
 CFIndex units(char32_t scalar) { return scalar > 0xFFFF ? 2 : 1; }
 
-bool isPrepended(char32_t scalar) {
-    return utf8proc_get_property(codepoint(scalar))->boundclass == UTF8PROC_BOUNDCLASS_PREPEND;
+const utf8proc_property_t& property(char32_t scalar) {
+    return *utf8proc_get_property(codepoint(scalar));
 }
 
-// The frameworks' composed characters as they may well be: marks join whatever they follow, a
-// joiner whatever follows it, and nothing is prepended.
-bool composes(char32_t before, char32_t after) {
-    if (isPrepended(before)) return false;
-    if (before == U'\u200D') return true;
-    const char32_t base = before < 0x20 ? U'a' : before;
-    return !(base == U'a' && after == U'\n') &&
-           !utf8proc_grapheme_break(codepoint(base), codepoint(after));
+bool isPicture(char32_t scalar) {
+    return property(scalar).boundclass == UTF8PROC_BOUNDCLASS_EXTENDED_PICTOGRAPHIC;
+}
+
+// By its category, or as a hint of the frameworks' own.
+bool isMark(char32_t scalar) {
+    const auto category = property(scalar).category;
+    return category == UTF8PROC_CATEGORY_MN || category == UTF8PROC_CATEGORY_MC ||
+           category == UTF8PROC_CATEGORY_ME || (scalar >= U'\uF870' && scalar <= U'\uF87F');
+}
+
+bool isSkinTone(char32_t scalar) { return scalar >= U'\U0001F3FB' && scalar <= U'\U0001F3FF'; }
+
+// The frameworks' composed characters as they may well be: marks join whatever they follow and
+// nothing else does, but a skin tone joins a picture; a joiner joins the picture that follows it;
+// nothing is prepended.
+bool composes(char32_t before, char32_t after, bool clustered) {
+    if (isMark(after)) return true;
+    if (isSkinTone(after)) return isPicture(before);
+    switch (property(after).boundclass) {
+    case UTF8PROC_BOUNDCLASS_EXTEND:
+    case UTF8PROC_BOUNDCLASS_SPACINGMARK:
+    case UTF8PROC_BOUNDCLASS_ZWJ:
+        return false;
+    }
+    if (property(before).boundclass == UTF8PROC_BOUNDCLASS_PREPEND) return false;
+    if (before == U'\u200D') return isPicture(after);
+    return clustered;
 }
 
 std::string described(const void* value) {
@@ -144,8 +164,12 @@ CFRange CFStringGetRangeOfComposedCharactersAtIndex(CFStringRef string, CFIndex 
     const std::u32string& scalars = world().use(string, "composed characters").text;
     CFIndex begin = 0;
     CFIndex at = 0;
+    utf8proc_int32_t state = 0;
     for (std::size_t i = 0; i < scalars.size() && at <= index; ++i) {
-        if (i == 0 || !composes(scalars[i - 1], scalars[i])) begin = at;
+        const bool clustered =
+            i > 0 && !utf8proc_grapheme_break_stateful(codepoint(scalars[i - 1]),
+                                                       codepoint(scalars[i]), &state);
+        if (i == 0 || !composes(scalars[i - 1], scalars[i], clustered)) begin = at;
         at += units(scalars[i]);
     }
     return {begin, at - begin};
