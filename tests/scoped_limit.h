@@ -4,13 +4,13 @@
 
 namespace sorvane::test {
 
-/// Lowers what the process may have of a resource for the time of a scope.
+/// Says what the process may have of a resource for the time of a scope.
 class ScopedLimit {
   public:
     ScopedLimit(int resource, rlim_t most) : resource_(resource) {
         ::getrlimit(resource_, &before_);
-        const rlimit lowered{most, before_.rlim_max};
-        ::setrlimit(resource_, &lowered);
+        const rlimit meanwhile{most, before_.rlim_max};
+        ::setrlimit(resource_, &meanwhile);
     }
     ScopedLimit(const ScopedLimit&) = delete;
     ScopedLimit& operator=(const ScopedLimit&) = delete;
