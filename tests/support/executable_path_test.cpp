@@ -5,6 +5,7 @@
 #include <doctest/doctest.h>
 
 #include "support/executable_path.h"
+#include "tests/scoped_environment.h"
 #include "tests/started_process.h"
 #include "tests/temporary_directory.h"
 
@@ -14,9 +15,11 @@ using test::TemporaryDirectory;
 
 namespace {
 
-// A program that says that it runs, and goes on until its input ends.
-StartedProcess started(const std::filesystem::path& shell) {
-    return StartedProcess(shell, {"another name", "-c", "echo; read line"});
+// A program of ours, or a copy of it, that says that it runs and goes on until its input ends. A
+// system's own program may be a way to another one, and its copy may not be allowed to run.
+StartedProcess started(const std::filesystem::path& recorder) {
+    const test::ScopedEnvironment recordsNothing("SORVANE_DIAGNOSTIC", "1");
+    return StartedProcess(recorder, {"another name", "codex", "client-1", "name"});
 }
 
 } // namespace
@@ -32,19 +35,19 @@ TEST_CASE("the path of this program is known") {
 TEST_CASE("the path of another program is the file that runs, not how it was called") {
     const TemporaryDirectory directory;
     const auto folder = std::filesystem::canonical(directory.path());
-    std::filesystem::copy_file("/bin/sh", folder / "a shell");
-    std::filesystem::create_symlink("a shell", folder / "link");
-    for (const std::string name : {"a shell", "link"}) {
+    std::filesystem::copy_file(SORVANE_SESSION_RECORDER, folder / "a copy");
+    std::filesystem::create_symlink("a copy", folder / "link");
+    for (const std::string name : {"a copy", "link"}) {
         CAPTURE(name);
         const StartedProcess process = started(folder / name);
-        process.line();
-        CHECK(executablePath(process.id()) == folder / "a shell");
+        REQUIRE(process.line() == "recorded");
+        CHECK(executablePath(process.id()) == folder / "a copy");
     }
 }
 
 TEST_CASE("a process that is not there has no path") {
-    StartedProcess process = started("/bin/sh");
-    process.line();
+    StartedProcess process = started(SORVANE_SESSION_RECORDER);
+    REQUIRE(process.line() == "recorded");
     const pid_t id = process.id();
     CHECK(executablePath(id));
     process.closeInput();
