@@ -119,7 +119,8 @@ class FakeApplication {
             throw std::runtime_error("no room for " + socket.native());
         std::memcpy(address.sun_path, socket.c_str(), socket.native().size());
         const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-        if (::bind(listener_.get(), generic, sizeof address) != 0 ||
+        // Where quiet is a property of the socket, the accepted ones have it from the listener.
+        if (!makeQuiet(listener_) || ::bind(listener_.get(), generic, sizeof address) != 0 ||
             ::listen(listener_.get(), 8) != 0)
             throw std::runtime_error("nobody can listen at " + socket.native());
     }
