@@ -38,11 +38,13 @@ def hollow_png(size):
 
 def grey_jpeg(size, orientation):
     """A baseline JPEG, all of it the grey 808080 that blocks without coefficients decode to, with an Exif
-    orientation. The stored size is a multiple of 8."""
+    orientation. The stored size is a multiple of 8. It has three components like a photograph: what a lone one
+    means without a profile differs between decoders."""
     width, height = size
     entry = struct.pack(">HHIHH", 0x0112, 3, 1, orientation, 0)
     exif = b"Exif\0\0MM\0\x2a\0\0\0\x08" + struct.pack(">H", 1) + entry + b"\0\0\0\0"
-    blocks = (width // 8) * (height // 8)
+    components = range(1, 4)
+    blocks = (width // 8) * (height // 8) * len(components)
     # Each block is "no difference" and "no coefficients": two codes of one bit, 0 and 0. The last byte ends in ones.
     bits = "00" * blocks
     bits += "1" * (-len(bits) % 8)
@@ -56,10 +58,11 @@ def grey_jpeg(size, orientation):
         b"\xff\xd8"
         + segment(0xE1, exif)
         + segment(0xDB, b"\0" + b"\1" * 64)
-        + segment(0xC0, struct.pack(">BHHB", 8, height, width, 1) + b"\1\x11\0")
+        + segment(0xC0, struct.pack(">BHHB", 8, height, width, len(components))
+                  + b"".join(bytes([one, 0x11, 0]) for one in components))
         + segment(0xC4, b"\0" + table)
         + segment(0xC4, b"\x10" + table)
-        + segment(0xDA, b"\1\1\0\0\x3f\0")
+        + segment(0xDA, bytes([len(components)]) + b"".join(bytes([one, 0]) for one in components) + b"\0\x3f\0")
         + scan
         + b"\xff\xd9"
     )
