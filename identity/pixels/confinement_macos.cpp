@@ -25,7 +25,8 @@ void forbid(auto resource) {
 void confine(std::chrono::seconds limit) {
     limitTime(limit);
     forbid(RLIMIT_NPROC);
-    // A crash report would hold somebody's picture.
+    // A core file would hold somebody's picture. The crash reporter obeys no limit; what it writes
+    // down are stacks and registers.
     forbid(RLIMIT_CORE);
     // A library's cache that cannot be written is no reason to die.
     std::signal(SIGXFSZ, SIG_IGN);

@@ -2,6 +2,8 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <doctest/doctest.h>
 
@@ -20,11 +22,20 @@ bool isForbidden(auto resource) {
 
 } // namespace
 
-TEST_CASE("a confined decoder starts nothing, writes no file and leaves no trace of a crash") {
+TEST_CASE("a confined decoder starts nothing, writes no file and leaves no core file") {
     CHECK(test::inForkedChild([] {
               pixels::confine(5s);
               return isForbidden(RLIMIT_NPROC) && isForbidden(RLIMIT_CORE) &&
                      isForbidden(RLIMIT_FSIZE);
+          }) == 0);
+}
+
+TEST_CASE("a confined decoder has its time by the clock and by the processor") {
+    CHECK(test::inForkedChild([] {
+              pixels::confine(5s);
+              rlimit processor{};
+              ::getrlimit(RLIMIT_CPU, &processor);
+              return processor.rlim_cur == 5 && processor.rlim_max == 5 && ::alarm(0) > 0;
           }) == 0);
 }
 
