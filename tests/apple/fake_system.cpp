@@ -3,6 +3,7 @@
 
 #include <CommonCrypto/CommonDigest.h>
 #include <algorithm>
+#include <cerrno>
 #include <crt_externs.h>
 #include <cstdlib>
 #include <cstring>
@@ -63,11 +64,19 @@ char*** _NSGetArgv() {
 
 int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions*/,
                                            int descriptor) {
-    World::current().inherited.push_back(descriptor);
-    return 0;
+    return World::current().called("addinherit", std::to_string(descriptor)) ? 0 : ENOMEM;
 }
 
-// Stands in for the C library's in the whole program, where nothing else sets an option.
+// These stand in for the C library's in the whole program, where nothing else asks for them.
+
+int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* /*actions*/, int descriptor,
+                                     int as) noexcept {
+    return World::current().called("adddup2",
+                                   std::to_string(descriptor) + ", " + std::to_string(as))
+               ? 0
+               : ENOMEM;
+}
+
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the library's are reserved
 int setsockopt(int /*descriptor*/, int level, int option, const void* value,
                socklen_t length) noexcept {

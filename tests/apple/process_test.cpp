@@ -1,5 +1,7 @@
 // What a process knows of itself and gives its children.
 
+#include <cerrno>
+
 #include <doctest/doctest.h>
 
 #include "identity/decoder_choice.h"
@@ -54,14 +56,24 @@ TEST_CASE("a child gets no descriptor that no action names") {
     ::posix_spawn_file_actions_destroy(&actions);
 }
 
-TEST_CASE("a descriptor that stays where it is has to be named as inherited") {
+TEST_CASE("a descriptor is put in its place, and one that stays there is named as inherited") {
     World world;
     posix_spawn_file_actions_t actions;
     REQUIRE(::posix_spawn_file_actions_init(&actions) == 0);
     CHECK(addConnection(actions, 5, 1) == 0);
-    CHECK(world.inherited.empty());
+    CHECK(world.calls == std::vector<std::string>{"adddup2(5, 1)"});
     CHECK(addConnection(actions, 1, 1) == 0);
-    CHECK(world.inherited == std::vector{1});
+    CHECK(world.calls == std::vector<std::string>{"adddup2(5, 1)", "addinherit(1)"});
+    ::posix_spawn_file_actions_destroy(&actions);
+}
+
+TEST_CASE("a descriptor that cannot be put in its place is told of") {
+    World world;
+    world.failing = {"adddup2", "addinherit"};
+    posix_spawn_file_actions_t actions;
+    REQUIRE(::posix_spawn_file_actions_init(&actions) == 0);
+    CHECK(addConnection(actions, 5, 1) == ENOMEM);
+    CHECK(addConnection(actions, 1, 1) == ENOMEM);
     ::posix_spawn_file_actions_destroy(&actions);
 }
 

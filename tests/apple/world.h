@@ -70,7 +70,6 @@ class World {
     std::vector<std::string> faults;
     std::vector<Notification> notifications;
     std::vector<std::uint32_t> digestedLengths;
-    std::vector<int> inherited; ///< descriptors
 
     /// Writes a call down; whether it is to succeed.
     bool called(const std::string& function, const std::string& detail = "");
