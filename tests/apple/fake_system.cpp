@@ -1,4 +1,4 @@
-// What macOS has beside the frameworks, and the one call of this system that is asked for something
+// What macOS has beside the frameworks, and the calls of this system that are asked for something
 // it does not know.
 
 #include <CommonCrypto/CommonDigest.h>
@@ -7,14 +7,46 @@
 #include <crt_externs.h>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <libproc.h>
+#include <string>
 
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "tests/apple/world.h"
 
 using sorvane::test::apple::World;
+
+namespace {
+
+std::string nameOf(int option) {
+    switch (option) {
+    case SO_NOSIGPIPE:
+        return "SO_NOSIGPIPE";
+    case SO_RCVTIMEO:
+        return "SO_RCVTIMEO";
+    case SO_SNDTIMEO:
+        return "SO_SNDTIMEO";
+    default:
+        return "another";
+    }
+}
+
+const sockaddr_un& recordOf(const sockaddr* address) {
+    return *reinterpret_cast<const sockaddr_un*>(address);
+}
+
+std::string described(const sockaddr* address, socklen_t length) {
+    const sockaddr_un& record = recordOf(address);
+    return std::string(record.sun_path) + ", length byte " + std::to_string(record.sun_len) +
+           ", family " + std::to_string(record.sun_family) + ", " + std::to_string(length) +
+           " bytes";
+}
+
+} // namespace
 
 extern "C" {
 
@@ -68,6 +100,7 @@ int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions
 }
 
 // These stand in for the C library's in the whole program, where nothing else asks for them.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the library's are reserved
 
 int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* /*actions*/, int descriptor,
                                      int as) noexcept {
@@ -77,17 +110,30 @@ int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* /*actions*/, in
                : ENOMEM;
 }
 
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the library's are reserved
 int setsockopt(int /*descriptor*/, int level, int option, const void* value,
                socklen_t length) noexcept {
+    World& world = World::current();
+    const auto name = level == SOL_SOCKET ? nameOf(option) : "another";
     int number = 0;
     std::memcpy(&number, value, std::min<std::size_t>(length, sizeof number));
-    World& world = World::current();
-    const bool quiet = level == SOL_SOCKET && option == SO_NOSIGPIPE;
-    return world.called("setsockopt", std::string(quiet ? "SO_NOSIGPIPE" : "another") + ", " +
-                                          std::to_string(number) + ", " + std::to_string(length) +
-                                          " bytes")
-               ? 0
-               : -1;
+    const bool granted = world.called("setsockopt", name + ", " + std::to_string(number) + ", " +
+                                                        std::to_string(length) + " bytes") &&
+                         !world.failing.contains(name);
+    return granted ? 0 : -1;
 }
+
+int connect(int /*descriptor*/, const sockaddr* address, socklen_t length) {
+    return World::current().called("connect", described(address, length)) ? 0 : -1;
+}
+
+int bind(int /*descriptor*/, const sockaddr* address, socklen_t length) noexcept {
+    std::ofstream(recordOf(address).sun_path).close();
+    return World::current().called("bind", described(address, length)) ? 0 : -1;
+}
+
+int listen(int /*descriptor*/, int /*backlog*/) noexcept {
+    return World::current().called("listen") ? 0 : -1;
+}
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 }

@@ -58,7 +58,7 @@ class World {
 
     // The script.
     Picture picture;
-    std::set<std::string> failing; ///< functions that give nothing, or an error
+    std::set<std::string> failing; ///< functions that give nothing, or an error; socket options
     std::string processPath;       ///< what proc_pidpath puts into the buffer
     int processPathLength = 0;     ///< and what it answers
     std::vector<std::string> arguments;
