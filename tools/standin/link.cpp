@@ -67,8 +67,14 @@ bool wait(const UniqueDescriptor& socket, short event, std::chrono::milliseconds
 
 void prepare(const UniqueDescriptor& socket) {
     if (::fcntl(socket.get(), F_SETFD, FD_CLOEXEC) != 0 ||
-        ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0 || !makeQuiet(socket))
+        ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0)
         fail("socket");
+}
+
+SocketAddress addressOf(const fs::path& path) {
+    const auto address = socketAddress(path);
+    if (!address) throw std::runtime_error("the socket path is too long: " + path.native());
+    return *address;
 }
 
 bool isServed(const SocketAddress& address) {
@@ -78,6 +84,8 @@ bool isServed(const SocketAddress& address) {
 
 } // namespace
 
+// Quiet where that is a property of the socket: from the listener. To ask for it here would fail
+// for a client that has gone already.
 Client::Client(UniqueDescriptor socket) : socket_(std::move(socket)) { prepare(socket_); }
 
 std::optional<std::string> Client::readLine() {
@@ -116,26 +124,30 @@ void Client::send(std::string_view bytes) {
 
 void Client::pause(std::chrono::milliseconds time) { wait(socket_, 0, time); }
 
-Listener::Listener(const fs::path& path) : path_(path), socket_(makeSocket()) {
-    const auto address = socketAddress(path);
-    if (!address) throw std::runtime_error("the socket path is too long: " + path.native());
-    if (!socket_) fail("socket");
+SocketFile::SocketFile(const UniqueDescriptor& socket, const fs::path& path) : path_(path) {
+    const auto address = addressOf(path);
+    if (::bind(socket.get(), address.generic(), address.length) != 0) fail(path.native());
+}
+
+SocketFile::~SocketFile() {
+    std::error_code ignored;
+    fs::remove(path_, ignored);
+}
+
+Listener::Listener(const fs::path& path) : socket_(makeSocket()) {
+    const auto address = addressOf(path);
+    if (!socket_ || !makeQuiet(socket_)) fail("socket");
     prepare(socket_);
     HelperIO::createParentDirectory(path);
     fs::permissions(path.parent_path(), fs::perms::owner_all);
-    if (isServed(*address)) throw std::runtime_error("already served: " + path.native());
+    if (isServed(address)) throw std::runtime_error("already served: " + path.native());
     if (fs::is_socket(fs::symlink_status(path))) fs::remove(path);
 
     watchForSignals();
-    if (::bind(socket_.get(), address->generic(), address->length) != 0) fail(path.native());
+    file_.emplace(socket_, path);
     // Nobody connects before the call of `listen`, so the mode is in time.
     HelperIO::restrictPermissions(path, 0600);
     if (::listen(socket_.get(), SOMAXCONN) != 0) fail(path.native());
-}
-
-Listener::~Listener() {
-    std::error_code ignored;
-    fs::remove(path_, ignored);
 }
 
 Client Listener::accept() {

@@ -38,22 +38,32 @@ class Client {
     UniqueDescriptor socket_;
 };
 
-/// The socket file, from its making to its removal with the object.
+/// A socket file, from its making to its removal with the object.
+class SocketFile {
+  public:
+    /// Throws std::system_error.
+    SocketFile(const UniqueDescriptor& socket, const std::filesystem::path& path);
+    SocketFile(const SocketFile&) = delete;
+    SocketFile& operator=(const SocketFile&) = delete;
+    ~SocketFile();
+
+  private:
+    std::filesystem::path path_;
+};
+
+/// Whoever wants to be a client comes here.
 class Listener {
   public:
     /// Makes the folder (mode 0700) and the socket file (mode 0600), in place of one that nobody
     /// serves any more, and takes SIGTERM and SIGINT as the wish to stop; only one object may do
     /// so. Throws std::runtime_error.
     explicit Listener(const std::filesystem::path& path);
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-    ~Listener();
 
     Client accept();
 
   private:
-    std::filesystem::path path_;
     UniqueDescriptor socket_;
+    std::optional<SocketFile> file_;
 };
 
 } // namespace sorvane::standin
