@@ -1,7 +1,8 @@
-// What takes this system's own means to see: which system calls are made, and a process that can be
-// looked at but not signalled.
+// What takes this system's own means to see: which system calls are made, a process that can be
+// looked at but not signalled, and a program that is not on the disk any more.
 
 #include <array>
+#include <filesystem>
 
 #include <linux/capability.h>
 #include <linux/seccomp.h>
@@ -13,6 +14,7 @@
 
 #include "broker/mcp_client_session.h"
 #include "support/executable_path.h"
+#include "tests/broker/session_stage.h"
 #include "tests/forked.h"
 #include "tests/started_process.h"
 
@@ -64,4 +66,16 @@ TEST_CASE("a process that can be looked at but not signalled is not running") {
             if (!session.isRunning() || !giveUp(CAP_KILL)) return false;
             return executablePath(other.id()).has_value() && !session.isRunning();
         }) == 0);
+}
+
+// Elsewhere the kernel may go on answering with the path that the program had.
+TEST_CASE("a process whose program was replaced on the disk is not the recorded one") {
+    const test::SessionStage stage;
+    const auto program = std::filesystem::canonical(stage.directory()) / "server";
+    std::filesystem::copy_file(stage.recorder(), program);
+    const test::StartedProcess process(program, {program.native(), "codex", "client-1", "name"});
+    REQUIRE(process.line() == "recorded");
+    REQUIRE(stage.session("codex").isRunning());
+    std::filesystem::remove(program);
+    CHECK_FALSE(stage.session("codex").isRunning());
 }
