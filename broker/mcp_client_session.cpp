@@ -1,7 +1,6 @@
 #include "broker/mcp_client_session.h"
 
 #include <csignal>
-#include <system_error>
 
 #include <unistd.h>
 
@@ -12,17 +11,16 @@
 #include "support/first_argument.h"
 #include "support/helper_io.h"
 #include "support/location.h"
+#include "support/resolved_path.h"
 #include "support/utf8.h"
 
 namespace sorvane {
 
 namespace {
 
-// A path as it is recorded and compared: links followed as far as it exists, in UTF-8.
+// A path as it is recorded and compared.
 std::string resolved(const std::filesystem::path& path) {
-    std::error_code failure;
-    const auto target = std::filesystem::weakly_canonical(path, failure);
-    return utf8::repaired((failure ? path : target).native());
+    return utf8::repaired(resolvedPath(path).native());
 }
 
 void writeSession(const BrokerIdentity& identity, std::string_view clientName) noexcept try {

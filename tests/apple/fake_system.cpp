@@ -135,5 +135,12 @@ int listen(int /*descriptor*/, int /*backlog*/) noexcept {
     return World::current().called("listen") ? 0 : -1;
 }
 
+int access(const char* path, int mode) noexcept {
+    World& world = World::current();
+    if (mode != F_OK) world.faults.emplace_back("access that is no mere existence");
+    world.called("access", path);
+    return world.existing.contains(path) ? 0 : -1;
+}
+
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 }

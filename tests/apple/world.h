@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -59,8 +60,9 @@ class World {
     // The script.
     Picture picture;
     std::set<std::string> failing; ///< functions that give nothing, or an error; socket options
-    std::string processPath;       ///< what proc_pidpath puts into the buffer
-    int processPathLength = 0;     ///< and what it answers
+    std::set<std::string, std::less<>> existing; ///< paths of files
+    std::string processPath;                     ///< what proc_pidpath puts into the buffer
+    int processPathLength = 0;                   ///< and what it answers
     std::vector<std::string> arguments;
     long presentBytes = 0; ///< in every data object, beside what is appended
     bool hashes = true;    ///< false: what is digested is counted and not read

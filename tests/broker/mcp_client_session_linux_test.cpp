@@ -14,6 +14,7 @@
 
 #include "broker/mcp_client_session.h"
 #include "support/executable_path.h"
+#include "support/resolved_path.h"
 #include "tests/broker/session_stage.h"
 #include "tests/forked.h"
 #include "tests/started_process.h"
@@ -71,7 +72,7 @@ TEST_CASE("a process that can be looked at but not signalled is not running") {
 // Elsewhere the kernel may go on answering with the path that the program had.
 TEST_CASE("a process whose program was replaced on the disk is not the recorded one") {
     const test::SessionStage stage;
-    const auto program = std::filesystem::canonical(stage.directory()) / "server";
+    const auto program = resolvedPath(stage.directory()) / "server";
     std::filesystem::copy_file(stage.recorder(), program);
     const test::StartedProcess process(program, {program.native(), "codex", "client-1", "name"});
     REQUIRE(process.line() == "recorded");

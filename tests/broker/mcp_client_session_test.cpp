@@ -11,6 +11,7 @@
 
 #include "broker/mcp_client_session.h"
 #include "support/executable_path.h"
+#include "support/resolved_path.h"
 #include "tests/broker/session_stage.h"
 #include "tests/forked.h"
 #include "tests/record_trials.h"
@@ -209,7 +210,7 @@ TEST_CASE("the path under which a process was started is recorded, not the kerne
     const SessionStage stage;
     test::putFile(stage.directory() / "alias", "");
     const Recorder process(stage.recorder(), "alias", stage.directory());
-    const auto directory = std::filesystem::canonical(stage.directory());
+    const auto directory = resolvedPath(stage.directory());
     CHECK(stage.session("codex").executablePath == directory / "alias");
     CHECK_FALSE(stage.session("codex").isRunning());
 }
@@ -217,7 +218,7 @@ TEST_CASE("the path under which a process was started is recorded, not the kerne
 TEST_CASE("a path that leads nowhere is recorded as far as it leads") {
     const SessionStage stage;
     const Recorder process(stage.recorder(), "no such/server", stage.directory());
-    const auto directory = std::filesystem::canonical(stage.directory());
+    const auto directory = resolvedPath(stage.directory());
     CHECK(stage.session("codex").executablePath == directory / "no such/server");
 }
 
@@ -227,7 +228,7 @@ TEST_CASE("a path that is not UTF-8 is recorded and compared with its bytes repl
     std::filesystem::create_directory(directory);
     std::filesystem::copy_file(stage.recorder(), directory / "server");
     const Recorder process(directory / "server", (directory / "server").native());
-    const auto parent = std::filesystem::canonical(stage.directory());
+    const auto parent = resolvedPath(stage.directory());
     const auto shown = parent / "bin \xef\xbf\xbd" / "server";
     CHECK(sessionOf(process.id(), shown).isRunning());
     REQUIRE(std::filesystem::exists(stage.file("codex")));

@@ -7,6 +7,7 @@
 
 #include "broker/mcp_client_session.h"
 #include "support/helper_io.h"
+#include "support/resolved_path.h"
 #include "tests/scoped_environment.h"
 #include "tests/started_process.h"
 #include "tests/temporary_directory.h"
@@ -17,9 +18,7 @@ namespace sorvane::test {
 class SessionStage {
   public:
     /// The program of session_recorder.cpp.
-    static std::filesystem::path recorder() {
-        return std::filesystem::canonical(SORVANE_SESSION_RECORDER);
-    }
+    static std::filesystem::path recorder() { return resolvedPath(SORVANE_SESSION_RECORDER); }
 
     static void record(const std::string& agent) {
         MCPClientSession::record({agent, "client-1", "secret"}, "an agent's tools");
