@@ -40,6 +40,14 @@ inline void putFile(const std::filesystem::path& path, std::string_view content)
     std::ofstream(path, std::ios::binary) << content;
 }
 
+/// Whether a file may have this name in a directory: some file systems want names to be UTF-8.
+inline bool takesName(const std::filesystem::path& directory, std::string_view name) {
+    const std::filesystem::path path = directory / name;
+    if (!std::ofstream(path)) return false;
+    std::filesystem::remove(path);
+    return true;
+}
+
 inline std::string fileContent(const std::filesystem::path& path) {
     std::ostringstream content;
     content << std::ifstream(path, std::ios::binary).rdbuf();

@@ -224,7 +224,12 @@ TEST_CASE("a path that leads nowhere is recorded as far as it leads") {
 
 TEST_CASE("a path that is not UTF-8 is recorded and compared with its bytes replaced") {
     const SessionStage stage;
-    const auto directory = stage.directory() / "bin \xff";
+    const std::string name = "bin \xff";
+    if (!test::takesName(stage.directory(), name)) {
+        MESSAGE("names are UTF-8 here: not tried");
+        return;
+    }
+    const auto directory = stage.directory() / name;
     std::filesystem::create_directory(directory);
     std::filesystem::copy_file(stage.recorder(), directory / "server");
     const Recorder process(directory / "server", (directory / "server").native());

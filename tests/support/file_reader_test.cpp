@@ -21,6 +21,7 @@ using namespace sorvane;
 using namespace std::string_literals;
 using test::fileContent;
 using test::putFile;
+using test::takesName;
 using test::TemporaryDirectory;
 using Path = std::filesystem::path;
 
@@ -110,6 +111,7 @@ TEST_CASE("a path is taken as it stands") {
     for (const std::string name : {"with blank", "*", "~", "$HOME", "caf\u00E9", "not UTF-8 \xFF",
                                    "line\nfeed", "-", "%s"}) {
         CAPTURE(name);
+        if (!takesName(directory.path(), name)) continue;
         putFile(directory.path() / name, name);
         CHECK(readFile(directory.path() / name) == name);
     }
