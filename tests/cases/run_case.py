@@ -6,6 +6,7 @@ README.md names the files of a case. Status 0: the run was as expected; 1: it wa
 """
 
 import argparse
+import errno
 import json
 import os
 import resource
@@ -30,6 +31,7 @@ FILES = {
 PROCESS_WORDS = {
     "stdin": 1, "stdout": 1, "stderr": 1, "descriptors": 1, "file-size": 1, "ignored": (1, 2, 3),
     "working-directory": 1, "account-home": 0, "socket-path": (1, 2), "simultaneous": 1, "fault": 1, "seconds": 2,
+    "decoder": 1,
 }
 SKIPPED = 77
 PATIENCE = 20  # seconds for a run; many at once get three times that
@@ -84,6 +86,8 @@ class Case:
     # Before the run
 
     def prepare(self):
+        if self.word("decoder") == "ours" and sys.platform == "darwin":
+            raise Skipped("the system decodes pictures here")
         stage = self.stage
         if "credential" in self.names:
             self.token = self.text("credential")
@@ -92,11 +96,19 @@ class Case:
         stage.lay(self.folder / "root", stage.root)
         stage.lay(self.folder / "files", stage.workspace)
         for line in self.lines("set-up"):
-            stage.set_up(line)
+            self.set_up(line)
         raw_arguments = stage.expand(self.bytes("arguments") if "arguments" in self.names else USUAL_ARGUMENTS)
         self.arguments = raw_arguments.split(b"\n")[:-1]
         self.event = stage.expand(self.bytes("event") if "event" in self.names else USUAL_EVENT)
         self.environment = self.make_environment()
+
+    def set_up(self, line):
+        try:
+            self.stage.set_up(line)
+        except OSError as failure:
+            if failure.errno == errno.EILSEQ:
+                raise Skipped("names that are not UTF-8 are needed") from None
+            raise
 
     def make_environment(self):
         stage = self.stage
@@ -166,7 +178,7 @@ class Case:
             reader, writer = os.pipe()
             return reader, [reader], [writer]
         if name != "stdin" and kind == "full":
-            descriptor = os.open("/dev/full", os.O_WRONLY)
+            descriptor = open_full_device()
             return descriptor, [descriptor], []
         if name != "stdin" and kind == "broken-pipe":
             reader, writer = os.pipe()
@@ -267,6 +279,13 @@ class Case:
             verdict.check_requests()
         verdict.check_changes(before, after)
         verdict.check_time(ended - began)
+
+
+def open_full_device():
+    try:
+        return os.open("/dev/full", os.O_WRONLY)
+    except FileNotFoundError:
+        raise Skipped("/dev/full is needed") from None
 
 
 def require_strace():

@@ -3,10 +3,13 @@
 
 import argparse
 import contextlib
+import errno
 import io
+import os
 import sys
 import tempfile
 from pathlib import Path
+from unittest import mock
 
 sys.dont_write_bytecode = True
 
@@ -93,6 +96,27 @@ WRONG_PROGRAMS = [
 GOOD_PROGRAMS = [("cat", SILENCE), (GOOD_RECORD, NO_IMAGES)]
 
 
+
+def without_full_device(path, *arguments, **options):
+    if path == "/dev/full":
+        raise FileNotFoundError(errno.ENOENT, os.strerror(errno.ENOENT), path)
+    return REAL_OPEN(path, *arguments, **options)
+
+
+def refuse_name(*_):
+    raise OSError(errno.EILSEQ, os.strerror(errno.EILSEQ))
+
+
+REAL_OPEN = os.open
+
+# What another system lacks, the case that needs it, a word of the reason.
+LACKS = [
+    (mock.patch("os.open", without_full_device), SILENCE | {"process": "stderr full"}, "/dev/full"),
+    (mock.patch("os.symlink", refuse_name), SILENCE | {"set-up": "link @WORKSPACE@/@BYTES(ff)@ a"}, "UTF-8"),
+    (mock.patch("sys.platform", "darwin"), SILENCE | {"process": "decoder ours"}, "decodes"),
+]
+
+
 def played(folder, programs, files):
     folder.mkdir()
     for name, text in files.items():
@@ -121,6 +145,11 @@ def failures(programs, scratch):
         status, told = played(scratch / f"wrong-{index}", programs, files)
         if status != 1 or word not in told:
             yield f"{name}: status {status}, {told!r} does not tell {word!r}"
+    for index, (lack, files, word) in enumerate(LACKS):
+        with lack:
+            status, told = played(scratch / f"lack-{index}", programs, files)
+        if status != run_case.SKIPPED or word not in told:
+            yield f"{files}: status {status}, {told!r} does not tell {word!r}"
     for index, (script, files, *word) in enumerate(GOOD_PROGRAMS + WRONG_PROGRAMS):
         folder = program_folder(scratch / f"programs-{index}", programs, script)
         status, told = played(scratch / f"program-{index}", folder, files)
