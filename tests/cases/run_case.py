@@ -121,6 +121,9 @@ class Case:
         for name in (b"ASAN_OPTIONS", b"UBSAN_OPTIONS", b"LSAN_OPTIONS"):
             if name in os.environb:
                 values[name] = os.environb[name]
+        # There a sanitized program otherwise begins with a word about its memory.
+        if sys.platform == "darwin":
+            values[b"MallocNanoZone"] = b"0"
         # The sanitizers need what these runs take away: a tracer's place, the first place in the loading.
         if {"account-home", "fault"} & self.process.keys():
             options = b"detect_leaks=0:verify_asan_link_order=0"

@@ -150,6 +150,11 @@ def failures(programs, scratch):
             status, told = played(scratch / f"lack-{index}", programs, files)
         if status != run_case.SKIPPED or word not in told:
             yield f"{files}: status {status}, {told!r} does not tell {word!r}"
+    with mock.patch("sys.platform", "darwin"):
+        folder = program_folder(scratch / "programs-quiet", programs, 'test "$MallocNanoZone" = 0 || exit 3')
+        status, told = played(scratch / "program-quiet", folder, SILENCE)
+    if status != 0:
+        yield f"sanitized programs speak of their memory on macOS: {told!r}"
     for index, (script, files, *word) in enumerate(GOOD_PROGRAMS + WRONG_PROGRAMS):
         folder = program_folder(scratch / f"programs-{index}", programs, script)
         status, told = played(scratch / f"program-{index}", folder, files)
