@@ -34,13 +34,14 @@ std::size_t ByteSource::read(std::span<std::uint8_t> to) noexcept {
     return taken;
 }
 
-std::span<const std::uint8_t> ByteSource::takePiece() noexcept {
-    if (begin_ == end_) {
+std::span<const std::uint8_t> ByteSource::takePiece(std::size_t most) noexcept {
+    if (begin_ == end_ && most > 0) {
         begin_ = end_ = 0;
         fill();
     }
-    const std::span<const std::uint8_t> piece(buffer_.data() + begin_, end_ - begin_);
-    begin_ = end_;
+    const std::span<const std::uint8_t> piece(buffer_.data() + begin_,
+                                              std::min(most, end_ - begin_));
+    begin_ += piece.size();
     return piece;
 }
 

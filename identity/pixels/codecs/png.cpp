@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <csetjmp>
+#include <cstring>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -11,7 +12,10 @@
 #include <png.h>
 
 #include "identity/pixels/budget.h"
+#include "identity/pixels/codecs/png_end.h"
 #include "identity/pixels/codecs/png_metadata.h"
+#include "identity/pixels/codecs/png_rows.h"
+#include "identity/pixels/exif.h"
 
 namespace sorvane::pixels {
 
@@ -45,14 +49,18 @@ constexpr std::array adam7 = {Pass{{0, 0}, 8, 8}, Pass{{4, 0}, 8, 8}, Pass{{0, 4
                               Pass{{2, 0}, 4, 4}, Pass{{0, 2}, 2, 4}, Pass{{1, 0}, 2, 2},
                               Pass{{0, 1}, 1, 2}};
 
+enum class Reader : std::uint8_t { fastest, libpng };
+
 class PngCodec final : public Codec {
   public:
-    explicit PngCodec(ByteSource& file) : file_(file) {
+    PngCodec(ByteSource& file, Reader reader) : file_(file), reader_(reader) {
         png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
         attempt([this] {
             info_ = png_create_info_struct(png_);
             endInfo_ = png_create_info_struct(png_);
             png_set_read_fn(png_, this, readBytes);
+            // Some writers declare a smaller window than they use.
+            png_set_option(png_, PNG_MAXIMUM_INFLATE_WINDOW, PNG_OPTION_ON);
         });
     }
     ~PngCodec() override { png_destroy_read_struct(&png_, &info_, &endInfo_); }
@@ -76,12 +84,21 @@ class PngCodec final : public Codec {
     static void onWarning(png_structp png, png_const_charp message);
     static void readBytes(png_structp png, png_bytep to, std::size_t count);
 
+    void noteChunk(std::span<const std::uint8_t> header);
     void noteDamage(std::string_view warning);
     std::vector<PngChunk> chunksBeside(png_infop info) const;
+    bool readableByRows() const;
+    PngPalette palette() const;
+    bool readRows(SpanSink& sink);
+    bool readPasses(SpanSink& sink);
     bool readPass(const Pass& pass, std::vector<std::uint8_t>& row, SpanSink& sink);
     bool readEnd();
+    bool keepsOrientation(std::optional<Orientation> late) const;
 
     ByteSource& file_;
+    Reader reader_;
+    PngChunkHeader chunkHeader_{};
+    bool paletteSeen_ = false;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
     png_infop endInfo_ = nullptr;
@@ -96,6 +113,14 @@ class PngCodec final : public Codec {
 void PngCodec::readBytes(png_structp png, png_bytep to, std::size_t count) {
     auto* codec = static_cast<PngCodec*>(png_get_io_ptr(png));
     if (codec->file_.read({to, count}) != count) png_error(png, "the file ends here");
+    if (png_get_io_state(png) == (PNG_IO_READING | PNG_IO_CHUNK_HDR)) codec->noteChunk({to, count});
+}
+
+// The library reads a chunk's header in one piece.
+void PngCodec::noteChunk(std::span<const std::uint8_t> header) {
+    if (header.size() != chunkHeader_.size()) return;
+    std::ranges::copy(header, chunkHeader_.begin());
+    paletteSeen_ = paletteSeen_ || std::memcmp(&header[4], "PLTE", 4) == 0;
 }
 
 void PngCodec::onWarning(png_structp png, png_const_charp message) {
@@ -156,6 +181,49 @@ std::optional<PictureHeader> PngCodec::readHeader() {
 }
 
 bool PngCodec::readPixels(SpanSink& sink) {
+    return reader_ == Reader::fastest && readableByRows() ? readRows(sink) : readPasses(sink);
+}
+
+bool PngCodec::readableByRows() const {
+    const bool indexed = png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE;
+    return !interlaced_ && png_get_bit_depth(png_, info_) == 8 &&
+           (indexed || png_get_valid(png_, info_, PNG_INFO_tRNS) == 0);
+}
+
+PngPalette PngCodec::palette() const {
+    PngPalette palette;
+    palette.colours.fill({0, 0, 0, 255});
+    png_colorp colours = nullptr;
+    png_bytep alphas = nullptr;
+    int count = 0;
+    png_get_PLTE(png_, info_, &colours, &count);
+    for (int i = 0; i < count; ++i)
+        palette.colours[static_cast<std::size_t>(i)] = {colours[i].red, colours[i].green,
+                                                        colours[i].blue, 255};
+    count = 0;
+    png_get_tRNS(png_, info_, &alphas, &count, nullptr);
+    for (int i = 0; i < count; ++i) palette.colours[static_cast<std::size_t>(i)][3] = alphas[i];
+    palette.transparent = hasAlpha(channels_);
+    return palette;
+}
+
+// libpng has read up to the data of the first pixel chunk, and is not called again.
+bool PngCodec::readRows(SpanSink& sink) {
+    PngRowForm form{size_, png_get_channels(png_, info_), std::nullopt};
+    if (png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE) form.palette = palette();
+    PngChunks chunks(file_, chunkHeader_);
+    PngInflater data(chunks);
+    if (!readPngRows(data, form, sink)) return false;
+    const auto end = readPngEnd(chunks, paletteSeen_, chunkLimit);
+    if (!end) return false;
+    constexpr std::size_t place = ownChunks.find("eXIf") / ownChunkStride;
+    std::optional<Orientation> late;
+    if (end->orientation && !end->orientationDamaged && !ownChunkDamaged_[place])
+        late = exifOrientation(*end->orientation);
+    return keepsOrientation(late);
+}
+
+bool PngCodec::readPasses(SpanSink& sink) {
     const bool ready = attempt([this] {
         // Palette to RGB, low depths to 8 bits by exact scaling, tRNS to alpha after a comparison
         // at the file's own depth.
@@ -198,15 +266,31 @@ bool PngCodec::readPass(const Pass& pass, std::vector<std::uint8_t>& row, SpanSi
 }
 
 bool PngCodec::readEnd() {
-    if (!attempt([this] { png_read_end(png_, endInfo_); }) || dataDamaged_) return false;
+    const bool ended = attempt([this] {
+        // Of what stands behind the pixels the orientation alone counts, and has room of its own.
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER,
+                                    reinterpret_cast<png_const_bytep>(ownChunks.data()),
+                                    static_cast<int>(ownChunkCount - 1));
+        png_set_chunk_cache_max(png_, chunkCountLimit);
+        png_read_end(png_, endInfo_);
+    });
+    if (!ended || dataDamaged_) return false;
+    return keepsOrientation(pngOrientation(chunksBeside(endInfo_)));
+}
+
+bool PngCodec::keepsOrientation(std::optional<Orientation> late) const {
     // An orientation may stand behind the pixels, when they have been digested already. Such files
     // are so rare that they go without a pixel identity rather than every picture through a frame.
-    const auto late = pngOrientation(chunksBeside(endInfo_));
     return orientationKnown_ || late.value_or(Orientation::upright) == Orientation::upright;
 }
 
 } // namespace
 
-std::unique_ptr<Codec> openPng(ByteSource& file) { return std::make_unique<PngCodec>(file); }
+std::unique_ptr<Codec> openPng(ByteSource& file) {
+    return std::make_unique<PngCodec>(file, Reader::fastest);
+}
+std::unique_ptr<Codec> openPngByLibpng(ByteSource& file) {
+    return std::make_unique<PngCodec>(file, Reader::libpng);
+}
 
 } // namespace sorvane::pixels

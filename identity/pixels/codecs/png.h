@@ -20,4 +20,9 @@ inline constexpr std::uint64_t pngMemory = std::uint64_t{3} * 8 * pixelBudget;
 /// outlive the codec.
 std::unique_ptr<Codec> openPng(ByteSource& file);
 
+/// The same with every pixel read by libpng, which is slower and which the tests take as judge. The
+/// answers are the same but for files whose compressed data are not whole behind the last pixel:
+/// libpng does not always look that far.
+std::unique_ptr<Codec> openPngByLibpng(ByteSource& file);
+
 } // namespace sorvane::pixels

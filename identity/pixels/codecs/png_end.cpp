@@ -1,0 +1,43 @@
+#include "identity/pixels/codecs/png_end.h"
+
+#include <utility>
+
+namespace sorvane::pixels {
+
+namespace {
+
+// The case of a chunk's first letter tells whether a reader may pass over what it does not know.
+bool isCritical(std::string_view name) { return name.front() >= 'A' && name.front() <= 'Z'; }
+
+// Further pixel data add nothing, and neither does a palette that comes too late.
+bool mayStandBehind(std::string_view name, bool paletteSeen) {
+    return !isCritical(name) || name == "IDAT" || name == "IEND" ||
+           (name == "PLTE" && !paletteSeen);
+}
+
+void readOrientation(PngChunks& chunks, std::size_t longest, PngEnd& end) {
+    std::vector<std::uint8_t> data;
+    const bool kept = !end.orientation && chunks.length() <= longest;
+    if (kept)
+        for (auto piece = chunks.take(); !piece.empty(); piece = chunks.take())
+            data.insert(data.end(), piece.begin(), piece.end());
+    if (!chunks.close()) end.orientationDamaged = true;
+    if (kept) end.orientation = std::move(data);
+}
+
+} // namespace
+
+std::optional<PngEnd> readPngEnd(PngChunks& chunks, bool paletteSeen, std::size_t longest) {
+    PngEnd end;
+    if (!chunks.close()) return std::nullopt;
+    while (chunks.next() && mayStandBehind(chunks.name(), paletteSeen)) {
+        if (chunks.name() == "eXIf")
+            readOrientation(chunks, longest, end);
+        else if (!chunks.close() && isCritical(chunks.name()))
+            return std::nullopt;
+        if (chunks.name() == "IEND") return end;
+    }
+    return std::nullopt;
+}
+
+} // namespace sorvane::pixels
