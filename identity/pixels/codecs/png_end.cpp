@@ -9,10 +9,9 @@ namespace {
 // The case of a chunk's first letter tells whether a reader may pass over what it does not know.
 bool isCritical(std::string_view name) { return name.front() >= 'A' && name.front() <= 'Z'; }
 
-// Further pixel data add nothing, and neither does a palette that comes too late.
+// A palette that comes too late adds nothing; pixel data apart from the others are damage.
 bool mayStandBehind(std::string_view name, bool paletteSeen) {
-    return !isCritical(name) || name == "IDAT" || name == "IEND" ||
-           (name == "PLTE" && !paletteSeen);
+    return !isCritical(name) || name == "IEND" || (name == "PLTE" && !paletteSeen);
 }
 
 void readOrientation(PngChunks& chunks, std::size_t longest, PngEnd& end) {
@@ -28,15 +27,18 @@ void readOrientation(PngChunks& chunks, std::size_t longest, PngEnd& end) {
 } // namespace
 
 std::optional<PngEnd> readPngEnd(PngChunks& chunks, bool paletteSeen, std::size_t longest) {
+    do {
+        if (!chunks.close() || !chunks.next()) return std::nullopt;
+    } while (chunks.name() == "IDAT");
     PngEnd end;
-    if (!chunks.close()) return std::nullopt;
-    while (chunks.next() && mayStandBehind(chunks.name(), paletteSeen)) {
+    do {
+        if (!mayStandBehind(chunks.name(), paletteSeen)) return std::nullopt;
         if (chunks.name() == "eXIf")
             readOrientation(chunks, longest, end);
         else if (!chunks.close() && isCritical(chunks.name()))
             return std::nullopt;
         if (chunks.name() == "IEND") return end;
-    }
+    } while (chunks.next());
     return std::nullopt;
 }
 

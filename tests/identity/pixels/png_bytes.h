@@ -31,15 +31,20 @@ struct PngForm {
     bool interlaced = false;
 };
 
-/// `rows`: every row behind its filter byte. `before` and `after`: chunks around the pixels.
-inline Bytes pngFile(const PngForm& form, const Bytes& rows, const Bytes& before = {},
-                     const Bytes& after = {}) {
+/// `pixels`: the pixel chunks and whatever stands around them.
+inline Bytes pngFileAround(const PngForm& form, const Bytes& pixels) {
     using namespace std::string_view_literals;
     return joined({bytes("\x89PNG\r\n\x1a\n"sv),
                    pngChunk("IHDR", joined({bigEndian32(form.width),
                                             bigEndian32(form.height),
                                             {form.depth, form.colourType, 0, 0, form.interlaced}})),
-                   before, pngChunk("IDAT", deflated(rows)), after, pngChunk("IEND")});
+                   pixels, pngChunk("IEND")});
+}
+
+/// `rows`: every row behind its filter byte. `before` and `after`: chunks around the pixels.
+inline Bytes pngFile(const PngForm& form, const Bytes& rows, const Bytes& before = {},
+                     const Bytes& after = {}) {
+    return pngFileAround(form, joined({before, pngChunk("IDAT", deflated(rows)), after}));
 }
 
 } // namespace sorvane::test

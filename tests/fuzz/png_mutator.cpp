@@ -1,0 +1,35 @@
+// Changes PNG files for libFuzzer. Most of the time the chunks' checksums are set right after a
+// change: otherwise every change would end at the first of them.
+
+#include <cstddef>
+#include <cstdint>
+#include <zlib.h>
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t most);
+
+namespace {
+
+std::uint32_t numberAt(const std::uint8_t* bytes) {
+    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
+           std::uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+void setChecksums(std::uint8_t* file, std::size_t size) {
+    for (std::size_t at = 8; at + 12 <= size;) {
+        const std::size_t length = numberAt(file + at);
+        if (length > size - at - 12) return;
+        const uLong checksum = ::crc32(0, file + at + 4, static_cast<uInt>(4 + length));
+        for (std::size_t i = 0; i < 4; ++i)
+            file[at + 8 + length + i] = static_cast<std::uint8_t>(checksum >> (24 - 8 * i));
+        at += 12 + length;
+    }
+}
+
+} // namespace
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
+                                               std::size_t most, unsigned seed) {
+    const std::size_t changed = LLVMFuzzerMutate(data, size, most);
+    if (seed % 8 != 0) setChecksums(data, changed);
+    return changed;
+}
