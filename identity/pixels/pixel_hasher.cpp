@@ -17,10 +17,13 @@ bool keepsRowOrder(Orientation orientation) {
 }
 
 void premultiply(std::uint8_t* rgba, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i, rgba += pixelBytes)
+    for (std::size_t i = 0; i < count; ++i, rgba += pixelBytes) {
+        // Most pictures with alpha are opaque nearly everywhere.
+        if (rgba[3] == 255) continue;
         for (std::size_t channel = 0; channel < 3; ++channel)
             rgba[channel] =
                 static_cast<std::uint8_t>((rgba[channel] * unsigned{rgba[3]} + 127) / 255);
+    }
 }
 
 void reversePixels(std::uint8_t* rgba, std::size_t count) {
