@@ -44,6 +44,15 @@ TEST_CASE("taking a piece gives what is buffered, then what comes, then nothing"
     CHECK(file.source().takePiece().empty());
 }
 
+TEST_CASE("a piece is no larger than was asked for") {
+    PouredFile file(bytes("abcde"));
+    CHECK(file.source().takePiece(0).empty());
+    CHECK(file.source().takePiece(2).size() == 2);
+    CHECK(file.source().peek(1) == "c");
+    CHECK(file.source().takePiece(9).size() == 3);
+    CHECK(file.source().takePiece(9).empty());
+}
+
 TEST_CASE("draining takes everything that is left") {
     PouredFile file(Bytes(60'000, 'x'));
     CHECK(file.source().peek(2) == "xx");

@@ -203,6 +203,10 @@ def damage(checker):
     late = chunk(b'IDAT', wrong[:-4]) + chunk(b'IDAT', wrong[-4:])
     checker.refuses('a wrong checksum that comes after all pixels are there',
                     picture.file(data=wrong).replace(chunk(b'IDAT', wrong), late))
+    cut = b''.join(chunk(b'IDAT', part) for part in (wrong[:-4], wrong[-4:-2], wrong[-2:]))
+    checker.refuses('a wrong checksum of the compressed data that is cut in two',
+                    picture.file(data=wrong).replace(chunk(b'IDAT', wrong), cut))
+    checker.refuses('pixel data apart from the others', picture.file(after=TEXT + chunk(b'IDAT')))
     checker.refuses('compressed data without their checksum', picture.file(data=data[:-4]))
     checker.refuses('a row too few', picture.file(data=zlib.compress(raw[:-97])))
     checker.refuses('an unknown filter',
@@ -211,6 +215,13 @@ def damage(checker):
                     answer(picture.pixels()))
     checker.answers('bytes behind the compressed data', picture.file(data=data + b'more'),
                     answer(picture.pixels()))
+    wide = Picture(400, 3, GREY, 8)
+    wide.rows = [wide.rows[0]] * 3
+    understated = b'\x08\x1d' + zlib.compress((b'\0' + bytes(v for v, in wide.rows[0])) * 3)[2:]
+    checker.answers('compressed data that declare a smaller window than they use',
+                    wide.file(data=understated), answer(wide.pixels()))
+    checker.refuses('compressed data that declare a larger window than there is',
+                    picture.file(data=b'\x88\x1c' + data[2:]))
     text = bytearray(picture.file(before=TEXT))
     text[text.index(b'made')] ^= 1
     checker.answers('a wrong checksum of a text', bytes(text), answer(picture.pixels()))
