@@ -21,8 +21,9 @@ inline constexpr std::uint64_t pngMemory = std::uint64_t{3} * 8 * pixelBudget;
 std::unique_ptr<Codec> openPng(ByteSource& file);
 
 /// The same with every pixel read by libpng, which is slower and which the tests take as judge. The
-/// answers are the same but for files whose compressed data are not whole behind the last pixel:
-/// libpng does not always look that far.
+/// answers are the same but for two kinds of damage: compressed data that are not whole behind the
+/// last pixel, which libpng does not always look at; and a block whose code has words to spare,
+/// which zlib refuses and the faster inflater reads, if all checksums are right.
 std::unique_ptr<Codec> openPngByLibpng(ByteSource& file);
 
 } // namespace sorvane::pixels
