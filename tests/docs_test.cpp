@@ -39,6 +39,7 @@ const std::map<std::string, std::vector<RoundTrip>> pages{
     {"agent-manifest.md", {asRecord<AgentManifest>}},
     {"history-entry.md", {asRecord<HelperEntry>}},
     {"hook-event.md", {asJSON, asJSON, asJSON}}, // the event; two forms of the answer
+    {"image-formats.md", {}},                    // a table and no sample
     {"mcp-session.md", {asRecord<MCPClientSession>}},
     {"observation.md", {asRecord<PromptHookObservation>}},
     {"pairing-request.md", {asRecord<PairingRequestRecord>}},
