@@ -2,6 +2,7 @@
 
 option(SORVANE_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(SORVANE_FUZZ "Build the fuzz targets for libFuzzer, which Clang brings" OFF)
+option(SORVANE_BENCH "Build what scripts/bench measures with" OFF)
 
 add_library(sorvane_settings INTERFACE)
 target_compile_features(sorvane_settings INTERFACE cxx_std_20)

@@ -1,0 +1,66 @@
+#!/usr/bin/env python3
+"""Measures whole runs of sorvane-hook beside base lines and peers, and shows the ratios next to their
+targets. Status 1: somebody gave a wrong digest. A missed target is no error; it is marked.
+"""
+
+import argparse
+import subprocess
+import sys
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+import files
+import machine
+import peers
+import pictures
+import startup
+from measuring import Failed
+from scene import Scene
+
+# A start is over before a picture has begun: so many of them for each run of a picture.
+STARTS = 12
+
+
+def options():
+    parser = argparse.ArgumentParser(prog="scripts/bench", description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--modules", type=Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--rounds", type=int, default=15, help="of every picture (15); start-up takes 12 times that")
+    parser.add_argument("--busy", action="store_true", help="keep one core busy with something else")
+    parser.add_argument("--instructions", action="store_true", help="count the pictures' instructions too (minutes)")
+    return parser.parse_args()
+
+
+def compare(chosen):
+    instruments = chosen.build / "bench"
+    print(machine.facts())
+    made, srgb = files.make(instruments / "pictures", instruments / "draw")
+    here, missing = peers.installed(instruments, srgb, chosen.modules)
+    print(f"peers             {', '.join(here) or 'none'}; missing: {', '.join(missing) or 'none'}")
+    with Scene(chosen.build) as scene:
+        startup.compare(instruments, scene, STARTS * chosen.rounds)
+        wrong = pictures.compare(instruments, scene, made, here, chosen.rounds, chosen.instructions)
+    print(f"\nload              {machine.load()}")
+    return wrong
+
+
+def main():
+    chosen = options()
+    neighbour = subprocess.Popen([sys.executable, "-c", "while True: pass"]) if chosen.busy else None
+    try:
+        wrong = compare(chosen)
+    except Failed as failure:
+        sys.exit(f"bench: {failure}")
+    finally:
+        if neighbour:
+            neighbour.kill()
+            neighbour.wait()
+    for fault in wrong:
+        print(f"WRONG: {fault}")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

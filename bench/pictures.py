@@ -1,0 +1,125 @@
+"""The picture tables: the hook with an attached picture, against the floor of a picture and against
+others who take the same digest."""
+
+import statistics
+
+import measuring
+import table
+from measuring import Command, Failed
+
+HOOK, DECODER = "sorvane-hook", "sorvane-pixels alone"
+FLOOR = "floor by "
+SECONDS = "60"
+PEAK = 16 * 1024  # KiB, of the hook and of its decoder each
+HEAD = ["", "wall ms", "cpu ms", "x floor", "target", "x fastest", "x cpu", "x best peer", "target", "M instr.",
+        "peak MiB"]
+
+
+class Comparison:
+    """One picture's runs: all commands that can take its digest, and what they cost."""
+
+    def __init__(self, picture, instruments, scene, peers):
+        self.picture = picture
+        self.instruments = instruments
+        self.hook = scene.hook("picture", {"prompt": "What is this?", "attachments": [str(picture.file)]})
+        self.decoder = Command([instruments.parent / "sorvane-pixels", SECONDS], picture.file, {})
+        self.floors = self.floor_commands()
+        self.peers = {name: peer(picture) for name, peer in peers.items()}
+        self.errors = self.wrong_digests(scene)
+
+    def floor_commands(self):
+        if self.picture.file.suffix != ".png":
+            return {}
+        programs = sorted(self.instruments.glob("picture_floor_*"))
+        return {FLOOR + program.name.rpartition("_")[2]: Command([program, self.picture.file])
+                for program in programs}
+
+    def wrong_digests(self, scene):
+        """What is said about everybody who does not give the picture's digest; they are not measured."""
+        given = {HOOK: lambda: scene.identity(self.hook).get("pixelHash", "no pixel identity"),
+                 DECODER: lambda: output_or_failure(self.decoder).split()[0]}
+        given.update({name: lambda peer=peer: output_or_failure(peer).strip() for name, peer in self.peers.items()})
+        errors = {name: digest for name, digest in ((name, give()) for name, give in given.items())
+                  if not self.is_right(digest)}
+        self.peers = {name: peer for name, peer in self.peers.items() if name not in errors}
+        return errors
+
+    def is_right(self, digest):
+        if self.picture.digest is None:
+            return len(digest) == 64
+        return digest == self.picture.digest
+
+    def measure(self, rounds):
+        ours = {HOOK: self.hook, DECODER: self.decoder}
+        commands = {name: command for name, command in ours.items() if name not in self.errors}
+        commands.update(self.floors | self.peers)
+        self.costs = measuring.side_by_side(self.instruments, commands, rounds)
+        self.floor = self.fastest(self.floors)
+        self.best = self.fastest(self.peers)
+
+    def fastest(self, names):
+        return min(names, key=lambda name: statistics.median(cost.wall for cost in self.costs[name]), default=None)
+
+    def against(self, name, other, target):
+        """The cells of a ratio and of its target."""
+        if other is None or name == other:
+            return ["", ""]
+        ratio = measuring.ratio(self.costs[name], self.costs[other])
+        return [table.spread(ratio), table.verdict(ratio.median, target) if name == HOOK else ""]
+
+    def undisturbed(self, name, other):
+        """The cells of the ratios that other work on the machine spoils less."""
+        if other is None or name == other:
+            return ["", ""]
+        pair = self.costs[name], self.costs[other]
+        return [table.decimals(measuring.ratio_of_fastest(*pair)), table.decimals(measuring.ratio_of_processor(*pair))]
+
+    def peak(self, name):
+        """The hook's own and its decoder's, and of every other the largest process'."""
+        if name != HOOK:
+            return table.mebibytes(statistics.median(cost.peak for cost in self.costs[name]))
+        peaks = measuring.peaks(self.instruments, self.hook)
+        own = " + ".join(table.mebibytes(peak) for peak in reversed(peaks.values()))
+        return f"{own} {table.verdict(max(peaks.values()), PEAK, 1024)}"
+
+    def instructions(self, name):
+        decoder = Command([self.instruments / "open_decoder"], self.picture.file)
+        parts = {HOOK: [self.hook, decoder], DECODER: [decoder]}
+        parts.update({floor: [command] for floor, command in self.floors.items()})
+        counted = [measuring.instructions(part) for part in parts.get(name, [])]
+        return sum(counted) if counted and all(counted) else None
+
+    def line(self, name, count):
+        costs = self.costs[name]
+        mark = " (best peer)" if name == self.best else ""
+        return [name + mark, table.spread(measuring.wall(costs)), table.decimals(measuring.processor(costs)),
+                *self.against(name, self.floor, self.picture.against_floor), *self.undisturbed(name, self.floor),
+                *self.against(name, self.best, self.picture.against_peer),
+                table.millions(self.instructions(name) if count else None), self.peak(name)]
+
+    def show(self, count):
+        rows = [self.line(name, count) for name in self.costs]
+        rows += [[name, "not measured", *[""] * (len(HEAD) - 2)] for name in self.errors]
+        table.show(self.picture.name, HEAD, rows)
+        if count:
+            print("Instructions are counted without the processor's own for SHA-256, which the counter lacks.")
+        if self.picture.digest is None:
+            print("Every colour engine rounds in its own way: that a digest comes is checked, not which.")
+
+
+def output_or_failure(command):
+    try:
+        return measuring.output_of(command) or "nothing"
+    except Failed as failure:
+        return str(failure).rpartition(": ")[2] or "failed"
+
+
+def compare(instruments, scene, pictures, peers, rounds, count):
+    """Shows a table for each picture; gives what is wrong."""
+    wrong = []
+    for picture in pictures:
+        comparison = Comparison(picture, instruments, scene, peers)
+        comparison.measure(rounds)
+        comparison.show(count)
+        wrong += [f"{picture.name}: {name}: {said}" for name, said in comparison.errors.items()]
+    return wrong

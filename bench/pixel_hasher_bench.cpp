@@ -1,0 +1,28 @@
+// From samples to the digest. Opaque rows need no premultiplication: the difference between the two
+// is what it costs, and what is left beside the digest of as many bytes is the colour step.
+
+#include <benchmark/benchmark.h>
+#include <vector>
+
+#include "identity/pixels/pixel_hasher.h"
+
+namespace {
+
+using namespace sorvane::pixels;
+
+constexpr Size rowSize{3840, 1};
+
+void hashRow(benchmark::State& state, Channels channels) {
+    PictureHeader header;
+    header.size = rowSize;
+    header.samples.channels = channels;
+    const std::vector<std::uint8_t> samples(rowSize.width * header.samples.pixelBytes(), 0x5a);
+    PixelHasher hasher(header, ColourStep({}, header.samples));
+    for (auto _ : state) hasher.take({0, 0, 1, rowSize.width, samples.data()});
+    state.SetItemsProcessed(state.iterations() * std::int64_t{rowSize.width});
+}
+
+BENCHMARK_CAPTURE(hashRow, opaque, Channels::rgb);
+BENCHMARK_CAPTURE(hashRow, premultiplied, Channels::rgba);
+
+} // namespace

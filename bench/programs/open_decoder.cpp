@@ -1,0 +1,17 @@
+// open_decoder: what sorvane-pixels does, for an observer who has to stand in the same process: no
+// limits, no filter of calls.
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <unistd.h>
+
+#include "identity/pixels/pixel_identity.h"
+
+int main() {
+    sorvane::pixels::ByteSource file(STDIN_FILENO);
+    const auto identity = sorvane::pixels::pixelIdentity(file);
+    if (!identity) return EXIT_FAILURE;
+    std::puts(identity->digest.c_str());
+    return EXIT_SUCCESS;
+}

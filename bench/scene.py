@@ -1,0 +1,81 @@
+"""A root with an enrolled agent and an answering application, for the time of the measurements."""
+
+import json
+import shutil
+import subprocess
+import tempfile
+import time
+from pathlib import Path
+
+from measuring import Command, Failed, output_of
+
+AGENT = "codex"
+CLIENT = "bench"
+PATIENCE = 5  # seconds
+
+
+class Scene:
+    def __init__(self, programs):
+        self.programs = programs
+        # Not in TMPDIR: it can be long, and a socket's path must stay within some 100 bytes.
+        self.top = Path(tempfile.mkdtemp(prefix="sv-bench-", dir="/tmp"))
+        self.root = self.top / "root"
+        self.credential = self.top / "credential"
+        self.peer = None
+
+    def __enter__(self):
+        try:
+            output_of(Command([self.programs / "sorvane-standin", "enrol", "--root", self.root, "--agent", AGENT,
+                               "--client-id", CLIENT, "--credential-file", self.credential]))
+            self.start_peer()
+        except BaseException:
+            self.__exit__()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        if self.peer:
+            self.peer.kill()
+            self.peer.wait()
+            self.peer.stdout.close()
+        shutil.rmtree(self.top)
+
+    def start_peer(self):
+        socket = self.root / "Runtime/sorvane.sock"
+        socket.parent.mkdir()
+        command = [self.programs / "bench/answering_peer", socket, self.top / "request"]
+        self.peer = subprocess.Popen(command, stdout=subprocess.PIPE)
+        if self.peer.stdout.readline() != b"listening\n":
+            raise Failed("the answering peer did not start")
+
+    def hook(self, name, event):
+        """A run of the hook at an event."""
+        path = self.top / (name + ".json")
+        path.write_text(json.dumps({"hook_event_name": "UserPromptSubmit", "cwd": str(self.top), **event}))
+        words = [self.programs / "sorvane-hook", "--agent", AGENT, "--client-id", CLIENT,
+                 "--credential-file", self.credential]
+        environment = {"PATH": "/usr/bin:/bin", "SORVANE_TESTING": "1", "SORVANE_APP_SUPPORT": str(self.root)}
+        return Command(words, path, environment)
+
+    def outcome(self, hook):
+        """How a run of the hook ends, by its own word."""
+        observation = self.root / f"Integrations/Agents/{AGENT}-hook-state.json"
+        observation.unlink(missing_ok=True)
+        output_of(hook)
+        return json.loads(observation.read_text())["outcome"]
+
+    def identity(self, hook):
+        """What a run of the hook asks the application about its first picture."""
+        request = self.top / "request"
+        request.unlink(missing_ok=True)
+        output_of(hook)
+        self.wait_for(request)
+        return json.loads(request.read_text())["attachments"][0]
+
+    def wait_for(self, request):
+        """The peer notes a request down after its answer, when the hook may be gone already."""
+        end = time.monotonic() + PATIENCE
+        while not request.exists():
+            if time.monotonic() > end:
+                raise Failed("the hook asked the application nothing")
+            time.sleep(0.01)
