@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "identity/pixels/budget.h"
+#include "identity/pixels/codecs/tile_parts.h"
 #include "identity/pixels/codecs/wide_samples.h"
 #include "identity/pixels/kept_file.h"
 
@@ -110,6 +111,7 @@ bool Jpeg2000Codec::decode() {
     if (!read || image->x1 <= image->x0 || image->y1 <= image->y0) return false;
     size_ = {image->x1 - image->x0, image->y1 - image->y0};
     return withinPixelBudget(size_) && image->numcomps <= 4 && checkChannels() &&
+           hasAllTileParts(input.bytes) &&
            opj_decode(decoder.get(), stream.get(), image) == OPJ_TRUE && checkChannels();
 }
 

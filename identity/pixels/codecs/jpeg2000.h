@@ -21,9 +21,9 @@ inline constexpr std::uint64_t jpeg2000Memory =
 
 /// JPEG 2000, in its container (JP2) and bare: grey, RGB, sYCC and CMYK of 1 to 16 bits, signed or
 /// not, palettes, channels of fewer samples than the first, alpha where the channels' definitions
-/// say so; without such, a second or a fourth channel is the alpha. A picture that is damaged or
-/// cut short, and one of other colours, are an answer of "no picture". `file` must outlive the
-/// codec.
+/// say so; without such, a second or a fourth channel is the alpha. A picture that is cut short or
+/// lacks a part of a tile, and one of other colours, are an answer of "no picture"; so is damage,
+/// as far as it shows: coded data have no checksum. `file` must outlive the codec.
 std::unique_ptr<Codec> openJpeg2000(ByteSource& file);
 
 } // namespace sorvane::pixels

@@ -5,7 +5,7 @@ import struct
 
 import tags
 from jpeg2000_files import (BARE, BOXED, GREY, INKS, SRGB, YCC, box, decoded, encoded, named,
-                            palette, profiled, raw, with_colour)
+                            palette, profiled, raw, tile_parts, with_colour)
 from reference import answer, premultiplied
 from samples import Samples, soft
 
@@ -116,6 +116,22 @@ def damage(checker):
                                 (kind, options, length, len(picture)), picture[:length])
 
 
+def missing_parts(checker):
+    source = soft(48, 40, 3).png()
+    for kind in (BOXED, BARE):
+        for name, options in {'tiles': ('-t', '16,16', '-n', '3'),
+                              'parts of a tile': ('-r', '20,10,5', '-TP', 'R'),
+                              'parts of tiles': ('-t', '24,24', '-n', '3', '-TP', 'R')}.items():
+            picture = encoded(source, kind, *options)
+            places = tile_parts(picture)
+            checker.check('%s are there to be taken away' % name, len(places) > 1, len(places))
+            checker.answers('all ' + name, picture,
+                            answer(decoded(picture, kind).pixels()))
+            for begin, end in places:
+                checker.refuses('one of %d %s is missing' % (len(places), name),
+                                picture[:begin] + picture[end:])
+
+
 def sizes(checker):
     picture = bytearray(encoded(soft(40, 40, 3).png(), BARE))
     for width, height in ((0, 40), (8000, 8000), (60_000_001, 1), (1 << 31, 1)):
@@ -136,4 +152,4 @@ def bombs(checker):
                     answer(picture.pixels()))
 
 
-CASES = (without_loss, with_loss, depths, luma, inks, colours, damage, sizes, bombs)
+CASES = (without_loss, with_loss, depths, luma, inks, colours, damage, missing_parts, sizes, bombs)

@@ -43,6 +43,17 @@ def with_colour(jp2, colr, *boxes):
             jp2[place + size:])
 
 
+def tile_parts(picture):
+    """Where each tile-part begins and ends."""
+    place = picture.index(b'\xff\x90\0\x0a')
+    places = []
+    while picture[place:place + 2] == b'\xff\x90':
+        length = struct.unpack_from('>I', picture, place + 6)[0]
+        places.append((place, place + length))
+        place += length
+    return places
+
+
 def named(space):
     return b'\1\0\0' + struct.pack('>I', space)
 
