@@ -40,7 +40,9 @@ bool hasCameraCurve(std::uint32_t transfer) {
            transfer == bt2020TwelveBits;
 }
 
-void put(Bytes& to, std::string_view text) { to.insert(to.end(), text.begin(), text.end()); }
+void put(Bytes& to, std::string_view text) {
+    for (const char character : text) to.push_back(static_cast<std::uint8_t>(character));
+}
 void put(Bytes& to, std::uint32_t value) {
     for (int shift = 24; shift >= 0; shift -= 8)
         to.push_back(static_cast<std::uint8_t>(value >> shift));
