@@ -10,7 +10,7 @@ namespace sorvane::pixels {
 
 namespace {
 
-constexpr std::size_t headLength = 8;
+constexpr std::size_t shortHeadLength = 8;
 constexpr std::size_t longHeadLength = 16;
 
 /// An outermost box: its bytes from the beginning of its head on; none are said when it reaches to
@@ -18,23 +18,25 @@ constexpr std::size_t longHeadLength = 16;
 struct Box {
     bool describesPictures = false;
     std::optional<std::uint64_t> length;
+    std::size_t headLength = shortHeadLength;
 };
 
 std::optional<Box> readBox(std::span<const std::uint8_t> head) {
     const NumberReader numbers(head, ByteOrder::big);
     const auto length = numbers.u32(0);
-    if (!length || head.size() < headLength) return std::nullopt;
+    if (!length || head.size() < shortHeadLength) return std::nullopt;
     Box box;
     box.describesPictures = std::memcmp(head.data() + 4, "meta", 4) == 0;
     if (*length == 0) return box;
     box.length = *length;
     if (*length == 1) {
-        const auto high = numbers.u32(headLength);
-        const auto low = numbers.u32(headLength + 4);
+        box.headLength = longHeadLength;
+        const auto high = numbers.u32(shortHeadLength);
+        const auto low = numbers.u32(shortHeadLength + 4);
         if (!high || !low) return std::nullopt;
         box.length = std::uint64_t{*high} << 32 | *low;
     }
-    if (*box.length < headLength) return std::nullopt;
+    if (*box.length < box.headLength) return std::nullopt;
     return box;
 }
 
@@ -42,9 +44,15 @@ std::optional<Box> readBox(std::span<const std::uint8_t> head) {
 
 bool BoxedFile::readBoxes(heif_context* context) {
     static constexpr heif_reader reader = {1, position, read, seek, waitForSize};
-    end_ = descriptionEnd();
-    if (!end_) return false;
+    description_ = findDescription();
+    if (!description_) return false;
+    end_ = static_cast<std::int64_t>(description_->end);
     return heif_context_read_from_reader(context, &reader, this, nullptr).code == heif_error_Ok;
+}
+
+std::optional<CodedSizes> BoxedFile::codedSizes() {
+    if (!description_) return std::nullopt;
+    return derivedSizes(kept_, description_->begin, description_->end);
 }
 
 int BoxedFile::read(void* to, std::size_t count, void* data) {
@@ -72,14 +80,14 @@ heif_reader_grow_status BoxedFile::waitForSize(std::int64_t size, void* data) {
     return reached ? heif_reader_grow_status_size_reached : heif_reader_grow_status_size_beyond_eof;
 }
 
-// Where the first box that describes pictures ends, which the file need not reach.
-std::optional<std::int64_t> BoxedFile::descriptionEnd() {
+// The body of the first box that describes pictures, whose end the file need not reach.
+std::optional<BoxedFile::Range> BoxedFile::findDescription() {
     constexpr auto farthest = std::uint64_t{std::numeric_limits<std::int64_t>::max()};
     std::uint64_t place = 0;
     while (const auto box = readBox(kept_.at(place, longHeadLength))) {
         if (!box->length || *box->length > farthest - place) return std::nullopt;
+        if (box->describesPictures) return Range{place + box->headLength, place + *box->length};
         place += *box->length;
-        if (box->describesPictures) return static_cast<std::int64_t>(place);
     }
     return std::nullopt;
 }

@@ -5,6 +5,7 @@
 #include <libheif/heif.h>
 #include <optional>
 
+#include "identity/pixels/codecs/heif_grid.h"
 #include "identity/pixels/kept_file.h"
 
 namespace sorvane::pixels {
@@ -23,6 +24,8 @@ class BoxedFile {
     /// Reads the boxes into `context`, which reads the pictures through this from then on. False:
     /// there are none, or they are damaged.
     bool readBoxes(heif_context* context);
+    /// What derivedSizes says of the boxes that have been read.
+    std::optional<CodedSizes> codedSizes();
 
   private:
     static BoxedFile& self(void* data) { return *static_cast<BoxedFile*>(data); }
@@ -31,9 +34,14 @@ class BoxedFile {
     static int seek(std::int64_t position, void* data);
     static heif_reader_grow_status waitForSize(std::int64_t size, void* data);
 
-    std::optional<std::int64_t> descriptionEnd();
+    struct Range {
+        std::uint64_t begin;
+        std::uint64_t end;
+    };
+    std::optional<Range> findDescription();
 
     KeptFile kept_;
+    std::optional<Range> description_;
     std::int64_t position_ = 0;
     // Where the file seems to end, until that has been noticed.
     std::optional<std::int64_t> end_;

@@ -1,13 +1,22 @@
 #include "identity/pixels/codecs/coded_picture.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "identity/pixels/budget.h"
 
 namespace sorvane::pixels {
 
 namespace {
+
+thread_local std::vector<Size> expectedSizes;
+
+bool expected(Size size) {
+    return withinPixelBudget(size) &&
+           (expectedSizes.empty() || std::ranges::find(expectedSizes, size) != expectedSizes.end());
+}
 
 struct ReleaseImage {
     void operator()(heif_image* image) const { heif_image_release(image); }
@@ -40,14 +49,15 @@ void tellColours(const CodedPicture& picture, heif_image* image) {
 
 } // namespace
 
+void expectSizes(std::vector<Size> sizes) { expectedSizes = std::move(sizes); }
+
 heif_error handOver(const CodedPicture& picture, heif_image** result) {
     constexpr std::array channels = {heif_channel_Y, heif_channel_Cb, heif_channel_Cr};
     const auto [samples, stride, width, height] = picture.planes[0];
     const bool grey = picture.chroma == heif_chroma_monochrome;
     heif_image* created = nullptr;
     if (width <= 0 || height <= 0 ||
-        !withinPixelBudget(
-            {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)}) ||
+        !expected({static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)}) ||
         heif_image_create(width, height, grey ? heif_colorspace_monochrome : heif_colorspace_YCbCr,
                           picture.chroma, &created)
                 .code != heif_error_Ok)

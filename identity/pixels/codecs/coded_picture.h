@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <libheif/heif.h>
+#include <vector>
+
+#include "identity/pixels/geometry.h"
 
 namespace sorvane::pixels {
 
@@ -37,7 +40,13 @@ inline constexpr heif_error undecodable = {heif_error_Decoder_plugin_error,
 /// A decoder that goes before libheif's own, which have 150 at most.
 inline constexpr int decoderPriority = 200;
 
-/// Copies the picture for libheif, whose image it is then. Fails for a picture over the budget.
+/// From now on, on this thread, pictures have one of these sizes; any if there are none. libheif
+/// lays tiles by what is declared of them, whatever was coded, and has no way to tell a decoder
+/// more.
+void expectSizes(std::vector<Size> sizes);
+
+/// Copies the picture for libheif, whose image it is then. Fails for a picture over the budget, or
+/// of a size that is not expected.
 heif_error handOver(const CodedPicture& picture, heif_image** image);
 
 } // namespace sorvane::pixels

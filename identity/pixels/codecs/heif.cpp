@@ -12,6 +12,7 @@
 #include "identity/pixels/budget.h"
 #include "identity/pixels/codecs/av1_decoder.h"
 #include "identity/pixels/codecs/boxed_file.h"
+#include "identity/pixels/codecs/coded_picture.h"
 #include "identity/pixels/codecs/hevc_decoder.h"
 #include "identity/pixels/codecs/nclx_colour.h"
 #include "identity/pixels/codecs/wide_samples.h"
@@ -92,6 +93,9 @@ bool HeifCodec::openPrimary() {
         !good(heif_context_get_primary_image_handle(context_.get(), &primary)))
         return false;
     primary_.reset(primary);
+    auto sizes = file_.codedSizes();
+    if (!sizes) return false;
+    expectSizes(std::move(*sizes));
     return true;
 }
 

@@ -4,7 +4,7 @@ import struct
 
 import tags
 from heif_files import (AVIF, HEIC, LOSSLESS, box, boxes, clipping, colours, decoded, encoded,
-                        inside, meta, mirroring, profiled, rotation, with_properties)
+                        grid, inside, meta, mirroring, profiled, rotation, with_properties)
 from reference import answer, upright
 from samples import close, soft
 
@@ -76,6 +76,51 @@ def clippings(checker):
         checker.answers('%s clipped and turned' % kind,
                         with_properties(heif, clip, rotation(3)),
                         turned_answer(upright(part, 6), rows))
+
+
+def four_tiles(kind):
+    """Lossless ones, each of its own colours."""
+    tiles = [soft(64, 64, 3) for _ in range(4)]
+    for quarter, tile in enumerate(tiles):
+        tile.rows = [[tuple(value ^ 64 * quarter for value in pixel) for pixel in row]
+                     for row in tile.rows]
+    return [encoded(tile, kind, *LOSSLESS) for tile in tiles]
+
+
+def grids(checker):
+    for kind in (HEIC, AVIF):
+        tiles = four_tiles(kind)
+        laid = [decoded(tile).pixels() for tile in tiles]
+        whole = [left + right for half in (laid[:2], laid[2:]) for left, right in zip(*half)]
+        for width, height in ((128, 128), (100, 90), (65, 65)):
+            heif = grid(kind, tiles, 2, 2, (width, height))
+            rows = decoded(heif).pixels()
+            name = '%s, a grid of %dx%d' % (kind, width, height)
+            checker.answers(name, heif, answer(rows))
+            checker.check(name + ' has its tiles in their places',
+                          rows == [row[:width] for row in whole[:height]])
+            checker.answers(name + ', turned', with_properties(heif, rotation(3)),
+                            answer(rows, 6))
+
+
+def damaged_grids(checker):
+    for kind in (HEIC, AVIF):
+        tiles = four_tiles(kind)
+        small = encoded(soft(32, 32, 3), kind)
+        pair = tiles[:2]
+        for name, heif in {
+                'wider than its tiles': grid(kind, tiles, 2, 2, (200, 128)),
+                'higher than its tiles': grid(kind, tiles, 2, 2, (128, 200)),
+                'one row too high': grid(kind, pair, 2, 1, (128, 65)),
+                'of one tile too small': grid(kind, tiles[:1], 1, 1, (128, 128)),
+                'without a tile': grid(kind, tiles[:3], 2, 2, (128, 128)),
+                'with an unknown tile': grid(kind, tiles[:3], 2, 2, (128, 128), parts=(1, 2, 3, 9)),
+                'with a tile coded smaller': grid(kind, tiles[:3] + [small], 2, 2, (128, 128)),
+                'of tiles coded smaller': grid(kind, [small] * 4, 2, 2, (128, 128)),
+                'that is declared smaller': grid(kind, tiles, 2, 2, (128, 128), declared=(50, 50)),
+                'that is its own tile': grid(kind, tiles[:3], 2, 2, (128, 128), parts=(1, 2, 3, 4)),
+        }.items():
+            checker.refuses('%s, a grid %s' % (kind, name), heif)
 
 
 def premultiplication(checker):
@@ -160,5 +205,5 @@ def bombs(checker):
     checker.refuses('a film', box(b'ftyp', b'msf1\0\0\0\0msf1hevc') + box(b'moov', bytes(500)))
 
 
-CASES = (every_form, what_was_written, depths, turns, clippings, premultiplication,
+CASES = (every_form, what_was_written, depths, turns, clippings, grids, damaged_grids, premultiplication,
          exif_says_nothing, colour_statements, damage, sizes, bombs)

@@ -137,3 +137,51 @@ def colours(primaries, transfer, matrix=6):
 
 def profiled(profile):
     return box(b'colr', b'prof' + profile)
+
+
+def full_box(name, body, version=0, flags=0):
+    return box(name, struct.pack('>I', version << 24 | flags) + body)
+
+
+def coded(heif):
+    """The first item of a file: what its decoder is told beforehand, and its bytes."""
+    begin, end = meta(heif)
+    iprp, iprp_end = inside(heif, b'iprp', begin, end)
+    ipco, ipco_end = inside(heif, b'ipco', iprp + 8, iprp_end)
+    settings = next(heif[at:at + size] for name, at, size in boxes(heif, ipco + 8, ipco_end)
+                    if name in (b'hvcC', b'av1C'))
+    iloc = inside(heif, b'iloc', begin, end)[0]
+    entry = iloc + (20 if heif[iloc + 8] == 0 else 22)
+    base, _, offset, length = struct.unpack_from('>IHII', heif, entry)
+    return settings, heif[base + offset:base + offset + length]
+
+
+def grid(kind, tiles, columns, rows, output, tile=(64, 64), parts=None, declared=None):
+    """A picture of output's size that is laid out of coded tiles; `parts` are the items that it
+    names, `declared` is the size that its item says."""
+    settings, last = coded(tiles[0])[0], len(tiles) + 1
+    contents = [coded(heif)[1] for heif in tiles]
+    contents.append(struct.pack('>BBBBHH', 0, 0, rows - 1, columns - 1, *output))
+    kinds = [b'av01' if kind == AVIF else b'hvc1'] * len(tiles) + [b'grid']
+    entries = b''.join(full_box(b'infe', struct.pack('>HH4sB', item, 0, name, 0), 2, item != last)
+                       for item, name in enumerate(kinds, 1))
+    parts = list(range(1, last)) if parts is None else parts
+    properties = box(b'ipco', settings + full_box(b'ispe', struct.pack('>II', *tile)) +
+                     full_box(b'ispe', struct.pack('>II', *(declared or output))) +
+                     full_box(b'pixi', bytes((3, 8, 8, 8))))
+    owners = b''.join(struct.pack('>H4B', item, 3, 0x81, 2, 4) for item in range(1, last))
+    owners += struct.pack('>H3B', last, 2, 3, 4)
+    described = (full_box(b'hdlr', b'\0\0\0\0pict' + bytes(13)) +
+                 full_box(b'pitm', struct.pack('>H', last)) +
+                 full_box(b'iinf', struct.pack('>H', last) + entries) +
+                 full_box(b'iref', box(b'dimg', struct.pack('>%dH' % (len(parts) + 2), last,
+                                                            len(parts), *parts))) +
+                 box(b'iprp', properties + full_box(b'ipma', struct.pack('>I', last) + owners)))
+    head = box(b'ftyp', b'mif1\0\0\0\0mif1' + (b'avif' if kind == AVIF else b'heic'))
+    place = len(head) + 12 + len(described) + 16 + 14 * last + 8
+    places = b''
+    for item, content in enumerate(contents, 1):
+        places += struct.pack('>HHHII', item, 0, 1, place, len(content))
+        place += len(content)
+    iloc = full_box(b'iloc', struct.pack('>HH', 0x4400, last) + places)
+    return head + full_box(b'meta', described + iloc) + box(b'mdat', b''.join(contents))
