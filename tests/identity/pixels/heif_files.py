@@ -178,10 +178,10 @@ def grid(kind, tiles, columns, rows, output, tile=(64, 64), parts=None, declared
                                                             len(parts), *parts))) +
                  box(b'iprp', properties + full_box(b'ipma', struct.pack('>I', last) + owners)))
     head = box(b'ftyp', b'mif1\0\0\0\0mif1' + (b'avif' if kind == AVIF else b'heic'))
-    place = len(head) + 12 + len(described) + 16 + 14 * last + 8
+    place = len(head) + 12 + len(described) + 16 + 18 * last + 8
     places = b''
     for item, content in enumerate(contents, 1):
-        places += struct.pack('>HHHII', item, 0, 1, place, len(content))
+        places += struct.pack('>HHIHII', item, 0, place, 1, 0, len(content))
         place += len(content)
-    iloc = full_box(b'iloc', struct.pack('>HH', 0x4400, last) + places)
+    iloc = full_box(b'iloc', struct.pack('>HH', 0x4440, last) + places)
     return head + full_box(b'meta', described + iloc) + box(b'mdat', b''.join(contents))
