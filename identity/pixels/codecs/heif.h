@@ -24,9 +24,9 @@ void prepareHeif();
 /// HEIF with a picture in HEVC (HEIC) or AV1 (AVIF): the primary item, be it coded, a grid or
 /// derived, with its alpha. The pixels come upright and clipped as the item's own properties say;
 /// the declared size is that of before. An Exif orientation says nothing here. Damage that the
-/// decoders notice (they find none inside a picture's own arithmetic code), a grid that its tiles do
-/// not wholly cover, and colours that are neither sRGB's nor those of a profile, are an answer of
-/// "no picture". `file` must outlive the codec.
+/// decoders notice (they find none inside a picture's own arithmetic code), a grid that its tiles
+/// do not wholly cover, and colours that are neither sRGB's nor those of a profile, are an answer
+/// of "no picture". `file` must outlive the codec.
 std::unique_ptr<Codec> openHeif(ByteSource& file);
 
 } // namespace sorvane::pixels

@@ -33,7 +33,7 @@ def box(name, body):
 
 
 def with_colour(jp2, colr, *boxes):
-    """With another colour specification, and further boxes behind it."""
+    """Telling its colours in another way, and with further boxes behind that."""
     head = jp2.index(b'jp2h') - 4
     place = jp2.index(b'colr') - 4
     size = struct.unpack_from('>I', jp2, place)[0]
