@@ -15,19 +15,13 @@
 #include "identity/pixels/codecs/coded_picture.h"
 #include "identity/pixels/codecs/hevc_decoder.h"
 #include "identity/pixels/codecs/nclx_colour.h"
+#include "identity/pixels/codecs/release.h"
 #include "identity/pixels/codecs/wide_samples.h"
 
 namespace sorvane::pixels {
 
 namespace {
 
-template<auto release>
-struct Release {
-    template<class Object>
-    void operator()(Object* object) const {
-        release(object);
-    }
-};
 using Context = std::unique_ptr<heif_context, Release<heif_context_free>>;
 using Handle = std::unique_ptr<heif_image_handle, Release<heif_image_handle_release>>;
 using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;
@@ -185,11 +179,7 @@ void HeifCodec::fillRow(std::uint32_t row, std::uint8_t* to) const {
 }
 
 bool HeifCodec::readPixels(SpanSink& sink) {
-    std::vector<std::uint8_t> line(size_.width * format_.pixelBytes());
-    for (std::uint32_t row = 0; row < size_.height; ++row) {
-        fillRow(row, line.data());
-        sink.take({row, 0, 1, size_.width, line.data()});
-    }
+    takeRows(sink, size_, format_, [this](auto row, auto* to) { fillRow(row, to); });
     return true;
 }
 

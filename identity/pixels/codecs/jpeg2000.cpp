@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "identity/pixels/budget.h"
+#include "identity/pixels/codecs/release.h"
 #include "identity/pixels/codecs/tile_parts.h"
 #include "identity/pixels/codecs/wide_samples.h"
 #include "identity/pixels/kept_file.h"
@@ -18,13 +19,6 @@ namespace sorvane::pixels {
 
 namespace {
 
-template<auto release>
-struct Release {
-    template<class Object>
-    void operator()(Object* object) const {
-        release(object);
-    }
-};
 using Decoder = std::unique_ptr<opj_codec_t, Release<opj_destroy_codec>>;
 using Stream = std::unique_ptr<opj_stream_t, Release<opj_stream_destroy>>;
 using Image = std::unique_ptr<opj_image_t, Release<opj_image_destroy>>;
@@ -225,11 +219,7 @@ void Jpeg2000Codec::fillRow(std::uint32_t row, std::uint8_t* to) const {
 }
 
 bool Jpeg2000Codec::readPixels(SpanSink& sink) {
-    std::vector<std::uint8_t> line(size_.width * format_.pixelBytes());
-    for (std::uint32_t row = 0; row < size_.height; ++row) {
-        fillRow(row, line.data());
-        sink.take({row, 0, 1, size_.width, line.data()});
-    }
+    takeRows(sink, size_, format_, [this](auto row, auto* to) { fillRow(row, to); });
     return true;
 }
 

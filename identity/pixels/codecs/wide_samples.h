@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <vector>
 
 #include "identity/pixels/picture.h"
 
@@ -40,6 +41,16 @@ inline std::uint8_t* putPixel(std::span<const std::uint32_t> pixel, bool sixteen
         to += sizeof sample;
     }
     return to;
+}
+
+/// Hands a decoded picture over, row by row: `fillRow(row, to)` writes the samples of one.
+template<class FillRow>
+void takeRows(SpanSink& sink, Size size, const SampleFormat& format, const FillRow& fillRow) {
+    std::vector<std::uint8_t> line(size.width * format.pixelBytes());
+    for (std::uint32_t row = 0; row < size.height; ++row) {
+        fillRow(row, line.data());
+        sink.take({row, 0, 1, size.width, line.data()});
+    }
 }
 
 } // namespace sorvane::pixels
