@@ -34,7 +34,7 @@ RUN = [
     *READING_A_FILE,  # the credential
     "read", "read",  # the event
     "fstat",  # is there a directory of agents?
-    "getrandom", "openat", "write", "close", "rename", "chmod",  # the observation
+    "getrandom", "openat", "write", "close", "renameat2", "unlink", "chmod",  # the observation, over the last one
     "exit_group",
 ]
 WATCHED = "trace=?open,openat,?openat2,?creat,?execve,?execveat,?clone,?clone3,?fork,?vfork,socket"
@@ -48,15 +48,16 @@ def needed_libraries(program):
 def calls_of_a_run(stage, hook, environment, watched):
     """The watched system calls of a run that finds no picture, but for its own start."""
     stage.enrol(b"token-of-codex", {}, [])
+    observation = stage.agents / "codex-hook-state.json"
+    observation.write_bytes(b"{}")
     trace = stage.scratch / "trace"
     arguments = ["--agent", "codex", "--client-id", USUAL_CLIENT, "--credential-file", stage.credential]
     run = subprocess.run(
         ["strace", "-f", "-qq", "-o", trace, "-e", watched, "-e", "signal=none", hook, *arguments],
         input=b'{"prompt":"hello"}', env=environment, capture_output=True, check=False)
-    observation = stage.agents / "codex-hook-state.json"
-    if run.returncode != 0 or not observation.exists():
+    if run.returncode != 0:
         sys.exit(f"the run failed: {run}")
-    if json.loads(observation.read_bytes())["outcome"] != "no-image-identities":
+    if json.loads(observation.read_bytes()).get("outcome") != "no-image-identities":
         sys.exit("the run did something else")
     return trace.read_text().splitlines()[1:]
 
