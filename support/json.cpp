@@ -1,42 +1,11 @@
 #include "support/json.h"
 
-#include <algorithm>
 #include <cmath>
 #include <stdexcept>
-
-#include "support/utf8.h"
 
 namespace sorvane {
 
 namespace {
-
-// The library ends its text with the token at which it stopped: a piece of somebody's prompt, or of
-// a credential that a broken answer repeats. Numbers that are too large it quotes, however long.
-constexpr std::string_view quotation = "; last read";
-constexpr std::size_t parserTextLimit = 200;
-
-std::string withoutQuotation(std::string_view parserText) {
-    return utf8::oneLine(
-        parserText.substr(0, std::min(parserText.find(quotation), parserTextLimit)));
-}
-
-// The parser has no limit of its own, and its callback, which could count, looks at all earlier
-// elements again for every object: a long list would hold up the prompt.
-void checkNesting(std::string_view text) {
-    int levels = 0;
-    bool quoted = false;
-    for (std::size_t index = 0; index < text.size(); ++index) {
-        const char character = text[index];
-        if (character == '"') quoted = !quoted;
-        if (quoted && character == '\\') ++index;
-        if (quoted) continue;
-        if (character == '[' || character == '{') ++levels;
-        if (character == ']' || character == '}') --levels;
-        if (levels > jsonNestingLimit)
-            throw std::runtime_error("JSON is nested more than " +
-                                     std::to_string(jsonNestingLimit) + " levels deep");
-    }
-}
 
 template<class Container>
 void appendElements(std::string& text, const Container& container, char open, char close,
@@ -64,22 +33,6 @@ void appendLeaf(std::string& text, const nlohmann::json& leaf) {
 }
 
 } // namespace
-
-nlohmann::json parseJSON(std::string_view text) {
-    // The parser takes a NUL byte for the end of the text, whatever follows.
-    if (text.find('\0') != std::string_view::npos)
-        throw std::runtime_error("JSON text holds a NUL byte");
-    checkNesting(text);
-    nlohmann::json value;
-    try {
-        value = nlohmann::json::parse(text.begin(), text.end());
-    } catch (const nlohmann::json::exception& error) {
-        throw std::runtime_error(withoutQuotation(error.what()));
-    }
-    if (!value.is_structured())
-        throw std::runtime_error("JSON text is neither an object nor an array");
-    return value;
-}
 
 void appendJSON(std::string& text, const nlohmann::json& value) {
     if (value.is_object()) {

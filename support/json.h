@@ -16,8 +16,8 @@ namespace sorvane {
 inline constexpr int jsonNestingLimit = 512;
 
 /// Reads one JSON text: RFC 8259 to the letter, in UTF-8, one leading byte-order mark skipped; the
-/// top level is an object or an array. Throws std::runtime_error, whose text is one line
-/// and repeats nothing of the input but a number that is too large.
+/// top level is an object or an array; of a key that is written twice the last value counts. Throws
+/// std::runtime_error, whose text is one line and repeats nothing of the input.
 nlohmann::json parseJSON(std::string_view text);
 
 /// Appends a value as compact JSON with forward slashes escaped. Throws nlohmann::json::exception

@@ -20,8 +20,7 @@ bool exchange(const char* one, const char* other) {
 // take the place of another: a prompt would wait for that longer than for everything else together.
 // Files that change places are not waited for.
 bool moveOver(const std::filesystem::path& file, const std::filesystem::path& place) {
-    if (!exchange(file.c_str(), place.c_str()))
-        return ::rename(file.c_str(), place.c_str()) == 0;
+    if (!exchange(file.c_str(), place.c_str())) return ::rename(file.c_str(), place.c_str()) == 0;
     if (::unlink(file.c_str()) == 0) return true;
     const int reason = errno; // it was a directory
     exchange(file.c_str(), place.c_str());

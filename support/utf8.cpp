@@ -1,5 +1,8 @@
 #include "support/utf8.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace sorvane::utf8 {
 
 namespace {
@@ -31,6 +34,18 @@ Lead lead(unsigned char byte) {
 bool isControl(char32_t scalar) {
     return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0) || scalar == 0x2028 ||
            scalar == 0x2029;
+}
+
+// How many bytes of ASCII stand at the front, but for less than a word of them.
+std::size_t asciiLength(std::string_view text) {
+    constexpr std::uint64_t beyondAscii = 0x8080'8080'8080'8080;
+    std::size_t length = 0;
+    std::uint64_t word = 0;
+    for (; length + sizeof word <= text.size(); length += sizeof word) {
+        std::memcpy(&word, text.data() + length, sizeof word);
+        if ((word & beyondAscii) != 0) break;
+    }
+    return length;
 }
 
 } // namespace
@@ -70,12 +85,13 @@ void append(std::string& text, char32_t scalar) {
 }
 
 bool isValid(std::string_view text) {
-    while (!text.empty()) {
+    while (true) {
+        text.remove_prefix(asciiLength(text));
+        if (text.empty()) return true;
         const Step next = step(text);
         if (!next.valid) return false;
         text.remove_prefix(next.length);
     }
-    return true;
 }
 
 std::string oneLine(std::string_view text) {

@@ -20,9 +20,7 @@ using nlohmann::json;
 
 namespace {
 
-// Quotes, position and the library's own words, around the part of a token that is shown; a cut
-// scalar may come out as three bytes.
-constexpr std::size_t longestFailureText = 1200;
+constexpr std::size_t longestFailureText = 100;
 
 std::string repeated(std::string_view text, std::size_t times) {
     std::string result;
@@ -128,7 +126,8 @@ TEST_CASE("what is not quite JSON is refused in one short line") {
           "[\"\\u12\"]", "[\"\\u12G4\"]", "[\"\\u+123\"]", "[\"\\u 123\"]", "[\"a\"b\"]"}},
         {"half a surrogate pair",
          {R"(["\ud800"])", R"(["\udc00"])", R"(["\udfff"])", R"(["\ud800x"])", R"(["\ud800\n"])",
-          R"(["\ud800\u0041"])", R"(["\ud800\ud800"])", R"(["\udc00\ud800"])", R"({"\ud800":1})"}},
+          R"(["\ud800\u0041"])", R"(["\ud800\ud800"])", R"(["\udc00\ud800"])",
+          R"(["\udc00\udc00"])", R"({"\ud800":1})"}},
         {"not UTF-8",
          {"[\"\x80\"]", "[\"\xBF\"]", "[\"\xC0\x80\"]", "[\"\xC1\xBF\"]", "[\"\xC3\"]",
           "[\"\xE0\x80\x80\"]", "[\"\xE0\x9F\xBF\"]", "[\"\xE2\x82\"]", "[\"\xED\xA0\x80\"]",
@@ -212,6 +211,7 @@ TEST_CASE("the failure's text stays short however long the broken token is") {
         texts.push_back("{\"" + repeated(piece, 100'000) + "\xFF\":1}");
     }
     texts.push_back("[" + repeated("1", 100'000) + "x]");
+    texts.push_back("[1" + repeated("0", 100'000) + "]");
     for (const std::string& text : texts) {
         CAPTURE(text.substr(0, 20));
         const auto told = failure(text);
@@ -220,19 +220,18 @@ TEST_CASE("the failure's text stays short however long the broken token is") {
     }
 }
 
-TEST_CASE("the failure's text repeats nothing of the input but a number that is too large") {
+TEST_CASE("the failure's text repeats nothing of the input") {
     for (const std::string_view text :
          {"[\"secret", "[\"secret\n\"]", "[\"secret\\x\"]", "[\"secret\xFF\"]", "[secret]",
           "secret", "\"secret\"", "{\"secret\"}", "{\"secret\":}", "{\"a\":\"secret",
           "[\"secret\"}", "[\"secret\" \"secret\"]", "[] secret", "[\"secret\\ud800\"]",
-          "[\"; last read: secret\n"}) {
+          "[\"\\u12secret\"]", "[1secret]"}) {
         CAPTURE(text);
         const auto told = failure(text);
         REQUIRE(told);
         CHECK(told->find("secret") == std::string::npos);
     }
-    CHECK(failure("[1e400]").value_or("").find("1e400") != std::string::npos);
-    CHECK(isOneShortLine(failure("[1" + repeated("0", 100'000) + "]").value_or("")));
+    CHECK(failure("[1e400]").value_or("").find("1e400") == std::string::npos);
 }
 
 TEST_CASE("reading takes no longer for each member the more there are") {
