@@ -56,10 +56,15 @@ Invocation readInvocation(std::span<char* const> arguments) {
     return {required("--agent"), required("--client-id"), required("--credential-file")};
 }
 
+// Room for the largest prompts that people paste. Memory that nothing is written to costs nothing,
+// and a text that outgrows its room is copied.
+constexpr std::size_t eventRoom = 12'000'000;
+
 // The event, or nothing for an input that is not for this hook. An input that breaks off is what
 // was read of it.
 std::optional<nlohmann::json> readEvent(int input) {
     std::string text;
+    text.reserve(eventRoom);
     appendToEnd(input, text);
     if (text.empty()) return std::nullopt;
     nlohmann::json event = parseJSON(text);

@@ -14,9 +14,6 @@ namespace {
 // Stays in the processor's nearest cache on its way to its place.
 constexpr std::size_t pieceSize = 16'384;
 
-// Room taken at first, for nothing as long as nothing is in it: most inputs never move to a larger.
-constexpr std::size_t firstRoom = 120'000;
-
 constexpr int withoutLimit = -1;
 
 // A reader that stopped reading must not hold up the prompt.
@@ -41,7 +38,6 @@ ssize_t readSome(int descriptor, std::span<char> piece) {
 }
 
 bool appendToEnd(int descriptor, std::string& content) {
-    content.reserve(content.size() + firstRoom);
     std::array<char, pieceSize> piece;
     while (true) {
         const ssize_t count = readSome(descriptor, piece);
