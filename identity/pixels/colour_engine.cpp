@@ -22,13 +22,16 @@ constexpr cmsUInt32Number tableFlags =
 
 constexpr double chromaticityUnit = 100'000;
 
-// From light under the profiles' white (D50) to sRGB's primaries: the inverse of their colorants,
-// which are those of BT.709 under D65, adapted to D50 by Bradford's method.
-constexpr double toSrgb[3][3] = {{3.1341863642, -1.6172089590, -0.4906940641},
-                                 {-0.9787485042, 1.9161300968, 0.0334333992},
-                                 {0.0719639278, -0.2289938735, 1.4057537329}};
+using Doubles [[gnu::vector_size(32)]] = double;
 
-using Xyz = std::array<float, 3>;
+// From light under the profiles' white (D50) to sRGB's primaries: the inverse of their colorants,
+// which are those of BT.709 under D65, adapted to D50 by Bradford's method. Column by column.
+constexpr Doubles toSrgb[3] = {{3.1341863642, -0.9787485042, 0.0719639278},
+                               {-1.6172089590, 1.9161300968, -0.2289938735},
+                               {-0.4906940641, 0.0334333992, 1.4057537329}};
+
+// X, Y and Z under the profiles' white.
+using Xyz = Light;
 
 cmsUInt32Number formatOf(SampleFormat format) {
     const cmsUInt32Number space = isGrey(format.channels)             ? PT_GRAY
@@ -78,26 +81,18 @@ std::optional<cmsUInt32Number> pointsOfPlainTable(cmsHPROFILE profile) {
 
 // The light of a colour under the profiles' white, for lightness and opponents of 16 bits.
 Xyz xyzOf(const std::array<std::uint16_t, 3>& lab) {
-    constexpr std::array<float, 3> white = {0.9642F, 1.0F, 0.8249F};
+    constexpr Xyz white = {0.9642F, 1.0F, 0.8249F};
     constexpr float bend = 24.0F / 116;
     const float y = (static_cast<float>(lab[0]) * (100.0F / 65535) + 16) / 116;
     const float a = static_cast<float>(lab[1]) / 257 - 128;
     const float b = static_cast<float>(lab[2]) / 257 - 128;
-    Xyz xyz = {y + a / 500, y, y - b / 200};
-    for (std::size_t i = 0; i < xyz.size(); ++i) {
-        const float root = xyz[i];
-        xyz[i] =
-            white[i] * (root > bend ? root * root * root : (108.0F / 841) * (root - 16.0F / 116));
-    }
-    return xyz;
+    const Xyz root = {y + a / 500, y, y - b / 200};
+    return white * (root > bend ? root * root * root : (108.0F / 841) * (root - 16.0F / 116));
 }
 
 Light lightOf(const Xyz& xyz) {
-    Light light;
-    for (std::size_t i = 0; i < light.size(); ++i)
-        light[i] = static_cast<float>(toSrgb[i][0] * xyz[0] + toSrgb[i][1] * xyz[1] +
-                                      toSrgb[i][2] * xyz[2]);
-    return light;
+    return __builtin_convertvector(toSrgb[0] * xyz[0] + toSrgb[1] * xyz[1] + toSrgb[2] * xyz[2],
+                                   Light);
 }
 
 struct FreeCurve {
@@ -121,8 +116,8 @@ std::optional<ColourEngine> ColourEngine::from(const Profile& source, SampleForm
     cmsSetProfileVersion(target.get(), plainVersion);
     ColourEngine engine;
     engine.transform_.reset(cmsCreateTransform(
-        source.get(), formatOf(format), target.get(), points ? TYPE_Lab_16 : TYPE_XYZ_FLT,
-        INTENT_PERCEPTUAL,
+        source.get(), formatOf(format), target.get(),
+        points ? TYPE_Lab_16 : TYPE_XYZ_FLT | EXTRA_SH(1), INTENT_PERCEPTUAL,
         cmsFLAGS_NOCACHE | (points ? tableFlags | cmsFLAGS_GRIDPOINTS(*points) : exactFlags)));
     if (!engine.transform_) return std::nullopt;
     engine.pixelBytes_ = format.pixelBytes();

@@ -33,32 +33,42 @@ class Encoder {
         }
     }
 
-    std::uint8_t operator()(float light) const {
+    /// Writes red, green and blue.
+    void operator()(Light light, std::uint8_t* rgba) const {
         // What is no number is not above 0 either.
-        const float held = light > 0 ? std::min(light, 1.0F) : 0.0F;
-        return codes_[static_cast<std::size_t>(held * last + 0.5F)];
-    }
-    void operator()(const Light& light, std::uint8_t* rgba) const {
-        for (std::size_t channel = 0; channel < light.size(); ++channel)
-            rgba[channel] = (*this)(light[channel]);
+        light = light > none_ ? light : none_;
+        light = light < full_ ? light : full_;
+        const auto steps = __builtin_convertvector(light * last + 0.5F, Steps);
+        for (std::size_t channel = 0; channel < 3; ++channel)
+            rgba[channel] = codes_[static_cast<std::uint32_t>(steps[channel])];
     }
 
   private:
+    using Steps [[gnu::vector_size(16)]] = std::int32_t;
     static constexpr float last = 65535;
+    // Members, since GCC makes one instruction of a bound only where it does not know the bound.
+    Light none_ = {0, 0, 0};
+    Light full_ = {1, 1, 1};
     std::array<std::uint8_t, 65536> codes_;
 };
 
-/// What the engine makes of each value of one channel, while the colour channels beside it, if
-/// there are any, are 0.
 template<class Sample>
-std::vector<Light> lightsOf(const ColourEngine& engine, Channels channels, std::size_t channel) {
-    constexpr std::size_t values = std::size_t{1} << 8 * sizeof(Sample);
+constexpr std::size_t valuesOf = std::size_t{1} << 8 * sizeof(Sample);
+
+/// What the engine makes of all values of each colour channel, while those beside it are 0.
+template<class Sample>
+std::vector<Light> lightsOf(const ColourEngine& engine, Channels channels) {
+    constexpr std::size_t values = valuesOf<Sample>;
     const std::size_t width = channelCount(channels);
-    std::vector<Sample> samples(values * width);
-    for (std::size_t value = 0; value < values; ++value)
-        samples[value * width + channel] = static_cast<Sample>(value);
-    std::vector<Light> lights(values);
-    engine.convert(reinterpret_cast<const std::uint8_t*>(samples.data()), values, lights.data());
+    const std::size_t colours = isGrey(channels) ? 1 : 3;
+    std::vector<Light> lights(colours * values);
+    for (std::size_t channel = 0; channel < colours; ++channel) {
+        std::vector<Sample> samples(values * width);
+        for (std::size_t value = 0; value < values; ++value)
+            samples[value * width + channel] = static_cast<Sample>(value);
+        engine.convert(reinterpret_cast<const std::uint8_t*>(samples.data()), values,
+                       &lights[channel * values]);
+    }
     return lights;
 }
 
@@ -73,10 +83,10 @@ Sample sampleAt(const std::uint8_t* place) {
 template<class Sample>
 class GreyConversion final : public Conversion {
   public:
-    GreyConversion(const ColourEngine& engine, Channels channels)
-        : pixelBytes_(channelCount(channels) * sizeof(Sample)) {
+    GreyConversion(const ColourEngine& engine, SampleFormat format)
+        : pixelBytes_(format.pixelBytes()) {
         const Encoder encode;
-        for (const Light& light : lightsOf<Sample>(engine, channels, 0))
+        for (const Light& light : lightsOf<Sample>(engine, format.channels))
             encode(light, colours_.emplace_back().data());
     }
 
@@ -95,39 +105,36 @@ class GreyConversion final : public Conversion {
 template<class Sample>
 class SumConversion final : public Conversion {
   public:
-    SumConversion(const ColourEngine& engine, Channels channels)
-        : pixelBytes_(channelCount(channels) * sizeof(Sample)) {
-        for (std::size_t channel = 0; channel < lights_.size(); ++channel)
-            lights_[channel] = lightsOf<Sample>(engine, channels, channel);
+    SumConversion(const ColourEngine& engine, SampleFormat format)
+        : pixelBytes_(format.pixelBytes()), lights_(lightsOf<Sample>(engine, format.channels)) {
         // The light of three zeros is in all three, and counts once.
-        const Light zero = lights_[0][0];
-        for (std::size_t channel = 1; channel < lights_.size(); ++channel)
-            for (Light& light : lights_[channel])
-                for (std::size_t i = 0; i < light.size(); ++i) light[i] -= zero[i];
+        for (std::size_t i = values; i < lights_.size(); ++i) lights_[i] -= lights_[0];
     }
 
     bool isFinite() const {
-        return std::ranges::all_of(lights_, [](const std::vector<Light>& lights) {
-            return std::ranges::all_of(lights, [](const Light& light) {
-                return std::ranges::all_of(light, [](float value) { return std::isfinite(value); });
-            });
+        return std::ranges::all_of(lights_, [](const Light& light) {
+            return std::isfinite(light[0]) && std::isfinite(light[1]) && std::isfinite(light[2]);
         });
     }
 
     void convert(const std::uint8_t* samples, std::size_t count,
                  std::uint8_t* rgba) const override {
-        for (std::size_t i = 0; i < count; ++i, samples += pixelBytes_, rgba += 4) {
-            const Light& red = lights_[0][sampleAt<Sample>(samples)];
-            const Light& green = lights_[1][sampleAt<Sample>(samples + sizeof(Sample))];
-            const Light& blue = lights_[2][sampleAt<Sample>(samples + 2 * sizeof(Sample))];
-            for (std::size_t channel = 0; channel < 3; ++channel)
-                rgba[channel] = encode_(red[channel] + green[channel] + blue[channel]);
-        }
+        const Light* const red = lights_.data();
+        const Light* const green = red + values;
+        const Light* const blue = green + values;
+        const std::size_t step = pixelBytes_;
+        for (std::size_t i = 0; i < count; ++i, samples += step, rgba += 4)
+            encode_(red[sampleAt<Sample>(samples)] +
+                        green[sampleAt<Sample>(samples + sizeof(Sample))] +
+                        blue[sampleAt<Sample>(samples + 2 * sizeof(Sample))],
+                    rgba);
     }
 
   private:
+    static constexpr std::size_t values = valuesOf<Sample>;
+
     std::size_t pixelBytes_;
-    std::array<std::vector<Light>, 3> lights_;
+    std::vector<Light> lights_;
     Encoder encode_;
 };
 
@@ -149,18 +156,18 @@ class EngineConversion final : public Conversion {
 };
 
 template<class Sample>
-std::shared_ptr<const Conversion> makeFor(ColourEngine engine, Channels channels) {
-    if (isGrey(channels)) return std::make_shared<GreyConversion<Sample>>(engine, channels);
+std::shared_ptr<const Conversion> makeFor(ColourEngine engine, SampleFormat format) {
+    if (isGrey(format.channels)) return std::make_shared<GreyConversion<Sample>>(engine, format);
     if (!engine.additive()) return std::make_shared<EngineConversion>(std::move(engine));
-    auto sum = std::make_shared<SumConversion<Sample>>(engine, channels);
+    auto sum = std::make_shared<SumConversion<Sample>>(engine, format);
     return sum->isFinite() ? sum : nullptr;
 }
 
 } // namespace
 
 std::shared_ptr<const Conversion> Conversion::make(ColourEngine engine, SampleFormat format) {
-    if (format.sixteenBits) return makeFor<std::uint16_t>(std::move(engine), format.channels);
-    return makeFor<std::uint8_t>(std::move(engine), format.channels);
+    if (format.sixteenBits) return makeFor<std::uint16_t>(std::move(engine), format);
+    return makeFor<std::uint8_t>(std::move(engine), format);
 }
 
 } // namespace sorvane::pixels
