@@ -101,12 +101,46 @@ class GreyConversion final : public Conversion {
     std::vector<std::array<std::uint8_t, 3>> colours_;
 };
 
+/// Screenshots are one colour for long stretches, and no way to convert a pixel is as fast as to
+/// see that it is the one before. To look further back for its colour would cost photographs more
+/// than it spares screenshots.
+class ConversionByRuns : public Conversion {
+  public:
+    explicit ConversionByRuns(SampleFormat format) : pixelBytes_(format.pixelBytes()) {}
+
+    void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const final {
+        constexpr std::size_t stretch = 16;
+        std::size_t done = 0;
+        const auto convertUpTo = [&](std::size_t end) {
+            if (done < end) convertEach(samples + done * pixelBytes_, end - done, rgba + 4 * done);
+        };
+        for (std::size_t next = 1; next + stretch <= count; next += stretch) {
+            const std::uint8_t* const pixel = samples + next * pixelBytes_;
+            if (std::memcmp(pixel, pixel - pixelBytes_, stretch * pixelBytes_) != 0) continue;
+            convertUpTo(next);
+            done = next + stretch;
+            for (std::size_t i = next; i < done; ++i)
+                std::memcpy(rgba + 4 * i, rgba + 4 * (next - 1), 4);
+        }
+        convertUpTo(count);
+    }
+
+  protected:
+    std::size_t pixelBytes() const { return pixelBytes_; }
+
+  private:
+    virtual void convertEach(const std::uint8_t* samples, std::size_t count,
+                             std::uint8_t* rgba) const = 0;
+
+    std::size_t pixelBytes_;
+};
+
 /// Three channels that add up: the light of all values of each.
 template<class Sample>
-class SumConversion final : public Conversion {
+class SumConversion final : public ConversionByRuns {
   public:
     SumConversion(const ColourEngine& engine, SampleFormat format)
-        : pixelBytes_(format.pixelBytes()), lights_(lightsOf<Sample>(engine, format.channels)) {
+        : ConversionByRuns(format), lights_(lightsOf<Sample>(engine, format.channels)) {
         // The light of three zeros is in all three, and counts once.
         for (std::size_t i = values; i < lights_.size(); ++i) lights_[i] -= lights_[0];
     }
@@ -117,12 +151,15 @@ class SumConversion final : public Conversion {
         });
     }
 
-    void convert(const std::uint8_t* samples, std::size_t count,
-                 std::uint8_t* rgba) const override {
+  private:
+    static constexpr std::size_t values = valuesOf<Sample>;
+
+    void convertEach(const std::uint8_t* samples, std::size_t count,
+                     std::uint8_t* rgba) const override {
         const Light* const red = lights_.data();
         const Light* const green = red + values;
         const Light* const blue = green + values;
-        const std::size_t step = pixelBytes_;
+        const std::size_t step = pixelBytes();
         for (std::size_t i = 0; i < count; ++i, samples += step, rgba += 4)
             encode_(red[sampleAt<Sample>(samples)] +
                         green[sampleAt<Sample>(samples + sizeof(Sample))] +
@@ -130,27 +167,24 @@ class SumConversion final : public Conversion {
                     rgba);
     }
 
-  private:
-    static constexpr std::size_t values = valuesOf<Sample>;
-
-    std::size_t pixelBytes_;
     std::vector<Light> lights_;
     Encoder encode_;
 };
 
 /// Every other colour space: the engine itself.
-class EngineConversion final : public Conversion {
+class EngineConversion final : public ConversionByRuns {
   public:
-    explicit EngineConversion(ColourEngine engine) : engine_(std::move(engine)) {}
+    EngineConversion(ColourEngine engine, SampleFormat format)
+        : ConversionByRuns(format), engine_(std::move(engine)) {}
 
-    void convert(const std::uint8_t* samples, std::size_t count,
-                 std::uint8_t* rgba) const override {
+  private:
+    void convertEach(const std::uint8_t* samples, std::size_t count,
+                     std::uint8_t* rgba) const override {
         std::array<Light, blockPixels> lights;
         engine_.convert(samples, count, lights.data());
         for (std::size_t i = 0; i < count; ++i) encode_(lights[i], rgba + 4 * i);
     }
 
-  private:
     ColourEngine engine_;
     Encoder encode_;
 };
@@ -158,7 +192,7 @@ class EngineConversion final : public Conversion {
 template<class Sample>
 std::shared_ptr<const Conversion> makeFor(ColourEngine engine, SampleFormat format) {
     if (isGrey(format.channels)) return std::make_shared<GreyConversion<Sample>>(engine, format);
-    if (!engine.additive()) return std::make_shared<EngineConversion>(std::move(engine));
+    if (!engine.additive()) return std::make_shared<EngineConversion>(std::move(engine), format);
     auto sum = std::make_shared<SumConversion<Sample>>(engine, format);
     return sum->isFinite() ? sum : nullptr;
 }

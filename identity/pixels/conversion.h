@@ -23,7 +23,7 @@ class Conversion {
     virtual ~Conversion() = default;
 
     /// Writes red, green and blue of at most `blockPixels` pixels to `rgba`, four bytes each, whose
-    /// fourth it leaves alone.
+    /// fourth is there already: the alpha of the same samples.
     virtual void convert(const std::uint8_t* samples, std::size_t count,
                          std::uint8_t* rgba) const = 0;
 };

@@ -1,8 +1,10 @@
 // Conversions against the same in double precision, for every kind of profile.
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
+#include <initializer_list>
 #include <vector>
 
 #include <doctest/doctest.h>
@@ -180,6 +182,61 @@ Reference matrixReference(const Matrix& matrix, double (*curve)(double)) {
     };
 }
 
+// Pixels that stay as the one before them but for one in `run`, the last channel but for one in
+// `lastRun`.
+template<class Sample>
+std::vector<Sample> rowOfRuns(std::size_t width, unsigned run, unsigned lastRun) {
+    std::uint32_t state = 1;
+    const auto dice = [&state](unsigned sides) {
+        state = state * 1'664'525 + 1'013'904'223;
+        return (state >> 8) % sides;
+    };
+    std::vector<Sample> row(width);
+    while (row.size() < width * ColourStep::blockPixels) {
+        const bool colour = dice(run) == 0;
+        const bool last = colour || dice(lastRun) == 0;
+        for (std::size_t channel = 1; channel <= width; ++channel)
+            row.push_back((channel < width ? colour : last) ? static_cast<Sample>(dice(65536))
+                                                            : row[row.size() - width]);
+    }
+    return row;
+}
+
+template<class Sample>
+std::vector<Sample> gradient(std::size_t width) {
+    std::vector<Sample> row;
+    for (std::size_t i = 0; i < ColourStep::blockPixels; ++i)
+        for (std::size_t channel = 0; channel < width; ++channel)
+            row.push_back(static_cast<Sample>(i * channel / 5));
+    return row;
+}
+
+// The row converted in parts of so many pixels.
+template<class Sample, class Length>
+Bytes inParts(const ColourStep& step, const std::vector<Sample>& row, const Length& length) {
+    const auto* const samples = reinterpret_cast<const std::uint8_t*>(row.data());
+    Bytes rgba(4 * ColourStep::blockPixels);
+    for (std::size_t done = 0, count = 0; done < ColourStep::blockPixels; done += count) {
+        count = std::min(length(count), ColourStep::blockPixels - done);
+        step.convert(samples + done * step.pixelBytes(), count, rgba.data() + 4 * done);
+    }
+    return rgba;
+}
+
+template<class Sample>
+void checkRows(const ColourStatement& statement, Channels channels) {
+    CAPTURE(channels);
+    CAPTURE(sizeof(Sample));
+    const std::size_t width = channelCount(channels);
+    const ColourStep step({statement}, {channels, sizeof(Sample) == 2});
+    for (const auto& row : {rowOfRuns<Sample>(width, 1, 1), rowOfRuns<Sample>(width, 40, 999),
+                            rowOfRuns<Sample>(width, 99, 20), gradient<Sample>(width)}) {
+        const Bytes single = inParts(step, row, [](std::size_t) { return std::size_t{1}; });
+        CHECK(inParts(step, row, [](std::size_t last) { return last + 1; }) == single);
+        CHECK(inParts(step, row, [](std::size_t) { return ColourStep::blockPixels; }) == single);
+    }
+}
+
 double adobeLight(double value) { return std::pow(value, 563.0 / 256); }
 
 } // namespace
@@ -296,18 +353,15 @@ TEST_CASE("alpha stays as it is beside converted colours") {
 }
 
 TEST_CASE("a row of pixels is converted as each of them alone") {
-    const Bytes profile = TableProfile(TableForm::mft2, 3, 5).bytes();
-    for (const Bytes& of : {displayP3Profile(), profile}) {
-        const ColourStep step({IccProfile{of}}, {Channels::rgba, true});
-        std::vector<std::uint16_t> samples;
-        for (unsigned i = 0; i < 4 * ColourStep::blockPixels; ++i)
-            samples.push_back(static_cast<std::uint16_t>(i * 40503));
-        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(samples.data());
-        Bytes row(samples.size());
-        step.convert(bytes, ColourStep::blockPixels, row.data());
-        Bytes single(row.size());
-        for (std::size_t i = 0; i < ColourStep::blockPixels; ++i)
-            step.convert(bytes + 8 * i, 1, single.data() + 4 * i);
-        CHECK(row == single);
-    }
+    const auto check = [](const Bytes& profile, std::initializer_list<Channels> all) {
+        for (const Channels channels : all) {
+            checkRows<std::uint8_t>(IccProfile{profile}, channels);
+            checkRows<std::uint16_t>(IccProfile{profile}, channels);
+        }
+    };
+    check(displayP3Profile(), {Channels::rgb, Channels::rgba});
+    check(TableProfile(TableForm::mft2, 3, 5).bytes(), {Channels::rgb, Channels::rgba});
+    check(TableProfile(TableForm::mAB, 3, 5, true).bytes(), {Channels::rgb, Channels::rgba});
+    check(TableProfile(TableForm::mft2, 4, 3).bytes(), {Channels::cmyk});
+    check(greyProfile(curveTag({0x0100})), {Channels::grey, Channels::greyAlpha});
 }
