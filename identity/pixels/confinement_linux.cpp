@@ -98,8 +98,9 @@ void limitResource(__rlimit_resource_t resource, rlim_t most) {
 // The C library's first sort of more than a kilobyte asks how much memory there is, and keeps the
 // answer: libtiff's sort of its tags would be that first one, when nothing may be asked any more.
 void sortOnce() {
-    std::array<char, 2048> letters{};
-    std::qsort(letters.data(), letters.size(), 1, [](const void*, const void*) { return 0; });
+    std::array<std::array<char, 1024>, 2> blocks{};
+    std::qsort(blocks.data(), blocks.size(), sizeof blocks[0],
+               [](const void*, const void*) { return 0; });
 }
 
 void filterCalls() {
