@@ -2,19 +2,27 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 namespace sorvane::pixels {
 
-/// Undoes the filter of one row in place. `above` is the row before, undone, as long as `row`;
-/// zeros before the first. `pixelBytes` is 1 to 4 and divides the row's length. False: there is no
-/// such filter. One file a processor holds this, in its vector instructions.
-bool unfilterRow(std::uint8_t filter, std::span<std::uint8_t> row, const std::uint8_t* above,
-                 std::size_t pixelBytes);
+/// Rows as they lie in a PNG's data, one behind the other: each is the number of its filter, which
+/// is one byte, and its pixels.
+struct FilteredRows {
+    std::uint8_t* first;
+    std::size_t count;
+    std::size_t width;
+    /// 1 to 4.
+    std::size_t pixelBytes;
 
-/// The same, a byte at a time: what the other is to do.
-bool unfilterRowPlainly(std::uint8_t filter, std::span<std::uint8_t> row, const std::uint8_t* above,
-                        std::size_t pixelBytes);
+    std::size_t stride() const { return 1 + pixelBytes * width; }
+};
+
+/// Most filters are undone in so many rows at once. It is the same in fewer, but takes as long.
+inline constexpr std::size_t rowsAtOnce = 4;
+
+/// Undoes the filters of rows in place; their numbers stay. In front of the first row stands the
+/// one above it, undone; zeros above a picture. False: there is no such filter.
+bool unfilterRows(FilteredRows rows);
 
 namespace png_filter {
 

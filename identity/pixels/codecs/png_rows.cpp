@@ -23,13 +23,18 @@ void lookUp(const PngPalette& palette, std::span<const std::uint8_t> numbers,
         samples = std::copy_n(palette.colours[number].data(), channels, samples);
 }
 
+// A multiple of what is undone at once.
+std::uint32_t rowsInBatch(std::size_t stride) {
+    return static_cast<std::uint32_t>((batchSize / stride / rowsAtOnce + 1) * rowsAtOnce);
+}
+
 class RowReader {
   public:
     RowReader(PngInflater& data, const PngRowForm& form)
         : data_(data),
           form_(form),
           stride_(1 + form.pixelBytes * form.size.width),
-          most_(static_cast<std::uint32_t>(std::max<std::size_t>(1, batchSize / stride_))),
+          most_(std::min(form.size.height, rowsInBatch(stride_))),
           batch_(std::make_unique_for_overwrite<std::uint8_t[]>((1 + most_) * stride_)) {
         std::memset(slot(most_), 0, stride_);
         if (form.palette) samples_.resize(std::size_t{4} * form.size.width);
@@ -40,8 +45,8 @@ class RowReader {
             const std::uint32_t count = std::min(most_, form_.size.height - y);
             std::memcpy(slot(0), slot(most_), stride_);
             if (!data_.fill({slot(1), count * stride_})) return false;
-            for (std::uint32_t i = 0; i < count; ++i)
-                if (!handOver(y + i, slot(1 + i), sink)) return false;
+            if (!unfilterRows({slot(1), count, form_.size.width, form_.pixelBytes})) return false;
+            for (std::uint32_t i = 0; i < count; ++i) handOver(y + i, slot(1 + i) + 1, sink);
         }
         return data_.finish();
     }
@@ -51,13 +56,9 @@ class RowReader {
     // the row above them.
     std::uint8_t* slot(std::uint32_t number) { return batch_.get() + number * stride_; }
 
-    bool handOver(std::uint32_t y, std::uint8_t* filtered, SpanSink& sink) {
-        const std::span<std::uint8_t> row(filtered + 1, stride_ - 1);
-        if (!unfilterRow(*filtered, row, row.data() - stride_, form_.pixelBytes)) return false;
-        if (form_.palette) lookUp(*form_.palette, row, samples_.data());
-        const std::uint8_t* samples = form_.palette ? samples_.data() : row.data();
-        sink.take({y, 0, 1, form_.size.width, samples});
-        return true;
+    void handOver(std::uint32_t y, const std::uint8_t* row, SpanSink& sink) {
+        if (form_.palette) lookUp(*form_.palette, {row, stride_ - 1}, samples_.data());
+        sink.take({y, 0, 1, form_.size.width, form_.palette ? samples_.data() : row});
     }
 
     PngInflater& data_;
