@@ -1,6 +1,7 @@
 #include "identity/pixels/colour.h"
 
 #include <array>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -103,6 +104,24 @@ void convertRow(const std::uint8_t* samples, std::size_t count, std::uint8_t* rg
     }
 }
 
+// Reads a fourth byte beside every three, puts alpha in its place, and leaves the last pixels,
+// behind which the row may end, to others.
+void convertRgb(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
+    // The compilers make one vector of them.
+    constexpr std::size_t atOnce = 4;
+    constexpr std::array<std::uint8_t, 4> opaqueBlack = {0, 0, 0, 255};
+    constexpr auto alpha = std::bit_cast<std::uint32_t>(opaqueBlack);
+    std::array<std::uint32_t, atOnce> pixels;
+    for (; count > atOnce; count -= atOnce, samples += 3 * atOnce, rgba += sizeof pixels) {
+        for (std::size_t i = 0; i < atOnce; ++i) {
+            std::memcpy(&pixels[i], samples + 3 * i, sizeof pixels[i]);
+            pixels[i] |= alpha;
+        }
+        std::memcpy(rgba, pixels.data(), sizeof pixels);
+    }
+    convertRow<std::uint8_t, Channels::rgb>(samples, count, rgba);
+}
+
 template<class Sample>
 void convertRow(Channels channels, const std::uint8_t* samples, std::size_t count,
                 std::uint8_t* rgba) {
@@ -125,9 +144,17 @@ void convertRow(Channels channels, const std::uint8_t* samples, std::size_t coun
 ColourStep::ColourStep(const ColourStatements& statements, SampleFormat format)
     : format_(format), conversion_(wayFor(statements, format)) {}
 
+bool ColourStep::keepsSamples() const {
+    return format_.channels == Channels::rgba && !format_.sixteenBits && !conversion_;
+}
+
 void ColourStep::convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const {
     if (format_.sixteenBits)
         convertRow<std::uint16_t>(format_.channels, samples, count, rgba);
+    else if (format_.channels == Channels::rgb)
+        convertRgb(samples, count, rgba);
+    else if (format_.channels == Channels::rgba)
+        std::memcpy(rgba, samples, 4 * count);
     else
         convertRow<std::uint8_t>(format_.channels, samples, count, rgba);
     // Alpha stands now; colours of another space take the place of the ones beside it.

@@ -23,6 +23,9 @@ class ColourStep {
     /// colour channels.
     void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const;
 
+    /// The samples are what `convert` would write.
+    bool keepsSamples() const;
+
     bool opaque() const { return !hasAlpha(format_.channels); }
     std::size_t pixelBytes() const { return format_.pixelBytes(); }
 

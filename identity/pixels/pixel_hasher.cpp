@@ -1,6 +1,7 @@
 #include "identity/pixels/pixel_hasher.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string_view>
 
@@ -14,6 +15,16 @@ constexpr std::size_t pixelBytes = 4;
 
 bool keepsRowOrder(Orientation orientation) {
     return orientation == Orientation::upright || orientation == Orientation::mirror;
+}
+
+bool isOpaque(const std::uint8_t* rgba, std::size_t count) {
+    std::uint32_t common = 0xffff'ffff;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint32_t pixel = 0;
+        std::memcpy(&pixel, rgba + pixelBytes * i, sizeof pixel);
+        common &= pixel;
+    }
+    return std::bit_cast<std::array<std::uint8_t, pixelBytes>>(common)[3] == 255;
 }
 
 void premultiply(std::uint8_t* rgba, std::size_t count) {
@@ -59,10 +70,13 @@ std::string PixelHasher::hex() {
     return digest_.hex();
 }
 
-// Brings a block's worth of pixels into `block_` in their final form, but for their order.
-void PixelHasher::finish(const std::uint8_t* samples, std::size_t count) {
+// A block's worth of pixels in their final form, but for their order: in `block_`, or where they
+// stand if they have it already.
+const std::uint8_t* PixelHasher::finished(const std::uint8_t* samples, std::size_t count) {
+    if (colour_.keepsSamples() && isOpaque(samples, count)) return samples;
     colour_.convert(samples, count, block_.data());
-    if (!colour_.opaque()) premultiply(block_.data(), count);
+    if (!colour_.opaque() && !isOpaque(block_.data(), count)) premultiply(block_.data(), count);
+    return block_.data();
 }
 
 void PixelHasher::stream(const Span& span) {
@@ -70,9 +84,13 @@ void PixelHasher::stream(const Span& span) {
     for (std::size_t done = 0; done < span.count;) {
         const std::size_t count = std::min(blockPixels, span.count - done);
         const std::size_t first = mirrored ? span.count - done - count : done;
-        finish(span.samples + first * colour_.pixelBytes(), count);
-        if (mirrored) reversePixels(block_.data(), count);
-        digest_.update(text(block_.data(), pixelBytes * count));
+        const std::uint8_t* pixels = finished(span.samples + first * colour_.pixelBytes(), count);
+        if (mirrored) {
+            std::memmove(block_.data(), pixels, pixelBytes * count);
+            reversePixels(block_.data(), count);
+            pixels = block_.data();
+        }
+        digest_.update(text(pixels, pixelBytes * count));
         done += count;
     }
 }
@@ -89,11 +107,11 @@ void PixelHasher::place(const Span& span) {
     const std::ptrdiff_t step = span.count > 1 ? index(1) - start : 0;
     for (std::size_t done = 0; done < span.count;) {
         const std::size_t count = std::min(blockPixels, span.count - done);
-        finish(span.samples + done * colour_.pixelBytes(), count);
+        const std::uint8_t* pixels = finished(span.samples + done * colour_.pixelBytes(), count);
         for (std::size_t i = 0; i < count; ++i) {
             const auto to = start + static_cast<std::ptrdiff_t>(done + i) * step;
             std::memcpy(frame_.get() + static_cast<std::ptrdiff_t>(pixelBytes) * to,
-                        block_.data() + pixelBytes * i, pixelBytes);
+                        pixels + pixelBytes * i, pixelBytes);
         }
         done += count;
     }

@@ -29,7 +29,7 @@ class PixelHasher : public SpanSink {
   private:
     static constexpr std::size_t blockPixels = ColourStep::blockPixels;
 
-    void finish(const std::uint8_t* samples, std::size_t count);
+    const std::uint8_t* finished(const std::uint8_t* samples, std::size_t count);
     void stream(const Span& span);
     void place(const Span& span);
 

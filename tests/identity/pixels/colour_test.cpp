@@ -102,6 +102,34 @@ TEST_CASE("grey is replicated and what has no alpha is opaque") {
     CHECK(converted<std::uint8_t>(Channels::rgba, {1, 2, 3, 0}) == Bytes{1, 2, 3, 0});
 }
 
+TEST_CASE("every number of pixels is made opaque to the last, and nothing behind them is read") {
+    for (std::size_t count = 1; count <= 20; ++count) {
+        CAPTURE(count);
+        Bytes rgb;
+        Bytes rgba;
+        for (std::size_t i = 0; i < 3 * count; ++i) {
+            rgb.push_back(static_cast<std::uint8_t>(17 * i));
+            rgba.push_back(rgb.back());
+            if (i % 3 == 2) rgba.push_back(255);
+        }
+        // In memory of its own size, behind which a sanitizer watches.
+        rgb.shrink_to_fit();
+        CHECK(converted<std::uint8_t>(Channels::rgb, rgb) == rgba);
+    }
+}
+
+TEST_CASE("samples are kept where nothing is to be done to them") {
+    const auto keepsSamples = [](SampleFormat format, const ColourStatements& statements = {}) {
+        return ColourStep(statements, format).keepsSamples();
+    };
+    CHECK(keepsSamples({Channels::rgba}));
+    CHECK(keepsSamples({Channels::rgba}, {srgbProfile}));
+    CHECK_FALSE(keepsSamples({Channels::rgba}, {otherProfile}));
+    CHECK_FALSE(keepsSamples({Channels::rgba, true}));
+    CHECK_FALSE(keepsSamples({Channels::rgb}));
+    CHECK_FALSE(keepsSamples({Channels::cmyk}));
+}
+
 TEST_CASE("inks of no known paper take each its part of white") {
     CHECK(converted<std::uint8_t>(Channels::cmyk, {0, 0, 0, 0, 255, 0, 0, 0, 0, 128, 255, 51}) ==
           Bytes{255, 255, 255, 255, 0, 255, 255, 255, 204, 102, 0, 255});

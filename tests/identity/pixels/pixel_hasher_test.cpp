@@ -99,3 +99,25 @@ TEST_CASE("rows of many blocks are digested whole, mirrored or not") {
     CHECK(digestOf(header({width, 1}, Channels::grey, Orientation::transverse), row) ==
           expected("1x5000", reversed));
 }
+
+TEST_CASE("rows with alpha are digested alike whether a block of them is opaque or not") {
+    constexpr std::size_t width = 5000;
+    for (const std::size_t clear : {std::size_t{0}, std::size_t{1023}, std::size_t{2500}, width})
+        for (const bool mirrored : {false, true}) {
+            CAPTURE(clear);
+            CAPTURE(mirrored);
+            Bytes row(4 * width);
+            std::vector<std::string> pixels(width);
+            for (std::size_t x = 0; x < width; ++x) {
+                const auto value = static_cast<std::uint8_t>(x * 31 % 251);
+                row[4 * x] = value;
+                row[4 * x + 3] = x == clear ? 0 : 255;
+                const Bytes pixel = x == clear ? Bytes(4) : Bytes{value, 0, 0, 255};
+                pixels[mirrored ? width - 1 - x : x] = {pixel.begin(), pixel.end()};
+            }
+            std::string text = "5000x1:rgba8-srgb:";
+            for (const std::string& pixel : pixels) text += pixel;
+            const auto orientation = mirrored ? Orientation::mirror : Orientation::upright;
+            CHECK(digestOf(header({width, 1}, Channels::rgba, orientation), row) == sha256(text));
+        }
+}
