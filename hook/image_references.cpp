@@ -30,10 +30,11 @@ bool hasHash(std::string_view text) {
            (text.size() == hashLength || !isLetterOrDigit(text[hashLength]));
 }
 
-// The standard library looks for the first character and then compares, which four in a hundred
-// characters are; this one takes a quarter of the time.
+// std::string_view::find stops at every `s`, four characters in a hundred; memmem takes a quarter
+// of the time. It takes no null pointer, and that is what a view of nothing may be.
 std::size_t findPrefix(std::string_view text, std::size_t from) {
     const std::string_view rest = text.substr(from);
+    if (rest.empty()) return std::string_view::npos;
     const void* place = ::memmem(rest.data(), rest.size(), prefix.data(), prefix.size());
     if (place == nullptr) return std::string_view::npos;
     return static_cast<std::size_t>(static_cast<const char*>(place) - text.data());

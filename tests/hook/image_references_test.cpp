@@ -105,6 +105,10 @@ TEST_CASE("image references are followed by no letter or digit, another referenc
     CHECK(found(reference + reference + reference) == References{reference});
 }
 
+TEST_CASE("image references of a text that is nowhere are none") {
+    CHECK(inPrompt(std::string_view()).empty());
+}
+
 TEST_CASE("image references are none when anything is missing, changed or too much") {
     std::vector<std::string> prompts = {
         "",
