@@ -107,11 +107,11 @@ class Parser {
     }
 
     nlohmann::json readWord() {
-        const auto begin = text_.begin() + static_cast<std::ptrdiff_t>(at_);
-        const auto end = std::find_if_not(begin, text_.end(), isWordCharacter);
-        nlohmann::json value = nlohmann::json::parse(begin, end, nullptr, false);
+        std::size_t end = at_;
+        while (end < text_.size() && isWordCharacter(text_[end])) ++end;
+        nlohmann::json value = nlohmann::json::parse(text_.substr(at_, end - at_), nullptr, false);
         if (value.is_discarded()) fail("a value is missing or too large");
-        at_ += static_cast<std::size_t>(end - begin);
+        at_ = end;
         skipBlanks();
         return value;
     }

@@ -127,7 +127,7 @@ TEST_CASE("what is not quite JSON is refused in one short line") {
         {"half a surrogate pair",
          {R"(["\ud800"])", R"(["\udc00"])", R"(["\udfff"])", R"(["\ud800x"])", R"(["\ud800\n"])",
           R"(["\ud800\u0041"])", R"(["\ud800\ud800"])", R"(["\udc00\ud800"])",
-          R"(["\udc00\udc00"])", R"({"\ud800":1})"}},
+          R"(["\udc00\udc00"])", R"(["\ud800\ue000"])", R"({"\ud800":1})"}},
         {"not UTF-8",
          {"[\"\x80\"]", "[\"\xBF\"]", "[\"\xC0\x80\"]", "[\"\xC1\xBF\"]", "[\"\xC3\"]",
           "[\"\xE0\x80\x80\"]", "[\"\xE0\x9F\xBF\"]", "[\"\xE2\x82\"]", "[\"\xED\xA0\x80\"]",
