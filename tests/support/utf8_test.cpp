@@ -196,6 +196,19 @@ TEST_CASE("exactly the texts that a plain reader accepts are valid") {
     CHECK(valid > 0);
 }
 
+TEST_CASE("one byte that is not UTF-8 makes a text so, wherever it stands") {
+    for (std::size_t length = 1; length <= 40; ++length) {
+        CAPTURE(length);
+        std::string text(length, 'a');
+        CHECK(utf8::isValid(text));
+        for (char& byte : text) {
+            byte = '\x80';
+            CHECK_FALSE(utf8::isValid(text));
+            byte = 'a';
+        }
+    }
+}
+
 TEST_CASE("a text stays one line with a question mark for every control character") {
     struct Row {
         std::string_view text, line;
