@@ -7,50 +7,11 @@
 #include <utility>
 #include <vector>
 
+#include "identity/pixels/srgb_encoder.h"
+
 namespace sorvane::pixels {
 
 namespace {
-
-double srgbLight(double encoded) {
-    if (encoded <= 0.04045) return encoded / 12.92;
-    return std::pow((encoded + 0.055) / 1.055, 2.4);
-}
-
-/// sRGB's encoding of light, rounded to 8 bits. The steps of light are so small that where the
-/// encoding is steepest one of them is a twentieth of a level.
-class Encoder {
-  public:
-    Encoder() {
-        std::size_t from = 0;
-        for (std::size_t code = 0; code < 256; ++code) {
-            const double end = srgbLight((static_cast<double>(code) + 0.5) / 255);
-            const std::size_t to =
-                code < 255 ? static_cast<std::size_t>(std::ceil(end * last)) : codes_.size();
-            std::fill(codes_.begin() + static_cast<std::ptrdiff_t>(from),
-                      codes_.begin() + static_cast<std::ptrdiff_t>(to),
-                      static_cast<std::uint8_t>(code));
-            from = to;
-        }
-    }
-
-    /// Writes red, green and blue.
-    void operator()(Light light, std::uint8_t* rgba) const {
-        // What is no number is not above 0 either.
-        light = light > none_ ? light : none_;
-        light = light < full_ ? light : full_;
-        const auto steps = __builtin_convertvector(light * last + 0.5F, Steps);
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            rgba[channel] = codes_[static_cast<std::uint32_t>(steps[channel])];
-    }
-
-  private:
-    using Steps [[gnu::vector_size(16)]] = std::int32_t;
-    static constexpr float last = 65535;
-    // Members, since GCC makes one instruction of a bound only where it does not know the bound.
-    Light none_ = {0, 0, 0};
-    Light full_ = {1, 1, 1};
-    std::array<std::uint8_t, 65536> codes_;
-};
 
 template<class Sample>
 constexpr std::size_t valuesOf = std::size_t{1} << 8 * sizeof(Sample);
@@ -85,7 +46,7 @@ class GreyConversion final : public Conversion {
   public:
     GreyConversion(const ColourEngine& engine, SampleFormat format)
         : pixelBytes_(format.pixelBytes()) {
-        const Encoder encode;
+        const SrgbEncoder encode;
         for (const Light& light : lightsOf<Sample>(engine, format.channels))
             encode(light, colours_.emplace_back().data());
     }
@@ -168,7 +129,7 @@ class SumConversion final : public ConversionByRuns {
     }
 
     std::vector<Light> lights_;
-    Encoder encode_;
+    SrgbEncoder encode_;
 };
 
 /// Every other colour space: the engine itself.
@@ -186,7 +147,7 @@ class EngineConversion final : public ConversionByRuns {
     }
 
     ColourEngine engine_;
-    Encoder encode_;
+    SrgbEncoder encode_;
 };
 
 template<class Sample>

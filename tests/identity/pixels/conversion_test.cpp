@@ -182,8 +182,8 @@ Reference matrixReference(const Matrix& matrix, double (*curve)(double)) {
     };
 }
 
-// Pixels that stay as the one before them but for one in `run`, the last channel but for one in
-// `lastRun`.
+// One pixel in `run` differs from the one before it; of the others one in `lastRun` does, in its
+// last channel only.
 template<class Sample>
 std::vector<Sample> rowOfRuns(std::size_t width, unsigned run, unsigned lastRun) {
     std::uint32_t state = 1;
