@@ -29,14 +29,15 @@ const ColourStatements table = {IccProfile{TableProfile(TableForm::mft2, 3, 33).
 const ColourStatements bentTable = {IccProfile{TableProfile(TableForm::mft2, 3, 33, true).bytes()}};
 const ColourStatements inkTable = {IccProfile{TableProfile(TableForm::mft2, 4, 17).bytes()}};
 
-// The drawing's first channels; those of 16 bits have a grain of their own below.
+// The drawing's first channels, with the first again for a fourth, since its alpha is all one
+// value; those of 16 bits have a grain of their own below.
 std::vector<std::uint8_t> samples(SampleFormat format, Draw draw) {
     const Drawing drawing = draw(1920, 1080);
     const std::size_t width = channelCount(format.channels);
     std::vector<std::uint8_t> bytes;
     for (std::size_t i = 0; i < pixels * width; ++i) {
         if (format.sixteenBits) bytes.push_back(static_cast<std::uint8_t>(i * 0x9e3779b1U >> 24));
-        bytes.push_back(drawing.rgba[4 * (i / width) + i % width]);
+        bytes.push_back(drawing.rgba[4 * (i / width) + i % width % 3]);
     }
     return bytes;
 }

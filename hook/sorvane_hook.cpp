@@ -56,8 +56,8 @@ Invocation readInvocation(std::span<char* const> arguments) {
     return {required("--agent"), required("--client-id"), required("--credential-file")};
 }
 
-// Room for the largest prompts that people paste. Memory that nothing is written to costs nothing,
-// and a text that outgrows its room is copied.
+// Room for the largest prompts that people paste: a text that outgrows its room is copied, and room
+// that nothing is written to costs addresses, no memory.
 constexpr std::size_t eventRoom = 12'000'000;
 
 // The event, or nothing for an input that is not for this hook. An input that breaks off is what

@@ -11,7 +11,8 @@ namespace sorvane {
 
 namespace {
 
-// Stays in the processor's nearest cache on its way to its place.
+// A piece is in the processor's nearest cache until it is appended. Reading straight into the
+// string would write zeros there first.
 constexpr std::size_t pieceSize = 16'384;
 
 constexpr int withoutLimit = -1;

@@ -21,9 +21,9 @@ void createParentDirectory(const std::filesystem::path& path);
 
 /// Replaces the file at `path` whole: the bytes go to a new file beside it, which then takes its
 /// name, so that no reader sees half of them and a symbolic link at `path` is replaced, not
-/// followed. The file has the process's default mode and is not forced to the disk: a record of the
-/// last run is not worth a prompt that waits for it. Throws std::system_error, with the old file
-/// untouched and nothing left beside it.
+/// followed. The file has the process's default mode and is not forced to the disk, where a power
+/// failure may leave it empty: a record of the last run is not worth a prompt that waits for it.
+/// Throws std::system_error, with the old file untouched and nothing left beside it.
 void replaceFile(const std::filesystem::path& path, std::string_view bytes);
 
 /// Sets the mode of a file that stands. Throws HelperFailure::configuration. A negative mode is a

@@ -22,7 +22,7 @@ bool exchange(const char* one, const char* other) {
 bool moveOver(const std::filesystem::path& file, const std::filesystem::path& place) {
     if (!exchange(file.c_str(), place.c_str())) return ::rename(file.c_str(), place.c_str()) == 0;
     if (::unlink(file.c_str()) == 0) return true;
-    const int reason = errno; // it was a directory
+    const int reason = errno; // a directory, nearly always
     exchange(file.c_str(), place.c_str());
     errno = reason;
     return false;

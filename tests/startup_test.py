@@ -37,6 +37,8 @@ RUN = [
     "getrandom", "openat", "write", "close", "renameat2", "unlink", "chmod",  # the observation, over the last one
     "exit_group",
 ]
+# On a file system where names cannot be exchanged.
+RUN_WITHOUT_EXCHANGE = ["rename" if name == "unlink" else name for name in RUN]
 WATCHED = "trace=?open,openat,?openat2,?creat,?execve,?execveat,?clone,?clone3,?fork,?vfork,socket"
 
 
@@ -104,7 +106,7 @@ def order_faults(hook):
     stray = [name for name in names[:start] if name not in LOADING]
     run = [name for name in names[start:] if name not in MEMORY]
     return [f"calls {name} before it begins" for name in stray] + (
-        [] if run == RUN else [f"calls {run}, not {RUN}"])
+        [] if run in (RUN, RUN_WITHOUT_EXCHANGE) else [f"calls {run}, not {RUN}"])
 
 
 def main():
