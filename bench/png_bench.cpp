@@ -1,15 +1,16 @@
-// The PNG codec alone: its spans are thrown away.
+// The PNG codec alone, with its own reader and with libpng's: its spans are thrown away.
 
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include <unistd.h>
 
 #include "bench/drawing.h"
 #include "bench/png_file.h"
-#include "identity/pixels/codec_choice.h"
+#include "identity/pixels/codecs/png.h"
 
 namespace {
 
@@ -35,28 +36,32 @@ int openFileOf(const std::string& content) {
     return descriptor;
 }
 
-void decode(benchmark::State& state, const Drawing& drawing, PngChannels channels) {
+using Open = std::unique_ptr<Codec>(ByteSource& file);
+
+void decode(benchmark::State& state, const Drawing& drawing, PngChannels channels, Open& open) {
     const int descriptor = openFileOf(sorvane::bench::pngFile(drawing, channels));
     Nowhere nowhere;
     for (auto _ : state) {
         ::lseek(descriptor, 0, SEEK_SET);
         ByteSource file(descriptor);
-        const auto codec = openCodec(sorvane::ImageFormat::png, file);
+        const auto codec = open(file);
         if (!codec->readHeader() || !codec->readPixels(nowhere)) state.SkipWithError("no picture");
     }
     ::close(descriptor);
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(width * height));
 }
 
-void decodeScreenshot(benchmark::State& state) {
-    decode(state, sorvane::bench::screenshot(width, height), PngChannels::rgba);
+void decodeScreenshot(benchmark::State& state, Open& open) {
+    decode(state, sorvane::bench::screenshot(width, height), PngChannels::rgba, open);
 }
 
-void decodePhotograph(benchmark::State& state) {
-    decode(state, sorvane::bench::photograph(width, height), PngChannels::rgb);
+void decodePhotograph(benchmark::State& state, Open& open) {
+    decode(state, sorvane::bench::photograph(width, height), PngChannels::rgb, open);
 }
 
-BENCHMARK(decodeScreenshot)->Unit(benchmark::kMillisecond);
-BENCHMARK(decodePhotograph)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(decodeScreenshot, here, openPng)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(decodeScreenshot, libpng, openPngByLibpng)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(decodePhotograph, here, openPng)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(decodePhotograph, libpng, openPngByLibpng)->Unit(benchmark::kMillisecond);
 
 } // namespace
