@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <signal.h>
+#include <signal.h> // NOLINT(modernize-deprecated-headers): sigaction is not of the language
 #include <spawn.h>
 #include <sys/types.h>
 

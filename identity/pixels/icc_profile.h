@@ -20,6 +20,6 @@ enum class ProfileVerdict {
 /// What a profile, read from a file and unchecked, means for a picture of these channels. sRGB's
 /// equivalents are the profiles of matrix and curves (grey: of one curve) whose curves bring
 /// every 8-bit value to itself and whose primaries are sRGB's but for their rounding.
-ProfileVerdict judgeProfile(std::span<const std::uint8_t> profile, Channels channels);
+ProfileVerdict judgeProfile(std::span<const std::uint8_t> bytes, Channels channels);
 
 } // namespace sorvane::pixels

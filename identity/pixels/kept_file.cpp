@@ -6,7 +6,7 @@ namespace sorvane::pixels {
 
 namespace {
 
-constexpr std::size_t firstCapacity = 256 * 1024;
+constexpr std::size_t firstCapacity = 262'144;
 
 } // namespace
 

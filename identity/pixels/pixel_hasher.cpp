@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "identity/pixels/digest_prefix.h"
 
@@ -49,8 +50,8 @@ std::string_view text(const std::uint8_t* bytes, std::size_t count) {
 
 } // namespace
 
-PixelHasher::PixelHasher(const PictureHeader& header, const ColourStep& colour)
-    : colour_(colour), stored_(header.size), orientation_(header.orientation) {
+PixelHasher::PixelHasher(const PictureHeader& header, ColourStep colour)
+    : colour_(std::move(colour)), stored_(header.size), orientation_(header.orientation) {
     const Size upright = uprightSize(orientation_, stored_);
     digest_.update(digestPrefix(upright));
     if (header.rowsInOrder && keepsRowOrder(orientation_)) return;

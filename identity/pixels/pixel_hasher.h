@@ -19,7 +19,7 @@ namespace sorvane::pixels {
 /// one frame of four bytes a pixel, so its size must be within the budget.
 class PixelHasher : public SpanSink {
   public:
-    PixelHasher(const PictureHeader& header, const ColourStep& colour);
+    PixelHasher(const PictureHeader& header, ColourStep colour);
 
     void take(const Span& span) override;
 

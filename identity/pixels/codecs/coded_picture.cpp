@@ -42,7 +42,7 @@ void tellColours(const CodedPicture& picture, heif_image* image) {
     heif_nclx_color_profile_set_color_primaries(colours, code(picture.primaries));
     heif_nclx_color_profile_set_transfer_characteristics(colours, code(picture.transfer));
     heif_nclx_color_profile_set_matrix_coefficients(colours, code(picture.matrix));
-    colours->full_range_flag = picture.fullRange;
+    colours->full_range_flag = picture.fullRange ? 1 : 0;
     heif_image_set_nclx_color_profile(image, colours);
     heif_nclx_color_profile_free(colours);
 }

@@ -47,6 +47,6 @@ void expectSizes(std::vector<Size> sizes);
 
 /// Copies the picture for libheif, whose image it is then. Fails for a picture over the budget, or
 /// of a size that is not expected.
-heif_error handOver(const CodedPicture& picture, heif_image** image);
+heif_error handOver(const CodedPicture& picture, heif_image** result);
 
 } // namespace sorvane::pixels

@@ -55,7 +55,7 @@ class RowMaker {
 
     /// `units`: of each pixel its place in the palette, or blue, green and red.
     void takeUnits(std::uint32_t number, const Row& units) {
-        for (std::uint32_t x = 0; x < header_.size.width; ++x)
+        for (std::size_t x = 0; x < header_.size.width; ++x)
             if (header_.depth <= 8)
                 put(x, header_.palette[units[x]]);
             else

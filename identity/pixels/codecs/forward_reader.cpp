@@ -18,7 +18,7 @@ std::optional<std::uint8_t> ForwardReader::byte() noexcept {
 }
 
 bool ForwardReader::skip(std::uint64_t count) noexcept {
-    std::array<std::uint8_t, 16 * 1024> passed;
+    std::array<std::uint8_t, 16'384> passed;
     while (count > 0) {
         const auto next = static_cast<std::size_t>(std::min<std::uint64_t>(count, passed.size()));
         if (!read(std::span(passed).first(next))) return false;

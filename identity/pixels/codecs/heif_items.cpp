@@ -104,7 +104,7 @@ class ItemReader {
     bool associate(Run run, const std::vector<Property>& properties);
     bool readPlaces(Run run);
     bool readPlace(Run& run, unsigned version, std::uint64_t sizes);
-    void apply(const Property& property, HeifItem& item);
+    static void apply(const Property& property, HeifItem& item);
 
     std::optional<std::uint64_t> ownData_;
 };

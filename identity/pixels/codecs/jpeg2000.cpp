@@ -77,7 +77,7 @@ class Jpeg2000Codec final : public Codec {
     bool checkChannels() const;
     bool chooseChannels();
     std::uint32_t sample(const opj_image_comp_t& channel, std::uint32_t x, std::uint32_t y) const;
-    void toRgb(std::span<std::uint32_t> pixel) const;
+    static void toRgb(std::span<std::uint32_t> pixel);
     void fillRow(std::uint32_t row, std::uint8_t* to) const;
 
     KeptFile file_;
@@ -180,19 +180,19 @@ std::uint32_t Jpeg2000Codec::sample(const opj_image_comp_t& channel, std::uint32
     // A channel's samples lie at the multiples of its step.
     const auto index = [](std::uint32_t place, std::uint32_t origin, std::uint32_t step,
                           std::uint32_t count) {
-        const std::uint32_t first = origin / step + (origin % step > 0);
+        const std::uint32_t first = origin / step + (origin % step > 0 ? 1 : 0);
         const std::uint32_t nearest = (origin + place) / step;
         return std::size_t{std::min(nearest - std::min(nearest, first), count - 1)};
     };
     const std::size_t column = index(x, image_->x0, channel.dx, channel.w);
     const std::size_t row = index(y, image_->y0, channel.dy, channel.h);
-    const OPJ_INT32 full = static_cast<OPJ_INT32>((1U << channel.prec) - 1);
+    const auto full = static_cast<OPJ_INT32>((1U << channel.prec) - 1);
     const OPJ_INT32 lift = channel.sgnd != 0 ? static_cast<OPJ_INT32>(1U << (channel.prec - 1)) : 0;
     const OPJ_INT32 stored = std::clamp(channel.data[row * channel.w + column], -lift, full - lift);
     return static_cast<std::uint32_t>(stored + lift);
 }
 
-void Jpeg2000Codec::toRgb(std::span<std::uint32_t> pixel) const {
+void Jpeg2000Codec::toRgb(std::span<std::uint32_t> pixel) {
     constexpr double middle = 32'896; // 128 of 8 bits
     const double y = pixel[0];
     const double blue = pixel[1] - middle;

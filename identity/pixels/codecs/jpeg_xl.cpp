@@ -46,7 +46,7 @@ class JpegXlCodec final : public Codec {
     bool readPixels(SpanSink& sink) override;
 
   private:
-    static void takePixels(void* codec, std::size_t x, std::size_t y, std::size_t count,
+    static void takePixels(void* data, std::size_t x, std::size_t y, std::size_t count,
                            const void* pixels);
 
     JxlDecoderStatus proceed();

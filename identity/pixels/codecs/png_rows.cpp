@@ -14,7 +14,7 @@ namespace {
 
 // Rows are inflated in batches of about this size: each begins with some copying inside the
 // library, and a larger one would leave the processor's cache.
-constexpr std::size_t batchSize = 256 * 1024;
+constexpr std::size_t batchSize = 262'144;
 
 void lookUp(const PngPalette& palette, std::span<const std::uint8_t> numbers,
             std::uint8_t* samples) {

@@ -250,7 +250,7 @@ bool PnmCodec::readRow() {
 std::optional<std::uint32_t> PnmCodec::readText() {
     if (header_.form == Form::text) return text_.number();
     const auto bit = text_.mark();
-    if (bit != '0' && bit != '1') return std::nullopt;
+    if (!bit || (*bit != '0' && *bit != '1')) return std::nullopt;
     return static_cast<std::uint32_t>('1' - *bit);
 }
 

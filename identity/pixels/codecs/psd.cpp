@@ -57,7 +57,7 @@ class PsdCodec final : public Codec {
     std::uint64_t depth_ = 0;
     Mode mode_ = Mode::bits;
     // Reds, then greens, then blues.
-    std::array<std::uint8_t, 3 * 256> palette_{};
+    std::array<std::uint8_t, 768> palette_{};
     std::optional<IccProfile> profile_;
     bool transparent_ = false;
     // Of the samples that are stored: a place in the palette counts as grey.

@@ -37,7 +37,7 @@ std::size_t RiffChunks::take(std::span<std::uint8_t> to) {
 }
 
 void RiffChunks::skip(std::uint64_t count) {
-    std::array<std::uint8_t, 16 * 1024> passed;
+    std::array<std::uint8_t, 16'384> passed;
     while (count != 0 && !cut_) {
         const std::size_t some = std::min<std::uint64_t>(count, passed.size());
         cut_ = take(std::span(passed).first(some)) != some;

@@ -86,13 +86,12 @@ std::vector<TiffColour> widened(std::vector<TiffColour> palette) {
 }
 
 std::vector<TiffColour> readPalette(const TiffReader& reader, unsigned bits) {
-    std::array<std::uint16_t*, 3> channels{};
-    if (TIFFGetField(reader.library(), TIFFTAG_COLORMAP, &channels[0], &channels[1],
-                     &channels[2]) != 1)
-        return {};
+    std::uint16_t* red = nullptr;
+    std::uint16_t* green = nullptr;
+    std::uint16_t* blue = nullptr;
+    if (TIFFGetField(reader.library(), TIFFTAG_COLORMAP, &red, &green, &blue) != 1) return {};
     std::vector<TiffColour> palette(std::size_t{1} << bits);
-    for (std::size_t i = 0; i < palette.size(); ++i)
-        palette[i] = {channels[0][i], channels[1][i], channels[2][i]};
+    for (std::size_t i = 0; i < palette.size(); ++i) palette[i] = {red[i], green[i], blue[i]};
     return widened(std::move(palette));
 }
 
@@ -143,7 +142,7 @@ class TiffCodec final : public Codec {
 
   private:
     const TiffReader* open();
-    bool openRows(std::size_t planes);
+    bool openRows(std::uint16_t planes);
 
     TiffFile file_;
     // One for each sample whose rows are apart: each keeps its place in its own strip.
@@ -185,7 +184,7 @@ std::optional<PictureHeader> TiffCodec::readHeader() {
     return header;
 }
 
-bool TiffCodec::openRows(std::size_t planes) {
+bool TiffCodec::openRows(std::uint16_t planes) {
     for (std::uint16_t plane = 0; plane < planes; ++plane) {
         const TiffReader* reader = plane == 0 ? readers_.front().get() : open();
         if (reader == nullptr) return false;
@@ -202,7 +201,7 @@ bool TiffCodec::openRows(std::size_t planes) {
 
 bool TiffCodec::readPixels(SpanSink& sink) {
     const bool apart = layout_.together == 1;
-    if (!openRows(apart ? layout_.used() : 1)) return false;
+    if (!openRows(static_cast<std::uint16_t>(apart ? layout_.used() : 1))) return false;
     TiffSamples samples(std::move(layout_), directory_.size.width);
     std::vector<const std::uint8_t*> stored(rows_.size());
     for (std::uint32_t y = 0; y < directory_.size.height; ++y) {

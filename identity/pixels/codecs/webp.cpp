@@ -43,7 +43,7 @@ class FrameMemory {
         const std::uintptr_t from = (begin + released_ + page - 1) / page * page;
         const std::uintptr_t to = (begin + stride_ * y) / page * page;
         if (to < from + leastRelease) return;
-        ::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
+        ::madvise(bytes_.get() + (from - begin), to - from, MADV_DONTNEED);
         released_ = to - begin;
     }
 
