@@ -104,9 +104,11 @@ void convertRow(const std::uint8_t* samples, std::size_t count, std::uint8_t* rg
     }
 }
 
-// Reads a fourth byte beside every three, puts alpha in its place, and leaves the last pixels,
-// behind which the row may end, to others.
-void convertRgb(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
+// Reads a fourth byte beside every three and puts alpha in its place, but for the last pixels,
+// behind which the row may end.
+template<>
+void convertRow<std::uint8_t, Channels::rgb>(const std::uint8_t* samples, std::size_t count,
+                                             std::uint8_t* rgba) {
     // The compilers make one vector of them.
     constexpr std::size_t atOnce = 4;
     constexpr std::array<std::uint8_t, 4> opaqueBlack = {0, 0, 0, 255};
@@ -119,7 +121,16 @@ void convertRgb(const std::uint8_t* samples, std::size_t count, std::uint8_t* rg
         }
         std::memcpy(rgba, pixels.data(), sizeof pixels);
     }
-    convertRow<std::uint8_t, Channels::rgb>(samples, count, rgba);
+    for (; count > 0; --count, samples += 3, rgba += 4) {
+        std::memcpy(rgba, samples, 3);
+        rgba[3] = 255;
+    }
+}
+
+template<>
+void convertRow<std::uint8_t, Channels::rgba>(const std::uint8_t* samples, std::size_t count,
+                                              std::uint8_t* rgba) {
+    std::memcpy(rgba, samples, 4 * count);
 }
 
 template<class Sample>
@@ -151,10 +162,6 @@ bool ColourStep::keepsSamples() const {
 void ColourStep::convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const {
     if (format_.sixteenBits)
         convertRow<std::uint16_t>(format_.channels, samples, count, rgba);
-    else if (format_.channels == Channels::rgb)
-        convertRgb(samples, count, rgba);
-    else if (format_.channels == Channels::rgba)
-        std::memcpy(rgba, samples, 4 * count);
     else
         convertRow<std::uint8_t>(format_.channels, samples, count, rgba);
     // Alpha stands now; colours of another space take the place of the ones beside it.

@@ -225,7 +225,7 @@ TEST_CASE("the failure's text repeats nothing of the input") {
          {"[\"secret", "[\"secret\n\"]", "[\"secret\\x\"]", "[\"secret\xFF\"]", "[secret]",
           "secret", "\"secret\"", "{\"secret\"}", "{\"secret\":}", "{\"a\":\"secret",
           "[\"secret\"}", "[\"secret\" \"secret\"]", "[] secret", "[\"secret\\ud800\"]",
-          "[\"\\u12secret\"]", "[1secret]"}) {
+          "[\"\\u12secret\"]", "[1secret]", "[\"; last read: secret\n"}) {
         CAPTURE(text);
         const auto told = failure(text);
         REQUIRE(told);
