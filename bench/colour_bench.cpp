@@ -1,15 +1,16 @@
 // The colour step alone, of whole pictures, for every way that samples take to sRGB.
 
-#include <benchmark/benchmark.h>
 #include <vector>
 
+#include <benchmark/benchmark.h>
+
 #include "bench/drawing.h"
-#include "identity/pixels/colour.h"
-#include "tests/identity/pixels/table_profile.h"
+#include "decoder/colour/colour_step.h"
+#include "tests/decoder/colour/table_profile.h"
 
 namespace {
 
-using namespace sorvane::pixels;
+using namespace sorvane::decoder;
 using namespace sorvane::bench;
 using namespace sorvane::test;
 

@@ -1,5 +1,6 @@
-#include <benchmark/benchmark.h>
 #include <string>
+
+#include <benchmark/benchmark.h>
 
 #include "bench/prompts.h"
 #include "hook/image_references.h"

@@ -1,14 +1,15 @@
 // From samples to the digest. Opaque rows need no premultiplication: the difference between the two
 // is what it costs, and what is left beside the digest of as many bytes is the colour step.
 
-#include <benchmark/benchmark.h>
 #include <vector>
 
-#include "identity/pixels/pixel_hasher.h"
+#include <benchmark/benchmark.h>
+
+#include "decoder/pixel_hasher.h"
 
 namespace {
 
-using namespace sorvane::pixels;
+using namespace sorvane::decoder;
 
 constexpr Size rowSize{3840, 1};
 

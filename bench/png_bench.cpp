@@ -1,6 +1,5 @@
-// The PNG codec alone, with its own reader and with libpng's: its spans are thrown away.
+// The PNG decoder alone, with its own reader and with libpng's: its spans are thrown away.
 
-#include <benchmark/benchmark.h>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -8,22 +7,24 @@
 
 #include <unistd.h>
 
+#include <benchmark/benchmark.h>
+
 #include "bench/drawing.h"
 #include "bench/png_file.h"
-#include "identity/pixels/codecs/png.h"
+#include "decoder/formats/png/png.h"
 
 namespace {
 
-using namespace sorvane::pixels;
+using namespace sorvane::decoder;
 using sorvane::bench::Drawing;
 using sorvane::bench::PngChannels;
 
 constexpr std::size_t width = 1920;
 constexpr std::size_t height = 1080;
 
-class Nowhere : public SpanSink {
+class Nowhere : public PixelSink {
   public:
-    void take(const Span& span) override { benchmark::DoNotOptimize(span.samples); }
+    void take(const PixelRun& span) override { benchmark::DoNotOptimize(span.samples); }
 };
 
 int openFileOf(const std::string& content) {
@@ -36,7 +37,7 @@ int openFileOf(const std::string& content) {
     return descriptor;
 }
 
-using Open = std::unique_ptr<Codec>(ByteSource& file);
+using Open = std::unique_ptr<Decoder>(ByteSource& file);
 
 void decode(benchmark::State& state, const Drawing& drawing, PngChannels channels, Open& open) {
     const int descriptor = openFileOf(sorvane::bench::pngFile(drawing, channels));
@@ -44,8 +45,9 @@ void decode(benchmark::State& state, const Drawing& drawing, PngChannels channel
     for (auto _ : state) {
         ::lseek(descriptor, 0, SEEK_SET);
         ByteSource file(descriptor);
-        const auto codec = open(file);
-        if (!codec->readHeader() || !codec->readPixels(nowhere)) state.SkipWithError("no picture");
+        const auto decoder = open(file);
+        if (!decoder->readHeader() || !decoder->readPixels(nowhere))
+            state.SkipWithError("no picture");
     }
     ::close(descriptor);
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(width * height));

@@ -1,15 +1,16 @@
 // Rows of one filter each, as wide as a large screen.
 
-#include <benchmark/benchmark.h>
 #include <cstdint>
 #include <random>
 #include <vector>
 
-#include "identity/pixels/codecs/png_filters.h"
+#include <benchmark/benchmark.h>
+
+#include "decoder/formats/png/png_filters.h"
 
 namespace {
 
-using namespace sorvane::pixels;
+using namespace sorvane::decoder;
 
 void unfilter(benchmark::State& state) {
     constexpr std::size_t width = 3840;

@@ -1,7 +1,8 @@
-#include <benchmark/benchmark.h>
 #include <string>
 
-#include "identity/sha256.h"
+#include <benchmark/benchmark.h>
+
+#include "support/sha256.h"
 
 namespace {
 

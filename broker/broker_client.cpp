@@ -13,8 +13,8 @@
 
 #include "support/helper_failure.h"
 #include "support/json.h"
-#include "support/quiet_socket.h"
 #include "support/unique_descriptor.h"
+#include "support/unix_socket.h"
 #include "support/uuid.h"
 
 namespace sorvane {
@@ -55,7 +55,7 @@ bool isAgreed(const nlohmann::json& answer) {
 UniqueDescriptor connectedSocket(const std::filesystem::path& path) {
     UniqueDescriptor socket = makeSocket();
     if (!socket) throw HelperFailure::unavailable("Tandem Link transport is unavailable.");
-    if (!makeQuiet(socket))
+    if (!suppressSigpipe(socket))
         throw HelperFailure::unavailable("Tandem Link transport could not be configured.");
     // Without its time-outs the link still works: their results do not matter.
     ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &timeOut, sizeof timeOut);
@@ -69,7 +69,7 @@ UniqueDescriptor connectedSocket(const std::filesystem::path& path) {
 
 void sendAll(const UniqueDescriptor& socket, std::string_view request) {
     while (!request.empty()) {
-        const ssize_t count = sendQuietly(socket, request);
+        const ssize_t count = sendWithoutSigpipe(socket, request);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) throw HelperFailure::unavailable("Tandem Link request failed.");
         request.remove_prefix(static_cast<std::size_t>(count));

@@ -6,11 +6,11 @@
 
 #include "broker/session_notification.h"
 #include "integration/helper_paths.h"
+#include "support/absolute_path.h"
+#include "support/argv0.h"
 #include "support/environment.h"
 #include "support/executable_path.h"
-#include "support/first_argument.h"
 #include "support/helper_io.h"
-#include "support/location.h"
 #include "support/resolved_path.h"
 #include "support/utf8.h"
 
@@ -25,9 +25,8 @@ std::string resolved(const std::filesystem::path& path) {
 
 void writeSession(const BrokerIdentity& identity, std::string_view clientName) noexcept try {
     // The path under which the process was started, not the one that the kernel found.
-    const MCPClientSession session{identity.clientID, ::getpid(),
-                                   resolved(location(firstArgument())), std::string(clientName),
-                                   ReferenceClock::now()};
+    const MCPClientSession session{identity.clientID, ::getpid(), resolved(absolutePath(argv0())),
+                                   std::string(clientName), ReferenceClock::now()};
     HelperIO::writeJSON(session, MCPClientSession::url(identity.agent));
 } catch (...) {
     // Whoever misses the file is told all the same.
@@ -41,7 +40,7 @@ std::filesystem::path MCPClientSession::url(std::string_view agent) {
 
 void MCPClientSession::record(const BrokerIdentity& identity,
                               std::string_view clientName) noexcept {
-    if (isSwitchedOn("SORVANE_DIAGNOSTIC")) return;
+    if (environmentFlag("SORVANE_DIAGNOSTIC")) return;
     writeSession(identity, clientName);
     postSessionChanged(identity.agent);
 }

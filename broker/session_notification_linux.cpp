@@ -1,13 +1,14 @@
 // The notification as a signal on the D-Bus session bus, by sd-bus. A bus that cannot be found
 // is silence at once: nothing is launched to have one.
 
+#include "broker/session_notification.h"
+
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <systemd/sd-bus.h>
 
-#include "broker/session_notification.h"
+#include <systemd/sd-bus.h>
 
 namespace sorvane {
 

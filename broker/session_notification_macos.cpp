@@ -2,6 +2,7 @@
 // process of the user's session, suspended ones included.
 
 #include "broker/session_notification.h"
+
 #include "support/core_foundation.h"
 
 namespace sorvane {

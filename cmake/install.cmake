@@ -20,7 +20,7 @@ target_include_directories(sorvane_helper INTERFACE $<INSTALL_INTERFACE:${header
 set_target_properties(sorvane_helper PROPERTIES EXPORT_NAME helper)
 foreach(room IN ITEMS broker history hook identity integration support)
     install(DIRECTORY ${room} DESTINATION ${header_folder} COMPONENT development
-        FILES_MATCHING PATTERN "*.h" PATTERN pixels EXCLUDE)
+        FILES_MATCHING PATTERN "*.h")
 endforeach()
 
 install(EXPORT SorvaneTargets NAMESPACE Sorvane:: DESTINATION ${package_folder}

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "support/characters.h"
+#include "support/graphemes.h"
 #include "support/utf8.h"
 
 namespace sorvane::ImageReferences {
@@ -51,11 +51,11 @@ bool isWholeCharacters(std::string_view prompt, std::size_t start, std::size_t l
     const std::string_view before = prompt.substr(0, start);
     const std::string_view after = prompt.substr(start + length);
     if (!before.empty() &&
-        !characters::isBoundary(lastScalar(before), static_cast<unsigned char>(prompt[start])))
+        !graphemes::isBoundary(lastScalar(before), static_cast<unsigned char>(prompt[start])))
         return false;
     return after.empty() ||
-           characters::isBoundary(static_cast<unsigned char>(prompt[start + length - 1]),
-                                  utf8::step(after).scalar);
+           graphemes::isBoundary(static_cast<unsigned char>(prompt[start + length - 1]),
+                                 utf8::step(after).scalar);
 }
 
 } // namespace
@@ -80,7 +80,7 @@ std::optional<std::string> assetHash(std::string_view reference) {
     if (!reference.starts_with(prefix)) return std::nullopt;
     const std::string_view hash = reference.substr(prefix.size());
     if (hash.size() != hashLength || !hasHash(hash)) return std::nullopt;
-    return characters::lowercased(hash);
+    return graphemes::lowercased(hash);
 }
 
 } // namespace sorvane::ImageReferences

@@ -15,14 +15,14 @@
 #include "hook/argument_reader.h"
 #include "hook/image_references.h"
 #include "hook/prompt_hook_observation.h"
-#include "hook/resolution.h"
+#include "hook/resolve_request.h"
 #include "identity/attachment_identities.h"
 #include "integration/credential_validator.h"
+#include "support/absolute_path.h"
 #include "support/descriptor_io.h"
 #include "support/helper_failure.h"
 #include "support/helper_io.h"
 #include "support/json.h"
-#include "support/location.h"
 #include "support/utf8.h"
 
 namespace sorvane::SorvaneHook {
@@ -157,7 +157,7 @@ class Run {
 void run(std::span<char* const> arguments, Streams streams) {
     const Invocation invocation = readInvocation(arguments);
     const auto credential = CredentialValidator().validate(invocation.agent, invocation.clientID,
-                                                           location(invocation.credentialFile));
+                                                           absolutePath(invocation.credentialFile));
     if (const auto event = readEvent(streams.input))
         Run({invocation.agent, invocation.clientID, credential.token}, streams.output)
             .resolve(*event);

@@ -7,10 +7,10 @@
 #include <system_error>
 
 #include "identity/file_identity.h"
-#include "identity/sha256.h"
-#include "support/characters.h"
+#include "support/absolute_path.h"
+#include "support/graphemes.h"
 #include "support/json.h"
-#include "support/location.h"
+#include "support/sha256.h"
 
 namespace sorvane::SorvaneHook {
 
@@ -20,13 +20,13 @@ namespace {
 // length is checked, in characters.
 std::optional<std::string> digestMember(const nlohmann::json& record, std::string_view key) {
     const auto text = textMember(record, key);
-    if (!text || characters::count(*text) != Sha256::textLength) return std::nullopt;
-    return characters::lowercased(*text);
+    if (!text || graphemes::count(*text) != Sha256::textLength) return std::nullopt;
+    return graphemes::lowercased(*text);
 }
 
 std::optional<nlohmann::json> fileIdentity(std::string_view path) {
     try {
-        return HelperIO::attachmentIdentity(location(path));
+        return HelperIO::attachmentIdentity(absolutePath(path));
     } catch (const std::system_error&) {
         return std::nullopt;
     }

@@ -3,10 +3,10 @@
 #include <optional>
 #include <span>
 
-#include "identity/decoder_choice.h"
-#include "identity/pixel_child.h"
-#include "identity/sha256.h"
+#include "identity/decoder_process.h"
+#include "identity/decoder_program.h"
 #include "support/file_reader.h"
+#include "support/sha256.h"
 
 namespace sorvane::HelperIO {
 
@@ -31,11 +31,7 @@ class PieceReader {
 
 } // namespace
 
-std::string sha256(std::string_view data) {
-    Sha256 digest;
-    digest.update(data);
-    return digest.hex();
-}
+std::string sha256(std::string_view data) { return Sha256::hexOf(data); }
 
 std::string sha256OfFile(const std::filesystem::path& file) {
     PieceReader reader(file);
@@ -47,17 +43,17 @@ std::string sha256OfFile(const std::filesystem::path& file) {
 nlohmann::json attachmentIdentity(const std::filesystem::path& file) {
     PieceReader reader(file);
     Sha256 digest;
-    std::optional<PixelChild> child;
+    std::optional<DecoderProcess> decoder;
     std::string_view piece = reader.next();
-    if (const auto program = decoderFor(piece)) child.emplace(*program);
+    if (const auto program = decoderProgramFor(piece)) decoder.emplace(*program);
     for (; !piece.empty(); piece = reader.next()) {
-        if (child) child->pour(piece);
+        if (decoder) decoder->write(piece);
         digest.update(piece);
     }
 
     nlohmann::json identity = {{"sha256", digest.hex()}};
-    if (const auto pixels = child ? child->answer() : std::nullopt) {
-        identity["pixelHash"] = pixels->hash;
+    if (const auto pixels = decoder ? decoder->answer() : std::nullopt) {
+        identity["pixelHash"] = pixels->digest;
         identity["pixelWidth"] = pixels->width;
         identity["pixelHeight"] = pixels->height;
     }

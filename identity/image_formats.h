@@ -10,7 +10,7 @@ namespace sorvane {
 
 /// The image formats that are read, each recognised by its first bytes. The hook uses the table to
 /// decide whether a file is worth a child and which program decodes it; the child uses it to pick
-/// the codec. Adding a format is one row here and one file pair under identity/pixels/codecs/.
+/// the decoder. Adding a format is one row here and one file pair under identity/pixels/decoders/.
 enum class ImageFormat {
     png,
     jpeg,
@@ -29,6 +29,8 @@ enum class ImageFormat {
 
 struct ImageFormatRow {
     ImageFormat format;
+    /// Of the format's files and tests.
+    std::string_view name;
     std::string_view program;
     bool (*recognises)(std::string_view firstBytes);
 };
@@ -40,19 +42,19 @@ inline constexpr std::string_view commonDecoder = "sorvane-pixels";
 inline constexpr std::string_view extraDecoder = "sorvane-pixels-extra";
 
 inline constexpr std::array imageFormats = {
-    ImageFormatRow{ImageFormat::png, commonDecoder, signatures::isPng},
-    ImageFormatRow{ImageFormat::jpeg, commonDecoder, signatures::isJpeg},
-    ImageFormatRow{ImageFormat::gif, commonDecoder, signatures::isGif},
-    ImageFormatRow{ImageFormat::webp, commonDecoder, signatures::isWebp},
-    ImageFormatRow{ImageFormat::tiff, commonDecoder, signatures::isTiff},
-    ImageFormatRow{ImageFormat::bmp, commonDecoder, signatures::isBmp},
-    ImageFormatRow{ImageFormat::icon, commonDecoder, signatures::isIcon},
-    ImageFormatRow{ImageFormat::heif, extraDecoder, signatures::isHeif},
-    ImageFormatRow{ImageFormat::jpeg2000, extraDecoder, signatures::isJpeg2000},
-    ImageFormatRow{ImageFormat::jpegXl, extraDecoder, signatures::isJpegXl},
-    ImageFormatRow{ImageFormat::pnm, extraDecoder, signatures::isPnm},
-    ImageFormatRow{ImageFormat::psd, extraDecoder, signatures::isPsd},
-    ImageFormatRow{ImageFormat::tga, extraDecoder, signatures::isTga},
+    ImageFormatRow{ImageFormat::png, "png", commonDecoder, signatures::isPng},
+    ImageFormatRow{ImageFormat::jpeg, "jpeg", commonDecoder, signatures::isJpeg},
+    ImageFormatRow{ImageFormat::gif, "gif", commonDecoder, signatures::isGif},
+    ImageFormatRow{ImageFormat::webp, "webp", commonDecoder, signatures::isWebp},
+    ImageFormatRow{ImageFormat::tiff, "tiff", commonDecoder, signatures::isTiff},
+    ImageFormatRow{ImageFormat::bmp, "bmp", commonDecoder, signatures::isBmp},
+    ImageFormatRow{ImageFormat::icon, "icon", commonDecoder, signatures::isIcon},
+    ImageFormatRow{ImageFormat::heif, "heif", extraDecoder, signatures::isHeif},
+    ImageFormatRow{ImageFormat::jpeg2000, "jpeg2000", extraDecoder, signatures::isJpeg2000},
+    ImageFormatRow{ImageFormat::jpegXl, "jpeg_xl", extraDecoder, signatures::isJpegXl},
+    ImageFormatRow{ImageFormat::pnm, "pnm", extraDecoder, signatures::isPnm},
+    ImageFormatRow{ImageFormat::psd, "psd", extraDecoder, signatures::isPsd},
+    ImageFormatRow{ImageFormat::tga, "tga", extraDecoder, signatures::isTga},
 };
 
 /// The first row that recognises the file, or nothing: then the file is no image here.

@@ -2,11 +2,11 @@
 
 #include <utility>
 
-#include "identity/file_identity.h"
 #include "integration/agent_identifier.h"
 #include "support/file_reader.h"
 #include "support/helper_failure.h"
 #include "support/helper_io.h"
+#include "support/sha256.h"
 #include "support/utf8.h"
 
 namespace sorvane {
@@ -32,7 +32,7 @@ CredentialValidator::validate(std::string_view agent, std::string_view clientID,
 
     // The digest comes before the form: what the application did not issue is not looked into.
     std::string token = readFile(credentialFile);
-    if (HelperIO::sha256(token) != manifest.credentialHash)
+    if (Sha256::hexOf(token) != manifest.credentialHash)
         throw HelperFailure::invalidRequest("Client credential is invalid.");
     if (token.empty() || !utf8::isValid(token))
         throw HelperFailure::invalidRequest("Client credential is malformed.");

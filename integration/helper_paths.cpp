@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/absolute_path.h"
 #include "support/environment.h"
 #include "support/home_directory.h"
-#include "support/location.h"
 
 namespace sorvane {
 
@@ -13,13 +13,14 @@ namespace {
 
 std::filesystem::path root() {
     if (isTesting())
-        if (const char* override = std::getenv("SORVANE_APP_SUPPORT")) return location(override);
+        if (const char* override = std::getenv("SORVANE_APP_SUPPORT"))
+            return absolutePath(override);
     return homeDirectory() / "Library/Application Support/Sorvane";
 }
 
 } // namespace
 
-bool isTesting() { return isSwitchedOn("SORVANE_TESTING"); }
+bool isTesting() { return environmentFlag("SORVANE_TESTING"); }
 
 HelperPaths::HelperPaths()
     : appSupport(root()),

@@ -1,6 +1,6 @@
-#include <system_error>
-
 #include "support/child_isolation.h"
+
+#include <system_error>
 
 namespace sorvane {
 

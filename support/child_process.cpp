@@ -77,13 +77,15 @@ void ChildStreams::connectNull(int as) {
     check(::posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", O_RDWR, 0), "/dev/null");
 }
 
-ChildProcess::EndsAreKept::EndsAreKept() {
+ChildProcess::ScopedDefaultSigchld::ScopedDefaultSigchld() {
     struct sigaction byDefault {};
     byDefault.sa_handler = SIG_DFL;
     ::sigaction(SIGCHLD, &byDefault, &before_);
 }
 
-ChildProcess::EndsAreKept::~EndsAreKept() { ::sigaction(SIGCHLD, &before_, nullptr); }
+ChildProcess::ScopedDefaultSigchld::~ScopedDefaultSigchld() {
+    ::sigaction(SIGCHLD, &before_, nullptr);
+}
 
 ChildProcess::ChildProcess(const std::filesystem::path& path, std::vector<std::string> arguments,
                            std::vector<std::string> environment, ChildStreams&& streams) {

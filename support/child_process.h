@@ -55,18 +55,18 @@ class ChildProcess {
   private:
     /// While a child lives its end is waited for, even in a process that ignores the ends of its
     /// children: those would be gone before their status is asked for.
-    class EndsAreKept {
+    class ScopedDefaultSigchld {
       public:
-        EndsAreKept();
-        EndsAreKept(const EndsAreKept&) = delete;
-        EndsAreKept& operator=(const EndsAreKept&) = delete;
-        ~EndsAreKept();
+        ScopedDefaultSigchld();
+        ScopedDefaultSigchld(const ScopedDefaultSigchld&) = delete;
+        ScopedDefaultSigchld& operator=(const ScopedDefaultSigchld&) = delete;
+        ~ScopedDefaultSigchld();
 
       private:
         struct sigaction before_;
     };
 
-    EndsAreKept endsAreKept_;
+    ScopedDefaultSigchld scopedDefaultSigchld_;
     pid_t id_ = -1;
 };
 

@@ -6,7 +6,7 @@
 namespace sorvane {
 
 /// Whether an environment variable is set to exactly "1", the one value that switches a mode on.
-inline bool isSwitchedOn(const char* variable) {
+inline bool environmentFlag(const char* variable) {
     const char* value = std::getenv(variable);
     return value != nullptr && std::string_view(value) == "1";
 }

@@ -1,7 +1,7 @@
+#include "support/executable_path.h"
+
 #include <string>
 #include <system_error>
-
-#include "support/executable_path.h"
 
 namespace sorvane {
 

@@ -1,8 +1,8 @@
+#include "support/executable_path.h"
+
 #include <array>
 #include <libproc.h>
 #include <string_view>
-
-#include "support/executable_path.h"
 
 namespace sorvane {
 

@@ -9,7 +9,7 @@
 
 #include "support/descriptor_io.h"
 #include "support/helper_failure.h"
-#include "support/move_over.h"
+#include "support/replace_by_rename.h"
 #include "support/uuid.h"
 
 namespace sorvane::HelperIO {
@@ -49,7 +49,7 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes) {
     const std::filesystem::path temporary =
         path.parent_path() / ("." + path.filename().native() + "." + Uuid::random().lowerText());
     writeNewFile(temporary, bytes);
-    if (!moveOver(temporary, path)) {
+    if (!replaceByRename(temporary, path)) {
         const int reason = errno;
         ::unlink(temporary.c_str());
         fail(reason, path);

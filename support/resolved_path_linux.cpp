@@ -1,6 +1,6 @@
-#include <system_error>
-
 #include "support/resolved_path.h"
+
+#include <system_error>
 
 namespace sorvane {
 

@@ -1,12 +1,12 @@
 // Here /tmp, /var and /etc are links into /private. Whoever resolves a path by the system's own
 // frameworks, as the application does, is given the short spelling.
 
+#include "support/resolved_path.h"
+
 #include <string_view>
 #include <system_error>
 
 #include <unistd.h>
-
-#include "support/resolved_path.h"
 
 namespace sorvane {
 

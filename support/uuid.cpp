@@ -1,6 +1,12 @@
 #include "support/uuid.h"
 
-#include "support/random.h"
+#include <cerrno>
+#include <system_error>
+
+#include <sys/random.h>
+#include <unistd.h>
+
+#include "support/hexadecimal.h"
 
 namespace sorvane {
 
@@ -24,7 +30,9 @@ std::optional<unsigned> digitValue(char digit) {
 
 Uuid Uuid::random() {
     Uuid uuid;
-    fillRandom(uuid.bytes_);
+    // Opens no file. macOS declares it in the one header, the C library of Linux in the other.
+    if (::getentropy(uuid.bytes_.data(), uuid.bytes_.size()) != 0)
+        throw std::system_error(errno, std::generic_category(), "random bytes");
     uuid.bytes_[6] = static_cast<std::uint8_t>((uuid.bytes_[6] & 0x0F) | 0x40); // version 4
     uuid.bytes_[8] = static_cast<std::uint8_t>((uuid.bytes_[8] & 0x3F) | 0x80); // RFC 9562 variant
     return uuid;
@@ -44,16 +52,17 @@ std::optional<Uuid> Uuid::parse(std::string_view text) {
     return uuid;
 }
 
-std::string Uuid::upperText() const { return text("0123456789ABCDEF"); }
-std::string Uuid::lowerText() const { return text("0123456789abcdef"); }
+std::string Uuid::upperText() const { return text(upperHexDigits); }
+std::string Uuid::lowerText() const { return text(lowerHexDigits); }
 
 std::string Uuid::text(std::string_view digits) const {
     std::string result;
     result.reserve(textLength);
-    for (std::size_t byte = 0; byte < bytes_.size(); ++byte) {
-        if (startsGroup(byte)) result += '-';
-        result += digits[bytes_[byte] >> 4];
-        result += digits[bytes_[byte] & 0xF];
+    std::size_t byte = 0;
+    for (const std::size_t groupBytes : {4U, 2U, 2U, 2U, 6U}) {
+        if (byte > 0) result += '-';
+        appendHex(result, std::span(bytes_).subspan(byte, groupBytes), digits);
+        byte += groupBytes;
     }
     return result;
 }

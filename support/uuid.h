@@ -11,7 +11,8 @@ namespace sorvane {
 /// A UUID of 16 bytes, written in groups of 8-4-4-4-12 hexadecimal digits.
 class Uuid {
   public:
-    /// A new random UUID (version 4).
+    /// A new random UUID (version 4), from the system's generator, without opening a file. Throws
+    /// std::system_error when the system has no random bytes to give.
     static Uuid random();
 
     /// Reads exactly the 36-character form, hexadecimal letters in either case; nothing else.

@@ -36,6 +36,7 @@ std::string asJSON(const std::string& sample) { return jsonText(parseJSON(sample
 
 // Every page, with what each of its samples is.
 const std::map<std::string, std::vector<RoundTrip>> pages{
+    {"README.md", {}}, // the index
     {"agent-manifest.md", {asRecord<AgentManifest>}},
     {"history-entry.md", {asRecord<HelperEntry>}},
     {"hook-event.md", {asJSON, asJSON, asJSON}}, // the event; two forms of the answer

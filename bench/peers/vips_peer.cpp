@@ -5,8 +5,8 @@
 #include <vips/vips.h>
 
 #include "bench/premultiplied.h"
-#include "identity/pixels/digest_prefix.h"
-#include "identity/sha256.h"
+#include "decoder/digest_prefix.h"
+#include "support/sha256.h"
 
 namespace {
 
@@ -50,8 +50,8 @@ int main(int count, char** arguments) {
     sorvane::bench::premultiply(pixels, size / 4);
     sorvane::Sha256 digest;
     digest.update(
-        sorvane::pixels::digestPrefix({static_cast<std::uint32_t>(vips_image_get_width(image)),
-                                       static_cast<std::uint32_t>(vips_image_get_height(image))}));
+        sorvane::decoder::digestPrefix({static_cast<std::uint32_t>(vips_image_get_width(image)),
+                                        static_cast<std::uint32_t>(vips_image_get_height(image))}));
     digest.update({reinterpret_cast<const char*>(pixels), size});
     std::puts(digest.hex().c_str());
     return EXIT_SUCCESS;

@@ -12,8 +12,8 @@
 
 #include "bench/drawing.h"
 #include "bench/png_file.h"
-#include "identity/pixels/digest_prefix.h"
-#include "identity/sha256.h"
+#include "decoder/digest_prefix.h"
+#include "support/sha256.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ std::string fileOf(const Drawing& drawing, std::string_view kind, const Bytes& p
 // No pixel is transparent, so straight and premultiplied are the same.
 std::string digestOf(const Drawing& drawing) {
     sorvane::Sha256 digest;
-    digest.update(sorvane::pixels::digestPrefix(
+    digest.update(sorvane::decoder::digestPrefix(
         {static_cast<std::uint32_t>(drawing.width), static_cast<std::uint32_t>(drawing.height)}));
     digest.update({reinterpret_cast<const char*>(drawing.rgba.data()), drawing.rgba.size()});
     return digest.hex();

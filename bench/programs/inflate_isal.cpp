@@ -1,6 +1,7 @@
 // Piece by piece, through one small window.
 
 #include <array>
+
 #include <isa-l/igzip_lib.h>
 
 #include "bench/programs/inflate.h"

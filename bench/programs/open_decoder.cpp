@@ -6,11 +6,11 @@
 
 #include <unistd.h>
 
-#include "identity/pixels/pixel_identity.h"
+#include "decoder/pixel_identity.h"
 
 int main() {
-    sorvane::pixels::ByteSource file(STDIN_FILENO);
-    const auto identity = sorvane::pixels::pixelIdentity(file);
+    sorvane::decoder::ByteSource file(STDIN_FILENO);
+    const auto identity = sorvane::decoder::pixelIdentity(file);
     if (!identity) return EXIT_FAILURE;
     std::puts(identity->digest.c_str());
     return EXIT_SUCCESS;

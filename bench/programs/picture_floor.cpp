@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 #include <memory>
 #include <optional>
@@ -20,8 +19,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <isa-l/igzip_lib.h>
+
 #include "bench/programs/inflate.h"
-#include "identity/sha256.h"
+#include "support/sha256.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <unistd.h>
 
 #include "bench/premultiplied.h"
-#include "identity/pixels/digest_prefix.h"
-#include "identity/sha256.h"
+#include "decoder/digest_prefix.h"
+#include "support/sha256.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ int main(int count, char** arguments) {
         return static_cast<std::uint32_t>(std::strtoul(arguments[i], nullptr, 10));
     };
     sorvane::Sha256 digest;
-    digest.update(sorvane::pixels::digestPrefix({number(1), number(2)}));
+    digest.update(sorvane::decoder::digestPrefix({number(1), number(2)}));
     static std::array<std::uint8_t, 65'536> buffer;
     while (const std::size_t filled = readPixels(buffer.data(), buffer.size())) {
         sorvane::bench::premultiply(buffer.data(), filled / 4);

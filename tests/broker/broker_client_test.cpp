@@ -1,3 +1,5 @@
+#include "broker/broker_client.h"
+
 #include <cmath>
 #include <limits>
 #include <set>
@@ -7,7 +9,6 @@
 
 #include <doctest/doctest.h>
 
-#include "broker/broker_client.h"
 #include "tests/broker/link.h"
 #include "tests/scoped_environment.h"
 

@@ -21,8 +21,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "support/quiet_socket.h"
 #include "support/unique_descriptor.h"
+#include "support/unix_socket.h"
 
 namespace sorvane::test {
 
@@ -43,7 +43,7 @@ class Conversation {
     /// False when the client has hung up.
     bool send(std::string_view bytes) {
         while (!bytes.empty()) {
-            const ssize_t count = sendQuietly(socket_, bytes);
+            const ssize_t count = sendWithoutSigpipe(socket_, bytes);
             if (count <= 0) return false;
             bytes.remove_prefix(static_cast<std::size_t>(count));
         }
@@ -120,7 +120,7 @@ class FakeApplication {
         std::memcpy(address.sun_path, socket.c_str(), socket.native().size());
         const auto* generic = reinterpret_cast<const sockaddr*>(&address);
         // Where quiet is a property of the socket, the accepted ones have it from the listener.
-        if (!makeQuiet(listener_) || ::bind(listener_.get(), generic, sizeof address) != 0 ||
+        if (!suppressSigpipe(listener_) || ::bind(listener_.get(), generic, sizeof address) != 0 ||
             ::listen(listener_.get(), 8) != 0)
             throw std::runtime_error("nobody can listen at " + socket.native());
     }

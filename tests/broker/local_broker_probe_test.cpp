@@ -11,7 +11,7 @@
 #include <doctest/doctest.h>
 
 #include "broker/broker_client.h"
-#include "support/quiet_socket.h"
+#include "support/unix_socket.h"
 #include "tests/scoped_environment.h"
 #include "tests/temporary_directory.h"
 

@@ -1,6 +1,8 @@
 // What takes this system's own means to see: which system calls are made, a process that can be
 // looked at but not signalled, and a program that is not on the disk any more.
 
+#include "broker/mcp_client_session.h"
+
 #include <array>
 #include <filesystem>
 
@@ -12,7 +14,6 @@
 
 #include <doctest/doctest.h>
 
-#include "broker/mcp_client_session.h"
 #include "support/executable_path.h"
 #include "support/resolved_path.h"
 #include "tests/broker/session_stage.h"

@@ -1,3 +1,5 @@
+#include "broker/mcp_client_session.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -9,7 +11,6 @@
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
 
-#include "broker/mcp_client_session.h"
 #include "support/executable_path.h"
 #include "support/resolved_path.h"
 #include "tests/broker/session_stage.h"

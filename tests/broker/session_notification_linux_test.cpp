@@ -1,6 +1,8 @@
 // The notification as others see it: on a session bus that the test starts for itself, received by
 // a process of its own; and everything that may stand in place of a bus.
 
+#include "broker/session_notification.h"
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -9,7 +11,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <systemd/sd-bus.h>
 #include <vector>
 
 #include <fcntl.h>
@@ -19,10 +20,10 @@
 #include <unistd.h>
 
 #include <doctest/doctest.h>
+#include <systemd/sd-bus.h>
 
-#include "broker/session_notification.h"
 #include "support/descriptor_io.h"
-#include "support/quiet_socket.h"
+#include "support/unix_socket.h"
 #include "tests/broker/fake_application.h"
 #include "tests/broker/session_stage.h"
 #include "tests/forked.h"

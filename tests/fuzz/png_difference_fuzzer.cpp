@@ -9,13 +9,13 @@
 #include <optional>
 #include <string_view>
 #include <vector>
+
 #include <zlib.h>
 
-#include "identity/pixels/budget.h"
-#include "identity/pixels/codecs/png.h"
-#include "tests/identity/pixels/memory_file.h"
+#include "decoder/formats/png/png.h"
+#include "tests/decoder/memory_file.h"
 
-using namespace sorvane::pixels;
+using namespace sorvane::decoder;
 
 namespace {
 
@@ -24,14 +24,14 @@ using Bytes = std::vector<std::uint8_t>;
 // More pixels bring time and no new way through the code.
 constexpr std::uint64_t pixelLimit = 256 * 256;
 
-class Samples : public SpanSink {
+class Samples : public PixelSink {
   public:
     explicit Samples(const PictureHeader& header)
         : width_(header.size.width),
           pixelBytes_(header.samples.pixelBytes()),
           bytes_(pixelBytes_ * width_ * header.size.height) {}
 
-    void take(const Span& span) override {
+    void take(const PixelRun& span) override {
         for (std::size_t i = 0; i < span.count; ++i) {
             const std::size_t pixel =
                 std::size_t{span.row} * width_ + span.firstColumn + i * span.columnStep;
@@ -53,19 +53,19 @@ struct Answer {
     std::optional<Bytes> samples;
 };
 
-Answer answerOf(std::unique_ptr<Codec> (*open)(ByteSource&), const std::uint8_t* data,
+Answer answerOf(std::unique_ptr<Decoder> (*open)(ByteSource&), const std::uint8_t* data,
                 std::size_t size) {
     static const sorvane::test::MemoryFile memory;
     ByteSource file(memory.holding({data, size}));
-    const auto codec = open(file);
+    const auto decoder = open(file);
     Answer answer;
-    answer.header = codec->readHeader();
-    if (!answer.header || !withinPixelBudget(answer.header->size)) return answer;
+    answer.header = decoder->readHeader();
+    if (!answer.header || !withinBudget(answer.header->size)) return answer;
     const Size declared = answer.header->size;
     answer.small = std::uint64_t{declared.width} * declared.height <= pixelLimit;
     if (!answer.small) return answer;
     Samples samples(*answer.header);
-    if (codec->readPixels(samples)) answer.samples = samples.bytes();
+    if (decoder->readPixels(samples)) answer.samples = samples.bytes();
     return answer;
 }
 

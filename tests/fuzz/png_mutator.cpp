@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+
 #include <zlib.h>
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t most);

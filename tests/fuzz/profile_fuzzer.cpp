@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "identity/pixels/colour.h"
+#include "decoder/colour/colour_step.h"
 
-using namespace sorvane::pixels;
+using namespace sorvane::decoder;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr std::array kinds = {Channels::grey, Channels::greyAlpha, Channels::rgb,

@@ -1,10 +1,11 @@
+#include "history/history_entry.h"
+
 #include <limits>
 #include <string>
 
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
 
-#include "history/history_entry.h"
 #include "tests/record_trials.h"
 
 using namespace sorvane;

@@ -1,10 +1,10 @@
+#include "hook/argument_reader.h"
+
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <doctest/doctest.h>
-
-#include "hook/argument_reader.h"
 
 namespace sorvane {
 

@@ -1,3 +1,5 @@
+#include "hook/image_references.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -5,8 +7,6 @@
 #include <vector>
 
 #include <doctest/doctest.h>
-
-#include "hook/image_references.h"
 
 namespace sorvane {
 

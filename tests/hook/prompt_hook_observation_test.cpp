@@ -1,3 +1,5 @@
+#include "hook/prompt_hook_observation.h"
+
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
@@ -9,7 +11,6 @@
 
 #include <doctest/doctest.h>
 
-#include "hook/prompt_hook_observation.h"
 #include "support/helper_io.h"
 #include "tests/scoped_environment.h"
 #include "tests/scoped_mask.h"

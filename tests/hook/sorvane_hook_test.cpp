@@ -1,3 +1,5 @@
+#include "hook/sorvane_hook.h"
+
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -9,7 +11,6 @@
 
 #include <doctest/doctest.h>
 
-#include "hook/sorvane_hook.h"
 #include "tests/broker/fake_application.h"
 #include "tests/hook/hook_stage.h"
 #include "tests/pipe.h"

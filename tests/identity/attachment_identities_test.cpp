@@ -1,3 +1,5 @@
+#include "identity/attachment_identities.h"
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -8,7 +10,6 @@
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
 
-#include "identity/attachment_identities.h"
 #include "identity/file_identity.h"
 #include "support/json.h"
 #include "tests/identity/sample_pictures.h"

@@ -1,3 +1,5 @@
+#include "identity/file_identity.h"
+
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -7,7 +9,6 @@
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
 
-#include "identity/file_identity.h"
 #include "tests/forked.h"
 #include "tests/identity/sample_pictures.h"
 #include "tests/temporary_directory.h"

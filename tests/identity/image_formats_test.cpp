@@ -1,11 +1,11 @@
+#include "identity/image_formats.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <doctest/doctest.h>
-
-#include "identity/image_formats.h"
 
 using namespace sorvane;
 using namespace std::string_literals;

@@ -1,10 +1,10 @@
+#include "integration/agent_identifier.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <doctest/doctest.h>
-
-#include "integration/agent_identifier.h"
 
 using namespace sorvane;
 using namespace std::string_view_literals;

@@ -1,3 +1,5 @@
+#include "integration/agent_manifest.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -7,7 +9,6 @@
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
 
-#include "integration/agent_manifest.h"
 #include "support/json.h"
 
 using namespace sorvane;

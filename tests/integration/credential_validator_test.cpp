@@ -1,3 +1,5 @@
+#include "integration/credential_validator.h"
+
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -13,7 +15,6 @@
 #include <nlohmann/json.hpp>
 
 #include "identity/file_identity.h"
-#include "integration/credential_validator.h"
 #include "support/helper_failure.h"
 #include "support/helper_io.h"
 #include "tests/scoped_environment.h"

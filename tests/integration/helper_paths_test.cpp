@@ -1,3 +1,5 @@
+#include "integration/helper_paths.h"
+
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -6,7 +8,6 @@
 
 #include <doctest/doctest.h>
 
-#include "integration/helper_paths.h"
 #include "support/home_directory.h"
 #include "tests/scoped_environment.h"
 

@@ -1,3 +1,5 @@
+#include "integration/pairing_request_record.h"
+
 #include <array>
 #include <string>
 #include <utility>
@@ -5,7 +7,6 @@
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
 
-#include "integration/pairing_request_record.h"
 #include "support/helper_io.h"
 #include "tests/record_trials.h"
 #include "tests/temporary_directory.h"

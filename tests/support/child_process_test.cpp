@@ -1,3 +1,5 @@
+#include "support/child_process.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -13,7 +15,6 @@
 
 #include <doctest/doctest.h>
 
-#include "support/child_process.h"
 #include "tests/forked.h"
 #include "tests/pipe.h"
 #include "tests/scoped_environment.h"

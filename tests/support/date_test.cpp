@@ -1,8 +1,8 @@
+#include "support/date.h"
+
 #include <chrono>
 
 #include <doctest/doctest.h>
-
-#include "support/date.h"
 
 using namespace sorvane;
 

@@ -1,3 +1,5 @@
+#include "support/descriptor_io.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -13,7 +15,6 @@
 
 #include <doctest/doctest.h>
 
-#include "support/descriptor_io.h"
 #include "tests/interruptions.h"
 #include "tests/pipe.h"
 #include "tests/scoped_signal.h"

@@ -1,10 +1,11 @@
+#include "support/executable_path.h"
+
 #include <filesystem>
 
 #include <unistd.h>
 
 #include <doctest/doctest.h>
 
-#include "support/executable_path.h"
 #include "tests/scoped_environment.h"
 #include "tests/started_process.h"
 #include "tests/temporary_directory.h"

@@ -1,3 +1,5 @@
+#include "support/file_reader.h"
+
 #include <cstddef>
 #include <filesystem>
 #include <optional>
@@ -13,8 +15,7 @@
 
 #include <doctest/doctest.h>
 
-#include "support/file_reader.h"
-#include "support/quiet_socket.h"
+#include "support/unix_socket.h"
 #include "tests/temporary_directory.h"
 
 using namespace sorvane;

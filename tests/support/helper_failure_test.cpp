@@ -1,11 +1,11 @@
+#include "support/helper_failure.h"
+
 #include <cstddef>
 #include <exception>
 #include <string>
 #include <vector>
 
 #include <doctest/doctest.h>
-
-#include "support/helper_failure.h"
 
 using namespace sorvane;
 

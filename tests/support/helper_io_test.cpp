@@ -1,3 +1,5 @@
+#include "support/helper_io.h"
+
 #include <cmath>
 #include <csignal>
 #include <cstdint>
@@ -23,7 +25,6 @@
 
 #include "support/date.h"
 #include "support/helper_failure.h"
-#include "support/helper_io.h"
 #include "support/record.h"
 #include "tests/forked.h"
 #include "tests/pipe.h"

@@ -1,9 +1,10 @@
+#include "support/home_directory.h"
+
 #include <pwd.h>
 #include <unistd.h>
 
 #include <doctest/doctest.h>
 
-#include "support/home_directory.h"
 #include "tests/forked.h"
 #include "tests/scoped_environment.h"
 

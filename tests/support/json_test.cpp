@@ -1,3 +1,5 @@
+#include "support/json.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -11,7 +13,6 @@
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
 
-#include "support/json.h"
 #include "support/utf8.h"
 
 using namespace sorvane;

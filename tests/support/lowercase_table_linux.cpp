@@ -7,7 +7,7 @@
 
 #include <utf8proc.h>
 
-#include "support/characters.h"
+#include "support/graphemes.h"
 #include "support/utf8.h"
 
 namespace {
@@ -18,7 +18,7 @@ void printRow(char32_t scalar) {
     std::string text;
     utf8::append(text, scalar);
     std::printf("%X ", static_cast<unsigned>(scalar));
-    const std::string lower = characters::lowercased(text);
+    const std::string lower = graphemes::lowercased(text);
     const char* between = "";
     for (std::string_view rest = lower; !rest.empty(); between = "+") {
         const utf8::Step next = utf8::step(rest);

@@ -1,3 +1,5 @@
+#include "support/process_runner.h"
+
 #include <csignal>
 #include <cstdlib>
 #include <optional>
@@ -12,7 +14,6 @@
 #include <doctest/doctest.h>
 
 #include "support/home_directory.h"
-#include "support/process_runner.h"
 #include "tests/forked.h"
 #include "tests/interruptions.h"
 #include "tests/pipe.h"

@@ -1,3 +1,5 @@
+#include "support/record.h"
+
 #include <cmath>
 #include <cstdint>
 #include <optional>
@@ -9,8 +11,6 @@
 
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
-
-#include "support/record.h"
 
 using namespace sorvane;
 using nlohmann::json;

@@ -1,11 +1,11 @@
+#include "support/unique_descriptor.h"
+
 #include <type_traits>
 #include <utility>
 
 #include <fcntl.h>
 
 #include <doctest/doctest.h>
-
-#include "support/unique_descriptor.h"
 
 using namespace sorvane;
 

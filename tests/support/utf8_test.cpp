@@ -1,3 +1,5 @@
+#include "support/utf8.h"
+
 #include <array>
 #include <cstddef>
 #include <string>
@@ -5,8 +7,6 @@
 #include <vector>
 
 #include <doctest/doctest.h>
-
-#include "support/utf8.h"
 
 using namespace sorvane;
 using namespace std::string_view_literals;

@@ -1,3 +1,5 @@
+#include "support/uuid.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <set>
@@ -6,8 +8,6 @@
 #include <vector>
 
 #include <doctest/doctest.h>
-
-#include "support/uuid.h"
 
 using namespace sorvane;
 using namespace std::string_view_literals;

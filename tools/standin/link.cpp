@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 #include "support/helper_io.h"
-#include "support/quiet_socket.h"
+#include "support/unix_socket.h"
 
 namespace sorvane::standin {
 
@@ -110,7 +110,7 @@ std::optional<std::string> Client::readLine() {
 
 void Client::send(std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t count = sendQuietly(socket_, bytes);
+        const ssize_t count = sendWithoutSigpipe(socket_, bytes);
         if (count >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
@@ -136,7 +136,7 @@ SocketFile::~SocketFile() {
 
 Listener::Listener(const fs::path& path) : socket_(makeSocket()) {
     const auto address = addressOf(path);
-    if (!socket_ || !makeQuiet(socket_)) fail("socket");
+    if (!socket_ || !suppressSigpipe(socket_)) fail("socket");
     prepare(socket_);
     HelperIO::createParentDirectory(path);
     fs::permissions(path.parent_path(), fs::perms::owner_all);

@@ -29,11 +29,11 @@
 #include "identity/file_identity.h"
 #include "integration/agent_identifier.h"
 #include "integration/agent_manifest.h"
+#include "support/absolute_path.h"
 #include "support/executable_path.h"
 #include "support/file_reader.h"
 #include "support/helper_io.h"
 #include "support/json.h"
-#include "support/location.h"
 #include "support/uuid.h"
 #include "tools/standin/link.h"
 #include "tools/standin/misbehaviour.h"
@@ -97,8 +97,8 @@ void enrol(const Options& options) {
     const std::string agent = options.required("--agent");
     if (!isAgent(agent)) throw UsageError("no agent is called " + agent);
     const std::string clientID = options.required("--client-id");
-    const fs::path credentialFile = location(options.required("--credential-file"));
-    const fs::path manifestFile = manifestPath(location(options.required("--root")), agent);
+    const fs::path credentialFile = absolutePath(options.required("--credential-file"));
+    const fs::path manifestFile = manifestPath(absolutePath(options.required("--root")), agent);
 
     const std::string credential = Uuid::random().lowerText() + Uuid::random().lowerText();
     HelperIO::createParentDirectory(credentialFile);
@@ -233,7 +233,7 @@ struct Service {
 Service service(const Options& options, const fs::path& root) {
     const auto path = [&options](std::string_view name) -> std::optional<fs::path> {
         const auto text = options.value(name);
-        return text ? std::optional(location(*text)) : std::nullopt;
+        return text ? std::optional(absolutePath(*text)) : std::nullopt;
     };
     const auto kind = options.value("--misbehave");
     const auto manner = kind ? misbehaviour(*kind) : rightManner();
@@ -247,7 +247,7 @@ Service service(const Options& options, const fs::path& root) {
 }
 
 void serve(const Options& options) {
-    const fs::path root = location(options.required("--root"));
+    const fs::path root = absolutePath(options.required("--root"));
     const Service service = standin::service(options, root);
     Listener listener(root / "Runtime/sorvane.sock");
     std::cout << "listening on " << (root / "Runtime/sorvane.sock").native() << std::endl;

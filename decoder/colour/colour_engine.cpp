@@ -1,0 +1,175 @@
+#include "decoder/colour/colour_engine.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <ranges>
+
+#include <lcms2.h>
+#include <lcms2_plugin.h>
+
+namespace sorvane::decoder {
+
+namespace {
+
+// The version that profiles have whose black points the engine leaves alone: between newer ones it
+// would move them under the perceptual intent, whether asked or not.
+constexpr double plainVersion = 2.1;
+
+constexpr cmsUInt32Number exactFlags = cmsFLAGS_NOOPTIMIZE;
+constexpr cmsUInt32Number tableFlags =
+    cmsFLAGS_FORCE_CLUT | cmsFLAGS_CLUT_PRE_LINEARIZATION | cmsFLAGS_NOWHITEONWHITEFIXUP;
+
+constexpr double chromaticityUnit = 100'000;
+
+using Doubles [[gnu::vector_size(32)]] = double;
+
+// From light under the profiles' white (D50) to sRGB's primaries: the inverse of their colorants,
+// which are those of BT.709 under D65, adapted to D50 by Bradford's method. Column by column.
+constexpr Doubles toSrgb[3] = {{3.1341863642, -0.9787485042, 0.0719639278},
+                               {-1.6172089590, 1.9161300968, -0.2289938735},
+                               {-0.4906940641, 0.0334333992, 1.4057537329}};
+
+// X, Y and Z under the profiles' white.
+using Xyz = Light;
+
+cmsUInt32Number formatOf(SampleFormat format) {
+    const cmsUInt32Number space = isGrey(format.channels)             ? PT_GRAY
+                                  : format.channels == Channels::cmyk ? PT_CMYK
+                                                                      : PT_RGB;
+    const cmsUInt32Number alpha = hasAlpha(format.channels) ? 1 : 0;
+    const auto channels = static_cast<cmsUInt32Number>(channelCount(format.channels));
+    return COLORSPACE_SH(space) | EXTRA_SH(alpha) | CHANNELS_SH(channels - alpha) |
+           BYTES_SH(format.sixteenBits ? 2U : 1U);
+}
+
+// Every profile that the engine opens or makes is given the time of day. To tell it, the C library
+// would look for its time zone in a file, which this process may not open; this one it knows.
+void settleTimeZone() { ::setenv("TZ", ":", 1); }
+
+bool isMatrixAndCurves(cmsHPROFILE profile) {
+    return cmsGetColorSpace(profile) == cmsSigRgbData && cmsGetPCS(profile) == cmsSigXYZData &&
+           cmsIsTag(profile, cmsSigAToB0Tag) == FALSE;
+}
+
+bool isLinear(const cmsStage* stage) {
+    if (cmsStageType(stage) != cmsSigCurveSetElemType) return false;
+    const auto* curves = static_cast<const _cmsStageToneCurvesData*>(cmsStageData(stage));
+    for (cmsUInt32Number i = 0; i < curves->nCurves; ++i)
+        if (cmsIsToneCurveLinear(curves->TheCurves[i]) == FALSE) return false;
+    return true;
+}
+
+// The number of points along every edge of the profile's table, if the profile is of the usual
+// kind: curves, a table of Lab as long as it is wide, and nothing that bends what comes out of it.
+std::optional<cmsUInt32Number> pointsOfPlainTable(cmsHPROFILE profile) {
+    if (cmsGetPCS(profile) != cmsSigLabData || cmsIsTag(profile, cmsSigAToB0Tag) == FALSE)
+        return std::nullopt;
+    const auto* stages = static_cast<const cmsPipeline*>(cmsReadTag(profile, cmsSigAToB0Tag));
+    const cmsStage* stage = stages == nullptr ? nullptr : cmsPipelineGetPtrToFirstStage(stages);
+    if (stage != nullptr && cmsStageType(stage) == cmsSigCurveSetElemType)
+        stage = cmsStageNext(stage);
+    if (stage == nullptr || cmsStageType(stage) != cmsSigCLutElemType) return std::nullopt;
+    const auto* table = static_cast<const _cmsStageCLutData*>(cmsStageData(stage))->Params;
+    const std::span points(table->nSamples, table->nInputs);
+    if (std::ranges::adjacent_find(points, std::not_equal_to<>()) != points.end())
+        return std::nullopt;
+    for (stage = cmsStageNext(stage); stage != nullptr; stage = cmsStageNext(stage))
+        if (!isLinear(stage)) return std::nullopt;
+    return points.front();
+}
+
+// The light of a colour under the profiles' white, for lightness and opponents of 16 bits.
+Xyz xyzOf(const std::array<std::uint16_t, 3>& lab) {
+    constexpr Xyz white = {0.9642F, 1.0F, 0.8249F};
+    constexpr float bend = 24.0F / 116;
+    const float y = (static_cast<float>(lab[0]) * (100.0F / 65535) + 16) / 116;
+    const float a = static_cast<float>(lab[1]) / 257 - 128;
+    const float b = static_cast<float>(lab[2]) / 257 - 128;
+    const Xyz root = {y + a / 500, y, y - b / 200};
+    return white * (root > bend ? root * root * root : (108.0F / 841) * (root - 16.0F / 116));
+}
+
+Light lightOf(const Xyz& xyz) {
+    return __builtin_convertvector(toSrgb[0] * xyz[0] + toSrgb[1] * xyz[1] + toSrgb[2] * xyz[2],
+                                   Light);
+}
+
+struct FreeCurve {
+    void operator()(cmsToneCurve* curve) const { cmsFreeToneCurve(curve); }
+};
+
+} // namespace
+
+void ColourEngine::Close::operator()(void* profile) const { cmsCloseProfile(profile); }
+void ColourEngine::Delete::operator()(void* transform) const { cmsDeleteTransform(transform); }
+
+// Left alone, the engine would put a grid of precalculated colours in the place of most profiles,
+// which is wrong by up to 25 levels where colours leave sRGB, and fast arithmetic in the place of
+// matrix and curves, which is wrong by up to one. So it is told to evaluate everything, but for the
+// one grid that loses nothing: the profile's own table, calculated at its own points.
+std::optional<ColourEngine> ColourEngine::from(const Profile& source, SampleFormat format) {
+    if (!source) return std::nullopt;
+    const auto points = pointsOfPlainTable(source.get());
+    const Profile target(points ? cmsCreateLab4Profile(nullptr) : cmsCreateXYZProfile());
+    if (!target) return std::nullopt;
+    cmsSetProfileVersion(target.get(), plainVersion);
+    ColourEngine engine;
+    engine.transform_.reset(cmsCreateTransform(
+        source.get(), formatOf(format), target.get(),
+        points ? TYPE_Lab_16 : TYPE_XYZ_FLT | EXTRA_SH(1), INTENT_PERCEPTUAL,
+        cmsFLAGS_NOCACHE | (points ? tableFlags | cmsFLAGS_GRIDPOINTS(*points) : exactFlags)));
+    if (!engine.transform_) return std::nullopt;
+    engine.pixelBytes_ = format.pixelBytes();
+    engine.additive_ = isMatrixAndCurves(source.get());
+    engine.byTable_ = points.has_value();
+    return engine;
+}
+
+std::optional<ColourEngine> ColourEngine::fromProfile(std::span<const std::uint8_t> bytes,
+                                                      SampleFormat format) {
+    settleTimeZone();
+    const Profile profile(
+        cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
+    // Tables of floating point only say once more what others in the profile say. Few programs know
+    // them, and they may have so many steps that the engine takes minutes to read them.
+    if (profile) cmsWriteTag(profile.get(), cmsSigDToB0Tag, nullptr);
+    return from(profile, format);
+}
+
+std::optional<ColourEngine> ColourEngine::fromGamma(const GammaAndPrimaries& said,
+                                                    SampleFormat format) {
+    settleTimeZone();
+    const std::unique_ptr<cmsToneCurve, FreeCurve> curve(
+        cmsBuildGamma(nullptr, chromaticityUnit / said.gamma));
+    if (!curve) return std::nullopt;
+    if (isGrey(format.channels))
+        return from(Profile(cmsCreateGrayProfile(cmsD50_xyY(), curve.get())), format);
+    const auto point = [&](std::size_t i) {
+        return cmsCIExyY{said.chromaticities[2 * i] / chromaticityUnit,
+                         said.chromaticities[2 * i + 1] / chromaticityUnit, 1};
+    };
+    const cmsCIExyY white = point(0);
+    const cmsCIExyYTRIPLE primaries = {point(1), point(2), point(3)};
+    cmsToneCurve* curves[] = {curve.get(), curve.get(), curve.get()};
+    return from(Profile(cmsCreateRGBProfile(&white, &primaries, curves)), format);
+}
+
+void ColourEngine::convert(const std::uint8_t* samples, std::size_t count, Light* lights) const {
+    if (byTable_) return convertByTable(samples, count, lights);
+    cmsDoTransform(transform_.get(), samples, lights, static_cast<cmsUInt32Number>(count));
+    for (std::size_t i = 0; i < count; ++i) lights[i] = lightOf(lights[i]);
+}
+
+void ColourEngine::convertByTable(const std::uint8_t* samples, std::size_t count,
+                                  Light* lights) const {
+    std::array<std::array<std::uint16_t, 3>, 256> labs;
+    for (std::size_t done = 0; done < count; done += labs.size()) {
+        const std::size_t block = std::min(labs.size(), count - done);
+        cmsDoTransform(transform_.get(), samples + done * pixelBytes_, labs.data(),
+                       static_cast<cmsUInt32Number>(block));
+        for (std::size_t i = 0; i < block; ++i) lights[done + i] = lightOf(xyzOf(labs[i]));
+    }
+}
+
+} // namespace sorvane::decoder

@@ -1,0 +1,229 @@
+#include "decoder/formats/bmp/dib.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+#include <span>
+#include <vector>
+
+namespace sorvane::decoder {
+
+namespace {
+
+using Row = std::vector<std::uint8_t>;
+
+/// A channel of a pixel's value, brought to 8 bits.
+class MaskedChannel {
+  public:
+    explicit MaskedChannel(std::uint32_t mask)
+        : mask_(mask), shift_(mask == 0 ? 0 : std::countr_zero(mask)), most_(mask >> shift_) {}
+
+    std::uint8_t of(std::uint32_t pixel) const {
+        const std::uint32_t value = (pixel & mask_) >> shift_;
+        if (most_ == 255 || most_ == 0) return static_cast<std::uint8_t>(value);
+        return static_cast<std::uint8_t>((value * std::uint64_t{255} + most_ / 2) / most_);
+    }
+
+  private:
+    std::uint32_t mask_;
+    int shift_;
+    std::uint32_t most_;
+};
+
+/// Turns stored rows into samples and hands them over.
+class RowMaker {
+  public:
+    RowMaker(const DibHeader& header, PixelSink& sink)
+        : header_(header),
+          sink_(sink),
+          channels_(channelCount(dibChannels(header))),
+          samples_(channels_ * header.size.width) {
+        std::ranges::transform(header.masks, masks_.begin(),
+                               [](std::uint32_t mask) { return MaskedChannel(mask); });
+    }
+
+    /// `packed`: a row as the file has it when it is not run-length coded.
+    void take(std::uint32_t number, const Row& packed) {
+        for (std::uint32_t x = 0; x < header_.size.width; ++x)
+            if (header_.depth <= 8)
+                lookUp(packed, x);
+            else
+                unmask(packed, x);
+        handOver(number);
+    }
+
+    /// `units`: of each pixel its place in the palette, or blue, green and red.
+    void takeUnits(std::uint32_t number, const Row& units) {
+        for (std::size_t x = 0; x < header_.size.width; ++x)
+            if (header_.depth <= 8)
+                put(x, header_.palette[units[x]]);
+            else
+                put(x, {units[3 * x + 2], units[3 * x + 1], units[3 * x]});
+        handOver(number);
+    }
+
+  private:
+    void put(std::size_t x, std::array<std::uint8_t, 3> colour) {
+        std::memcpy(samples_.data() + channels_ * x, colour.data(), colour.size());
+    }
+
+    void lookUp(const Row& packed, std::size_t x) {
+        const std::size_t bit = x * header_.depth;
+        const unsigned shift = 8U - header_.depth - bit % 8;
+        const unsigned last = (1U << header_.depth) - 1;
+        put(x, header_.palette[packed[bit / 8] >> shift & last]);
+    }
+
+    void unmask(const Row& packed, std::size_t x) {
+        const std::size_t bytes = header_.depth / 8;
+        std::uint32_t pixel = 0;
+        for (std::size_t i = bytes; i-- > 0;) pixel = pixel << 8 | packed[bytes * x + i];
+        for (std::size_t channel = 0; channel < channels_; ++channel)
+            samples_[channels_ * x + channel] = masks_[channel].of(pixel);
+    }
+
+    void handOver(std::uint32_t number) {
+        const std::uint32_t row = header_.topDown ? number : header_.size.height - 1 - number;
+        sink_.take({row, 0, 1, header_.size.width, samples_.data()});
+    }
+
+    const DibHeader& header_;
+    PixelSink& sink_;
+    std::size_t channels_;
+    Row samples_;
+    std::array<MaskedChannel, 4> masks_{MaskedChannel(0), MaskedChannel(0), MaskedChannel(0),
+                                        MaskedChannel(0)};
+};
+
+bool readPlain(const DibHeader& header, SequentialReader& file, RowMaker& rows) {
+    Row packed((std::size_t{header.size.width} * header.depth + 31) / 32 * 4);
+    for (std::uint32_t number = 0; number < header.size.height; ++number) {
+        if (!file.read(packed)) return false;
+        rows.take(number, packed);
+    }
+    return true;
+}
+
+/// The run-length codings: a pair of a count and what is repeated, or a zero and a command.
+class RunReader {
+  public:
+    RunReader(const DibHeader& header, SequentialReader& file, RowMaker& rows)
+        : header_(header),
+          file_(file),
+          rows_(rows),
+          unit_(header.coding == DibCoding::rle24 ? 3 : 1),
+          units_(unit_ * header.size.width) {}
+
+    // A picture is whole when its last pixel is there: its end need not be told as well.
+    bool read() {
+        while (number_ < header_.size.height && !(onLastRow() && x_ == header_.size.width))
+            if (!readPair()) return false;
+        endRowsUpTo(header_.size.height);
+        return true;
+    }
+
+  private:
+    bool onLastRow() const { return number_ == header_.size.height - 1; }
+
+    bool readPair() {
+        const auto count = file_.byte();
+        if (!count) return false;
+        return *count > 0 ? readRun(*count) : readCommand();
+    }
+
+    bool readCommand() {
+        constexpr std::uint8_t endOfRow = 0;
+        constexpr std::uint8_t endOfPicture = 1;
+        constexpr std::uint8_t move = 2;
+        const auto command = file_.byte();
+        if (!command) return false;
+        switch (*command) {
+        case endOfRow:
+            endRowsUpTo(number_ + 1);
+            x_ = 0;
+            return true;
+        case endOfPicture:
+            endRowsUpTo(header_.size.height);
+            return true;
+        case move:
+            return readMove();
+        default:
+            return readLiterals(*command);
+        }
+    }
+
+    bool readMove() {
+        const auto right = file_.byte();
+        const auto up = file_.byte();
+        if (!right || !up) return false;
+        x_ = std::min<std::size_t>(x_ + *right, header_.size.width);
+        endRowsUpTo(number_ + *up);
+        return true;
+    }
+
+    bool readRun(std::size_t count) {
+        std::array<std::uint8_t, 3> unit{};
+        if (!file_.read(std::span(unit).first(unit_))) return false;
+        for (std::size_t i = 0; i < count; ++i) put(unit.data(), i);
+        return true;
+    }
+
+    // Literals fill whole pairs of bytes.
+    bool readLiterals(std::size_t count) {
+        std::array<std::uint8_t, 3> unit{};
+        const std::size_t length = nibbles() ? (count + 1) / 2 : count * unit_;
+        for (std::size_t i = 0; i < count; ++i) {
+            const bool second = nibbles() && i % 2 == 1;
+            if (!second && !file_.read(std::span(unit).first(unit_))) return false;
+            put(unit.data(), i);
+        }
+        return file_.skip(length % 2);
+    }
+
+    bool nibbles() const { return header_.coding == DibCoding::rle4; }
+
+    void put(const std::uint8_t* unit, std::size_t i) {
+        if (x_ == header_.size.width) return;
+        if (nibbles())
+            units_[x_] = i % 2 == 0 ? *unit >> 4 : *unit & 15;
+        else
+            std::copy_n(unit, unit_, units_.begin() + static_cast<std::ptrdiff_t>(unit_ * x_));
+        ++x_;
+    }
+
+    void endRowsUpTo(std::uint32_t number) {
+        for (; number_ < std::min(number, header_.size.height); ++number_) {
+            rows_.takeUnits(number_, units_);
+            std::ranges::fill(units_, std::uint8_t{0});
+        }
+    }
+
+    const DibHeader& header_;
+    SequentialReader& file_;
+    RowMaker& rows_;
+    std::size_t unit_;
+    Row units_;
+    std::uint32_t number_ = 0;
+    std::size_t x_ = 0;
+};
+
+} // namespace
+
+Channels dibChannels(const DibHeader& header) {
+    return header.depth > 8 && header.masks[3] != 0 ? Channels::rgba : Channels::rgb;
+}
+
+bool readDibPixels(const DibHeader& header, SequentialReader& file, PixelSink& sink) {
+    RowMaker rows(header, sink);
+    if (header.coding == DibCoding::plain) return readPlain(header, file, rows);
+    return RunReader(header, file, rows).read();
+}
+
+void KeptRows::take(const PixelRun& span) { std::memcpy(row(span.row), span.samples, rowBytes_); }
+
+void KeptRows::handOver(PixelSink& sink) {
+    for (std::uint32_t y = 0; y < size_.height; ++y) sink.take({y, 0, 1, size_.width, row(y)});
+}
+
+} // namespace sorvane::decoder

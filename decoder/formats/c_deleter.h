@@ -1,0 +1,15 @@
+#pragma once
+
+namespace sorvane::decoder {
+
+/// For a std::unique_ptr that owns an object of a library written in C: gives it back by the
+/// library's own function.
+template<auto release>
+struct Release {
+    template<class Object>
+    void operator()(Object* object) const {
+        release(object);
+    }
+};
+
+} // namespace sorvane::decoder

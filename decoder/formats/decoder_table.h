@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "decoder/input/byte_source.h"
+#include "decoder/picture/picture.h"
+#include "identity/image_formats.h"
+
+// Which formats a program reads: each program has a table of its own.
+namespace sorvane::decoder {
+
+struct DecoderRow {
+    ImageFormat format;
+    /// `file` must outlive the decoder.
+    std::unique_ptr<Decoder> (*open)(ByteSource& file);
+    /// What the decoder and its library take beside the frame, at most, in bytes of address space.
+    std::uint64_t memory;
+};
+
+extern const std::span<const DecoderRow> decoderTable;
+
+/// What the program's shared libraries take of address space, as they are mapped whole.
+extern const std::uint64_t sharedLibraryMemory;
+
+/// Lets the libraries open and ask whatever they need for good, as long as they may: called once,
+/// before the process is confined.
+void prepareDecoders();
+
+/// The decoder of a format; null when another program reads it. `file` must outlive the decoder.
+std::unique_ptr<Decoder> openDecoder(ImageFormat format, ByteSource& file);
+
+/// What the hungriest of the program's decoders takes, its libraries included.
+std::uint64_t decoderMemory();
+
+/// Whether a table has exactly the formats that `imageFormats` gives to a program, in its order.
+template<std::size_t size>
+constexpr bool isTableOf(std::string_view program, const std::array<DecoderRow, size>& table) {
+    std::size_t rows = 0;
+    for (const ImageFormatRow& row : imageFormats) {
+        if (row.program != program) continue;
+        if (rows == size || table[rows].format != row.format) return false;
+        ++rows;
+    }
+    return rows == size;
+}
+
+} // namespace sorvane::decoder

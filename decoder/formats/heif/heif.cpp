@@ -1,0 +1,191 @@
+#include "decoder/formats/heif/heif.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <libheif/heif.h>
+
+#include "decoder/formats/c_deleter.h"
+#include "decoder/formats/heif/av1_decoder.h"
+#include "decoder/formats/heif/heif_input.h"
+#include "decoder/formats/heif/heif_plugin_image.h"
+#include "decoder/formats/heif/hevc_decoder.h"
+#include "decoder/formats/heif/nclx_colour.h"
+#include "decoder/formats/sample_scaling.h"
+
+namespace sorvane::decoder {
+
+namespace {
+
+using Context = std::unique_ptr<heif_context, Release<heif_context_free>>;
+using Handle = std::unique_ptr<heif_image_handle, Release<heif_image_handle_release>>;
+using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;
+using Options = std::unique_ptr<heif_decoding_options, Release<heif_decoding_options_free>>;
+using Nclx = std::unique_ptr<heif_color_profile_nclx, Release<heif_nclx_color_profile_free>>;
+
+bool good(const heif_error& error) { return error.code == heif_error_Ok; }
+
+Size sizeOf(int width, int height) {
+    return {static_cast<std::uint32_t>(std::max(width, 0)),
+            static_cast<std::uint32_t>(std::max(height, 0))};
+}
+
+/// One channel of the decoded picture.
+struct Plane {
+    const std::uint8_t* samples = nullptr;
+    std::size_t stride = 0;
+    unsigned bits = 0;
+
+    std::uint32_t wide(std::size_t row, std::size_t column) const {
+        const std::uint8_t* line = samples + row * stride;
+        if (bits <= 8) return widened(line[column], bits);
+        std::uint16_t sample;
+        std::memcpy(&sample, line + 2 * column, sizeof sample);
+        return widened(sample, bits);
+    }
+};
+
+class HeifDecoder final : public Decoder {
+  public:
+    explicit HeifDecoder(ByteSource& file) : file_(file, heifFileLimit) {}
+
+    std::optional<PictureHeader> readHeader() override;
+    bool readPixels(PixelSink& sink) override;
+
+  private:
+    bool openPrimary();
+    bool decode();
+    bool takePlanes();
+    std::optional<ColourStatements> colours() const;
+    void fillRow(std::uint32_t row, std::uint8_t* to) const;
+
+    HeifInput file_;
+    Context context_;
+    Handle primary_;
+    Image image_;
+    Size size_;
+    SampleFormat format_;
+    bool premultiplied_ = false;
+    std::array<Plane, 4> planes_;
+};
+
+bool HeifDecoder::openPrimary() {
+    static const bool registered = good(heif_register_decoder_plugin(&av1Decoder)) &&
+                                   good(heif_register_decoder_plugin(&hevcDecoder));
+    context_.reset(heif_context_alloc());
+    if (!registered || !context_) return false;
+    // The budget decides, for which a side is too long only together with the other.
+    heif_context_set_maximum_image_size_limit(context_.get(), int{pixelBudget});
+    heif_context_set_max_decoding_threads(context_.get(), 0);
+    heif_image_handle* primary = nullptr;
+    if (!file_.readBoxes(context_.get()) ||
+        !good(heif_context_get_primary_image_handle(context_.get(), &primary)))
+        return false;
+    primary_.reset(primary);
+    auto sizes = file_.codedSizes();
+    if (!sizes) return false;
+    expectSizes(std::move(*sizes));
+    return true;
+}
+
+bool HeifDecoder::decode() {
+    const Options options(heif_decoding_options_alloc());
+    if (!options) return false;
+    options->strict_decoding = 1;
+    heif_image* image = nullptr;
+    if (!good(heif_decode_image(primary_.get(), &image, heif_colorspace_undefined,
+                                heif_chroma_undefined, options.get())))
+        return false;
+    image_.reset(image);
+    size_ = sizeOf(heif_image_get_primary_width(image), heif_image_get_primary_height(image));
+    return withinBudget(size_) && takePlanes();
+}
+
+// The channels in the order of the samples, each of the whole picture's size.
+bool HeifDecoder::takePlanes() {
+    const bool coloured = heif_image_get_colorspace(image_.get()) == heif_colorspace_RGB;
+    const bool alpha = heif_image_has_channel(image_.get(), heif_channel_Alpha) != 0;
+    format_.channels = channelsOf(coloured, alpha);
+    std::vector<heif_channel> channels = {heif_channel_Y};
+    if (coloured) channels = {heif_channel_R, heif_channel_G, heif_channel_B};
+    if (alpha) channels.push_back(heif_channel_Alpha);
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        const Size size = sizeOf(heif_image_get_width(image_.get(), channels[i]),
+                                 heif_image_get_height(image_.get(), channels[i]));
+        const int bits = heif_image_get_bits_per_pixel_range(image_.get(), channels[i]);
+        int stride = 0;
+        const std::uint8_t* samples =
+            heif_image_get_plane_readonly(image_.get(), channels[i], &stride);
+        if (size != size_ || bits < 1 || bits > 16 || samples == nullptr) return false;
+        planes_[i] = {samples, static_cast<std::size_t>(stride), static_cast<unsigned>(bits)};
+        format_.sixteenBits = format_.sixteenBits || bits > 8;
+    }
+    premultiplied_ = alpha && heif_image_is_premultiplied_alpha(image_.get()) != 0;
+    return true;
+}
+
+// A profile goes before numbers, the item's word before that of the coded picture.
+std::optional<ColourStatements> HeifDecoder::colours() const {
+    const std::size_t length = heif_image_handle_get_raw_color_profile_size(primary_.get());
+    if (length > 0 && length <= profileLimit) {
+        IccProfile profile{std::vector<std::uint8_t>(length)};
+        if (good(heif_image_handle_get_raw_color_profile(primary_.get(), profile.bytes.data())))
+            return ColourStatements{std::move(profile)};
+    }
+    // Numbers that libheif does not know fail the call, and still have to be freed.
+    heif_color_profile_nclx* said = nullptr;
+    bool known = good(heif_image_handle_get_nclx_color_profile(primary_.get(), &said));
+    if (said == nullptr) known = good(heif_image_get_nclx_color_profile(image_.get(), &said));
+    const Nclx owner(said);
+    if (said == nullptr) return ColourStatements{};
+    if (!known) return std::nullopt;
+    auto statement = nclxColour(said->color_primaries, said->transfer_characteristics);
+    if (!statement) return std::nullopt;
+    return ColourStatements{std::move(*statement)};
+}
+
+std::optional<PictureHeader> HeifDecoder::readHeader() {
+    if (!openPrimary()) return std::nullopt;
+    const Size declared = sizeOf(heif_image_handle_get_ispe_width(primary_.get()),
+                                 heif_image_handle_get_ispe_height(primary_.get()));
+    const Size announced = sizeOf(heif_image_handle_get_width(primary_.get()),
+                                  heif_image_handle_get_height(primary_.get()));
+    // The upright size is sure only once the picture is there: a clipping may be rounded.
+    if (!withinBudget(declared) || !withinBudget(announced) || !decode()) return std::nullopt;
+    auto colour = colours();
+    if (!colour) return std::nullopt;
+    PictureHeader header;
+    header.size = size_;
+    header.declared = declared;
+    header.samples = format_;
+    header.colour = std::move(*colour);
+    return header;
+}
+
+void HeifDecoder::fillRow(std::uint32_t row, std::uint8_t* to) const {
+    std::array<std::uint32_t, 4> samples;
+    const auto pixel = std::span(samples).first(channelCount(format_.channels));
+    for (std::size_t x = 0; x < size_.width; ++x) {
+        for (std::size_t i = 0; i < pixel.size(); ++i) pixel[i] = planes_[i].wide(row, x);
+        if (premultiplied_) makeStraight(pixel);
+        to = putPixel(pixel, format_.sixteenBits, to);
+    }
+}
+
+bool HeifDecoder::readPixels(PixelSink& sink) {
+    takeRows(sink, size_, format_, [this](auto row, auto* to) { fillRow(row, to); });
+    return true;
+}
+
+} // namespace
+
+void prepareHeif() { heif_init(nullptr); }
+
+std::unique_ptr<Decoder> openHeif(ByteSource& file) { return std::make_unique<HeifDecoder>(file); }
+
+} // namespace sorvane::decoder

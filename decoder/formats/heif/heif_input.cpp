@@ -1,0 +1,95 @@
+#include "decoder/formats/heif/heif_input.h"
+
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+#include "decoder/input/number_reader.h"
+
+namespace sorvane::decoder {
+
+namespace {
+
+constexpr std::size_t shortHeadLength = 8;
+constexpr std::size_t longHeadLength = 16;
+
+/// An outermost box: its bytes from the beginning of its head on; none are said when it reaches to
+/// the end of the file.
+struct Box {
+    bool describesPictures = false;
+    std::optional<std::uint64_t> length;
+    std::size_t headLength = shortHeadLength;
+};
+
+std::optional<Box> readBox(std::span<const std::uint8_t> head) {
+    const NumberReader numbers(head, ByteOrder::big);
+    const auto length = numbers.u32(0);
+    if (!length || head.size() < shortHeadLength) return std::nullopt;
+    Box box;
+    box.describesPictures = std::memcmp(head.data() + 4, "meta", 4) == 0;
+    if (*length == 0) return box;
+    box.length = *length;
+    if (*length == 1) {
+        box.headLength = longHeadLength;
+        const auto high = numbers.u32(shortHeadLength);
+        const auto low = numbers.u32(shortHeadLength + 4);
+        if (!high || !low) return std::nullopt;
+        box.length = std::uint64_t{*high} << 32 | *low;
+    }
+    if (*box.length < box.headLength) return std::nullopt;
+    return box;
+}
+
+} // namespace
+
+bool HeifInput::readBoxes(heif_context* context) {
+    static constexpr heif_reader reader = {1, position, read, seek, waitForSize};
+    description_ = findDescription();
+    if (!description_) return false;
+    end_ = static_cast<std::int64_t>(description_->end);
+    return heif_context_read_from_reader(context, &reader, this, nullptr).code == heif_error_Ok;
+}
+
+std::optional<CodedSizes> HeifInput::codedSizes() {
+    if (!description_) return std::nullopt;
+    return derivedSizes(kept_, description_->begin, description_->end);
+}
+
+int HeifInput::read(void* to, std::size_t count, void* data) {
+    HeifInput& file = self(data);
+    const auto bytes = file.kept_.at(static_cast<std::uint64_t>(file.position_), count);
+    if (bytes.size() < count) return -1;
+    if (count > 0) std::memcpy(to, bytes.data(), count);
+    file.position_ += static_cast<std::int64_t>(count);
+    return 0;
+}
+
+int HeifInput::seek(std::int64_t position, void* data) {
+    if (position < 0) return -1;
+    self(data).position_ = position;
+    return 0;
+}
+
+heif_reader_grow_status HeifInput::waitForSize(std::int64_t size, void* data) {
+    HeifInput& file = self(data);
+    const bool seemsOver = file.end_ && size > *file.end_;
+    if (seemsOver) file.end_.reset();
+    const bool reached =
+        !seemsOver &&
+        (size <= 0 || !file.kept_.at(static_cast<std::uint64_t>(size - 1), 1).empty());
+    return reached ? heif_reader_grow_status_size_reached : heif_reader_grow_status_size_beyond_eof;
+}
+
+// The body of the first box that describes pictures, whose end the file need not reach.
+std::optional<HeifInput::Range> HeifInput::findDescription() {
+    constexpr auto farthest = std::uint64_t{std::numeric_limits<std::int64_t>::max()};
+    std::uint64_t place = 0;
+    while (const auto box = readBox(kept_.at(place, longHeadLength))) {
+        if (!box->length || *box->length > farthest - place) return std::nullopt;
+        if (box->describesPictures) return Range{place + box->headLength, place + *box->length};
+        place += *box->length;
+    }
+    return std::nullopt;
+}
+
+} // namespace sorvane::decoder

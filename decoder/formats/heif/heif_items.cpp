@@ -1,0 +1,265 @@
+#include "decoder/formats/heif/heif_items.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "decoder/input/number_reader.h"
+
+namespace sorvane::decoder {
+
+namespace {
+
+constexpr std::array<std::string_view, 3> alphaTypes = {
+    "urn:mpeg:avc:2015:auxid:1", "urn:mpeg:hevc:2015:auxid:1",
+    "urn:mpeg:mpegB:cicp:systems:auxiliary:alpha"};
+
+/// A run of the file that is read from its beginning on; after a read beyond its end it is failed,
+/// and gives zeros.
+class Run {
+  public:
+    Run(BufferedFile& file, std::uint64_t begin, std::uint64_t end)
+        : file_(&file), place_(begin), end_(end) {}
+
+    bool failed() const { return failed_; }
+    bool atEnd() const { return failed_ || place_ >= end_; }
+    std::uint64_t place() const { return place_; }
+
+    /// A number of 0 to 8 bytes.
+    std::uint64_t number(unsigned bytes) {
+        std::array<std::uint8_t, 8> digits{};
+        const auto found = failed_ || bytes > 8 || end_ - place_ < bytes
+                               ? std::span<const std::uint8_t>{}
+                               : file_->at(place_, bytes);
+        if (found.size() < bytes) {
+            failed_ = true;
+            return 0;
+        }
+        std::copy(found.begin(), found.end(), digits.end() - bytes);
+        place_ += bytes;
+        return *NumberReader(digits, ByteOrder::big).u64(0);
+    }
+    std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
+
+    Run part(std::uint64_t length) {
+        failed_ = failed_ || length > end_ - place_;
+        Run part(*file_, place_, failed_ ? place_ : place_ + length);
+        part.failed_ = failed_;
+        if (!failed_) place_ += length;
+        return part;
+    }
+
+    bool startsWith(std::string_view text) const {
+        if (failed_ || end_ - place_ < text.size()) return false;
+        const auto found = file_->at(place_, text.size());
+        return found.size() == text.size() &&
+               std::memcmp(found.data(), text.data(), text.size()) == 0;
+    }
+
+  private:
+    BufferedFile* file_;
+    std::uint64_t place_;
+    std::uint64_t end_;
+    bool failed_ = false;
+};
+
+struct Box {
+    std::uint32_t name;
+    Run body;
+};
+
+Box nextBox(Run& run) {
+    const std::uint32_t length = run.u32();
+    const std::uint32_t name = run.u32();
+    if (length == 1) {
+        const std::uint64_t whole = run.number(8);
+        return {name, run.part(whole < 16 ? ~std::uint64_t{0} : whole - 16)};
+    }
+    return {name, run.part(length < 8 ? ~std::uint64_t{0} : length - 8)};
+}
+
+/// The version, and the flags behind it.
+std::pair<unsigned, std::uint32_t> versionOf(Run& run) {
+    const std::uint32_t both = run.u32();
+    return {both >> 24, both & 0xffffff};
+}
+
+struct Property {
+    std::uint32_t name;
+    Run body;
+};
+
+class ItemReader {
+  public:
+    bool read(Run meta);
+    HeifItems result;
+
+  private:
+    using Read = bool (ItemReader::*)(Run);
+
+    bool readPrimary(Run run);
+    bool readItems(Run run);
+    bool readReferences(Run run);
+    bool readProperties(Run run);
+    bool associate(Run run, const std::vector<Property>& properties);
+    bool readPlaces(Run run);
+    bool readPlace(Run& run, unsigned version, std::uint64_t sizes);
+    static void apply(const Property& property, HeifItem& item);
+
+    std::optional<std::uint64_t> ownData_;
+};
+
+// Of two boxes of one name libheif takes the first.
+bool ItemReader::read(Run meta) {
+    versionOf(meta);
+    std::map<std::uint32_t, Run> boxes;
+    while (!meta.atEnd()) {
+        const Box box = nextBox(meta);
+        boxes.emplace(box.name, box.body);
+    }
+    if (meta.failed()) return false;
+    if (const auto own = boxes.find(fourLetters("idat")); own != boxes.end())
+        ownData_ = own->second.place();
+    constexpr std::array<std::pair<std::string_view, Read>, 5> parts = {{
+        {"pitm", &ItemReader::readPrimary},
+        {"iinf", &ItemReader::readItems},
+        {"iprp", &ItemReader::readProperties},
+        {"iloc", &ItemReader::readPlaces},
+        {"iref", &ItemReader::readReferences},
+    }};
+    return std::ranges::all_of(parts, [&](const auto& part) {
+        const auto found = boxes.find(fourLetters(part.first));
+        return found == boxes.end() ? part.first == "iref" : (this->*part.second)(found->second);
+    });
+}
+
+bool ItemReader::readPrimary(Run run) {
+    result.primary = static_cast<std::uint32_t>(run.number(versionOf(run).first == 0 ? 2 : 4));
+    return !run.failed();
+}
+
+bool ItemReader::readItems(Run run) {
+    run.number(versionOf(run).first == 0 ? 2 : 4);
+    while (!run.atEnd()) {
+        Run entry = nextBox(run).body;
+        const unsigned version = versionOf(entry).first;
+        if (version < 2) continue;
+        const auto id = static_cast<std::uint32_t>(entry.number(version == 2 ? 2 : 4));
+        entry.number(2);
+        HeifItem item;
+        item.type = entry.u32();
+        if (entry.failed() || !result.items.emplace(id, std::move(item)).second) return false;
+    }
+    return !run.failed();
+}
+
+bool ItemReader::readReferences(Run run) {
+    const unsigned bytes = versionOf(run).first == 0 ? 2 : 4;
+    while (!run.atEnd()) {
+        auto [name, body] = nextBox(run);
+        const auto from = static_cast<std::uint32_t>(body.number(bytes));
+        std::vector<std::uint32_t> to;
+        for (auto left = body.number(2); left > 0 && !body.failed(); --left)
+            to.push_back(static_cast<std::uint32_t>(body.number(bytes)));
+        if (body.failed()) return false;
+        const auto item = result.items.find(from);
+        if (item == result.items.end()) continue;
+        if (name == fourLetters("dimg")) {
+            if (!item->second.parts.empty()) return false;
+            item->second.parts = std::move(to);
+        } else if (name == fourLetters("auxl") && item->second.isAlpha) {
+            for (const std::uint32_t id : to)
+                if (const auto of = result.items.find(id); of != result.items.end())
+                    of->second.alphas.push_back(from);
+        }
+    }
+    return !run.failed();
+}
+
+bool ItemReader::readProperties(Run run) {
+    std::vector<Property> properties;
+    std::optional<Run> associations;
+    bool found = false;
+    while (!run.atEnd()) {
+        auto [name, body] = nextBox(run);
+        if (name == fourLetters("ipma") && !associations) associations = body;
+        if (name != fourLetters("ipco") || std::exchange(found, true)) continue;
+        while (!body.atEnd()) {
+            const Box property = nextBox(body);
+            properties.push_back({property.name, property.body});
+        }
+        if (body.failed()) return false;
+    }
+    return !run.failed() && associations && associate(*associations, properties);
+}
+
+bool ItemReader::associate(Run run, const std::vector<Property>& properties) {
+    const auto [version, flags] = versionOf(run);
+    const bool wide = (flags & 1) != 0;
+    for (std::uint32_t left = run.u32(); left > 0 && !run.failed(); --left) {
+        const auto item =
+            result.items.find(static_cast<std::uint32_t>(run.number(version == 0 ? 2 : 4)));
+        for (auto more = run.number(1); more > 0 && !run.failed(); --more) {
+            const auto index = run.number(wide ? 2 : 1) & (wide ? 0x7fff : 0x7f);
+            if (item != result.items.end() && index > 0 && index <= properties.size())
+                apply(properties[index - 1], item->second);
+        }
+    }
+    return !run.failed();
+}
+
+void ItemReader::apply(const Property& property, HeifItem& item) {
+    Run body = property.body;
+    if (property.name == fourLetters("ispe")) {
+        versionOf(body);
+        const std::uint32_t width = body.u32();
+        item.sizes.push_back({width, body.u32()});
+    } else if (property.name == fourLetters("auxC")) {
+        versionOf(body);
+        item.isAlpha = item.isAlpha || std::ranges::any_of(alphaTypes, [&](auto type) {
+                           return body.startsWith(type);
+                       });
+    } else {
+        item.transformed = item.transformed || property.name == fourLetters("clap") ||
+                           property.name == fourLetters("irot") ||
+                           property.name == fourLetters("imir");
+    }
+}
+
+bool ItemReader::readPlaces(Run run) {
+    const unsigned version = versionOf(run).first;
+    const auto sizes = run.number(2);
+    for (auto left = run.number(version < 2 ? 2 : 4); left > 0; --left)
+        if (!readPlace(run, version, sizes)) return false;
+    return !run.failed();
+}
+
+bool ItemReader::readPlace(Run& run, unsigned version, std::uint64_t sizes) {
+    const auto field = [&](int shift) { return static_cast<unsigned>(sizes >> shift & 15); };
+    const auto id = static_cast<std::uint32_t>(run.number(version < 2 ? 2 : 4));
+    const auto method = version == 0 ? 0 : run.number(2) & 15;
+    run.number(2);
+    const std::uint64_t base = run.number(field(4));
+    const auto item = result.items.find(id);
+    const auto extents = run.number(2);
+    for (auto left = extents; left > 0 && !run.failed(); --left) {
+        if (version > 0) run.number(field(0));
+        const std::uint64_t offset = run.number(field(12));
+        const std::uint64_t length = run.number(field(8));
+        if (item == result.items.end() || extents != 1) continue;
+        if (method > 1 || (method == 1 && !ownData_)) continue;
+        item->second.place = base + offset + (method == 1 ? *ownData_ : 0);
+        item->second.length = length;
+    }
+    return !run.failed();
+}
+
+} // namespace
+
+std::optional<HeifItems> readHeifItems(BufferedFile& file, std::uint64_t begin, std::uint64_t end) {
+    ItemReader reader;
+    if (!reader.read(Run(file, begin, end))) return std::nullopt;
+    return std::move(reader.result);
+}
+
+} // namespace sorvane::decoder

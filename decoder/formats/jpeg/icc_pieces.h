@@ -1,0 +1,31 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "decoder/picture/colour_statement.h"
+
+namespace sorvane::decoder {
+
+/// An ICC profile that a JPEG carries in numbered pieces, in whatever order they come.
+class IccPieces {
+  public:
+    /// Takes one piece: its number from 1, the number of all pieces, the profile's bytes. Never
+    /// throws, being called from a library written in C; without memory, and for a number that
+    /// does not fit those before it, there will be no profile.
+    void add(std::span<const std::uint8_t> piece) noexcept;
+
+    /// The profile, when every piece is there exactly once.
+    std::optional<IccProfile> profile() const;
+
+  private:
+    std::array<std::optional<std::vector<std::uint8_t>>, 256> pieces_;
+    std::size_t expected_ = 0;
+    std::size_t received_ = 0;
+    bool damaged_ = false;
+};
+
+} // namespace sorvane::decoder

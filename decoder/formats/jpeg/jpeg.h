@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "decoder/input/byte_source.h"
+#include "decoder/picture/picture.h"
+#include "identity/pixel_budget.h"
+
+namespace sorvane::decoder {
+
+/// What libjpeg keeps, at most: every coefficient of four channels, 16 bits each, when they come
+/// in several scans.
+inline constexpr std::uint64_t jpegMemory = std::uint64_t{4} * 2 * pixelBudget;
+
+/// JPEG, baseline and progressive, of one channel (grey), three (YCbCr, RGB) or four (CMYK, YCCK).
+/// A picture that is cut short or damaged keeps what decoded, and the rest of its pixels are what
+/// the library makes of the gap. `file` must outlive the decoder.
+std::unique_ptr<Decoder> openJpeg(ByteSource& file);
+
+} // namespace sorvane::decoder

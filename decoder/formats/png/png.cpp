@@ -1,0 +1,296 @@
+#include "decoder/formats/png/png.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <csetjmp>
+#include <cstring>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include <png.h>
+
+#include "decoder/formats/exif.h"
+#include "decoder/formats/png/png_metadata.h"
+#include "decoder/formats/png/png_rows.h"
+#include "decoder/formats/png/png_trailer.h"
+
+namespace sorvane::decoder {
+
+namespace {
+
+// The chunks that decide how the pixels look and that are read here and not by libpng, which holds
+// to another precedence among them. Each name with its closing zero, as libpng wants them.
+constexpr std::string_view ownChunks("iCCP\0sRGB\0gAMA\0cHRM\0eXIf\0", 25);
+constexpr std::size_t ownChunkStride = 5;
+constexpr std::size_t ownChunkCount = ownChunks.size() / ownChunkStride;
+
+// A chunk of these names is kept in memory only up to this size, twice what a profile may have.
+constexpr png_alloc_size_t chunkLimit = 2 * profileLimit;
+
+// A picture has one chunk of each name; libpng's count stops two short of the number it is given.
+// Repeats would otherwise fill the memory.
+constexpr png_uint_32 chunkCountLimit = 2 * ownChunkCount + 2;
+
+// Each side may use up the whole budget; the product is checked before pixel memory is taken.
+constexpr png_uint_32 sideLimit = pixelBudget;
+
+/// The pixels that one pass over the picture brings: where it begins and how it steps.
+struct Pass {
+    Position first;
+    std::uint32_t columnStep;
+    std::uint32_t rowStep;
+};
+
+constexpr std::array wholePicture = {Pass{{0, 0}, 1, 1}};
+constexpr std::array adam7 = {Pass{{0, 0}, 8, 8}, Pass{{4, 0}, 8, 8}, Pass{{0, 4}, 4, 8},
+                              Pass{{2, 0}, 4, 4}, Pass{{0, 2}, 2, 4}, Pass{{1, 0}, 2, 2},
+                              Pass{{0, 1}, 1, 2}};
+
+enum class Reader : std::uint8_t { fastest, libpng };
+
+class PngDecoder final : public Decoder {
+  public:
+    PngDecoder(ByteSource& file, Reader reader) : file_(file), reader_(reader) {
+        png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
+        attempt([this] {
+            info_ = png_create_info_struct(png_);
+            endInfo_ = png_create_info_struct(png_);
+            png_set_read_fn(png_, this, readBytes);
+            // Some writers declare a smaller window than they use.
+            png_set_option(png_, PNG_MAXIMUM_INFLATE_WINDOW, PNG_OPTION_ON);
+        });
+    }
+    ~PngDecoder() override { png_destroy_read_struct(&png_, &info_, &endInfo_); }
+
+    std::optional<PictureHeader> readHeader() override;
+    bool readPixels(PixelSink& sink) override;
+
+  private:
+    // libpng leaves a failing call by longjmp, which must not pass a frame that has something to
+    // destroy, and an exception could not pass libpng's frames, compiled as C. So every call into
+    // the library goes through here with a lambda that calls it and nothing else: what is jumped
+    // over is the lambda, the library, and the callbacks below, which own nothing.
+    template<class Call>
+    bool attempt(const Call& call) {
+        if (png_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) return false;
+        call();
+        return true;
+    }
+
+    [[noreturn]] static void onError(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+    static void onWarning(png_structp png, png_const_charp message);
+    static void readBytes(png_structp png, png_bytep to, std::size_t count);
+
+    void noteChunk(std::span<const std::uint8_t> header);
+    void noteDamage(std::string_view warning);
+    std::vector<PngChunk> chunksBeside(png_infop info) const;
+    bool readableByRows() const;
+    PngPalette palette() const;
+    bool readRows(PixelSink& sink);
+    bool readPasses(PixelSink& sink);
+    bool readPass(const Pass& pass, std::vector<std::uint8_t>& row, PixelSink& sink);
+    bool readEnd();
+    bool keepsOrientation(std::optional<Orientation> late) const;
+
+    ByteSource& file_;
+    Reader reader_;
+    PngChunkHeader chunkHeader_{};
+    bool paletteSeen_ = false;
+    png_structp png_ = nullptr;
+    png_infop info_ = nullptr;
+    png_infop endInfo_ = nullptr;
+    std::array<bool, ownChunkCount> ownChunkDamaged_{};
+    bool dataDamaged_ = false;
+    Size size_;
+    bool interlaced_ = false;
+    Channels channels_ = Channels::rgb;
+    bool orientationKnown_ = false;
+};
+
+void PngDecoder::readBytes(png_structp png, png_bytep to, std::size_t count) {
+    auto* decoder = static_cast<PngDecoder*>(png_get_io_ptr(png));
+    if (decoder->file_.read({to, count}) != count) png_error(png, "the file ends here");
+    if (png_get_io_state(png) == (PNG_IO_READING | PNG_IO_CHUNK_HDR))
+        decoder->noteChunk({to, count});
+}
+
+// The library reads a chunk's header in one piece.
+void PngDecoder::noteChunk(std::span<const std::uint8_t> header) {
+    if (header.size() != chunkHeader_.size()) return;
+    std::ranges::copy(header, chunkHeader_.begin());
+    paletteSeen_ = paletteSeen_ || std::memcmp(&header[4], "PLTE", 4) == 0;
+}
+
+void PngDecoder::onWarning(png_structp png, png_const_charp message) {
+    static_cast<PngDecoder*>(png_get_error_ptr(png))->noteDamage(message);
+}
+
+// Two kinds of damage are to libpng no reason to stop, and its words are their only sign: a wrong
+// checksum of an ancillary chunk, which is kept all the same; and a flaw in the compressed data
+// behind the last pixel, their checksum above all. What it finds there beyond the picture is none.
+// It looks no further than the piece in which it finds the end of the pixels, or the one after;
+// what lies behind is still held to its own checksum, that of the chunk.
+void PngDecoder::noteDamage(std::string_view warning) {
+    constexpr std::array harmless = {
+        std::string_view("IDAT: Extra compressed data"),
+        std::string_view("IDAT: Too much image data"),
+        std::string_view("IDAT: Too many IDATs found"),
+        std::string_view("IDAT: chunk data is too large"),
+    };
+    if (warning.starts_with("IDAT: ") && std::ranges::find(harmless, warning) == harmless.end())
+        dataDamaged_ = true;
+    if (!warning.ends_with(": CRC error")) return;
+    for (std::size_t i = 0; i < ownChunkCount; ++i)
+        if (warning.starts_with(ownChunks.substr(i * ownChunkStride, 4)))
+            ownChunkDamaged_[i] = true;
+}
+
+std::optional<PictureHeader> PngDecoder::readHeader() {
+    const bool read = attempt([this] {
+        png_set_user_limits(png_, sideLimit, sideLimit);
+        png_set_chunk_malloc_max(png_, chunkLimit);
+        png_set_chunk_cache_max(png_, chunkCountLimit);
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_ALWAYS,
+                                    reinterpret_cast<png_const_bytep>(ownChunks.data()),
+                                    static_cast<int>(ownChunkCount));
+        png_read_info(png_, info_);
+    });
+    if (!read) return std::nullopt;
+
+    size_ = {png_get_image_width(png_, info_), png_get_image_height(png_, info_)};
+    interlaced_ = png_get_interlace_type(png_, info_) == PNG_INTERLACE_ADAM7;
+    const unsigned type = png_get_color_type(png_, info_);
+    const bool transparent =
+        (type & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png_, info_, PNG_INFO_tRNS) != 0;
+    channels_ = channelsOf((type & PNG_COLOR_MASK_COLOR) != 0, transparent);
+
+    const std::vector<PngChunk> chunks = chunksBeside(info_);
+    const auto orientation = pngOrientation(chunks);
+    orientationKnown_ = orientation.has_value();
+    PictureHeader header;
+    header.size = size_;
+    header.orientation = orientation.value_or(Orientation::upright);
+    header.samples.channels = channels_;
+    header.samples.sixteenBits = png_get_bit_depth(png_, info_) == 16;
+    header.rowsInOrder = !interlaced_;
+    header.colour = pngColour(chunks);
+    return header;
+}
+
+bool PngDecoder::readPixels(PixelSink& sink) {
+    return reader_ == Reader::fastest && readableByRows() ? readRows(sink) : readPasses(sink);
+}
+
+bool PngDecoder::readableByRows() const {
+    const bool indexed = png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE;
+    return !interlaced_ && png_get_bit_depth(png_, info_) == 8 &&
+           (indexed || png_get_valid(png_, info_, PNG_INFO_tRNS) == 0);
+}
+
+PngPalette PngDecoder::palette() const {
+    PngPalette palette;
+    palette.colours.fill({0, 0, 0, 255});
+    png_colorp colours = nullptr;
+    png_bytep alphas = nullptr;
+    int count = 0;
+    png_get_PLTE(png_, info_, &colours, &count);
+    for (int i = 0; i < count; ++i)
+        palette.colours[static_cast<std::size_t>(i)] = {colours[i].red, colours[i].green,
+                                                        colours[i].blue, 255};
+    count = 0;
+    png_get_tRNS(png_, info_, &alphas, &count, nullptr);
+    for (int i = 0; i < count; ++i) palette.colours[static_cast<std::size_t>(i)][3] = alphas[i];
+    palette.transparent = hasAlpha(channels_);
+    return palette;
+}
+
+// libpng has read up to the data of the first pixel chunk, and is not called again.
+bool PngDecoder::readRows(PixelSink& sink) {
+    PngRowForm form{size_, png_get_channels(png_, info_), std::nullopt};
+    if (png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE) form.palette = palette();
+    PngChunks chunks(file_, chunkHeader_);
+    PngInflater data(chunks);
+    if (!readPngRows(data, form, sink)) return false;
+    const auto end = readPngEnd(chunks, paletteSeen_, chunkLimit);
+    if (!end) return false;
+    constexpr std::size_t place = ownChunks.find("eXIf") / ownChunkStride;
+    std::optional<Orientation> late;
+    if (end->orientation && !end->orientationDamaged && !ownChunkDamaged_[place])
+        late = exifOrientation(*end->orientation);
+    return keepsOrientation(late);
+}
+
+bool PngDecoder::readPasses(PixelSink& sink) {
+    const bool ready = attempt([this] {
+        // Palette to RGB, low depths to 8 bits by exact scaling, tRNS to alpha after a comparison
+        // at the file's own depth.
+        png_set_expand(png_);
+        if (std::endian::native == std::endian::little) png_set_swap(png_);
+        png_read_update_info(png_, info_);
+    });
+    if (!ready || png_get_channels(png_, info_) != channelCount(channels_)) return false;
+    std::vector<std::uint8_t> row(png_get_rowbytes(png_, info_));
+    const std::span<const Pass> passes = interlaced_ ? std::span<const Pass>(adam7) : wholePicture;
+    for (const Pass& pass : passes)
+        if (!readPass(pass, row, sink)) return false;
+    return readEnd();
+}
+
+std::vector<PngChunk> PngDecoder::chunksBeside(png_infop info) const {
+    png_unknown_chunkp kept = nullptr;
+    const int count = png_get_unknown_chunks(png_, info, &kept);
+    std::vector<PngChunk> chunks;
+    for (int i = 0; i < count; ++i) {
+        const std::string_view name(reinterpret_cast<const char*>(kept[i].name), 4);
+        const std::size_t place = ownChunks.find(name) / ownChunkStride;
+        if (place < ownChunkCount && !ownChunkDamaged_[place])
+            chunks.push_back({name, {kept[i].data, kept[i].size}});
+    }
+    return chunks;
+}
+
+// libpng is not asked to undo the interlace, for which it would need the whole picture: it gives
+// the passes as they are, leaving out those without pixels.
+bool PngDecoder::readPass(const Pass& pass, std::vector<std::uint8_t>& row, PixelSink& sink) {
+    const auto [column, firstRow] = pass.first;
+    if (column >= size_.width) return true;
+    const std::uint32_t count = (size_.width - 1 - column) / pass.columnStep + 1;
+    for (std::uint32_t y = firstRow; y < size_.height; y += pass.rowStep) {
+        if (!attempt([&] { png_read_row(png_, row.data(), nullptr); })) return false;
+        sink.take({y, column, pass.columnStep, count, row.data()});
+    }
+    return true;
+}
+
+bool PngDecoder::readEnd() {
+    const bool ended = attempt([this] {
+        // Of what stands behind the pixels the orientation alone counts, and has room of its own.
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER,
+                                    reinterpret_cast<png_const_bytep>(ownChunks.data()),
+                                    static_cast<int>(ownChunkCount - 1));
+        png_set_chunk_cache_max(png_, chunkCountLimit);
+        png_read_end(png_, endInfo_);
+    });
+    if (!ended || dataDamaged_) return false;
+    return keepsOrientation(pngOrientation(chunksBeside(endInfo_)));
+}
+
+bool PngDecoder::keepsOrientation(std::optional<Orientation> late) const {
+    // An orientation may stand behind the pixels, when they have been digested already. Such files
+    // are so rare that they go without a pixel identity rather than every picture through a frame.
+    return orientationKnown_ || late.value_or(Orientation::upright) == Orientation::upright;
+}
+
+} // namespace
+
+std::unique_ptr<Decoder> openPng(ByteSource& file) {
+    return std::make_unique<PngDecoder>(file, Reader::fastest);
+}
+std::unique_ptr<Decoder> openPngByLibpng(ByteSource& file) {
+    return std::make_unique<PngDecoder>(file, Reader::libpng);
+}
+
+} // namespace sorvane::decoder

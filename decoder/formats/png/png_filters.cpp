@@ -1,0 +1,216 @@
+// Three of the filters go from pixel to pixel, each needing the one on its left. So what is done at
+// once is a pixel of each of four rows: every row goes two pixels behind the one above it and finds
+// there what it needs, whatever the filters of both.
+
+#include "decoder/formats/png/png_filters.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace sorvane::decoder {
+
+namespace {
+
+constexpr std::size_t lag = 2;
+
+// The compiler's own vectors: they are written once for all processors.
+using Bytes [[gnu::vector_size(16)]] = std::uint8_t;
+using Pixels [[gnu::vector_size(16)]] = std::uint32_t;
+
+static_assert(sizeof(Pixels) == rowsAtOnce * sizeof(std::uint32_t));
+static_assert(std::endian::native == std::endian::little);
+
+Bytes larger(Bytes one, Bytes other) { return one > other ? one : other; }
+Bytes smaller(Bytes one, Bytes other) { return one < other ? one : other; }
+Bytes whereAtMost(Bytes one, Bytes other) { return Bytes(one <= other); }
+Bytes average(Bytes one, Bytes other) { return (one & other) + ((one ^ other) >> 1); }
+
+// Of the three the one that is nearest to left + above - aboveLeft; aboveLeft only where it is
+// nearer than both others. The largest is `rise` more than aboveLeft and the smallest `fall` less:
+// so the largest is `fall` away from that sum, and the smallest `rise`.
+Bytes nearest(Bytes left, Bytes above, Bytes aboveLeft) {
+    const Bytes rise = larger(larger(left, above), aboveLeft) - aboveLeft;
+    const Bytes fall = aboveLeft - smaller(smaller(left, above), aboveLeft);
+    const Bytes toLargest = rise & whereAtMost(fall, rise >> 1);
+    const Bytes toSmallest = fall & whereAtMost(rise, fall >> 1);
+    return aboveLeft + (toLargest - toSmallest);
+}
+
+/// What the filters of up to four rows make of a pixel's neighbours. All but the average take the
+/// nearest, most of them with some neighbour as 0.
+class Prediction {
+  public:
+    explicit Prediction(FilteredRows rows) {
+        const std::uint32_t all = 0xffff'ffffU >> 8 * (sizeof all - rows.pixelBytes);
+        Pixels left{};
+        Pixels above{};
+        Pixels aboveLeft{};
+        Pixels averaged{};
+        for (std::size_t i = 0; i < rows.count; ++i) {
+            const std::uint8_t filter = rows.first[i * rows.stride()];
+            const bool paeth = filter == png_filter::paeth;
+            if (paeth || filter == png_filter::sub) left[i] = all;
+            if (paeth || filter == png_filter::up) above[i] = all;
+            if (paeth) aboveLeft[i] = all;
+            if (filter == png_filter::average) averaged[i] = all;
+            paeth_ = paeth_ || paeth;
+            average_ = average_ || filter == png_filter::average;
+        }
+        left_ = Bytes(left);
+        above_ = Bytes(above);
+        aboveLeft_ = Bytes(aboveLeft);
+        averaged_ = Bytes(averaged);
+    }
+
+    Bytes operator()(Bytes left, Bytes above, Bytes aboveLeft) const {
+        Bytes sum = (left & left_) | (above & above_);
+        if (paeth_) sum = nearest(left & left_, above & above_, aboveLeft & aboveLeft_);
+        if (average_) sum += average(left & averaged_, above & averaged_);
+        return sum;
+    }
+
+  private:
+    Bytes left_;
+    Bytes above_;
+    Bytes aboveLeft_;
+    Bytes averaged_;
+    bool paeth_ = false;
+    bool average_ = false;
+};
+
+template<std::size_t bytes>
+std::uint32_t load(const std::uint8_t* from) {
+    std::uint32_t pixel = 0;
+    std::memcpy(&pixel, from, bytes);
+    return pixel;
+}
+
+template<std::size_t bytes>
+void store(std::uint8_t* to, std::uint32_t pixel) {
+    std::memcpy(to, &pixel, bytes);
+}
+
+// In one piece they would go by way of the stack, and wait there.
+template<>
+std::uint32_t load<3>(const std::uint8_t* from) {
+    return load<2>(from) | std::uint32_t{from[2]} << 16;
+}
+template<>
+void store<3>(std::uint8_t* to, std::uint32_t pixel) {
+    store<2>(to, pixel);
+    to[2] = static_cast<std::uint8_t>(pixel >> 16);
+}
+
+/// The pixels that are undone at once: in column x of the first row, and in every other one `lag`
+/// to the left of the one in the row above. `whole`: there is one in each of four rows.
+template<std::size_t bytes, bool whole>
+class Diagonal {
+  public:
+    explicit Diagonal(FilteredRows rows) : rows_(rows), stride_(rows.stride()) {}
+
+    Pixels gather(std::size_t x) const {
+        const auto pixel = [&](std::size_t row) {
+            return has(row, x) ? load<moved>(at(row, x)) : 0;
+        };
+        return Pixels{pixel(0), pixel(1), pixel(2), pixel(3)};
+    }
+
+    std::uint32_t aboveFirst(std::size_t x) const {
+        return has(0, x) ? load<moved>(at(0, x) - stride_) : 0;
+    }
+
+    void scatter(std::size_t x, Pixels pixels) const {
+        for (std::size_t row = 0; row < rowsAtOnce; ++row)
+            if (has(row, x)) store<moved>(at(row, x), pixels[row]);
+    }
+
+  private:
+    // With three bytes goes the one behind them, and comes back as it was.
+    static constexpr std::size_t moved = whole && bytes == 3 ? 4 : bytes;
+
+    // A column on the left of the picture is a number beyond its width.
+    bool has(std::size_t row, std::size_t x) const {
+        return whole || (row < rows_.count && x - lag * row < rows_.width);
+    }
+
+    std::uint8_t* at(std::size_t row, std::size_t x) const {
+        return rows_.first + 1 + row * stride_ + bytes * (x - lag * row);
+    }
+
+    FilteredRows rows_;
+    std::size_t stride_;
+};
+
+template<std::size_t bytes>
+void restoreTogether(FilteredRows rows) {
+    constexpr std::size_t reach = lag * (rowsAtOnce - 1);
+    const Diagonal<bytes, true> whole(rows);
+    const Diagonal<bytes, false> ragged(rows);
+    const Prediction predicted(rows);
+    Bytes left{};
+    Bytes before{};
+    Bytes aboveLeft{};
+    const auto restored = [&](Pixels differences, std::uint32_t aboveFirst) {
+        // What a row had two steps ago is above what the next one has now.
+        const Pixels others = __builtin_shufflevector(Pixels(before), Pixels{}, 4, 0, 1, 2);
+        const auto above = Bytes(others | Pixels{aboveFirst});
+        before = left;
+        left = Bytes(differences) + predicted(left, above, aboveLeft);
+        aboveLeft = above;
+        return Pixels(left);
+    };
+    for (std::size_t x = 0; x < rows.width + reach; ++x) {
+        if (x == reach && x < rows.width && rows.count == rowsAtOnce) {
+            Pixels next = whole.gather(x);
+            for (; x < rows.width; ++x) {
+                const Pixels differences = next;
+                // Not later: it would wait for what is scattered beside it. Behind the last
+                // column this is for nothing, and reads the next row.
+                next = whole.gather(x + 1);
+                whole.scatter(x, restored(differences, whole.aboveFirst(x)));
+            }
+        }
+        ragged.scatter(x, restored(ragged.gather(x), ragged.aboveFirst(x)));
+    }
+}
+
+void restoreTogether(FilteredRows rows) {
+    switch (rows.pixelBytes) {
+    case 1:
+        return restoreTogether<1>(rows);
+    case 2:
+        return restoreTogether<2>(rows);
+    case 3:
+        return restoreTogether<3>(rows);
+    default:
+        return restoreTogether<4>(rows);
+    }
+}
+
+void restoreUp(std::uint8_t* row, std::size_t stride) {
+    const std::uint8_t* above = row - stride;
+    for (std::size_t i = 1; i < stride; ++i) row[i] = static_cast<std::uint8_t>(row[i] + above[i]);
+}
+
+} // namespace
+
+bool unfilterRows(FilteredRows rows) {
+    const std::size_t stride = rows.stride();
+    for (std::size_t i = 0; i < rows.count; ++i)
+        if (rows.first[i * stride] > png_filter::paeth) return false;
+    while (rows.count > 0) {
+        std::size_t done = 1;
+        if (*rows.first == png_filter::up) {
+            restoreUp(rows.first, stride);
+        } else if (*rows.first != png_filter::none) {
+            done = std::min(rows.count, rowsAtOnce);
+            restoreTogether({rows.first, done, rows.width, rows.pixelBytes});
+        }
+        rows.first += done * stride;
+        rows.count -= done;
+    }
+    return true;
+}
+
+} // namespace sorvane::decoder

@@ -1,0 +1,220 @@
+#include "decoder/formats/tiff/tiff.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "decoder/formats/tiff/tiff_reader.h"
+#include "decoder/formats/tiff/tiff_samples.h"
+
+namespace sorvane::decoder {
+
+namespace {
+
+// Those that hold pictures of the kinds that are read. There are others, for lists of measurements,
+// maps of heights, and scanners of long ago.
+constexpr std::array<std::uint16_t, 16> compressions = {
+    COMPRESSION_NONE,      COMPRESSION_CCITTRLE, COMPRESSION_CCITTFAX3, COMPRESSION_CCITTFAX4,
+    COMPRESSION_LZW,       COMPRESSION_OJPEG,    COMPRESSION_JPEG,      COMPRESSION_ADOBE_DEFLATE,
+    COMPRESSION_CCITTRLEW, COMPRESSION_PACKBITS, COMPRESSION_DEFLATE,   COMPRESSION_JBIG,
+    COMPRESSION_LERC,      COMPRESSION_LZMA,     COMPRESSION_ZSTD,      COMPRESSION_WEBP};
+
+constexpr unsigned mostBits = 16;
+
+/// What the directory says about the samples.
+struct Directory {
+    Size size;
+    std::uint16_t bits = 0, samples = 0, photometric = 0, compression = 0;
+    bool apart = false;
+    std::optional<std::uint16_t> firstExtra;
+};
+
+// Only a sample that is said to be alpha is taken for it. Four samples of RGB that nothing is said
+// about are the one exception, as elsewhere: early writers of alpha knew no way to say it.
+std::optional<std::uint16_t> firstExtra(const TiffReader& reader, const TiffFile& file,
+                                        const Directory& directory) {
+    if (!file.namesExtraSamples()) {
+        if (directory.photometric == PHOTOMETRIC_RGB && directory.samples == 4)
+            return EXTRASAMPLE_UNASSALPHA;
+        return std::nullopt;
+    }
+    std::uint16_t count = 0;
+    std::uint16_t* kinds = nullptr;
+    if (TIFFGetField(reader.library(), TIFFTAG_EXTRASAMPLES, &count, &kinds) != 1 || count == 0)
+        return std::nullopt;
+    return kinds[0];
+}
+
+std::optional<Directory> readDirectory(const TiffReader& reader, const TiffFile& file) {
+    Directory directory;
+    if (TIFFGetField(reader.library(), TIFFTAG_PHOTOMETRIC, &directory.photometric) != 1)
+        return std::nullopt;
+    directory.size = {reader.number<std::uint32_t>(TIFFTAG_IMAGEWIDTH),
+                      reader.number<std::uint32_t>(TIFFTAG_IMAGELENGTH)};
+    directory.bits = reader.number<std::uint16_t>(TIFFTAG_BITSPERSAMPLE);
+    directory.samples = reader.number<std::uint16_t>(TIFFTAG_SAMPLESPERPIXEL);
+    directory.compression = reader.number<std::uint16_t>(TIFFTAG_COMPRESSION);
+    directory.apart = directory.samples > 1 &&
+                      reader.number<std::uint16_t>(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE;
+    directory.firstExtra = firstExtra(reader, file, directory);
+
+    const auto kind = reader.number<std::uint16_t>(TIFFTAG_SAMPLEFORMAT);
+    const bool unsignedNumbers = kind == SAMPLEFORMAT_UINT || kind == SAMPLEFORMAT_VOID;
+    if (!unsignedNumbers || directory.bits == 0 || directory.bits > mostBits ||
+        std::ranges::find(compressions, directory.compression) == compressions.end() ||
+        !withinBudget(directory.size) || !reader.placesAllPixels())
+        return std::nullopt;
+    return directory;
+}
+
+// Many writers put 8-bit values into the 16 bits of a palette's entries, some as they are and some
+// into the upper half, which would make white a little grey.
+std::vector<TiffColour> widened(std::vector<TiffColour> palette) {
+    std::uint16_t used = 0;
+    for (const TiffColour& colour : palette)
+        for (const std::uint16_t value : colour) used |= value;
+    const bool upperHalf = (used & 0xff) == 0;
+    if (!upperHalf && used > 0xff) return palette;
+    for (TiffColour& colour : palette)
+        for (std::uint16_t& value : colour)
+            value = static_cast<std::uint16_t>((upperHalf ? value >> 8 : value) * 257);
+    return palette;
+}
+
+std::vector<TiffColour> readPalette(const TiffReader& reader, unsigned bits) {
+    std::uint16_t* red = nullptr;
+    std::uint16_t* green = nullptr;
+    std::uint16_t* blue = nullptr;
+    if (TIFFGetField(reader.library(), TIFFTAG_COLORMAP, &red, &green, &blue) != 1) return {};
+    std::vector<TiffColour> palette(std::size_t{1} << bits);
+    for (std::size_t i = 0; i < palette.size(); ++i) palette[i] = {red[i], green[i], blue[i]};
+    return widened(std::move(palette));
+}
+
+// How many samples of a pixel are its colours; 0: a kind that is not read.
+std::uint16_t colourSamples(const TiffReader& reader, const Directory& directory) {
+    switch (directory.photometric) {
+    case PHOTOMETRIC_MINISWHITE:
+    case PHOTOMETRIC_MINISBLACK:
+    case PHOTOMETRIC_PALETTE:
+        return 1;
+    case PHOTOMETRIC_RGB:
+        return 3;
+    case PHOTOMETRIC_YCBCR:
+        return directory.samples == 3 && directory.bits == 8 ? 3 : 0;
+    case PHOTOMETRIC_SEPARATED:
+        return reader.number<std::uint16_t>(TIFFTAG_INKSET) == INKSET_CMYK ? 4 : 0;
+    default:
+        return 0;
+    }
+}
+
+// Alpha beside inks or chrominance is dropped, as is every sample behind the first extra one.
+std::optional<TiffSampleLayout> sampleLayout(const TiffReader& reader, const Directory& directory) {
+    const std::uint16_t colours = colourSamples(reader, directory);
+    if (colours == 0 || directory.samples < colours) return std::nullopt;
+    const bool inks = directory.photometric == PHOTOMETRIC_SEPARATED;
+    const bool indexed = directory.photometric == PHOTOMETRIC_PALETTE;
+    const bool premultiplied = directory.firstExtra == EXTRASAMPLE_ASSOCALPHA;
+    const bool alpha = directory.samples > colours && !inks &&
+                       (premultiplied || directory.firstExtra == EXTRASAMPLE_UNASSALPHA);
+    TiffSampleLayout layout;
+    layout.channels = inks ? Channels::cmyk : channelsOf(colours == 3 || indexed, alpha);
+    layout.bits = directory.bits;
+    layout.together = directory.apart ? 1 : directory.samples;
+    layout.minIsWhite = directory.photometric == PHOTOMETRIC_MINISWHITE;
+    layout.premultiplied = alpha && premultiplied;
+    if (indexed) layout.palette = readPalette(reader, directory.bits);
+    if (indexed && layout.palette.empty()) return std::nullopt;
+    return layout;
+}
+
+class TiffDecoder final : public Decoder {
+  public:
+    explicit TiffDecoder(ByteSource& file) : file_(file) {}
+
+    std::optional<PictureHeader> readHeader() override;
+    bool readPixels(PixelSink& sink) override;
+
+  private:
+    const TiffReader* open();
+    bool openRows(std::uint16_t planes);
+
+    TiffFile file_;
+    // One for each sample whose rows are apart: each keeps its place in its own strip.
+    std::vector<std::unique_ptr<TiffReader>> readers_;
+    std::vector<std::unique_ptr<TiffRows>> rows_;
+    Directory directory_;
+    TiffSampleLayout layout_;
+    // What turns luminance and chrominance into RGB: the JPEG decoder, which does it best, or, for
+    // everything else, libtiff.
+    bool convertedByJpeg_ = false;
+    bool convertedByLibrary_ = false;
+};
+
+const TiffReader* TiffDecoder::open() {
+    const TiffReader& reader = *readers_.emplace_back(std::make_unique<TiffReader>(file_));
+    return reader.library() != nullptr ? &reader : nullptr;
+}
+
+std::optional<PictureHeader> TiffDecoder::readHeader() {
+    const TiffReader* reader = file_.readDirectory() ? open() : nullptr;
+    const auto directory = reader != nullptr ? readDirectory(*reader, file_) : std::nullopt;
+    auto layout = directory ? sampleLayout(*reader, *directory) : std::nullopt;
+    if (!layout) return std::nullopt;
+    directory_ = *directory;
+    layout_ = std::move(*layout);
+    if (directory_.photometric == PHOTOMETRIC_YCBCR) {
+        convertedByJpeg_ = directory_.compression == COMPRESSION_JPEG && !directory_.apart;
+        convertedByLibrary_ = !convertedByJpeg_;
+    }
+    if (convertedByJpeg_) TIFFSetField(reader->library(), TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+    if (convertedByLibrary_) layout_.together = convertedPixelBytes;
+
+    PictureHeader header;
+    header.size = directory_.size;
+    header.orientation =
+        static_cast<Orientation>(reader->number<std::uint16_t>(TIFFTAG_ORIENTATION));
+    header.samples = layout_.format();
+    if (auto profile = file_.profile()) header.colour.emplace_back(std::move(*profile));
+    return header;
+}
+
+bool TiffDecoder::openRows(std::uint16_t planes) {
+    for (std::uint16_t plane = 0; plane < planes; ++plane) {
+        const TiffReader* reader = plane == 0 ? readers_.front().get() : open();
+        if (reader == nullptr) return false;
+        if (convertedByLibrary_)
+            rows_.push_back(tiffConvertedRows(*reader, directory_.size));
+        else if (TIFFIsTiled(reader->library()) != 0)
+            rows_.push_back(tiffTileRows(*reader, directory_.size, plane));
+        else
+            rows_.push_back(tiffStripRows(*reader, directory_.size, plane));
+        if (!rows_.back()) return false;
+    }
+    return true;
+}
+
+bool TiffDecoder::readPixels(PixelSink& sink) {
+    const bool apart = layout_.together == 1;
+    if (!openRows(static_cast<std::uint16_t>(apart ? layout_.used() : 1))) return false;
+    TiffSamples samples(std::move(layout_), directory_.size.width);
+    std::vector<const std::uint8_t*> stored(rows_.size());
+    for (std::uint32_t y = 0; y < directory_.size.height; ++y) {
+        for (std::size_t plane = 0; plane < rows_.size(); ++plane) {
+            stored[plane] = rows_[plane]->next();
+            if (stored[plane] == nullptr) return false;
+        }
+        sink.take({y, 0, 1, directory_.size.width, samples.row(stored)});
+    }
+    return true;
+}
+
+} // namespace
+
+std::unique_ptr<Decoder> openTiff(ByteSource& file) { return std::make_unique<TiffDecoder>(file); }
+
+} // namespace sorvane::decoder

@@ -1,0 +1,219 @@
+#include "decoder/formats/tiff/tiff_rows.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+namespace sorvane::decoder {
+
+namespace {
+
+constexpr bool withinLimit(std::uint64_t bytes) { return bytes > 0 && bytes <= tiffBlockLimit; }
+
+// A strip up to this size is decoded at once, which is faster and lets a compression that has a
+// checksum compare it; a longer one, which may be the whole picture, row by row.
+constexpr std::uint64_t wholeStripLimit = std::uint64_t{4} << 20;
+
+std::uint32_t rowsPerStrip(const TiffReader& reader, Size size) {
+    return std::min(reader.number<std::uint32_t>(TIFFTAG_ROWSPERSTRIP), size.height);
+}
+
+/// Strips, whole ones or row by row.
+class StripRows final : public TiffRows {
+  public:
+    StripRows(const TiffReader& reader, Size size, std::uint16_t sample, bool whole,
+              std::uint32_t stripRows, std::size_t blockBytes)
+        : reader_(reader),
+          height_(size.height),
+          sample_(sample),
+          whole_(whole),
+          rowsAtOnce_(whole ? stripRows : 1),
+          rowBytes_(static_cast<std::size_t>(TIFFScanlineSize(reader.library()))),
+          block_(blockBytes) {}
+
+    const std::uint8_t* next() override {
+        const std::uint32_t within = row_ % rowsAtOnce_;
+        if (within == 0 && !readBlock()) return nullptr;
+        ++row_;
+        return block_.data() + within * rowBytes_;
+    }
+
+  private:
+    // What a decoder leaves out, as a fax that ends early does, is empty and not the last block.
+    bool readBlock() {
+        std::ranges::fill(block_, std::uint8_t{0});
+        TIFF* tiff = reader_.library();
+        if (!whole_)
+            return TIFFReadScanline(tiff, block_.data(), row_, sample_) == 1 && !reader_.damaged();
+        const auto strip = TIFFComputeStrip(tiff, row_, sample_);
+        const auto rows = std::min(rowsAtOnce_, height_ - row_);
+        const auto came =
+            TIFFReadEncodedStrip(tiff, strip, block_.data(), static_cast<tmsize_t>(block_.size()));
+        return came >= 0 && static_cast<std::size_t>(came) >= rows * rowBytes_ &&
+               !reader_.damaged();
+    }
+
+    const TiffReader& reader_;
+    std::uint32_t height_;
+    std::uint16_t sample_;
+    bool whole_;
+    std::uint32_t rowsAtOnce_;
+    std::size_t rowBytes_;
+    std::vector<std::uint8_t> block_;
+    std::uint32_t row_ = 0;
+};
+
+/// The band of tiles that the next row crosses, without what reaches beyond the picture.
+class TileRows final : public TiffRows {
+  public:
+    struct Measures {
+        std::uint32_t tileWidth, tileLength;
+        std::size_t tileBytes, tileRowBytes;
+        std::size_t rowBytes;
+    };
+
+    TileRows(const TiffReader& reader, Size size, std::uint16_t sample, const Measures& measures)
+        : reader_(reader),
+          size_(size),
+          sample_(sample),
+          measures_(measures),
+          tile_(measures.tileBytes),
+          band_(measures.rowBytes * std::min(measures.tileLength, size.height)) {}
+
+    const std::uint8_t* next() override {
+        const std::uint32_t within = row_ % measures_.tileLength;
+        if (within == 0 && !readBand()) return nullptr;
+        ++row_;
+        return band_.data() + within * measures_.rowBytes;
+    }
+
+  private:
+    bool readBand() {
+        const std::uint32_t rows = std::min(measures_.tileLength, size_.height - row_);
+        std::size_t place = 0;
+        for (std::uint64_t x = 0; x < size_.width; x += measures_.tileWidth) {
+            if (!readTile(static_cast<std::uint32_t>(x))) return false;
+            const std::size_t length = std::min(measures_.tileRowBytes, measures_.rowBytes - place);
+            for (std::size_t y = 0; y < rows; ++y)
+                std::memcpy(band_.data() + y * measures_.rowBytes + place,
+                            tile_.data() + y * measures_.tileRowBytes, length);
+            place += length;
+        }
+        return true;
+    }
+
+    bool readTile(std::uint32_t x) {
+        std::ranges::fill(tile_, std::uint8_t{0});
+        TIFF* tiff = reader_.library();
+        const auto tile = TIFFComputeTile(tiff, x, row_, 0, sample_);
+        return TIFFReadEncodedTile(tiff, tile, tile_.data(), static_cast<tmsize_t>(tile_.size())) >=
+                   0 &&
+               !reader_.damaged();
+    }
+
+    const TiffReader& reader_;
+    Size size_;
+    std::uint16_t sample_;
+    Measures measures_;
+    std::vector<std::uint8_t> tile_;
+    std::vector<std::uint8_t> band_;
+    std::uint32_t row_ = 0;
+};
+
+/// What libtiff itself makes of the pixels, as many rows at once as are stored together.
+class ConvertedRows final : public TiffRows {
+  public:
+    ConvertedRows(const TiffReader& reader, Size size, std::uint32_t rowsAtOnce)
+        : reader_(reader),
+          size_(size),
+          rowsAtOnce_(rowsAtOnce),
+          raster_(std::size_t{size.width} * rowsAtOnce),
+          bytes_(convertedPixelBytes * size.width) {
+        std::array<char, 1024> message;
+        begun_ = TIFFRGBAImageBegin(&image_, reader_.library(), 1, message.data()) == 1;
+        // As stored: it is turned later.
+        if (begun_) image_.req_orientation = image_.orientation;
+    }
+    ~ConvertedRows() override {
+        if (begun_) TIFFRGBAImageEnd(&image_);
+    }
+
+    const std::uint8_t* next() override {
+        const std::uint32_t within = row_ % rowsAtOnce_;
+        if (within == 0 && !readBlock()) return nullptr;
+        const std::uint32_t* from = raster_.data() + std::size_t{within} * size_.width;
+        for (std::size_t at = 0; at < bytes_.size(); at += convertedPixelBytes, ++from) {
+            bytes_[at] = static_cast<std::uint8_t>(TIFFGetR(*from));
+            bytes_[at + 1] = static_cast<std::uint8_t>(TIFFGetG(*from));
+            bytes_[at + 2] = static_cast<std::uint8_t>(TIFFGetB(*from));
+        }
+        ++row_;
+        return bytes_.data();
+    }
+
+  private:
+    bool readBlock() {
+        if (!begun_) return false;
+        image_.row_offset = static_cast<int>(row_);
+        return TIFFRGBAImageGet(&image_, raster_.data(), size_.width,
+                                std::min(rowsAtOnce_, size_.height - row_)) == 1 &&
+               !reader_.damaged();
+    }
+
+    const TiffReader& reader_;
+    Size size_;
+    std::uint32_t rowsAtOnce_;
+    std::vector<std::uint32_t> raster_;
+    std::vector<std::uint8_t> bytes_;
+    TIFFRGBAImage image_{};
+    bool begun_ = false;
+    std::uint32_t row_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<TiffRows> tiffStripRows(const TiffReader& reader, Size size, std::uint16_t sample) {
+    TIFF* tiff = reader.library();
+    const std::uint32_t stripRows = rowsPerStrip(reader, size);
+    const std::uint64_t stripBytes = TIFFVStripSize64(tiff, stripRows);
+    // This one cannot be read by rows.
+    const bool inseparable = reader.number<std::uint16_t>(TIFFTAG_COMPRESSION) == COMPRESSION_JBIG;
+    const bool whole = inseparable || (stripBytes > 0 && stripBytes <= wholeStripLimit);
+    const std::uint64_t blockBytes = whole ? stripBytes : TIFFScanlineSize64(tiff);
+    if (stripRows == 0 || !withinLimit(blockBytes)) return nullptr;
+    return std::make_unique<StripRows>(reader, size, sample, whole, stripRows, blockBytes);
+}
+
+std::unique_ptr<TiffRows> tiffTileRows(const TiffReader& reader, Size size, std::uint16_t sample) {
+    TIFF* tiff = reader.library();
+    TileRows::Measures measures{
+        reader.number<std::uint32_t>(TIFFTAG_TILEWIDTH),
+        reader.number<std::uint32_t>(TIFFTAG_TILELENGTH),
+        TIFFTileSize64(tiff),
+        TIFFTileRowSize64(tiff),
+        TIFFScanlineSize64(tiff),
+    };
+    // Tiles that meet inside a byte are none of this format, whose tiles' sides divide by 16.
+    const std::uint64_t rowBits =
+        std::uint64_t{measures.tileWidth} * reader.number<std::uint16_t>(TIFFTAG_BITSPERSAMPLE);
+    if (measures.tileWidth < size.width && rowBits % 8 != 0) return nullptr;
+    if (!withinLimit(measures.tileBytes) || !withinLimit(measures.rowBytes) ||
+        !withinLimit(measures.rowBytes * std::min(measures.tileLength, size.height)))
+        return nullptr;
+    return std::make_unique<TileRows>(reader, size, sample, measures);
+}
+
+std::unique_ptr<TiffRows> tiffConvertedRows(const TiffReader& reader, Size size) {
+    TIFF* tiff = reader.library();
+    const bool tiled = TIFFIsTiled(tiff) != 0;
+    const std::uint32_t rows =
+        std::min(size.height, tiled ? reader.number<std::uint32_t>(TIFFTAG_TILELENGTH)
+                                    : rowsPerStrip(reader, size));
+    if (rows == 0 || !withinLimit(tiled ? TIFFTileSize64(tiff) : TIFFStripSize64(tiff)))
+        return nullptr;
+    return std::make_unique<ConvertedRows>(reader, size, rows);
+}
+
+} // namespace sorvane::decoder

@@ -1,0 +1,140 @@
+#include "decoder/formats/tiff/tiff_samples.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace sorvane::decoder {
+
+namespace {
+
+// Each takes the samples of a row one after the other.
+struct ByteReader {
+    const std::uint8_t* bytes;
+
+    std::uint16_t next() { return *bytes++; }
+};
+
+struct WordReader {
+    const std::uint8_t* bytes;
+
+    std::uint16_t next() {
+        std::uint16_t word = 0;
+        std::memcpy(&word, bytes, sizeof word);
+        bytes += sizeof word;
+        return word;
+    }
+};
+
+struct BitReader {
+    const std::uint8_t* bytes;
+    unsigned bits;
+    std::uint32_t window = 0;
+    unsigned held = 0;
+
+    std::uint16_t next() {
+        for (; held < bits; held += 8) window = window << 8 | *bytes++;
+        held -= bits;
+        return static_cast<std::uint16_t>(window >> held & ((1U << bits) - 1));
+    }
+};
+
+// Keeps of each pixel's `step` samples the first ones, `taken`, and puts them `stride` apart.
+template<class Reader>
+void collect(Reader reader, std::size_t step, std::size_t taken, std::size_t stride,
+             std::span<std::uint16_t> to) {
+    for (std::size_t pixel = 0; pixel < to.size(); pixel += stride)
+        for (std::size_t sample = 0; sample < step; ++sample) {
+            const std::uint16_t value = reader.next();
+            if (sample < taken) to[pixel + sample] = value;
+        }
+}
+
+std::uint32_t rounded(std::uint32_t numerator, std::uint32_t denominator) {
+    return (numerator + denominator / 2) / denominator;
+}
+
+// The colour that lies under its alpha. Rounded to the nearest, it gives back the stored value when
+// it is multiplied again. A colour above its alpha is not possible and becomes the brightest; one
+// without alpha is not there.
+std::uint32_t straight(std::uint32_t colour, std::uint32_t alpha, std::uint32_t full) {
+    if (alpha == 0) return 0;
+    return colour >= alpha ? full : rounded(colour * full, alpha);
+}
+
+} // namespace
+
+TiffSamples::TiffSamples(TiffSampleLayout layout, std::size_t width)
+    : layout_(std::move(layout)), width_(width), used_(layout_.used()) {
+    const bool wholeSamples = layout_.bits == 8 || layout_.bits == 16;
+    asStored_ = wholeSamples && layout_.together == used_ && layout_.palette.empty() &&
+                !layout_.minIsWhite && !layout_.premultiplied;
+    if (asStored_) return;
+    values_.resize(width_ * used_);
+    row_.resize(width_ * layout_.format().pixelBytes());
+}
+
+const std::uint8_t* TiffSamples::row(std::span<const std::uint8_t* const> stored) {
+    if (asStored_) return stored[0];
+    gather(stored);
+    if (!layout_.palette.empty())
+        lookUp();
+    else if (layout_.format().sixteenBits)
+        finish<std::uint16_t>();
+    else
+        finish<std::uint8_t>();
+    return row_.data();
+}
+
+// Brings the samples that are used into `values_`, pixel by pixel, as they are stored.
+void TiffSamples::gather(std::span<const std::uint8_t* const> stored) {
+    const std::size_t step = layout_.together;
+    const std::size_t taken = std::min(step, used_);
+    for (std::size_t plane = 0; plane < stored.size(); ++plane) {
+        const auto to = std::span(values_).subspan(plane);
+        if (layout_.bits == 8)
+            collect(ByteReader{stored[plane]}, step, taken, used_, to);
+        else if (layout_.bits == 16)
+            collect(WordReader{stored[plane]}, step, taken, used_, to);
+        else
+            collect(BitReader{stored[plane], layout_.bits}, step, taken, used_, to);
+    }
+}
+
+template<class Sample>
+void TiffSamples::finish() {
+    constexpr std::uint32_t full = std::numeric_limits<Sample>::max();
+    const std::uint32_t most = (1U << layout_.bits) - 1;
+    const std::size_t colours = hasAlpha(layout_.channels) ? used_ - 1 : used_;
+    const auto scaled = [most](std::uint32_t value) {
+        return most == full ? value : rounded(value * full, most);
+    };
+    std::uint8_t* to = row_.data();
+    for (std::size_t pixel = 0; pixel < values_.size(); pixel += used_)
+        for (std::size_t sample = 0; sample < used_; ++sample, to += sizeof(Sample)) {
+            std::uint32_t value = scaled(values_[pixel + sample]);
+            // White's share of the ink comes last: it is the ink that alpha was multiplied into.
+            if (sample < colours && layout_.premultiplied)
+                value = straight(value, scaled(values_[pixel + colours]), full);
+            if (sample < colours && layout_.minIsWhite) value = full - value;
+            const auto finished = static_cast<Sample>(value);
+            std::memcpy(to, &finished, sizeof finished);
+        }
+}
+
+void TiffSamples::lookUp() {
+    const std::uint32_t most = (1U << layout_.bits) - 1;
+    std::uint8_t* to = row_.data();
+    const auto put = [&to](const auto& value) {
+        std::memcpy(to, &value, sizeof value);
+        to += sizeof value;
+    };
+    for (std::size_t pixel = 0; pixel < values_.size(); pixel += used_) {
+        put(layout_.palette[values_[pixel]]);
+        if (hasAlpha(layout_.channels))
+            put(static_cast<std::uint16_t>(rounded(values_[pixel + 1] * 65'535U, most)));
+    }
+}
+
+} // namespace sorvane::decoder

@@ -1,0 +1,56 @@
+// sorvane-pixels SECONDS: digests the picture on standard input and writes one line to standard
+// output, "DIGEST WIDTH HEIGHT", the size as the file declares it; or writes nothing, and ends with
+// another status than 0. It never writes to standard error, opens nothing, and ends by itself when
+// SECONDS (1 to 3600) are over.
+
+#include <charconv>
+#include <chrono>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <unistd.h>
+
+#include "decoder/confinement/confinement.h"
+#include "decoder/pixel_identity.h"
+#include "identity/decoder_answer.h"
+
+namespace {
+
+using namespace sorvane;
+
+constexpr int failure = 1;
+
+std::optional<std::chrono::seconds> timeoutFrom(std::string_view text) {
+    constexpr int maxSeconds = 3600;
+    int seconds = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, seconds);
+    if (error != std::errc{} || rest != end || seconds < 1 || seconds > maxSeconds)
+        return std::nullopt;
+    return std::chrono::seconds(seconds);
+}
+
+// One write: whoever reads gets the whole line or none of it.
+bool answer(const PixelIdentity& identity) {
+    const std::string line = decoderAnswer(identity);
+    return ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    const auto timeout = count == 2 ? timeoutFrom(arguments[1]) : std::nullopt;
+    if (!timeout) return failure;
+    decoder::limitTime(*timeout);
+    decoder::prepareLibraries();
+    decoder::confine(decoder::maxPixelIdentityMemory());
+    try {
+        decoder::ByteSource file(STDIN_FILENO);
+        const auto identity = decoder::pixelIdentity(file);
+        return identity && answer(*identity) ? 0 : failure;
+    } catch (const std::bad_alloc&) {
+        return failure;
+    }
+}

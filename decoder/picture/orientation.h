@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+#include "decoder/picture/geometry.h"
+
+namespace sorvane::decoder {
+
+/// How a picture is stored, seen from the upright picture; the numbers are those of the files. Each
+/// name says what has to be done to the stored picture to set it upright, turns being clockwise.
+enum class Orientation : std::uint8_t {
+    upright = 1,
+    mirror = 2,
+    halfTurn = 3,
+    flip = 4,
+    transpose = 5,
+    quarterTurn = 6,
+    transverse = 7,
+    threeQuarterTurn = 8,
+};
+
+/// The size of the upright picture whose stored size is `stored`.
+Size uprightSize(Orientation orientation, Size stored);
+
+/// Where the pixel that is stored at `position` lies in the upright picture. `position` must be
+/// inside `stored`; the answer is then inside `uprightSize(orientation, stored)`.
+Position uprightPosition(Orientation orientation, Size stored, Position position);
+
+} // namespace sorvane::decoder

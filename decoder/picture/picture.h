@@ -1,0 +1,94 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "decoder/picture/colour_statement.h"
+#include "decoder/picture/geometry.h"
+#include "decoder/picture/orientation.h"
+
+namespace sorvane::decoder {
+
+/// The channels of a sample row, interleaved; alpha is straight, never premultiplied, and inks are
+/// counted from 0 (none) to full.
+enum class Channels : std::uint8_t { grey, greyAlpha, rgb, rgba, cmyk };
+
+constexpr std::size_t channelCount(Channels channels) {
+    switch (channels) {
+    case Channels::grey:
+        return 1;
+    case Channels::greyAlpha:
+        return 2;
+    case Channels::rgb:
+        return 3;
+    case Channels::rgba:
+    case Channels::cmyk:
+        break;
+    }
+    return 4;
+}
+constexpr Channels channelsOf(bool coloured, bool alpha) {
+    if (coloured) return alpha ? Channels::rgba : Channels::rgb;
+    return alpha ? Channels::greyAlpha : Channels::grey;
+}
+constexpr bool isGrey(Channels channels) {
+    return channels == Channels::grey || channels == Channels::greyAlpha;
+}
+constexpr bool hasAlpha(Channels channels) {
+    return channels == Channels::greyAlpha || channels == Channels::rgba;
+}
+
+/// What one sample row holds. Low depths are scaled to 8 bits and palettes are looked up by the
+/// decoder; 16-bit samples keep all their bits until the colours are right, in the machine's order.
+struct SampleFormat {
+    Channels channels = Channels::rgb;
+    bool sixteenBits = false;
+
+    std::size_t pixelBytes() const { return channelCount(channels) * (sixteenBits ? 2 : 1); }
+};
+
+/// What a file says before its first pixel.
+struct PictureHeader {
+    /// As stored, before the orientation.
+    Size size;
+    /// What the file declares, where that is not the size of what is handed over.
+    std::optional<Size> declared;
+    Orientation orientation = Orientation::upright;
+    SampleFormat samples;
+    /// The spans come as whole rows from top to bottom. False: they come in another order.
+    bool rowsInOrder = true;
+    ColourStatements colour;
+};
+
+/// Some pixels of one stored row: `count` of them, the first in column `firstColumn`, each
+/// `columnStep` to the right of the one before.
+struct PixelRun {
+    std::uint32_t row = 0;
+    std::uint32_t firstColumn = 0;
+    std::uint32_t columnStep = 1;
+    std::uint32_t count = 0;
+    const std::uint8_t* samples = nullptr;
+};
+
+/// Takes a picture's spans.
+class PixelSink {
+  public:
+    virtual ~PixelSink() = default;
+    virtual void take(const PixelRun& span) = 0;
+};
+
+/// One file's decoder; reads the picture's header, then its pixels, each once. What is wrong with
+/// a file is answered, not thrown.
+class Decoder {
+  public:
+    virtual ~Decoder() = default;
+
+    /// Nothing: this is no picture that is read here.
+    virtual std::optional<PictureHeader> readHeader() = 0;
+
+    /// Hands over every pixel once. False: the picture is damaged, and what came is worth nothing.
+    virtual bool readPixels(PixelSink& sink) = 0;
+};
+
+} // namespace sorvane::decoder

@@ -1,0 +1,137 @@
+// The picture's way from the file to its digest, by the system's own reader: ImageIO decides what a
+// picture is and sets it upright, CoreGraphics draws it in sRGB.
+
+#include "decoder/pixel_identity.h"
+
+#include <CoreGraphics/CoreGraphics.h>
+#include <ImageIO/ImageIO.h>
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "decoder/digest_prefix.h"
+#include "support/core_foundation.h"
+#include "support/sha256.h"
+
+namespace sorvane::decoder {
+
+namespace {
+
+// Any file is poured in, a film as well. One uncompressed picture of the whole budget, four
+// channels of 32 bits, takes half of this.
+constexpr CFIndex largestFile = CFIndex{2} << 30;
+
+constexpr std::size_t firstImage = 0;
+constexpr std::size_t bitsPerChannel = 8;
+constexpr std::size_t bytesPerPixel = 4;
+
+// In memory: red, green, blue, alpha, the colours multiplied by alpha.
+constexpr std::uint32_t rgbaPremultiplied =
+    std::uint32_t{kCGImageAlphaPremultipliedLast} | std::uint32_t{kCGBitmapByteOrder32Big};
+static_assert(rgbaPremultiplied == 0x4001);
+
+// Nothing for a file that is too large.
+CFOwner<CFMutableDataRef> wholeFile(ByteSource& file) {
+    CFOwner<CFMutableDataRef> data(::CFDataCreateMutable(nullptr, 0));
+    for (auto piece = file.takePiece(); !piece.empty() && data; piece = file.takePiece()) {
+        const auto count = static_cast<CFIndex>(piece.size());
+        if (::CFDataGetLength(data.get()) > largestFile - count)
+            return CFOwner<CFMutableDataRef>(nullptr);
+        ::CFDataAppendBytes(data.get(), piece.data(), count);
+    }
+    return data;
+}
+
+std::optional<std::int64_t> integer(CFDictionaryRef properties, CFStringRef key) {
+    const CFTypeRef value = ::CFDictionaryGetValue(properties, key);
+    if (value == nullptr || ::CFGetTypeID(value) != ::CFNumberGetTypeID()) return std::nullopt;
+    std::int64_t number = 0;
+    // Refused when the number is not whole: it would have been rounded.
+    if (::CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number) == 0)
+        return std::nullopt;
+    return number;
+}
+
+std::optional<Size> sizeWithinBudget(std::uint64_t width, std::uint64_t height) {
+    if (!withinPixelBudget(width, height)) return std::nullopt;
+    return Size{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+}
+
+// As the file declares it, before its orientation is applied.
+std::optional<Size> declaredSize(CGImageSourceRef source) {
+    const CFOwner properties(::CGImageSourceCopyPropertiesAtIndex(source, firstImage, nullptr));
+    if (!properties) return std::nullopt;
+    const auto width = integer(properties.get(), kCGImagePropertyPixelWidth);
+    const auto height = integer(properties.get(), kCGImagePropertyPixelHeight);
+    if (!width || !height) return std::nullopt;
+    // A negative side is one far over the budget.
+    return sizeWithinBudget(static_cast<std::uint64_t>(*width),
+                            static_cast<std::uint64_t>(*height));
+}
+
+// The whole picture, upright: a "thumbnail" is the reader's name for one that it has turned. Never
+// the preview that a file may carry, and no smaller than the picture.
+CFOwner<CGImageRef> uprightImage(CGImageSourceRef source, Size declared) {
+    const std::int64_t longestSide = std::max(declared.width, declared.height);
+    const CFOwner limit(::CFNumberCreate(nullptr, kCFNumberSInt64Type, &longestSide));
+    if (!limit) return CFOwner<CGImageRef>(nullptr);
+    std::array<const void*, 3> keys{kCGImageSourceCreateThumbnailFromImageAlways,
+                                    kCGImageSourceCreateThumbnailWithTransform,
+                                    kCGImageSourceThumbnailMaxPixelSize};
+    std::array<const void*, 3> values{kCFBooleanTrue, kCFBooleanTrue, limit.get()};
+    const CFOwner options(::CFDictionaryCreate(nullptr, keys.data(), values.data(), keys.size(),
+                                               &kCFTypeDictionaryKeyCallBacks,
+                                               &kCFTypeDictionaryValueCallBacks));
+    if (!options) return CFOwner<CGImageRef>(nullptr);
+    return CFOwner(::CGImageSourceCreateThumbnailAtIndex(source, firstImage, options.get()));
+}
+
+// Draws the image into a frame of its size, row by row from the top. False: nothing was drawn.
+bool draw(CGImageRef image, Size size, std::uint8_t* frame) {
+    const CFOwner space(::CGColorSpaceCreateWithName(kCGColorSpaceSRGB));
+    if (!space) return false;
+    const CFOwner context(::CGBitmapContextCreate(frame, size.width, size.height, bitsPerChannel,
+                                                  size.width * bytesPerPixel, space.get(),
+                                                  rgbaPremultiplied));
+    if (!context) return false;
+    ::CGContextSetInterpolationQuality(context.get(), kCGInterpolationNone);
+    ::CGContextDrawImage(context.get(), CGRectMake(0, 0, size.width, size.height), image);
+    return true;
+}
+
+std::optional<std::string> digestOf(CGImageRef image) {
+    // The decoded size counts from here on, not the declared one.
+    const auto size = sizeWithinBudget(::CGImageGetWidth(image), ::CGImageGetHeight(image));
+    if (!size) return std::nullopt;
+    std::vector<std::uint8_t> frame(bytesPerPixel * size->width * size->height);
+    if (!draw(image, *size, frame.data())) return std::nullopt;
+    Sha256 digest;
+    digest.update(digestPrefix(*size));
+    digest.update({reinterpret_cast<const char*>(frame.data()), frame.size()});
+    return digest.hex();
+}
+
+} // namespace
+
+void prepareLibraries() {}
+
+// The address space of the system's own reader is not limited.
+std::uint64_t maxPixelIdentityMemory() { return 0; }
+
+std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
+    const auto data = wholeFile(file);
+    if (!data) return std::nullopt;
+    const CFOwner source(::CGImageSourceCreateWithData(data.get(), nullptr));
+    if (!source) return std::nullopt;
+    const auto declared = declaredSize(source.get());
+    if (!declared) return std::nullopt;
+    const auto image = uprightImage(source.get(), *declared);
+    if (!image) return std::nullopt;
+    auto digest = digestOf(image.get());
+    if (!digest) return std::nullopt;
+    return PixelIdentity{std::move(*digest), declared->width, declared->height};
+}
+
+} // namespace sorvane::decoder

@@ -1,0 +1,48 @@
+#include "identity/decoder_answer.h"
+
+#include <charconv>
+
+#include "identity/pixel_budget.h"
+#include "support/hexadecimal.h"
+
+namespace sorvane {
+
+namespace {
+
+bool isDigest(std::string_view text) {
+    return text.size() == Sha256::textLength &&
+           text.find_first_not_of(lowerHexDigits) == std::string_view::npos;
+}
+
+// Takes a positive decimal number and the character after it off the front of a text.
+std::optional<std::int64_t> takeNumber(std::string_view& text, char after) {
+    std::int64_t number = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, failure] = std::from_chars(text.data(), end, number);
+    if (failure != std::errc{} || number <= 0 || text.front() == '0' || rest == end ||
+        *rest != after)
+        return std::nullopt;
+    text.remove_prefix(static_cast<std::size_t>(rest + 1 - text.data()));
+    return number;
+}
+
+} // namespace
+
+std::string decoderAnswer(const PixelIdentity& identity) {
+    return identity.digest + ' ' + std::to_string(identity.width) + ' ' +
+           std::to_string(identity.height) + '\n';
+}
+
+std::optional<PixelIdentity> parseDecoderAnswer(std::string_view line) {
+    const std::string_view digest = line.substr(0, Sha256::textLength);
+    if (!isDigest(digest) || !line.substr(digest.size()).starts_with(' ')) return std::nullopt;
+    line.remove_prefix(digest.size() + 1);
+    const auto width = takeNumber(line, ' ');
+    const auto height = width ? takeNumber(line, '\n') : std::nullopt;
+    if (!height || !line.empty() ||
+        !withinPixelBudget(static_cast<std::uint64_t>(*width), static_cast<std::uint64_t>(*height)))
+        return std::nullopt;
+    return PixelIdentity{std::string(digest), *width, *height};
+}
+
+} // namespace sorvane

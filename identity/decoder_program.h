@@ -1,0 +1,19 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace sorvane {
+
+/// The name of the program that decodes a file whose first read gave these bytes; nothing when the
+/// file is no image and not worth starting a decoder, as an empty one never is.
+std::optional<std::string_view> decoderProgramFor(std::string_view firstBytes);
+
+/// Where that program may lie, in the order in which it is tried: beside the running executable, in
+/// ../libexec/sorvane seen from it, in the folder compiled in. Never found through PATH or another
+/// variable.
+std::vector<std::filesystem::path> decoderCandidates(std::string_view program);
+
+} // namespace sorvane

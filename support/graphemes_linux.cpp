@@ -1,0 +1,65 @@
+// Characters by utf8proc, which keeps its tables in read-only memory and starts nothing up.
+
+#include "support/graphemes.h"
+
+#include <utf8proc.h>
+
+#include "support/utf8.h"
+
+namespace sorvane::graphemes {
+
+namespace {
+
+// The one scalar whose full lower-case mapping is longer than its simple one.
+constexpr char32_t capitalIWithDot = 0x130;
+constexpr char32_t combiningDotAbove = 0x307;
+
+utf8proc_int32_t codepoint(char32_t scalar) { return static_cast<utf8proc_int32_t>(scalar); }
+
+} // namespace
+
+std::size_t count(std::string_view text) {
+    std::size_t characters = 0;
+    char32_t before = 0;
+    utf8proc_int32_t state = 0;
+    for (bool first = true; !text.empty(); first = false) {
+        const utf8::Step next = utf8::step(text);
+        text.remove_prefix(next.length);
+        // Among ASCII neighbours only a carriage return and its line feed belong together.
+        const bool ascii = before < 0x80 && next.scalar < 0x80;
+        const bool boundary = ascii ? !(before == '\r' && next.scalar == '\n')
+                                    : utf8proc_grapheme_break_stateful(
+                                          codepoint(before), codepoint(next.scalar), &state);
+        if (ascii) state = 0;
+        if (first || boundary) ++characters;
+        before = next.scalar;
+    }
+    return characters;
+}
+
+std::string lowercased(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const utf8::Step next = utf8::step(text);
+        text.remove_prefix(next.length);
+        if (next.scalar < 0x80) {
+            const bool upper = next.scalar >= 'A' && next.scalar <= 'Z';
+            result += static_cast<char>(upper ? next.scalar + ('a' - 'A') : next.scalar);
+        } else if (next.scalar == capitalIWithDot) {
+            utf8::append(result, U'i');
+            utf8::append(result, combiningDotAbove);
+        } else {
+            const auto lower = utf8proc_tolower(codepoint(next.scalar));
+            utf8::append(result, static_cast<char32_t>(lower));
+        }
+    }
+    return result;
+}
+
+bool isBoundary(char32_t before, char32_t after) {
+    if (before < 0x80 && after < 0x80) return !(before == '\r' && after == '\n');
+    return utf8proc_grapheme_break(codepoint(before), codepoint(after));
+}
+
+} // namespace sorvane::graphemes

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include <sys/socket.h>
+#include <sys/types.h>
+#include <sys/un.h>
+
+#include "support/unique_descriptor.h"
+
+/// Unix-domain stream sockets that raise no signal when the peer has gone: the send fails instead.
+/// How that is had differs by system, as does the address record.
+namespace sorvane {
+
+/// A new unconnected socket, closed in child programs; owns nothing when the system gives none.
+UniqueDescriptor makeSocket();
+
+/// Switches the signal off where that is a property of the socket. False when the system refuses.
+bool suppressSigpipe(const UniqueDescriptor& socket);
+
+/// Two connected quiet sockets, closed in child programs; both own nothing when the system gives
+/// none.
+std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair();
+
+/// One `send` without a signal, as the system answers it.
+ssize_t sendWithoutSigpipe(const UniqueDescriptor& socket, std::string_view bytes);
+
+/// Where a socket file lies, in the form that `connect` and `bind` take.
+struct SocketAddress {
+    sockaddr_un record;
+    socklen_t length;
+
+    const sockaddr* generic() const { return reinterpret_cast<const sockaddr*>(&record); }
+};
+
+/// The address of a path, or nothing when the path with its NUL does not fit into the record.
+std::optional<SocketAddress> socketAddress(const std::filesystem::path& path);
+
+} // namespace sorvane

@@ -1,0 +1,39 @@
+#include "decoder/pixel_identity.h"
+
+#include <doctest/doctest.h>
+
+#include "support/sha256.h"
+#include "tests/decoder/formats/png/png_bytes.h"
+#include "tests/decoder/input_file.h"
+
+using namespace sorvane;
+using namespace sorvane::test;
+
+namespace {
+
+const Bytes turned = pngChunk(
+    "eXIf", bytes(std::string_view("MM\0*\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0\x06", 20)));
+
+} // namespace
+
+TEST_CASE("a picture is known by its upright pixels and its declared size") {
+    InputFile file(joined({pngFile({2, 1}, {0, 10, 20}, turned), Bytes(50'000)}));
+    const auto identity = decoder::pixelIdentity(file.source());
+    REQUIRE(identity);
+    Sha256 digest;
+    digest.update("1x2:rgba8-srgb:\x0a\x0a\x0a\xff\x14\x14\x14\xff");
+    CHECK(identity->digest == digest.hex());
+    CHECK(identity->width == 2);
+    CHECK(identity->height == 1);
+    CHECK(file.source().peek(1).empty());
+}
+
+TEST_CASE("what is no picture, is damaged or too large has no identity") {
+    const Bytes whole = pngFile({2, 1}, {0, 10, 20});
+    for (const Bytes& content :
+         {Bytes{}, bytes("\x89PNG"), bytes("no picture at all"), bytes("\xff\xd8\xff"),
+          Bytes(whole.begin(), whole.end() - 1), pngFile({8000, 8000}, {0, 10, 20})}) {
+        InputFile file(content);
+        CHECK_FALSE(decoder::pixelIdentity(file.source()));
+    }
+}

@@ -1,0 +1,123 @@
+#include "identity/decoder_answer.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <doctest/doctest.h>
+
+using namespace sorvane;
+using namespace std::string_literals;
+
+namespace {
+
+const std::string digest = "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef";
+
+} // namespace
+
+TEST_CASE("an identity survives its way through an answer") {
+    for (const auto& [width, height] : std::vector<std::pair<std::int64_t, std::int64_t>>{
+             {1, 1}, {1024, 768}, {60'000'000, 1}, {1, 60'000'000}}) {
+        CAPTURE(width);
+        const std::string line = decoderAnswer({digest, width, height});
+        CHECK(line.size() <= maxDecoderAnswer);
+        const auto identity = parseDecoderAnswer(line);
+        REQUIRE(identity);
+        CHECK(identity->digest == digest);
+        CHECK(identity->width == width);
+        CHECK(identity->height == height);
+    }
+    CHECK(decoderAnswer({digest, 1024, 768}) == digest + " 1024 768\n");
+}
+
+TEST_CASE("an answer is a digest and a size within the budget") {
+    struct Row {
+        std::string size;
+        std::int64_t width, height;
+    };
+    const std::vector<Row> rows = {
+        {" 1 1", 1, 1},
+        {" 1024 768", 1024, 768},
+        {" 7500 8000", 7500, 8000},
+        {" 60000000 1", 60'000'000, 1},
+        {" 1 60000000", 1, 60'000'000},
+        {" 7745 7746", 7745, 7746},
+    };
+    for (const Row& row : rows) {
+        CAPTURE(row.size);
+        const auto identity = parseDecoderAnswer(digest + row.size + "\n");
+        REQUIRE(identity);
+        CHECK(identity->digest == digest);
+        CHECK(identity->width == row.width);
+        CHECK(identity->height == row.height);
+    }
+}
+
+TEST_CASE("what is not quite an answer is none") {
+    const std::string upper = "0123456789ABCDEF0123456789abcdef0123456789abcdef0123456789abcdef";
+    const std::vector<std::string> lines = {"",
+                                            "\n",
+                                            " ",
+                                            "0",
+                                            digest,
+                                            digest + "\n",
+                                            digest + " ",
+                                            digest + " 1",
+                                            digest + " 1\n",
+                                            digest + " 1 ",
+                                            digest + " 1 \n",
+                                            digest + " 1 1",
+                                            digest + " 1 1 \n",
+                                            digest + " 1 1\r\n",
+                                            digest + " 1 1\n\n",
+                                            digest + " 1 1\n ",
+                                            digest + " 1 1\n\0"s,
+                                            digest + " 1 1 1\n",
+                                            digest + " 1 1\n" + digest + " 1 1\n",
+                                            digest + "  1 1\n",
+                                            digest + " 1  1\n",
+                                            digest + "\t1 1\n",
+                                            digest + " 1\t1\n",
+                                            digest + " 1,1\n",
+                                            digest + " 1x1\n",
+                                            digest + "1 1\n",
+                                            "\n" + digest + " 1 1\n",
+                                            " " + digest + " 1 1\n",
+                                            "\xEF\xBB\xBF" + digest + " 1 1\n",
+                                            digest.substr(1) + " 1 1\n",
+                                            digest + "0 1 1\n",
+                                            upper + " 1 1\n",
+                                            digest.substr(0, 63) + "g 1 1\n",
+                                            digest.substr(0, 63) + "  1 1\n",
+                                            digest.substr(0, 63) + "\0 1 1\n"s,
+                                            digest + " 0 1\n",
+                                            digest + " 1 0\n",
+                                            digest + " 0 0\n",
+                                            digest + " -1 1\n",
+                                            digest + " 1 -1\n",
+                                            digest + " -1 -1\n",
+                                            digest + " +1 1\n",
+                                            digest + " 1 +1\n",
+                                            digest + " 1.0 1\n",
+                                            digest + " 1 1.0\n",
+                                            digest + " 1e1 1\n",
+                                            digest + " 0x1 1\n",
+                                            digest + " a 1\n",
+                                            digest + " 1 a\n",
+                                            digest + " 1a 1\n",
+                                            digest + " 1 1a\n",
+                                            digest + " 8000 8000\n",
+                                            digest + " 60000001 1\n",
+                                            digest + " 1 60000001\n",
+                                            digest + " 7746 7746\n",
+                                            digest + " 4294967296 4294967296\n",
+                                            digest + " 9223372036854775807 2\n",
+                                            digest + " 2 9223372036854775807\n",
+                                            digest + " 9223372036854775808 1\n",
+                                            digest + " 18446744073709551617 1\n",
+                                            digest + " 1 18446744073709551617\n"};
+    for (const std::string& line : lines) {
+        CAPTURE(line);
+        CHECK_FALSE(parseDecoderAnswer(line));
+    }
+}

@@ -1,0 +1,63 @@
+#include "broker/broker_client.h"
+
+#include <string>
+#include <vector>
+
+#include <doctest/doctest.h>
+
+#include "support/helper_failure.h"
+#include "tests/macos_fakes/world.h"
+
+using namespace sorvane;
+using test::apple::World;
+
+namespace {
+
+const std::string quiet = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
+const std::string receiving = "setsockopt(SO_RCVTIMEO, 2, 16 bytes)";
+const std::string sending = "setsockopt(SO_SNDTIMEO, 2, 16 bytes)";
+const std::string connecting = "connect(/run/link, length byte 0, family 1, 11 bytes)";
+
+// Why a call fails; every one does here, for nobody is at the other end.
+std::string failure(const std::string& path = "/run/link") {
+    try {
+        BrokerClient({"codex", "client-1", "secret"}, path).call("resolve");
+    } catch (const HelperFailure& told) {
+        return told.what();
+    }
+    return "";
+}
+
+} // namespace
+
+TEST_CASE("a link is made quiet, given its time-outs and connected, in this order") {
+    World world;
+    CHECK(failure() == "Tandem Link request failed.");
+    CHECK(world.calls == std::vector{quiet, receiving, sending, connecting});
+}
+
+TEST_CASE("a link that cannot be made quiet is not used") {
+    World world;
+    world.failing = {"SO_NOSIGPIPE"};
+    CHECK(failure() == "Tandem Link transport could not be configured.");
+    CHECK(world.calls == std::vector{quiet});
+}
+
+TEST_CASE("a link without its time-outs is used all the same") {
+    World world;
+    world.failing = {"SO_RCVTIMEO", "SO_SNDTIMEO"};
+    CHECK(failure() == "Tandem Link request failed.");
+    CHECK(world.calls == std::vector{quiet, receiving, sending, connecting});
+}
+
+TEST_CASE("a link whose path does not fit is configured and never connected") {
+    World world;
+    CHECK(failure(std::string(104, 'a')) == "Tandem Link socket path is too long.");
+    CHECK(world.calls == std::vector{quiet, receiving, sending});
+}
+
+TEST_CASE("a link that nobody serves is told of") {
+    World world;
+    world.failing = {"connect"};
+    CHECK(failure() == "Sorvane is not running or Tandem Link is unavailable.");
+}

@@ -1,0 +1,200 @@
+#include "decoder/pixel_identity.h"
+
+#include <algorithm>
+#include <new>
+
+#include <doctest/doctest.h>
+
+#include "tests/decoder/input_file.h"
+#include "tests/macos_fakes/world.h"
+
+using namespace sorvane;
+using namespace sorvane::test;
+using apple::World;
+
+namespace {
+
+const Bytes content = {'f', 'i', 'l', 'e'};
+
+using Calls = std::vector<std::string>;
+
+const Calls toTheSource = {"CGImageSourceCreateWithData(file, no options)"};
+const Calls toTheProperties = {"CGImageSourceCreateWithData(file, no options)",
+                               "CGImageSourceCopyPropertiesAtIndex(0, no options)"};
+
+std::optional<PixelIdentity> identityOf(const Bytes& bytes) {
+    InputFile file(bytes);
+    return decoder::pixelIdentity(file.source());
+}
+
+std::size_t count(const Calls& calls, std::string_view function) {
+    return static_cast<std::size_t>(std::count_if(
+        calls.begin(), calls.end(), [=](const auto& call) { return call.starts_with(function); }));
+}
+
+} // namespace
+
+TEST_CASE("a picture is read, set upright, drawn and digested by exactly these calls") {
+    World world;
+    const auto identity = identityOf(content);
+    REQUIRE(identity);
+    // The SHA-256 of "2x1:rgba8-srgb:" and the bytes 1 to 8.
+    CHECK(identity->digest == "ef7a13d9c8ec913a6afffa7b3a9c65533332edf3cc10ff146ece8d470f0da9a4");
+    CHECK(identity->width == 2);
+    CHECK(identity->height == 1);
+    const std::string options = "{ThumbnailFromImageAlways: true, ThumbnailMaxPixelSize: 2, "
+                                "ThumbnailWithTransform: true}";
+    CHECK(world.calls == Calls{"CGImageSourceCreateWithData(file, no options)",
+                               "CGImageSourceCopyPropertiesAtIndex(0, no options)",
+                               "CGImageSourceCreateThumbnailAtIndex(0, " + options + ")",
+                               "CGColorSpaceCreateWithName(sRGB)",
+                               "CGBitmapContextCreate(2 x 1, 8 bits, 8 bytes a row, 0x4001)",
+                               "CGContextSetInterpolationQuality(1)",
+                               "CGContextDrawImage(0, 0, 2, 1)"});
+}
+
+TEST_CASE("a turned picture is drawn and digested in its upright size and declared in the file's") {
+    World world;
+    world.picture.decodedWidth = 1;
+    world.picture.decodedHeight = 2;
+    const auto identity = identityOf(content);
+    REQUIRE(identity);
+    // The SHA-256 of "1x2:rgba8-srgb:" and the bytes 1 to 8.
+    CHECK(identity->digest == "5d58060e9b686bf34e7253d15e5ebdf48788927334e66ac346af27d36925a34c");
+    CHECK(identity->width == 2);
+    CHECK(identity->height == 1);
+    CHECK(count(world.calls, "CGBitmapContextCreate(1 x 2, 8 bits, 4 bytes a row, 0x4001)") == 1);
+    CHECK(world.calls.back() == "CGContextDrawImage(0, 0, 1, 2)");
+}
+
+TEST_CASE("the longer declared side bounds the upright picture") {
+    for (const auto& [width, height, expected] :
+         {std::tuple{300, 20, "ThumbnailMaxPixelSize: 300,"},
+          std::tuple{20, 300, "ThumbnailMaxPixelSize: 300,"},
+          std::tuple{60'000'000, 1, "ThumbnailMaxPixelSize: 60000000,"}}) {
+        World world;
+        world.picture.width = std::int64_t{width};
+        world.picture.height = std::int64_t{height};
+        CHECK(identityOf(content));
+        CHECK(world.calls[2].find(expected) != std::string::npos);
+    }
+}
+
+TEST_CASE("a whole number is a size whatever kind of number it is") {
+    World world;
+    world.picture.width = 2.0;
+    CHECK(identityOf(content));
+}
+
+TEST_CASE("a file of many pieces reaches the reader whole") {
+    World world;
+    const Bytes large(65'000, 'x');
+    CHECK(identityOf(large));
+    CHECK(world.calls.front() ==
+          "CGImageSourceCreateWithData(" + std::string(65'000, 'x') + ", no options)");
+}
+
+TEST_CASE("what the reader does not know has no identity") {
+    World world;
+    world.failing = {"CGImageSourceCreateWithData"};
+    CHECK_FALSE(identityOf(content));
+    CHECK(world.calls == toTheSource);
+}
+
+TEST_CASE("an empty file is left to the reader, too") {
+    World world;
+    world.failing = {"CGImageSourceCopyPropertiesAtIndex"};
+    CHECK_FALSE(identityOf({}));
+    CHECK(world.calls.front() == "CGImageSourceCreateWithData(, no options)");
+}
+
+TEST_CASE("a picture without properties has no identity") {
+    World world;
+    world.failing = {"CGImageSourceCopyPropertiesAtIndex"};
+    CHECK_FALSE(identityOf(content));
+    CHECK(world.calls == toTheProperties);
+}
+
+TEST_CASE("a declared size that is missing, no whole number or not positive gives no identity") {
+    using Declared = apple::Picture::Declared;
+    for (const Declared& side :
+         {Declared(std::monostate()), Declared(1.5), Declared("2"), Declared(std::int64_t{0}),
+          Declared(std::int64_t{-1}), Declared(std::int64_t{1} << 32 | 1)}) {
+        CAPTURE(side.index());
+        for (const bool isWidth : {true, false}) {
+            World world;
+            (isWidth ? world.picture.width : world.picture.height) = side;
+            CHECK_FALSE(identityOf(content));
+            CHECK(world.calls == toTheProperties);
+        }
+    }
+}
+
+TEST_CASE("a declared size over the budget is never decoded, one of exactly the budget is") {
+    for (const auto& [width, height, within] :
+         {std::tuple{7500, 8000, true}, std::tuple{8000, 7500, true}, std::tuple{8000, 8000, false},
+          std::tuple{60'000'001, 1, false}, std::tuple{1, 60'000'001, false},
+          std::tuple{2'000'000'000, 2'000'000'000, false}}) {
+        World world;
+        world.picture.width = std::int64_t{width};
+        world.picture.height = std::int64_t{height};
+        CHECK(identityOf(content).has_value() == within);
+        CHECK((world.calls == toTheProperties) == !within);
+    }
+}
+
+TEST_CASE("a picture that cannot be decoded has no identity and is not drawn") {
+    World world;
+    world.failing = {"CGImageSourceCreateThumbnailAtIndex"};
+    CHECK_FALSE(identityOf(content));
+    CHECK(world.calls.size() == 3);
+}
+
+TEST_CASE("a decoded size over the budget is refused before there is a frame or a colour space") {
+    for (const auto& [width, height] :
+         {std::pair<std::size_t, std::size_t>{0, 1}, std::pair<std::size_t, std::size_t>{1, 0},
+          std::pair<std::size_t, std::size_t>{8000, 8000},
+          // A frame of this size could not be had.
+          std::pair<std::size_t, std::size_t>{std::size_t{1} << 30, std::size_t{1} << 30},
+          std::pair<std::size_t, std::size_t>{(std::size_t{1} << 32) + 1, 1}}) {
+        World world;
+        world.picture.decodedWidth = width;
+        world.picture.decodedHeight = height;
+        CHECK_FALSE(identityOf(content));
+        CHECK(world.calls.size() == 3);
+        CHECK(world.digestedLengths.empty());
+    }
+}
+
+TEST_CASE("without its colour space nothing is drawn") {
+    World world;
+    world.failing = {"CGColorSpaceCreateWithName"};
+    CHECK_FALSE(identityOf(content));
+    CHECK(world.calls.size() == 4);
+}
+
+TEST_CASE("without a context nothing is drawn") {
+    World world;
+    world.failing = {"CGBitmapContextCreate"};
+    CHECK_FALSE(identityOf(content));
+    CHECK(world.calls.size() == 5);
+}
+
+TEST_CASE("where an object of the way cannot be had, there is no identity and nothing is left") {
+    for (const char* function : {"CFDataCreateMutable", "CFNumberCreate", "CFDictionaryCreate"}) {
+        CAPTURE(function);
+        World world;
+        world.failing = {function};
+        CHECK_FALSE(identityOf(content));
+        CHECK(count(world.calls, "CGImageSourceCreateThumbnailAtIndex") == 0);
+    }
+}
+
+TEST_CASE("a file of more than 2 GiB is not kept") {
+    World world;
+    world.presentBytes = (2L << 30) - 3;
+    CHECK_FALSE(identityOf(content));
+    CHECK(world.calls.empty());
+    world.presentBytes = (2L << 30) - 4;
+    CHECK(identityOf(content));
+}

@@ -1,0 +1,39 @@
+#include "support/resolved_path.h"
+
+#include <filesystem>
+
+#include <doctest/doctest.h>
+
+#include "tests/macos_fakes/world.h"
+#include "tests/temporary_directory.h"
+
+using namespace sorvane;
+using test::apple::World;
+
+TEST_CASE("a resolved path is not spelled by the way through /private") {
+    World world;
+    world.existing = {"/var/folders/x/server", "/tmp", "var", "/"};
+    CHECK(resolvedPath("/private/var/folders/x/server") == "/var/folders/x/server");
+    CHECK(resolvedPath("/private/tmp") == "/tmp");
+}
+
+TEST_CASE("what is not there by the short way keeps the long one") {
+    World world;
+    world.existing = {"/", "", "var", "ly/var", "/private/tmp"};
+    for (const char* path : {"/private/var/no such/server", "/private", "/privately/var",
+                             "/private/private/tmp2", "/elsewhere/private/tmp"}) {
+        CAPTURE(path);
+        CHECK(resolvedPath(path) == path);
+    }
+}
+
+TEST_CASE("links are followed as far as the path exists") {
+    World world;
+    const test::TemporaryDirectory directory;
+    const auto folder = std::filesystem::canonical(directory.path());
+    test::putFile(folder / "file", "");
+    std::filesystem::create_symlink("file", folder / "link");
+    CHECK(resolvedPath(folder / "link") == folder / "file");
+    CHECK(resolvedPath(folder / "none/../other") == folder / "other");
+    CHECK(world.calls.empty());
+}

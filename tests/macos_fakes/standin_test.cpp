@@ -1,0 +1,46 @@
+// The stand-in's end of the link, where quiet is a property of the socket.
+
+#include <filesystem>
+#include <system_error>
+
+#include <doctest/doctest.h>
+
+#include "support/unix_socket.h"
+#include "tests/macos_fakes/world.h"
+#include "tests/temporary_directory.h"
+#include "tools/standin/link.h"
+
+using namespace sorvane;
+using test::apple::World;
+
+TEST_CASE("a client that has gone already, and cannot be made quiet any more, is a client") {
+    World world;
+    auto [client, peer] = makeSocketPair();
+    peer.reset();
+    world.failing = {"setsockopt"};
+    CHECK(standin::Client(std::move(client)).readLine() == std::nullopt);
+}
+
+TEST_CASE("what listens is quiet before it listens, and so are its clients") {
+    World world;
+    world.failing = {"connect"};
+    const test::TemporaryDirectory directory;
+    const auto path = directory.path() / "s";
+    {
+        const standin::Listener listener(path);
+        CHECK(std::filesystem::exists(path));
+    }
+    CHECK_FALSE(std::filesystem::exists(path));
+    REQUIRE(world.calls.size() == 4);
+    CHECK(world.calls[0] == "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)");
+    CHECK(world.calls[2].starts_with("bind("));
+    CHECK(world.calls[3] == "listen()");
+}
+
+TEST_CASE("a socket file on which nobody can listen is taken away") {
+    World world;
+    world.failing = {"connect", "listen"};
+    const test::TemporaryDirectory directory;
+    CHECK_THROWS_AS(standin::Listener(directory.path() / "s"), std::system_error);
+    CHECK_FALSE(std::filesystem::exists(directory.path() / "s"));
+}

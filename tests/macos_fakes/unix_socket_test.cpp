@@ -1,0 +1,80 @@
+#include "support/unix_socket.h"
+
+#include <algorithm>
+
+#include <fcntl.h>
+
+#include <doctest/doctest.h>
+
+#include "tests/macos_fakes/world.h"
+
+using namespace sorvane;
+using test::apple::World;
+
+namespace {
+
+bool isClosedInChildren(const UniqueDescriptor& descriptor) {
+    return (::fcntl(descriptor.get(), F_GETFD) & FD_CLOEXEC) != 0;
+}
+
+const std::string quietly = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
+
+} // namespace
+
+TEST_CASE("a new socket is closed in children and has no option set") {
+    World world;
+    const UniqueDescriptor socket = makeSocket();
+    REQUIRE(socket);
+    CHECK(isClosedInChildren(socket));
+    CHECK(world.calls.empty());
+}
+
+TEST_CASE("a socket is made quiet by one option, the integer 1") {
+    World world;
+    CHECK(suppressSigpipe(makeSocket()));
+    CHECK(world.calls == std::vector{quietly});
+}
+
+TEST_CASE("a socket that the system does not make quiet is told of") {
+    World world;
+    world.failing = {"setsockopt"};
+    CHECK_FALSE(suppressSigpipe(makeSocket()));
+}
+
+TEST_CASE("both sockets of a pair are quiet and closed in children") {
+    World world;
+    const auto [one, other] = makeSocketPair();
+    REQUIRE(one);
+    REQUIRE(other);
+    CHECK(isClosedInChildren(one));
+    CHECK(isClosedInChildren(other));
+    CHECK(world.calls == std::vector{quietly, quietly});
+    CHECK(sendWithoutSigpipe(one, "abc") == 3);
+}
+
+TEST_CASE("a pair that cannot be made quiet is none") {
+    World world;
+    world.failing = {"setsockopt"};
+    const auto [one, other] = makeSocketPair();
+    CHECK_FALSE(one);
+    CHECK_FALSE(other);
+}
+
+TEST_CASE("an address is its path in a record of zeros, as long as the path and two bytes") {
+    const auto address = socketAddress("/run/s");
+    REQUIRE(address);
+    CHECK(address->length == 8);
+    CHECK(address->record.sun_len == 0);
+    CHECK(address->record.sun_family == 1);
+    CHECK(std::string(address->record.sun_path) == "/run/s");
+    CHECK(std::all_of(address->record.sun_path + 6, std::end(address->record.sun_path),
+                      [](char byte) { return byte == 0; }));
+}
+
+TEST_CASE("a path of 103 bytes fits and one of 104 does not, counted in bytes") {
+    CHECK(socketAddress(std::string(103, 'a'))->length == 105);
+    CHECK_FALSE(socketAddress(std::string(104, 'a')));
+    std::string path(101, 'a');
+    CHECK(socketAddress(path + "\u00e4"));
+    CHECK_FALSE(socketAddress(path + "a\u00e4"));
+}
