@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
-"""Plays one case folder: one whole run of sorvane-hook, and all that it may and may not leave behind.
+"""Plays a case, or all cases of a topic: whole runs of sorvane-hook, and all that each may and may not leave behind.
 
-README.md names the files of a case. Status 0: the run was as expected; 1: it was not, or the case is wrong;
-77: this machine lacks what the case needs.
+README.md names the files of a case. Status 0: the runs were as expected; 1: one was not, or a case is wrong;
+77: this machine lacks what the case, or each case of the topic, needs.
 """
 
 import argparse
 import errno
 import json
 import os
+import re
 import resource
 import shutil
 import signal
@@ -16,6 +17,8 @@ import subprocess
 import sys
 import threading
 import time
+import traceback
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 sys.dont_write_bytecode = True
@@ -33,8 +36,10 @@ PROCESS_WORDS = {
     "working-directory": 1, "account-home": 0, "socket-path": (1, 2), "simultaneous": 1, "fault": 1, "seconds": 2,
     "decoder": 1,
 }
+ALONE = re.compile(rb"^(simultaneous|descriptors|file-size|ignored) |(closed|broken-pipe)$", re.MULTILINE)
 SKIPPED = 77
-PATIENCE = 20  # seconds for a run; many at once get three times that
+TIMEOUT = 20  # seconds for a run; many at once get three times that
+JOBS = 4  # cases of a topic at a time: those that wait for a timeout of the hook's overlap
 USUAL_EVENT = b'{"prompt":"Look at sorvane://image/@HASH@","cwd":"@WORKSPACE@"}'
 USUAL_ARGUMENTS = b"--agent\n@AGENT@\n--client-id\n@CLIENT@\n--credential-file\n@CREDENTIAL@\n"
 
@@ -209,7 +214,7 @@ class Case:
 
         return settle
 
-    def play(self, patience):
+    def play(self, timeout):
         """One run from start to end: standard output, standard error, status."""
         streams = {name: self.stream(name) for name in ("stdin", "stdout", "stderr")}
         directory = self.stage.expand((self.word("working-directory") or "@WORKSPACE@").encode())
@@ -221,11 +226,11 @@ class Case:
             for descriptor in ours:
                 os.close(descriptor)
         try:
-            output, error = process.communicate(self.event if process.stdin else None, timeout=patience)
+            output, error = process.communicate(self.event if process.stdin else None, timeout=timeout)
         except subprocess.TimeoutExpired:
             os.killpg(process.pid, signal.SIGKILL)
             output, error = process.communicate()
-            raise Unfulfilled(f"the run did not end within {patience} seconds; it printed {output!r} and {error!r}")
+            raise Unfulfilled(f"the run did not end within {timeout} seconds; it printed {output!r} and {error!r}")
         finally:
             for _, _, held in streams.values():
                 for descriptor in held:
@@ -236,12 +241,12 @@ class Case:
         """The results of all runs of the case; `watch` is called all the while when there are many at once."""
         count = int(self.word("simultaneous") or 1)
         if count == 1:
-            return [self.play(PATIENCE)]
+            return [self.play(TIMEOUT)]
         results, failures = [], []
 
         def one():
             try:
-                results.append(self.play(3 * PATIENCE))
+                results.append(self.play(3 * TIMEOUT))
             except Exception as failure:  # told by the main thread
                 failures.append(failure)
 
@@ -270,7 +275,7 @@ class Case:
         finally:
             if application:
                 application.terminate()
-                application.wait(PATIENCE)
+                application.wait(TIMEOUT)
                 application.stdout.close()
         if application:
             check(application.returncode in (0, -signal.SIGTERM), f"the stand-in ended with {application.returncode}")
@@ -314,36 +319,72 @@ def account_at(stage):
 
 
 def play_case(folder, programs, keep=False):
-    """Plays a case and tells what is wrong; gives the status of the whole."""
-    os.umask(0o022)
+    """Plays a case: its status, and what there is to tell."""
     case = None
+    told = ""
     try:
         case = Case(folder, programs)
         case.run()
+        status = 0
     except Skipped as reason:
-        print(f"{folder.name}: skipped: {reason}")
-        return SKIPPED
-    except (OSError, ValueError) as failure:
-        print(f"{folder.name}: {failure}")
+        status, told = SKIPPED, f"{folder}: skipped: {reason}\n"
+    except (OSError, ValueError, Unfulfilled) as failure:
+        status, told = 1, f"{folder}: {failure}\n"
+    except BadCase as failure:
+        status, told = 1, f"{folder}: a wrong case: {failure}\n"
+    except Exception:  # the other cases of the topic are to be played and told all the same
+        status, told = 1, f"{folder}: {traceback.format_exc()}"
+    if case and keep:
+        told += f"the stage is {case.stage.top}\n"
+    elif case:
+        case.stage.remove()
+    return status, told
+
+
+def is_played_alone(folder):
+    """Whether no other case may be played meanwhile: many runs at once want the machine for themselves, what is done
+    between fork and exec is safe only in a process without other threads, and the reading end of a broken pipe must
+    not live on in a run that is just being started."""
+    process = folder / "process"
+    return process.is_file() and ALONE.search(process.read_bytes()) is not None
+
+
+def play_topic(folder, programs, jobs):
+    """Plays the cases of a topic and tells of those that fail or are skipped; gives the status of the whole."""
+    cases = sorted(folder.iterdir())
+    alone = [case for case in cases if is_played_alone(case)]
+    others = [case for case in cases if case not in alone]
+    with ThreadPoolExecutor(jobs) as pool:
+        results = list(pool.map(lambda case: play_case(case, programs), others))
+    results += [play_case(case, programs) for case in alone]
+    statuses = [status for status, _ in results]
+    failed, skipped = statuses.count(1), statuses.count(SKIPPED)
+    print("".join(told for _, told in results), end="")
+    print(f"{folder.name}: {len(cases)} cases, {failed} failed, {skipped} skipped")
+    if failed or not cases:
         return 1
-    except (Unfulfilled, BadCase) as failure:
-        print(f"{folder.name}: {'a wrong case: ' if isinstance(failure, BadCase) else ''}{failure}")
-        return 1
-    finally:
-        if case and keep:
-            print(f"the stage is {case.stage.top}")
-        elif case:
-            case.stage.remove()
-    return 0
+    return SKIPPED if skipped == len(cases) else 0
+
+
+def is_topic(folder):
+    """A topic holds folders only; a case holds a file at least."""
+    return all(path.is_dir() for path in folder.iterdir())
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and sorvane-standin")
-    parser.add_argument("--keep", action="store_true", help="leave the stage where it is and say where")
-    parser.add_argument("case", type=Path)
+    parser.add_argument("--jobs", type=int, default=JOBS, help=f"how many cases of a topic at a time ({JOBS})")
+    parser.add_argument("--keep", action="store_true", help="leave the stage of a single case where it is and say where")
+    parser.add_argument("folder", type=Path, help="a case or a topic")
     options = parser.parse_args()
-    return play_case(options.case.resolve(), options.programs.resolve(), options.keep)
+    folder, programs = options.folder.resolve(), options.programs.resolve()
+    os.umask(0o022)
+    if is_topic(folder):
+        return play_topic(folder, programs, options.jobs)
+    status, told = play_case(folder, programs, options.keep)
+    print(told, end="")
+    return status
 
 
 if __name__ == "__main__":

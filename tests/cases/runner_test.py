@@ -28,6 +28,7 @@ MATCH = {
     "observation": '{"referenceCount":1,"outcome":"matched"}',
 }
 SILENCE = {"event": ""}
+LACKING = SILENCE | {"process": "decoder ours"}
 
 # Where the observation of a run lies, for programs that are a few lines of shell.
 STATE = '"$SORVANE_APP_SUPPORT/Integrations/Agents/codex-hook-state.json"'
@@ -96,7 +97,6 @@ WRONG_PROGRAMS = [
 GOOD_PROGRAMS = [("cat", SILENCE), (GOOD_RECORD, NO_IMAGES)]
 
 
-
 def without_full_device(path, *arguments, **options):
     if path == "/dev/full":
         raise FileNotFoundError(errno.ENOENT, os.strerror(errno.ENOENT), path)
@@ -113,18 +113,58 @@ REAL_OPEN = os.open
 LACKS = [
     (mock.patch("os.open", without_full_device), SILENCE | {"process": "stderr full"}, "/dev/full"),
     (mock.patch("os.symlink", refuse_name), SILENCE | {"set-up": "link @WORKSPACE@/@BYTES(ff)@ a"}, "UTF-8"),
-    (mock.patch("sys.platform", "darwin"), SILENCE | {"process": "decoder ours"}, "decodes"),
+    (mock.patch("sys.platform", "darwin"), LACKING, "decodes"),
 ]
 
 
-def played(folder, programs, files):
+# The cases of a topic by their names, the status of the whole, what is told in full: "@" is the topic's path.
+TOPICS = [
+    ({"good": SILENCE, "also-good": NO_IMAGES}, 0, "topic: 2 cases, 0 failed, 0 skipped\n"),
+    ({"good": SILENCE, "lacking": LACKING, "wrong": SILENCE | {"stdoud": ""}, "wrong-too": {}}, 1,
+     "@/lacking: skipped: the system decodes pictures here\n"
+     "@/wrong: a wrong case: unknown: stdoud\n"
+     "@/wrong-too: stderr differs:\n  --- expected\n  +++ actual\n  @@ -0,0 +1 @@\n"
+     "  +Sorvane: Sorvane is not running or Tandem Link is unavailable.\n"
+     "  expected b''\n"
+     "  actual   b'Sorvane: Sorvane is not running or Tandem Link is unavailable.\\n'\n"
+     "topic: 4 cases, 2 failed, 1 skipped\n"),
+    ({"good": SILENCE, "lacking": LACKING}, 0,
+     "@/lacking: skipped: the system decodes pictures here\ntopic: 2 cases, 0 failed, 1 skipped\n"),
+    ({"lacking": LACKING}, run_case.SKIPPED,
+     "@/lacking: skipped: the system decodes pictures here\ntopic: 1 cases, 0 failed, 1 skipped\n"),
+    ({}, 1, "topic: 0 cases, 0 failed, 0 skipped\n"),
+    ({"nested": {"case": None}}, 1,
+     "@/nested: a wrong case: unknown: case\ntopic: 1 cases, 1 failed, 0 skipped\n"),
+    ({"broken": {"manifest.without": "colour\n"}}, 1, "KeyError: 'colour'"),
+]
+
+# A run marks that it is there, waits, and counts the marks; how many may be there at a time, or must.
+COUNTING = 'touch "@/$$"; sleep 0.5; count=$(ls "@" | wc -l); sleep 0.5; rm "@/$$"; test "$count" %s || exit 3'
+
+
+def write_case(folder, files):
     folder.mkdir()
     for name, text in files.items():
-        (folder / name).write_text(text)
+        if text is None:
+            (folder / name).mkdir()
+        else:
+            (folder / name).write_text(text)
+
+
+def played(folder, programs, files):
+    write_case(folder, files)
+    return run_case.play_case(folder, programs)
+
+
+def played_topic(folder, programs, cases):
+    topic = folder / "topic"
+    topic.mkdir(parents=True)
+    for name, files in cases.items():
+        write_case(topic / name, files)
     told = io.StringIO()
     with contextlib.redirect_stdout(told):
-        status = run_case.play_case(folder, programs)
-    return status, told.getvalue()
+        status = run_case.play_topic(topic, programs, 2)
+    return status, told.getvalue().replace(str(topic), "@")
 
 
 def program_folder(folder, programs, script):
@@ -134,6 +174,44 @@ def program_folder(folder, programs, script):
     hook.chmod(0o755)
     (folder / "sorvane-standin").symlink_to(programs / "sorvane-standin")
     return folder
+
+
+def topic_failures(programs, scratch):
+    for index, (cases, expected, text) in enumerate(TOPICS):
+        with mock.patch("sys.platform", "darwin"):
+            status, told = played_topic(scratch / f"topic-{index}", programs, cases)
+        if status != expected or not (told == text or text.startswith("KeyError") and text in told):
+            yield f"topic {cases}: status {status}, {told!r} instead of {text!r}"
+    marks = scratch / "marks"
+    marks.mkdir()
+    for name, cases, count in [
+        ("overlap", {"one": SILENCE, "other": SILENCE}, "-eq 2"),
+        ("alone", {"one": SILENCE, "pair": SILENCE | {"process": "simultaneous 2"}, "z": SILENCE}, "-le 2"),
+    ]:
+        folder = program_folder(scratch / f"programs-{name}", programs, COUNTING.replace("@", str(marks)) % count)
+        status, told = played_topic(scratch / name, folder, cases)
+        if status != 0:
+            yield f"cases of a topic, {name}: {told}"
+
+
+def misplaced(cases, topics):
+    """Folders beside the topics, and topics that are none: what lies there is played by nobody."""
+    folders = {path.name for path in cases.iterdir() if path.is_dir()} - {"__pycache__"}
+    yield from (f"{cases / name} is not among the topics of CMakeLists.txt" for name in sorted(folders - set(topics)))
+    yield from (f"{cases / name} holds no cases" for name in sorted(topics)
+                if name not in folders or not run_case.is_topic(cases / name))
+
+
+def misplacement_failures(scratch):
+    cases = scratch / "cases"
+    for name in ("topic/case", "stray", "case"):
+        (cases / name).mkdir(parents=True)
+    for name in ("topic/case/event", "case/event", "README.md"):
+        (cases / name).write_text("")
+    found = list(misplaced(cases, ["topic", "case", "missing"]))
+    if found != [f"{cases}/stray is not among the topics of CMakeLists.txt", f"{cases}/case holds no cases",
+                 f"{cases}/missing holds no cases"]:
+        yield f"misplaced folders: {found}"
 
 
 def failures(programs, scratch):
@@ -165,10 +243,16 @@ def failures(programs, scratch):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and sorvane-standin")
-    programs = parser.parse_args().programs.resolve()
-    run_case.PATIENCE = 3  # a program that does not end is to be found out sooner here
+    parser.add_argument("topics", nargs="*", help="the topics that are played")
+    options = parser.parse_args()
+    programs = options.programs.resolve()
+    os.umask(0o022)
+    run_case.TIMEOUT = 3  # a program that does not end is to be found out sooner here
     with tempfile.TemporaryDirectory(prefix="sv-", dir="/tmp") as scratch:
         found = list(failures(programs, Path(scratch)))
+        found += topic_failures(programs, Path(scratch))
+        found += misplacement_failures(Path(scratch))
+    found += misplaced(Path(__file__).resolve().parent, options.topics)
     for failure in found:
         print(failure)
     return 1 if found else 0
