@@ -129,7 +129,7 @@ class Case:
         # There a sanitized program otherwise begins with a word about its memory.
         if sys.platform == "darwin":
             values[b"MallocNanoZone"] = b"0"
-        # The sanitizers need what these runs take away: a tracer's place, the first place in the loading.
+        # These runs have a tracer, which LeakSanitizer wants to be, or load a library before AddressSanitizer's.
         if {"account-home", "fault"} & self.process.keys():
             options = b"detect_leaks=0:verify_asan_link_order=0"
             values[b"ASAN_OPTIONS"] = b":".join(filter(None, [values.get(b"ASAN_OPTIONS"), options]))
@@ -375,7 +375,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and sorvane-standin")
     parser.add_argument("--jobs", type=int, default=JOBS, help=f"how many cases of a topic at a time ({JOBS})")
-    parser.add_argument("--keep", action="store_true", help="leave the stage of a single case where it is and say where")
+    parser.add_argument("--keep", action="store_true", help="leave the stage of a single case and say where it is")
     parser.add_argument("folder", type=Path, help="a case or a topic")
     options = parser.parse_args()
     folder, programs = options.folder.resolve(), options.programs.resolve()
