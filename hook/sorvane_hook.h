@@ -18,9 +18,10 @@ struct Streams {
 /// first.
 ///
 /// The law of output: at most one JSON line on the output, at most one line beginning with
-/// "Sorvane: " on the error stream; a credential on neither. The application's own words of refusal
-/// are passed on as they are, with the line feeds they may hold. Every failure ends here, so the
-/// process ends with status 0 and the prompt goes on. SIGPIPE and SIGXFSZ are ignored from here on.
+/// "Sorvane: " on the error stream; a credential on neither. The one exception: the application's
+/// own words of refusal are passed on as they are, with the line feeds they may hold. Every failure
+/// ends here, so the process ends with status 0 and the prompt goes on. SIGPIPE and SIGXFSZ are
+/// ignored from here on.
 void main(std::span<char* const> arguments, Streams streams = {}) noexcept;
 
 } // namespace sorvane::SorvaneHook

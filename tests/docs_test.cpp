@@ -34,10 +34,17 @@ std::string asRecord(const std::string& sample) {
 
 std::string asJSON(const std::string& sample) { return jsonText(parseJSON(sample)); }
 
+// A file that people write: its line feeds and spaces are theirs, and only its JSON is tried.
+std::string asWritten(const std::string& sample) {
+    parseJSON(sample);
+    return sample.substr(0, sample.size() - 1);
+}
+
 // Every page, with what each of its samples is.
 const std::map<std::string, std::vector<RoundTrip>> pages{
     {"README.md", {}}, // the index
     {"agent-manifest.md", {asRecord<AgentManifest>}},
+    {"agents.md", std::vector<RoundTrip>(6, asWritten)}, // a configuration of each agent with hooks
     {"history-entry.md", {asRecord<HelperEntry>}},
     {"hook-event.md", {asJSON, asJSON, asJSON}}, // the event; two forms of the answer
     {"image-formats.md", {}},                    // a table and no sample
