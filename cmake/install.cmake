@@ -1,6 +1,6 @@
-# What an install lays down: the hook, its decoder in libexec, the headers, the library, and the ways
-# to find it from CMake and pkg-config. The stand-in is no product and stays here. What is not said to
-# be for development is for everybody.
+# What an install lays down: the hook, its decoder in libexec, man pages and completions, the headers,
+# the library, and the ways to find it from CMake and pkg-config. The stand-in is no product and stays
+# here. What is not said to be for development is for everybody.
 
 include(CMakePackageConfigHelpers)
 
@@ -14,6 +14,23 @@ install(TARGETS sorvane-pixels DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
 if(NOT APPLE)
     install(TARGETS sorvane-pixels-extra DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
 endif()
+
+install(FILES packaging/man/sorvane-hook.1 packaging/man/sorvane-doctor.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+# bash and fish look for a file of the command's name. Debian's zsh looks below /usr in a folder of its
+# own, for what comes in packages.
+set(zsh_folder site-functions)
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND NOT APPLE)
+    set(zsh_folder vendor-completions)
+endif()
+install(FILES packaging/completions/_sorvane DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_folder})
+foreach(command IN ITEMS sorvane-hook sorvane-doctor)
+    install(FILES packaging/completions/sorvane.bash RENAME ${command}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    install(FILES packaging/completions/sorvane.fish RENAME ${command}.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endforeach()
 
 install(TARGETS sorvane_helper EXPORT SorvaneTargets COMPONENT development)
 target_include_directories(sorvane_helper INTERFACE $<INSTALL_INTERFACE:${header_folder}>)
