@@ -15,6 +15,21 @@ if(NOT APPLE)
     install(TARGETS sorvane-pixels-extra DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
 endif()
 
+# After stripping, which an install may do to what the rules above lay down and which breaks a
+# signature; and the linker's own is of one architecture. Every slice must be signed to be started.
+if(APPLE)
+    set(signed ${CMAKE_INSTALL_BINDIR}/sorvane-hook
+        ${CMAKE_INSTALL_LIBEXECDIR}/sorvane/sorvane-pixels)
+    if(TARGET sorvane-doctor)
+        list(APPEND signed ${CMAKE_INSTALL_BINDIR}/sorvane-doctor)
+    endif()
+    install(CODE "set(signed ${signed})" COMPONENT programs)
+    install(CODE [[
+        list(TRANSFORM signed PREPEND "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/")
+        execute_process(COMMAND codesign --force --sign - ${signed} COMMAND_ERROR_IS_FATAL ANY)
+    ]] COMPONENT programs)
+endif()
+
 install(FILES packaging/man/sorvane-hook.1 packaging/man/sorvane-doctor.1
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
