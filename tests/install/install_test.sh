@@ -22,6 +22,11 @@ fail() {
 }
 
 [[ -x $prefix/libexec/sorvane/sorvane-pixels ]] || fail 'no decoder in libexec'
+[[ -f $prefix/share/man/man1/sorvane-hook.1 ]] || fail 'no man page'
+for file in bash-completion/completions/sorvane-hook fish/vendor_completions.d/sorvane-hook.fish \
+    zsh/site-functions/_sorvane; do
+    [[ -f $prefix/share/$file ]] || fail "no $file"
+done
 [[ ! -e $prefix/bin/sorvane-standin ]] || fail 'the stand-in is no product'
 said=$("$prefix/bin/sorvane-hook" 2>&1 </dev/null)
 [[ $said == 'Sorvane: Invalid arguments: Agent identity is required.' ]] || fail "hook: $said"
