@@ -39,8 +39,9 @@ std::optional<PictureHeader> BmpDecoder::readHeader() {
     header.size = dib_->size;
     header.samples.channels = dibChannels(*dib_);
     header.rowsInOrder = dib_->topDown;
-    if (dib_->colours == DibColours::srgb) header.colour.emplace_back(DeclaredSrgb{});
-    if (dib_->colours == DibColours::profile) {
+    if (dib_->colours == DibColours::srgb) {
+        header.colour.emplace_back(DeclaredSrgb{});
+    } else if (dib_->colours == DibColours::profile) {
         // The colours must be known before the first pixel is handed over, and writers put the
         // profile behind the last.
         kept_.emplace(dib_->size, header.samples.pixelBytes());

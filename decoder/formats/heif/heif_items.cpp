@@ -4,8 +4,6 @@
 #include <array>
 #include <cstring>
 
-#include "decoder/input/number_reader.h"
-
 namespace sorvane::decoder {
 
 namespace {
@@ -27,7 +25,6 @@ class Run {
 
     /// A number of 0 to 8 bytes.
     std::uint64_t number(unsigned bytes) {
-        std::array<std::uint8_t, 8> digits{};
         const auto found = failed_ || bytes > 8 || end_ - place_ < bytes
                                ? std::span<const std::uint8_t>{}
                                : file_->at(place_, bytes);
@@ -35,9 +32,10 @@ class Run {
             failed_ = true;
             return 0;
         }
-        std::copy(found.begin(), found.end(), digits.end() - bytes);
         place_ += bytes;
-        return *NumberReader(digits, ByteOrder::big).u64(0);
+        std::uint64_t value = 0;
+        for (const std::uint8_t digits : found) value = value << 8 | digits;
+        return value;
     }
     std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
 
