@@ -1,11 +1,14 @@
 #include "decoder/formats/jpeg_xl.h"
 
+#include <algorithm>
+#include <cmath>
 #include <span>
 #include <utility>
 #include <vector>
 
 #include <jxl/decode.h>
 
+#include "decoder/formats/library_versions.h"
 #include "decoder/picture/geometry.h"
 
 namespace sorvane::decoder {
@@ -50,9 +53,11 @@ class JpegXlDecoder final : public Decoder {
     static void takePixels(void* data, std::size_t x, std::size_t y, std::size_t count,
                            const void* pixels);
 
+    const std::uint8_t* rounded(std::span<const float> fractions);
     JxlDecoderStatus proceed();
     bool feed();
     bool hasInks() const;
+    bool scattered() const;
     std::optional<ColourStatements> colours();
 
     ByteSource& file_;
@@ -61,6 +66,7 @@ class JpegXlDecoder final : public Decoder {
     JxlBasicInfo info_{};
     SampleFormat format_;
     PixelSink* sink_ = nullptr;
+    std::vector<std::uint8_t> rounded_;
     std::uint64_t received_ = 0;
 };
 
@@ -120,39 +126,59 @@ std::optional<ColourStatements> JpegXlDecoder::colours() {
     constexpr auto original = JXL_COLOR_PROFILE_TARGET_ORIGINAL;
     constexpr auto pixels = JXL_COLOR_PROFILE_TARGET_DATA;
     JxlColorEncoding said;
-    if (good(JxlDecoderGetColorAsEncodedProfile(decoder, nullptr, original, &said)) &&
+    if (good(askColours(JxlDecoderGetColorAsEncodedProfile, decoder, original, &said)) &&
         isHighDynamicRange(said))
         return std::nullopt;
     if (info_.uses_original_profile == JXL_FALSE) {
         const JxlColorEncoding wanted = srgb(info_.num_color_channels == 1);
         if (!good(JxlDecoderSetPreferredColorProfile(decoder, &wanted))) return std::nullopt;
     }
-    if (good(JxlDecoderGetColorAsEncodedProfile(decoder, nullptr, pixels, &said)) && isSrgb(said))
+    if (good(askColours(JxlDecoderGetColorAsEncodedProfile, decoder, pixels, &said)) &&
+        isSrgb(said))
         return ColourStatements{DeclaredSrgb{}};
     std::size_t length = 0;
-    if (!good(JxlDecoderGetICCProfileSize(decoder, nullptr, pixels, &length)) ||
+    if (!good(askColours(JxlDecoderGetICCProfileSize, decoder, pixels, &length)) ||
         length > profileLimit)
         return std::nullopt;
     IccProfile profile{std::vector<std::uint8_t>(length)};
-    if (!good(
-            JxlDecoderGetColorAsICCProfile(decoder, nullptr, pixels, profile.bytes.data(), length)))
+    if (!good(askColours(JxlDecoderGetColorAsICCProfile, decoder, pixels, profile.bytes.data(),
+                         length)))
         return std::nullopt;
     return ColourStatements{std::move(profile)};
+}
+
+// Whether newer releases scatter the samples as they round them: those of fewer than the eight bits
+// in which they are wanted. They are asked for as fractions instead, and rounded here.
+bool JpegXlDecoder::scattered() const {
+    return !format_.sixteenBits &&
+           (info_.bits_per_sample < 8 || (info_.alpha_bits > 0 && info_.alpha_bits < 8));
+}
+
+const std::uint8_t* JpegXlDecoder::rounded(std::span<const float> fractions) {
+    rounded_.resize(fractions.size());
+    std::ranges::transform(fractions, rounded_.begin(), [](float fraction) {
+        return static_cast<std::uint8_t>(std::lround(255 * std::clamp(fraction, 0.0F, 1.0F)));
+    });
+    return rounded_.data();
 }
 
 void JpegXlDecoder::takePixels(void* data, std::size_t x, std::size_t y, std::size_t count,
                                const void* pixels) {
     auto& decoder = *static_cast<JpegXlDecoder*>(data);
     decoder.received_ += count;
+    const std::size_t samples = count * channelCount(decoder.format_.channels);
+    const auto* bytes = decoder.scattered()
+                            ? decoder.rounded({static_cast<const float*>(pixels), samples})
+                            : static_cast<const std::uint8_t*>(pixels);
     decoder.sink_->take({static_cast<std::uint32_t>(y), static_cast<std::uint32_t>(x), 1,
-                         static_cast<std::uint32_t>(count),
-                         static_cast<const std::uint8_t*>(pixels)});
+                         static_cast<std::uint32_t>(count), bytes});
 }
 
 bool JpegXlDecoder::readPixels(PixelSink& sink) {
     sink_ = &sink;
+    const JxlDataType eightBits = scattered() ? JXL_TYPE_FLOAT : JXL_TYPE_UINT8;
     const JxlPixelFormat format = {static_cast<std::uint32_t>(channelCount(format_.channels)),
-                                   format_.sixteenBits ? JXL_TYPE_UINT16 : JXL_TYPE_UINT8,
+                                   format_.sixteenBits ? JXL_TYPE_UINT16 : eightBits,
                                    JXL_NATIVE_ENDIAN, 0};
     return proceed() == JXL_DEC_NEED_IMAGE_OUT_BUFFER &&
            good(JxlDecoderSetImageOutCallback(decoder_.get(), &format, takePixels, this)) &&

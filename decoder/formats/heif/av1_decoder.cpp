@@ -8,6 +8,7 @@
 #include <dav1d/dav1d.h>
 
 #include "decoder/formats/heif/heif_plugin_image.h"
+#include "decoder/formats/library_versions.h"
 #include "identity/pixel_budget.h"
 
 namespace sorvane::decoder {
@@ -120,9 +121,20 @@ heif_error decode(void* decoder, heif_image** image) {
     return handOver(described(picture), image);
 }
 
+constexpr heif_decoder_plugin calls() {
+    heif_decoder_plugin plugin{};
+    plugin.get_plugin_name = name;
+    plugin.does_support_format = supports;
+    plugin.free_decoder = close;
+    plugin.push_data = push;
+    plugin.decode_image = decode;
+    plugin.set_strict_decoding = setStrict;
+    plugin.id_name = "sorvane";
+    return plugin;
+}
+
 } // namespace
 
-const heif_decoder_plugin av1Decoder = {3,     name, nullptr, nullptr,   supports, open,
-                                        close, push, decode,  setStrict, "sorvane"};
+const heif_decoder_plugin av1Decoder = decoderPlugin<open>(calls());
 
 } // namespace sorvane::decoder

@@ -16,6 +16,7 @@
 #include "decoder/formats/heif/heif_plugin_image.h"
 #include "decoder/formats/heif/hevc_decoder.h"
 #include "decoder/formats/heif/nclx_colour.h"
+#include "decoder/formats/library_versions.h"
 #include "decoder/formats/sample_scaling.h"
 
 namespace sorvane::decoder {
@@ -97,9 +98,10 @@ bool HeifDecoder::decode() {
     const Options options(heif_decoding_options_alloc());
     if (!options) return false;
     options->strict_decoding = 1;
+    setColourOptions(*options);
+    const auto [colours, chroma] = decodedForm(primary_.get());
     heif_image* image = nullptr;
-    if (!good(heif_decode_image(primary_.get(), &image, heif_colorspace_undefined,
-                                heif_chroma_undefined, options.get())))
+    if (!good(heif_decode_image(primary_.get(), &image, colours, chroma, options.get())))
         return false;
     image_.reset(image);
     size_ = sizeOf(heif_image_get_primary_width(image), heif_image_get_primary_height(image));
@@ -108,7 +110,9 @@ bool HeifDecoder::decode() {
 
 // The channels in the order of the samples, each of the whole picture's size.
 bool HeifDecoder::takePlanes() {
-    const bool coloured = heif_image_get_colorspace(image_.get()) == heif_colorspace_RGB;
+    const auto colours = heif_image_get_colorspace(image_.get());
+    const bool coloured = colours == heif_colorspace_RGB;
+    if (!coloured && colours != heif_colorspace_monochrome) return false;
     const bool alpha = heif_image_has_channel(image_.get(), heif_channel_Alpha) != 0;
     format_.channels = channelsOf(coloured, alpha);
     std::vector<heif_channel> channels = {heif_channel_Y};
@@ -137,13 +141,14 @@ std::optional<ColourStatements> HeifDecoder::colours() const {
         if (good(heif_image_handle_get_raw_color_profile(primary_.get(), profile.bytes.data())))
             return ColourStatements{std::move(profile)};
     }
-    // Numbers that libheif does not know fail the call, and still have to be freed.
+    // Numbers that libheif does not know fail the call, and may still have to be freed.
     heif_color_profile_nclx* said = nullptr;
-    bool known = good(heif_image_handle_get_nclx_color_profile(primary_.get(), &said));
-    if (said == nullptr) known = good(heif_image_get_nclx_color_profile(image_.get(), &said));
+    heif_error answer = heif_image_handle_get_nclx_color_profile(primary_.get(), &said);
+    if (answer.code == heif_error_Color_profile_does_not_exist)
+        answer = heif_image_get_nclx_color_profile(image_.get(), &said);
     const Nclx owner(said);
-    if (said == nullptr) return ColourStatements{};
-    if (!known) return std::nullopt;
+    if (answer.code == heif_error_Color_profile_does_not_exist) return ColourStatements{};
+    if (!good(answer)) return std::nullopt;
     auto statement = nclxColour(said->color_primaries, said->transfer_characteristics);
     if (!statement) return std::nullopt;
     return ColourStatements{std::move(*statement)};

@@ -1,9 +1,11 @@
 #include "decoder/formats/heif/heif_input.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <string_view>
 
+#include "decoder/formats/library_versions.h"
 #include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
@@ -42,8 +44,17 @@ std::optional<Box> readBox(std::span<const std::uint8_t> head) {
 
 } // namespace
 
+constexpr heif_reader HeifInput::calls() {
+    heif_reader reader{};
+    reader.get_position = position;
+    reader.read = read;
+    reader.seek = seek;
+    reader.wait_for_file_size = waitForSize;
+    return reader;
+}
+
 bool HeifInput::readBoxes(heif_context* context) {
-    static constexpr heif_reader reader = {1, position, read, seek, waitForSize};
+    static constexpr heif_reader reader = fileReader<available>(calls());
     description_ = findDescription();
     if (!description_) return false;
     end_ = static_cast<std::int64_t>(description_->end);
@@ -78,6 +89,15 @@ heif_reader_grow_status HeifInput::waitForSize(std::int64_t size, void* data) {
         !seemsOver &&
         (size <= 0 || !file.kept_.at(static_cast<std::uint64_t>(size - 1), 1).empty());
     return reached ? heif_reader_grow_status_size_reached : heif_reader_grow_status_size_beyond_eof;
+}
+
+// Where ranges are asked for, the end has to be seen here alone: at the file's beginning, of which
+// libheif asks for a kilobyte, and where the box behind the description would begin.
+std::uint64_t HeifInput::available(std::uint64_t begin, std::uint64_t end, void* data) {
+    HeifInput& file = self(data);
+    file.end_.reset();
+    if (begin == 0 || begin == file.description_->end) end = std::min(end, file.description_->end);
+    return begin + file.kept_.at(begin, std::max(begin, end) - begin).size();
 }
 
 // The body of the first box that describes pictures, whose end the file need not reach.

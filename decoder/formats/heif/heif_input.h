@@ -31,9 +31,11 @@ class HeifInput {
   private:
     static HeifInput& self(void* data) { return *static_cast<HeifInput*>(data); }
     static std::int64_t position(void* data) { return self(data).position_; }
+    static constexpr heif_reader calls();
     static int read(void* to, std::size_t count, void* data);
     static int seek(std::int64_t position, void* data);
     static heif_reader_grow_status waitForSize(std::int64_t size, void* data);
+    static std::uint64_t available(std::uint64_t begin, std::uint64_t end, void* data);
 
     struct Range {
         std::uint64_t begin;

@@ -11,6 +11,7 @@
 #include <libde265/de265.h>
 
 #include "decoder/formats/heif/heif_plugin_image.h"
+#include "decoder/formats/library_versions.h"
 #include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
@@ -102,9 +103,22 @@ heif_error decode(void* decoder, heif_image** image) {
     return coded ? handOver(*coded, image) : undecodable;
 }
 
+constexpr heif_decoder_plugin calls() {
+    heif_decoder_plugin plugin{};
+    plugin.get_plugin_name = name;
+    plugin.init_plugin = initialize;
+    plugin.deinit_plugin = finish;
+    plugin.does_support_format = supports;
+    plugin.free_decoder = close;
+    plugin.push_data = push;
+    plugin.decode_image = decode;
+    plugin.set_strict_decoding = setStrict;
+    plugin.id_name = "sorvane";
+    return plugin;
+}
+
 } // namespace
 
-const heif_decoder_plugin hevcDecoder = {3,     name, initialize, finish,    supports, open,
-                                         close, push, decode,     setStrict, "sorvane"};
+const heif_decoder_plugin hevcDecoder = decoderPlugin<open>(calls());
 
 } // namespace sorvane::decoder
