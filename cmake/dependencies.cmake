@@ -5,19 +5,67 @@
 
 find_package(nlohmann_json 3.10 REQUIRED)
 
-# Makes an imported target of one library file and the folder of its header.
-function(sorvane_library target file header)
+# Fills `result` with the archive of a library and with what that needs in turn: `module` is what
+# pkg-config knows it by, which may know nothing of it. Without an archive the result is empty.
+function(sorvane_archive result library module)
+    if(PKG_CONFIG_FOUND)
+        pkg_check_modules(sorvane_${module} QUIET ${module})
+    endif()
+    find_library(sorvane_${library}_archive NAMES lib${library}.a)
+    mark_as_advanced(sorvane_${library}_archive)
+    set(found ${sorvane_${library}_archive})
+    foreach(name IN LISTS sorvane_${module}_STATIC_LIBRARIES)
+        if(NOT found OR name STREQUAL library OR name MATCHES "^(gcc_s|stdc\\+\\+)$")
+            continue()
+        elseif(NOT name MATCHES "^(dl|m|pthread|rt)$")
+            find_library(sorvane_${name}_archive NAMES lib${name}.a lib${name}.so REQUIRED)
+            mark_as_advanced(sorvane_${name}_archive)
+            set(name ${sorvane_${name}_archive})
+        endif()
+        list(APPEND found ${name})
+    endforeach()
+    set(${result} ${found} PARENT_SCOPE)
+endfunction()
+
+# Makes an imported target of a library of the system:
+#   LIBRARY  the name that a linker knows it by
+#   HEADER   stands in the target's include folder
+#   MODULE   the name that pkg-config knows it by, where that is another
+#   PACKAGE  of Debian and Ubuntu, which brings it
+#   STATIC   nothing but the archive will do; without this the shared library stands in for it
+#   SHARED   the shared library is wanted
+function(sorvane_library target)
     if(TARGET ${target})
         return()
     endif()
-    string(MAKE_C_IDENTIFIER ${target} name)
-    find_library(${name}_file NAMES ${file} REQUIRED)
-    find_path(${name}_include NAMES ${header} REQUIRED)
-    mark_as_advanced(${name}_file ${name}_include)
+    cmake_parse_arguments(PARSE_ARGV 1 its "STATIC;SHARED" "LIBRARY;HEADER;MODULE;PACKAGE" "")
+    if(NOT its_MODULE)
+        set(its_MODULE ${its_LIBRARY})
+    endif()
+    set(files "")
+    set(ending a)
+    if(NOT its_SHARED)
+        sorvane_archive(files ${its_LIBRARY} ${its_MODULE})
+    endif()
+    if(NOT files AND NOT its_STATIC)
+        set(ending so)
+        find_library(sorvane_${its_LIBRARY}_shared NAMES lib${its_LIBRARY}.so)
+        mark_as_advanced(sorvane_${its_LIBRARY}_shared)
+        set(files ${sorvane_${its_LIBRARY}_shared})
+    endif()
+    find_path(sorvane_${its_LIBRARY}_include NAMES ${its_HEADER}
+        HINTS ${sorvane_${its_MODULE}_INCLUDE_DIRS})
+    mark_as_advanced(sorvane_${its_LIBRARY}_include)
+    if(NOT files OR NOT sorvane_${its_LIBRARY}_include)
+        message(FATAL_ERROR "lib${its_LIBRARY}.${ending} and ${its_HEADER} are needed; "
+            "Debian and Ubuntu have them in ${its_PACKAGE}")
+    endif()
+    list(POP_FRONT files file)
     add_library(${target} UNKNOWN IMPORTED GLOBAL)
     set_target_properties(${target} PROPERTIES
-        IMPORTED_LOCATION ${${name}_file}
-        INTERFACE_INCLUDE_DIRECTORIES ${${name}_include})
+        IMPORTED_LOCATION ${file}
+        INTERFACE_INCLUDE_DIRECTORIES ${sorvane_${its_LIBRARY}_include}
+        INTERFACE_LINK_LIBRARIES "${files}")
 endfunction()
 
 # Makes an imported target of a framework of the system.
@@ -34,9 +82,13 @@ if(APPLE)
     sorvane_framework(CoreFoundation)
     set(sorvane_platform_libraries Sorvane::CoreFoundation)
 else()
-    sorvane_library(Sorvane::nettle libnettle.a nettle/sha2.h)
-    sorvane_library(Sorvane::utf8proc libutf8proc.a utf8proc.h)
+    find_package(PkgConfig QUIET)
+    sorvane_library(Sorvane::nettle STATIC
+        LIBRARY nettle HEADER nettle/sha2.h PACKAGE nettle-dev)
+    sorvane_library(Sorvane::utf8proc STATIC
+        LIBRARY utf8proc HEADER utf8proc.h MODULE libutf8proc PACKAGE libutf8proc-dev)
     # Linked only by a program that posts the notification; the hook does not.
-    sorvane_library(Sorvane::systemd libsystemd.so systemd/sd-bus.h)
+    sorvane_library(Sorvane::systemd SHARED
+        LIBRARY systemd HEADER systemd/sd-bus.h PACKAGE libsystemd-dev)
     set(sorvane_platform_libraries Sorvane::nettle Sorvane::utf8proc Sorvane::systemd)
 endif()

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include <openjpeg-2.5/openjpeg.h>
+#include <openjpeg.h>
 
 #include "decoder/formats/c_deleter.h"
 #include "decoder/formats/jpeg2000/jpeg2000_tile_parts.h"
