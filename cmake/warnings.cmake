@@ -1,4 +1,5 @@
-# The warnings that everything of ours is held to; errors in the developer presets.
+# The warnings that everything of ours is held to: errors where the project checks itself, never where
+# somebody builds it with a compiler newer than ours.
 
 option(SORVANE_WARNINGS_AS_ERRORS "Treat warnings as errors" OFF)
 
