@@ -69,7 +69,7 @@ std::optional<nlohmann::json> readEvent(int input) {
     if (text.empty()) return std::nullopt;
     nlohmann::json event = parseJSON(text);
     if (!event.is_object()) return std::nullopt;
-    return event;
+    return std::make_optional(std::move(event));
 }
 
 std::vector<nlohmann::json> identitiesFor(const std::vector<std::string_view>& references,

@@ -26,7 +26,7 @@ std::optional<std::string> digestMember(const nlohmann::json& record, std::strin
 
 std::optional<nlohmann::json> fileIdentity(std::string_view path) {
     try {
-        return HelperIO::attachmentIdentity(absolutePath(path));
+        return std::make_optional(HelperIO::attachmentIdentity(absolutePath(path)));
     } catch (const std::system_error&) {
         return std::nullopt;
     }
@@ -45,7 +45,7 @@ std::optional<nlohmann::json> digestIdentity(const nlohmann::json& record) {
         identity["pixelWidth"] = *width;
         identity["pixelHeight"] = *height;
     }
-    return identity;
+    return std::make_optional(std::move(identity));
 }
 
 std::optional<nlohmann::json> identity(const nlohmann::json& attachment) {
@@ -53,7 +53,7 @@ std::optional<nlohmann::json> identity(const nlohmann::json& attachment) {
     if (!attachment.is_object()) return std::nullopt;
     if (const auto path = textMember(attachment, "file_path")) return fileIdentity(*path);
     if (const auto assetID = digestMember(attachment, "asset_id"))
-        return nlohmann::json{{"assetID", *assetID}};
+        return std::make_optional<nlohmann::json>({{"assetID", *assetID}});
     return digestIdentity(attachment);
 }
 

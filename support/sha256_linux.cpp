@@ -3,6 +3,7 @@
 #include "support/sha256.h"
 
 #include <array>
+#include <cstdint>
 
 #include <nettle/sha2.h>
 
