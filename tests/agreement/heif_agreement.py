@@ -3,10 +3,15 @@
 import struct
 
 import tags
-from heif_files import (AVIF, HEIC, LOSSLESS, box, boxes, clipping, colours, decoded, encoded,
-                        grid, inside, meta, mirroring, profiled, rotation, with_properties)
-from reference import answer, upright
+from heif_files import (AVIF, HEIC, LOSSLESS, box, boxes, clipping, colours, declared, decoded,
+                        encoded, grid, inside, meta, mirroring, profiled, rotation, with_properties)
+from reference import answer, digest, upright
 from samples import close, soft
+
+
+def shown(heif, rows):
+    """The answer for the file's upright pixels, with the size that it declares."""
+    return '%s %d %d\n' % (digest(rows), *declared(heif))
 
 
 def every_form(checker):
@@ -20,7 +25,7 @@ def every_form(checker):
                     heif = encoded(picture, kind, *options)
                     checker.answers('%s, %d channels, %s, %dx%d' %
                                     (kind, channels, name, width, height), heif,
-                                    answer(decoded(heif).pixels()))
+                                    shown(heif, decoded(heif).pixels()))
 
 
 def what_was_written(checker):
@@ -40,7 +45,7 @@ def depths(checker):
         for channels in (1, 3, 4):
             heif = encoded(soft(48, 40, channels, 16), HEIC, '-b', str(bits), *LOSSLESS)
             checker.answers('%d bits, %d channels' % (bits, channels), heif,
-                            answer(decoded(heif).with_bits(bits).pixels()))
+                            shown(heif, decoded(heif).with_bits(bits).pixels()))
 
 
 def turns(checker):
@@ -51,18 +56,15 @@ def turns(checker):
         name = '%s, %d channels' % (kind, channels)
         for quarters, orientation in turned.items():
             checker.answers('%s turned by %d' % (name, quarters),
-                            with_properties(heif, rotation(quarters)), answer(rows, orientation))
+                            with_properties(heif, rotation(quarters)),
+                            shown(heif, upright(rows, orientation)))
             checker.answers('%s turned by %d and mirrored' % (name, quarters),
                             with_properties(heif, rotation(quarters), mirroring(1)),
-                            turned_answer(upright(upright(rows, orientation), 2), rows))
+                            shown(heif, upright(upright(rows, orientation), 2)))
         for axis, orientation in ((0, 4), (1, 2)):
             checker.answers('%s mirrored at %d' % (name, axis),
-                            with_properties(heif, mirroring(axis)), answer(rows, orientation))
-
-
-def turned_answer(rows, stored):
-    """For pixels that are upright already, with the size of the stored ones."""
-    return ' '.join((answer(rows).split()[0], str(len(stored[0])), str(len(stored)))) + '\n'
+                            with_properties(heif, mirroring(axis)),
+                            shown(heif, upright(rows, orientation)))
 
 
 def clippings(checker):
@@ -72,10 +74,10 @@ def clippings(checker):
         part = [row[10:40] for row in rows[8:28]]
         clip = clipping(30, 20, 2, 4)
         checker.answers('%s clipped' % kind, with_properties(heif, clip),
-                        turned_answer(part, rows))
+                        shown(heif, part))
         checker.answers('%s clipped and turned' % kind,
                         with_properties(heif, clip, rotation(3)),
-                        turned_answer(upright(part, 6), rows))
+                        shown(heif, upright(part, 6)))
 
 
 def four_tiles(kind):
@@ -123,17 +125,18 @@ def premultiplication(checker):
     for row in picture.rows:
         row[:] = [tuple(min(value, pixel[3]) for value in pixel) for pixel in row]
     heif = encoded(picture, AVIF, '--premultiplied-alpha', *LOSSLESS)
-    shown = decoded(heif)
+    straight = decoded(heif)
     checker.answers('colours that are multiplied by alpha already', heif, answer(
         [[bytes(min(value, pixel[3]) for value in pixel) for pixel in row]
-         for row in shown.rows]))
+         for row in straight.rows]))
 
 
 def exif_says_nothing(checker):
     heif = encoded(soft(40, 24, 3), HEIC)
     rows = decoded(heif).pixels()
     begin, end = meta(heif)
-    checker.answers('Exif behind everything', heif + box(b'Exif', tags.exif(6)), answer(rows))
+    checker.answers('Exif behind everything', heif + box(b'Exif', tags.exif(6)),
+                    shown(heif, rows))
     checker.check('there is a description', end > begin)
 
 
@@ -142,11 +145,11 @@ def colour_statements(checker):
         heif = encoded(soft(40, 24, 3), kind)
         rows = decoded(heif).pixels()
         checker.answers('%s with a profile of sRGB' % kind,
-                        with_properties(heif, profiled(tags.rgb_profile())), answer(rows))
+                        with_properties(heif, profiled(tags.rgb_profile())), shown(heif, rows))
         for primaries, transfer in ((1, 13), (1, 1), (2, 2), (1, 2)):
             tagged = with_properties(heif, colours(primaries, transfer))
             checker.answers('%s with colours %d, %d' % (kind, primaries, transfer), tagged,
-                            answer(decoded(tagged).pixels()))
+                            shown(heif, decoded(tagged).pixels()))
         wide = with_properties(heif, colours(12, 13))
         profile = profiled(tags.rgb_profile(primaries=tags.DISPLAY_P3))
         checker.answers('%s, wide colours by number as by profile' % kind, wide,

@@ -117,6 +117,21 @@ def with_properties(data, *properties):
     return moved(changed, added)
 
 
+def declared(data):
+    """Width and height of the primary item before it is clipped: newer writers round them up to
+    what they code."""
+    begin, end = meta(data)
+    primary = struct.unpack_from('>H', data, inside(data, b'pitm', begin, end)[0] + 12)[0]
+    iprp, iprp_end = inside(data, b'iprp', begin, end)
+    ipco, ipco_end = inside(data, b'ipco', iprp + 8, iprp_end)
+    properties = list(boxes(data, ipco + 8, ipco_end))
+    at = inside(data, b'ipma', iprp + 8, iprp_end)[0] + 16
+    while struct.unpack_from('>H', data, at)[0] != primary:
+        at += 3 + data[at + 2]
+    own = (properties[(number & 0x7f) - 1] for number in data[at + 3:at + 3 + data[at + 2]])
+    return struct.unpack_from('>II', data, next(at for name, at, _ in own if name == b'ispe') + 12)
+
+
 def rotation(quarters):
     """Against the clock."""
     return box(b'irot', bytes((quarters,)))
