@@ -5,7 +5,7 @@ import zlib
 import jpeg_files
 import png_files
 import tags
-from jpeg_xl_files import LOSSLESS, SIGNATURE, animated, decoded, encoded
+from jpeg_xl_files import LOSSLESS, SIGNATURE, animated, decoded, encoded, noise
 from reference import answer, upright
 from samples import Samples, soft
 
@@ -38,7 +38,7 @@ def containers(checker):
 def with_loss(checker):
     for channels in (1, 2, 3, 4):
         for options in (('-d', '1'), ('-d', '3'), ('-d', '1', '-p'), ('-d', '1', '-m', '1'),
-                        ('-d', '2', '--photon_noise=ISO3200')):
+                        ('-d', '2', noise(3200))):
             jxl = encoded(soft(90, 70, channels).png(), *options)
             checker.answers('%d channels, %s' % (channels, ' '.join(options)), jxl,
                             answer(decoded(jxl).pixels()))
@@ -50,9 +50,10 @@ def orientations(checker):
         turned = jpeg_files.with_segments(jpeg, jpeg_files.exif_segment(tags.exif(orientation)))
         for options in (('-j', '0', *LOSSLESS), ('-j', '0', '-d', '1'), ('-j', '1')):
             jxl = encoded(turned, *options, suffix='.jpg')
-            digest = answer(decoded(jxl).pixels()).split()[0]
+            # Not the turned file's own pixels: what the tool scatters as it rounds, it has turned before.
+            stored = decoded(encoded(jpeg, *options, suffix='.jpg')).pixels()
             checker.answers('orientation %d, %s' % (orientation, ' '.join(options)), jxl,
-                            '%s 37 22\n' % digest)
+                            answer(stored, orientation))
     rows = decoded(encoded(jpeg, '-j', '0', *LOSSLESS, suffix='.jpg')).pixels()
     turned = jpeg_files.with_segments(jpeg, jpeg_files.exif_segment(tags.exif(6)))
     checker.check('the tool turns as we do', upright(rows, 6) == decoded(

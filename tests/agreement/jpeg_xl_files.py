@@ -1,6 +1,7 @@
 """JPEG XL files made and read by the standard tools (cjxl, djxl)."""
 
 import struct
+import subprocess
 
 import png_files
 from samples import from_png, through_tool
@@ -17,6 +18,14 @@ def encoded(source, *options, suffix='.png'):
 def decoded(jxl, *options):
     return from_png(through_tool(jxl, '.jxl', '.png', lambda source, result:
                                  ('djxl', source, result, '--quiet', *options)))
+
+
+def noise(sensitivity):
+    """The option that lays a film's noise over the picture; its name has changed."""
+    shown = subprocess.run(('cjxl', '--help', '-v', '-v'), capture_output=True, check=True).stdout
+    if b'--photon_noise_iso' in shown:
+        return '--photon_noise_iso=%d' % sensitivity
+    return '--photon_noise=ISO%d' % sensitivity
 
 
 def animated(pictures):
