@@ -5,7 +5,8 @@ import struct
 
 from samples import from_png, through_tool
 
-LOSSLESS = ('-L', '-p', 'chroma=444', '--matrix_coefficients=0')
+FULL_COLOUR = ('-p', 'chroma=444')
+LOSSLESS = ('-L', *FULL_COLOUR, '--matrix_coefficients=0')
 HEIC, AVIF = '.heic', '.avif'
 
 
@@ -15,8 +16,8 @@ def encoded(picture, kind, *options):
 
 
 def decoded(heif):
-    return from_png(through_tool(heif, '.heif', '.png',
-                                 lambda source, result: ('heif-convert', source, result)))
+    return from_png(through_tool(heif, '.heif', '.png', lambda source, result:
+                                 ('heif-convert', source, result)))
 
 
 def box(name, body):
