@@ -20,9 +20,9 @@ def pillow(data):
 
 def imagemagick(data, kind):
     """`kind`: the format's name there. Its complaints, which end it with another status than 0,
-    are no obstacle, as long as it gives pixels."""
+    are no obstacle, as long as it gives pixels; without them nothing is returned."""
     shown = subprocess.run(('convert', kind + ':-[0]', '-format', '%w %h\n', '-write', 'info:-',
                             '-depth', '8', 'rgba:-'), input=data, stdout=subprocess.PIPE,
                            stderr=subprocess.DEVNULL).stdout
     size, _, rgba = shown.partition(b'\n')
-    return rows_of(rgba, *(int(number) for number in size.split()))
+    return rows_of(rgba, *(int(number) for number in size.split())) if rgba else None
