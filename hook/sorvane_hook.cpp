@@ -13,10 +13,11 @@
 
 #include "broker/broker_client.h"
 #include "hook/argument_reader.h"
+#include "hook/hook_answer.h"
+#include "hook/hook_event.h"
 #include "hook/image_references.h"
 #include "hook/prompt_hook_observation.h"
 #include "hook/resolve_request.h"
-#include "identity/attachment_identities.h"
 #include "integration/credential_validator.h"
 #include "support/absolute_path.h"
 #include "support/descriptor_io.h"
@@ -72,52 +73,25 @@ std::optional<nlohmann::json> readEvent(int input) {
     return std::make_optional(std::move(event));
 }
 
-std::vector<nlohmann::json> identitiesFor(const std::vector<std::string_view>& references,
-                                          const nlohmann::json& event) {
-    if (references.empty()) return attachmentIdentities(event);
-    std::vector<nlohmann::json> identities;
-    for (const std::string_view reference : references)
-        if (const auto hash = ImageReferences::assetHash(reference))
-            identities.push_back({{"assetID", *hash}});
-    return identities;
-}
-
-std::optional<std::string_view> workspaceRoot(const nlohmann::json& event) {
-    if (const auto directory = textMember(event, "cwd")) return directory;
-    const nlohmann::json* roots = anyMember(event, "workspace_roots");
-    if (roots == nullptr || !roots->is_array() || roots->empty()) return std::nullopt;
-    const bool texts = std::all_of(roots->begin(), roots->end(),
-                                   [](const nlohmann::json& root) { return root.is_string(); });
-    if (!texts) return std::nullopt;
-    return roots->front().get_ref<const std::string&>();
-}
-
-std::int64_t attachmentCount(const nlohmann::json& event) {
-    const nlohmann::json* attachments = anyMember(event, "attachments");
-    const bool isList = attachments != nullptr && attachments->is_array();
-    return isList ? static_cast<std::int64_t>(attachments->size()) : 0;
-}
-
 /// The part of a run that has a valid credential and an event.
 class Run {
   public:
     Run(BrokerIdentity identity, int output) : identity_(std::move(identity)), output_(output) {}
 
     void resolve(const nlohmann::json& event) const {
-        const auto prompt = textMember(event, "prompt").value_or("");
-        const auto references = ImageReferences::inPrompt(prompt);
+        const auto references = ImageReferences::inPrompt(hookEvent::prompt(event));
         const auto observe = [&](std::string_view outcome) {
             PromptHookObservation::record(identity_.clientID, identity_.agent,
-                                          attachmentCount(event),
+                                          hookEvent::attachmentCount(event),
                                           static_cast<std::int64_t>(references.size()), outcome);
         };
 
-        auto identities = identitiesFor(references, event);
+        auto identities = hookEvent::identities(references, event);
         if (identities.empty()) {
             observe("no-image-identities");
             return letPromptGoOn();
         }
-        const auto root = workspaceRoot(event);
+        const auto root = hookEvent::workspaceRoot(event);
         if (!root) return observe("workspace-unavailable");
 
         const std::size_t identityCount = identities.size();
@@ -135,19 +109,13 @@ class Run {
     }
 
   private:
-    // Only this agent waits for a word before it goes on; it takes no context.
-    bool waitsForWord() const { return identity_.agent == "cursor"; }
-
     void letPromptGoOn() const {
-        if (waitsForWord()) HelperIO::writeLine({{"continue", true}}, output_);
+        if (const auto word = hookAnswer::goOn(identity_.agent))
+            HelperIO::writeLine(*word, output_);
     }
 
     void tell(const std::string& block) const {
-        if (waitsForWord()) return letPromptGoOn();
-        HelperIO::writeLine(
-            {{"hookSpecificOutput",
-              {{"hookEventName", "UserPromptSubmit"}, {"additionalContext", block}}}},
-            output_);
+        HelperIO::writeLine(hookAnswer::context(identity_.agent, block), output_);
     }
 
     BrokerIdentity identity_;

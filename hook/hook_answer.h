@@ -1,0 +1,18 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+/// What the hook answers an agent with: one JSON line, or nothing at all.
+namespace sorvane::hookAnswer {
+
+/// The word that lets a prompt go on, for the one agent that waits for it.
+std::optional<nlohmann::json> goOn(std::string_view agent);
+
+/// The context block in the envelope that the agent reads; the agent that takes no context gets the
+/// word to go on.
+nlohmann::json context(std::string_view agent, std::string_view block);
+
+} // namespace sorvane::hookAnswer
