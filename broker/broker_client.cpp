@@ -32,16 +32,6 @@ constexpr std::size_t readChunk = 4096;
 // An answer names a handful of files. More than this is not our peer speaking.
 constexpr std::size_t largestAnswer = 1'048'576;
 
-nlohmann::json envelope(const BrokerIdentity& identity, std::string_view operation,
-                        const std::string& requestID) {
-    return {{"version", 1},
-            {"requestID", requestID},
-            {"operation", operation},
-            {"agent", identity.agent},
-            {"clientID", identity.clientID},
-            {"credential", identity.credential}};
-}
-
 bool answers(const nlohmann::json& answer, std::string_view requestID) {
     return integerMember(answer, "version") == 1 && textMember(answer, "requestID") == requestID;
 }
@@ -94,14 +84,25 @@ std::string receiveAnswer(const UniqueDescriptor& socket) {
 
 } // namespace
 
+nlohmann::json brokerRequest(const BrokerIdentity& identity, std::string_view operation,
+                             const std::string& requestID, nlohmann::json fields) {
+    nlohmann::json request = {{"version", 1},
+                              {"requestID", requestID},
+                              {"operation", operation},
+                              {"agent", identity.agent},
+                              {"clientID", identity.clientID},
+                              {"credential", identity.credential}};
+    for (const auto& [key, value] : fields.items()) request[key] = std::move(value);
+    return request;
+}
+
 BrokerClient::BrokerClient(BrokerIdentity identity, std::filesystem::path socketURL)
     : identity_(std::move(identity)), socketURL_(std::move(socketURL)) {}
 
 nlohmann::json BrokerClient::call(std::string_view operation, nlohmann::json fields) const {
     const std::string requestID = Uuid::random().lowerText();
-    nlohmann::json request = envelope(identity_, operation, requestID);
-    for (const auto& [key, value] : fields.items()) request[key] = std::move(value);
-
+    const nlohmann::json request =
+        brokerRequest(identity_, operation, requestID, std::move(fields));
     nlohmann::json answer = parseJSON(exchange(jsonText(request) + '\n'));
     if (!answers(answer, requestID))
         throw HelperFailure::unavailable("Sorvane returned an invalid broker response.");

@@ -17,6 +17,11 @@ struct BrokerIdentity {
     const std::string credential;
 };
 
+/// The request as it goes over the link: the envelope with the fields of an operation; a field
+/// named like a member of the envelope takes its place.
+nlohmann::json brokerRequest(const BrokerIdentity& identity, std::string_view operation,
+                             const std::string& requestID, nlohmann::json fields);
+
 /// Asks the running application over the Tandem Link: one connection, one JSON line there, one back
 /// (docs/tandem-link.md). Blocks on the calling thread; each write and each read waits at most 2
 /// seconds. Nothing is retried.
@@ -25,8 +30,8 @@ class BrokerClient {
     explicit BrokerClient(BrokerIdentity identity,
                           std::filesystem::path socketURL = HelperPaths().socket);
 
-    /// Sends an operation with its fields, an object; a field named like a member of the envelope
-    /// takes its place. Gives the whole answer object once the application has said yes.
+    /// Sends an operation with its fields, an object (see `brokerRequest`). Gives the whole answer
+    /// object once the application has said yes.
     /// Throws HelperFailure::unavailable when the application cannot be reached, answers badly or
     /// refuses; what `appendJSON` and `parseJSON` throw for fields without a JSON form and an
     /// answer that is not JSON.
