@@ -2,6 +2,9 @@
 // output, "DIGEST WIDTH HEIGHT", the size as the file declares it; or writes nothing, and ends with
 // another status than 0. It never writes to standard error, opens nothing, and ends by itself when
 // SECONDS (1 to 3600) are over.
+//
+// sorvane-pixels SECONDS explain: writes what becomes of the picture and why instead, in lines for
+// the doctor (see `explanation`); everything else is as above.
 
 #include <charconv>
 #include <chrono>
@@ -32,24 +35,31 @@ std::optional<std::chrono::seconds> timeoutFrom(std::string_view text) {
     return std::chrono::seconds(seconds);
 }
 
-// One write: whoever reads gets the whole line or none of it.
-bool answer(const PixelIdentity& identity) {
-    const std::string line = decoderAnswer(identity);
-    return ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+// One write: whoever reads gets the whole answer or none of it.
+bool answer(const std::string& text) {
+    return ::write(STDOUT_FILENO, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+// What the process has to say of the picture; empty: nothing.
+std::string answerFor(decoder::ByteSource& file, bool explains) {
+    if (explains) return decoder::explanation(file);
+    const auto identity = decoder::pixelIdentity(file);
+    return identity ? decoderAnswer(*identity) : "";
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
-    const auto timeout = count == 2 ? timeoutFrom(arguments[1]) : std::nullopt;
+    const bool explains = count == 3 && std::string_view(arguments[2]) == "explain";
+    const auto timeout = count == 2 || explains ? timeoutFrom(arguments[1]) : std::nullopt;
     if (!timeout) return failure;
     decoder::limitTime(*timeout);
     decoder::prepareLibraries();
     decoder::confine(decoder::maxPixelIdentityMemory());
     try {
         decoder::ByteSource file(STDIN_FILENO);
-        const auto identity = decoder::pixelIdentity(file);
-        return identity && answer(*identity) ? 0 : failure;
+        const std::string text = answerFor(file, explains);
+        return !text.empty() && answer(text) ? 0 : failure;
     } catch (const std::bad_alloc&) {
         return failure;
     }

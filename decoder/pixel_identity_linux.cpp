@@ -2,12 +2,39 @@
 
 #include "decoder/pixel_identity.h"
 
+#include <string_view>
+#include <utility>
+
 #include "decoder/colour/colour_engine.h"
 #include "decoder/colour/colour_step.h"
 #include "decoder/formats/decoder_table.h"
 #include "decoder/pixel_hasher.h"
 
 namespace sorvane::decoder {
+
+namespace {
+
+struct StatementText {
+    std::string operator()(const DeclaredSrgb&) const { return "sRGB"; }
+    std::string operator()(const IccProfile& profile) const {
+        return "ICC profile of " + std::to_string(profile.bytes.size()) + " bytes";
+    }
+    std::string operator()(const GammaAndPrimaries&) const { return "gamma and primaries"; }
+};
+
+std::string colourText(const ColourStatements& statements) {
+    if (statements.empty()) return "untagged";
+    std::string text;
+    for (const ColourStatement& statement : statements)
+        text += (text.empty() ? "" : ", ") + std::visit(StatementText{}, statement);
+    return text;
+}
+
+void appendLine(std::string& lines, std::string_view key, std::string_view value) {
+    lines.append(key).append(" ").append(value).append("\n");
+}
+
+} // namespace
 
 void prepareLibraries() { prepareDecoders(); }
 
@@ -24,6 +51,32 @@ std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
     if (!decoder->readPixels(hasher)) return std::nullopt;
     file.drain();
     return PixelIdentity{hasher.hex(), declared.width, declared.height};
+}
+
+std::string explanation(ByteSource& file) {
+    std::string lines;
+    const auto because = [&lines](std::string_view reason) {
+        appendLine(lines, "reason", reason);
+        return std::move(lines);
+    };
+    const auto row = imageFormat(file.peek(signatures::length));
+    if (!row) return because("no image format that is known");
+    appendLine(lines, "format", row->name);
+    const auto decoder = openDecoder(row->format, file);
+    if (!decoder) return because("this program does not decode the format");
+    const auto header = decoder->readHeader();
+    if (!header) return because("the file's header is damaged, or of a kind that is not decoded");
+    const Size declared = header->declared.value_or(header->size);
+    appendLine(lines, "size",
+               std::to_string(declared.width) + ' ' + std::to_string(declared.height));
+    appendLine(lines, "orientation", std::to_string(static_cast<int>(header->orientation)));
+    appendLine(lines, "colour", colourText(header->colour));
+    if (!withinBudget(header->size) || !withinBudget(declared))
+        return because("more than " + std::to_string(pixelBudget) + " pixels");
+    PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
+    if (!decoder->readPixels(hasher)) return because("the picture is damaged");
+    file.drain();
+    return lines;
 }
 
 } // namespace sorvane::decoder

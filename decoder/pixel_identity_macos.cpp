@@ -113,6 +113,19 @@ std::optional<std::string> digestOf(CGImageRef image) {
     return digest.hex();
 }
 
+// Its first 255 bytes: names are short.
+std::string text(CFStringRef string) {
+    std::array<UInt8, 255> bytes{};
+    CFIndex count = 0;
+    ::CFStringGetBytes(string, {0, ::CFStringGetLength(string)}, kCFStringEncodingUTF8, 0, 0,
+                       bytes.data(), bytes.size(), &count);
+    return {bytes.begin(), bytes.begin() + count};
+}
+
+std::string line(const std::string& key, const std::string& value) {
+    return key + ' ' + value + '\n';
+}
+
 } // namespace
 
 void prepareLibraries() {}
@@ -132,6 +145,33 @@ std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
     auto digest = digestOf(image.get());
     if (!digest) return std::nullopt;
     return PixelIdentity{std::move(*digest), declared->width, declared->height};
+}
+
+std::string explanation(ByteSource& file) {
+    const auto data = wholeFile(file);
+    if (!data) return "reason the file is too large\n";
+    const CFOwner source(::CGImageSourceCreateWithData(data.get(), nullptr));
+    const CFStringRef type = source ? ::CGImageSourceGetType(source.get()) : nullptr;
+    if (type == nullptr) return "reason no image format that the system knows\n";
+    std::string lines = line("format", text(type));
+    const CFOwner properties(
+        ::CGImageSourceCopyPropertiesAtIndex(source.get(), firstImage, nullptr));
+    if (!properties) return lines + "reason the file's header is damaged\n";
+    const auto width = integer(properties.get(), kCGImagePropertyPixelWidth);
+    const auto height = integer(properties.get(), kCGImagePropertyPixelHeight);
+    if (!width || !height) return lines + "reason the file does not declare its size\n";
+    lines += line("size", std::to_string(*width) + ' ' + std::to_string(*height));
+    const auto orientation = integer(properties.get(), kCGImagePropertyOrientation);
+    lines += line("orientation", std::to_string(orientation.value_or(1)));
+    const auto profile = static_cast<CFStringRef>(
+        ::CFDictionaryGetValue(properties.get(), kCGImagePropertyProfileName));
+    lines += line("colour", profile != nullptr ? text(profile) : "untagged");
+    const auto declared = declaredSize(source.get());
+    if (!declared)
+        return lines + line("reason", "more than " + std::to_string(pixelBudget) + " pixels");
+    const auto image = uprightImage(source.get(), *declared);
+    if (!image || !digestOf(image.get())) return lines + "reason the picture is damaged\n";
+    return lines;
 }
 
 } // namespace sorvane::decoder

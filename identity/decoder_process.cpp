@@ -1,5 +1,6 @@
 #include "identity/decoder_process.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <filesystem>
@@ -24,21 +25,21 @@ constexpr std::chrono::seconds timeout = 10s;
 
 } // namespace
 
-DecoderProcess::DecoderProcess(std::string_view program)
+DecoderProcess::DecoderProcess(std::string_view program, const std::vector<std::string>& words)
     : deadline_(ChildProcess::Clock::now() + timeout) {
     auto [ours, theirs] = makeSocketPair();
     if (!ours) return;
     // Not a flag of each send: some systems ignore it there and wait.
     ::fcntl(ours.get(), F_SETFL, O_NONBLOCK);
+    std::vector arguments{std::string(program), std::to_string(timeout.count())};
+    arguments.insert(arguments.end(), words.begin(), words.end());
     for (const std::filesystem::path& path : decoderCandidates(program)) {
         try {
             ChildStreams streams;
             streams.connect(theirs.get(), STDIN_FILENO);
             streams.connect(theirs.get(), STDOUT_FILENO);
             streams.connectNull(STDERR_FILENO);
-            process_.emplace(path,
-                             std::vector{std::string(program), std::to_string(timeout.count())},
-                             std::vector<std::string>{}, std::move(streams));
+            process_.emplace(path, arguments, std::vector<std::string>{}, std::move(streams));
             socket_ = std::move(ours);
             return;
         } catch (const std::system_error&) {
@@ -62,11 +63,18 @@ void DecoderProcess::write(std::string_view piece) {
 
 std::optional<PixelIdentity> DecoderProcess::answer() {
     if (!process_) return std::nullopt;
-    ::shutdown(socket_.get(), SHUT_WR);
-    auto identity = parseDecoderAnswer(receive());
+    auto identity = parseDecoderAnswer(receive(maxDecoderAnswer));
     if (identity && !process_->succeeds(deadline_)) identity.reset();
     process_.reset();
     return identity;
+}
+
+std::optional<std::string> DecoderProcess::text(std::size_t limit) {
+    if (!process_) return std::nullopt;
+    std::optional text(receive(limit));
+    if (text->size() > limit || !process_->succeeds(deadline_)) text.reset();
+    process_.reset();
+    return text;
 }
 
 bool DecoderProcess::waitFor(short event) const {
@@ -81,16 +89,19 @@ bool DecoderProcess::waitFor(short event) const {
     }
 }
 
-std::string DecoderProcess::receive() const {
-    std::string line;
+// Ends the input. One byte more than the limit, at most: such an answer is too long.
+std::string DecoderProcess::receive(std::size_t limit) const {
+    ::shutdown(socket_.get(), SHUT_WR);
+    std::string answer;
     std::array<char, maxDecoderAnswer + 1> piece;
-    while (line.size() <= maxDecoderAnswer && waitFor(POLLIN)) {
-        const ssize_t count = ::recv(socket_.get(), piece.data(), piece.size(), 0);
+    while (answer.size() <= limit && waitFor(POLLIN)) {
+        const std::size_t room = std::min(piece.size(), limit + 1 - answer.size());
+        const ssize_t count = ::recv(socket_.get(), piece.data(), room, 0);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) break;
-        line.append(piece.data(), static_cast<std::size_t>(count));
+        answer.append(piece.data(), static_cast<std::size_t>(count));
     }
-    return line;
+    return answer;
 }
 
 } // namespace sorvane

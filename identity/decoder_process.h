@@ -1,9 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "identity/decoder_answer.h"
 #include "support/child_process.h"
@@ -17,7 +19,8 @@ namespace sorvane {
 /// nonsense gives no identity. It is killed, if need be, and reaped before the object is gone.
 class DecoderProcess {
   public:
-    explicit DecoderProcess(std::string_view program);
+    /// `words` follow the time in the program's arguments.
+    explicit DecoderProcess(std::string_view program, const std::vector<std::string>& words = {});
 
     /// Hands over the next piece of the file.
     void write(std::string_view piece);
@@ -25,9 +28,13 @@ class DecoderProcess {
     /// Ends the input and takes the answer; called once.
     std::optional<PixelIdentity> answer();
 
+    /// The same for any other answer: all of it, but no more than `limit` bytes. Nothing when there
+    /// is no decoder, or it did not end well.
+    std::optional<std::string> text(std::size_t limit);
+
   private:
     bool waitFor(short event) const;
-    std::string receive() const;
+    std::string receive(std::size_t limit) const;
 
     ChildProcess::Clock::time_point deadline_;
     UniqueDescriptor socket_;

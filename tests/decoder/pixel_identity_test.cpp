@@ -37,3 +37,21 @@ TEST_CASE("what is no picture, is damaged or too large has no identity") {
         CHECK_FALSE(decoder::pixelIdentity(file.source()));
     }
 }
+
+TEST_CASE("what becomes of a picture, and why, is explained in lines") {
+    const auto explained = [](const Bytes& content) {
+        InputFile file(content);
+        return decoder::explanation(file.source());
+    };
+    const Bytes whole = pngFile({2, 1}, {0, 10, 20}, turned);
+    const std::string known = "format png\nsize 2 1\norientation 6\ncolour untagged\n";
+    CHECK(explained(whole) == known);
+    CHECK(explained(Bytes(whole.begin(), whole.end() - 1)) ==
+          known + "reason the picture is damaged\n");
+    CHECK(explained(bytes("no picture at all")) == "reason no image format that is known\n");
+    CHECK(explained(bytes("\xff\xd8\xff")) ==
+          "format jpeg\nreason the file's header is damaged, or of a kind that is not decoded\n");
+    CHECK(explained(pngFile({8000, 8000}, {0, 10, 20})) ==
+          "format png\nsize 8000 8000\norientation 1\ncolour untagged\n"
+          "reason more than 60000000 pixels\n");
+}

@@ -179,3 +179,21 @@ TEST_CASE("a decoder that hangs is given up 10 seconds after its start, and no s
     for (const auto& child : children) CHECK_FALSE(child->answer());
     CHECK(hasNoChild());
 }
+
+TEST_CASE("an answer of any other kind is taken whole, up to a limit") {
+    const auto textOf = [](const std::string& behaviour, std::size_t limit) {
+        DecoderProcess child(decoder(behaviour));
+        child.write(large);
+        return child.text(limit);
+    };
+    const auto line = textOf("answers_right", 4096);
+    REQUIRE(line);
+    CHECK(parseDecoderAnswer(*line));
+    CHECK(textOf("answers_right", line->size()) == line);
+    CHECK_FALSE(textOf("answers_right", line->size() - 1));
+    CHECK(textOf("answers_nonsense", 4096));
+    CHECK_FALSE(textOf("answers_without_end", 4096));
+    CHECK_FALSE(textOf("answers_and_exits_3", 4096));
+    CHECK_FALSE(DecoderProcess("no_such_decoder").text(4096));
+    CHECK(hasNoChild());
+}

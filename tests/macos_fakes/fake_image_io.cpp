@@ -12,6 +12,9 @@ const ConstantString srgb("sRGB");
 const ConstantString displayP3("Display P3");
 const ConstantString pixelWidth("PixelWidth");
 const ConstantString pixelHeight("PixelHeight");
+const ConstantString orientation("Orientation");
+const ConstantString profileName("ProfileName");
+const ConstantString type("public.png");
 const ConstantString fromImageAlways("ThumbnailFromImageAlways");
 const ConstantString withTransform("ThumbnailWithTransform");
 const ConstantString maxPixelSize("ThumbnailMaxPixelSize");
@@ -45,6 +48,8 @@ const CFStringRef kCGColorSpaceSRGB = &srgb;
 const CFStringRef kCGColorSpaceDisplayP3 = &displayP3;
 const CFStringRef kCGImagePropertyPixelWidth = &pixelWidth;
 const CFStringRef kCGImagePropertyPixelHeight = &pixelHeight;
+const CFStringRef kCGImagePropertyOrientation = &orientation;
+const CFStringRef kCGImagePropertyProfileName = &profileName;
 const CFStringRef kCGImageSourceCreateThumbnailFromImageAlways = &fromImageAlways;
 const CFStringRef kCGImageSourceCreateThumbnailWithTransform = &withTransform;
 const CFStringRef kCGImageSourceThumbnailMaxPixelSize = &maxPixelSize;
@@ -59,6 +64,11 @@ CGImageSourceRef CGImageSourceCreateWithData(CFDataRef data, CFDictionaryRef opt
     return source;
 }
 
+CFStringRef CGImageSourceGetType(CGImageSourceRef source) {
+    world().check(source, "CGImageSourceGetType");
+    return world().called("CGImageSourceGetType", "") ? &type : nullptr;
+}
+
 CFDictionaryRef CGImageSourceCopyPropertiesAtIndex(CGImageSourceRef source, std::size_t index,
                                                    CFDictionaryRef options) {
     world().check(source, "CGImageSourceCopyPropertiesAtIndex");
@@ -68,7 +78,9 @@ CFDictionaryRef CGImageSourceCopyPropertiesAtIndex(CGImageSourceRef source, std:
     auto* properties = world().adopt(std::make_unique<FakeDictionary>());
     for (const auto& [key, value] :
          {std::pair{kCGImagePropertyPixelWidth, declared(world().picture.width)},
-          std::pair{kCGImagePropertyPixelHeight, declared(world().picture.height)}}) {
+          std::pair{kCGImagePropertyPixelHeight, declared(world().picture.height)},
+          std::pair{kCGImagePropertyOrientation, declared(world().picture.orientation)},
+          std::pair{kCGImagePropertyProfileName, declared(world().picture.profile)}}) {
         if (value == nullptr) continue;
         properties->entries[key] = value;
         properties->holds.push_back(value); // the only reference: it ends with the dictionary

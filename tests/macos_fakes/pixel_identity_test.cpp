@@ -198,3 +198,38 @@ TEST_CASE("a file of more than 2 GiB is not kept") {
     world.presentBytes = (2L << 30) - 4;
     CHECK(identityOf(content));
 }
+
+TEST_CASE("what becomes of a picture, and why, is explained in lines") {
+    const auto explained = [] {
+        InputFile file(content);
+        return decoder::explanation(file.source());
+    };
+    const std::string known = "format public.png\nsize 2 1\n";
+    {
+        World world;
+        CHECK(explained() == known + "orientation 1\ncolour untagged\n");
+    }
+    {
+        World world;
+        world.picture.orientation = std::int64_t{6};
+        world.picture.profile = std::string("Display P3");
+        CHECK(explained() == known + "orientation 6\ncolour Display P3\n");
+    }
+    {
+        World world;
+        world.picture.width = std::int64_t{60'000'001};
+        CHECK(explained() == "format public.png\nsize 60000001 1\norientation 1\ncolour untagged\n"
+                             "reason more than 60000000 pixels\n");
+    }
+    {
+        World world;
+        world.failing.insert("CGImageSourceCreateThumbnailAtIndex");
+        CHECK(explained() == known + "orientation 1\ncolour untagged\n"
+                                     "reason the picture is damaged\n");
+    }
+    {
+        World world;
+        world.failing.insert("CGImageSourceCreateWithData");
+        CHECK(explained() == "reason no image format that the system knows\n");
+    }
+}

@@ -34,6 +34,8 @@ struct Picture {
 
     Declared width = std::int64_t{2};
     Declared height = std::int64_t{1};
+    Declared orientation;
+    Declared profile;
     std::size_t decodedWidth = 2;
     std::size_t decodedHeight = 1;
     std::vector<std::uint8_t> pixels = {1, 2, 3, 4, 5, 6, 7, 8};

@@ -11,11 +11,14 @@ using CGImageSourceRef = struct FakeImageSource*;
 
 extern const CFStringRef kCGImagePropertyPixelWidth;
 extern const CFStringRef kCGImagePropertyPixelHeight;
+extern const CFStringRef kCGImagePropertyOrientation;
+extern const CFStringRef kCGImagePropertyProfileName;
 extern const CFStringRef kCGImageSourceCreateThumbnailFromImageAlways;
 extern const CFStringRef kCGImageSourceCreateThumbnailWithTransform;
 extern const CFStringRef kCGImageSourceThumbnailMaxPixelSize;
 
 CGImageSourceRef CGImageSourceCreateWithData(CFDataRef data, CFDictionaryRef options);
+CFStringRef CGImageSourceGetType(CGImageSourceRef source);
 CFDictionaryRef CGImageSourceCopyPropertiesAtIndex(CGImageSourceRef source, std::size_t index,
                                                    CFDictionaryRef options);
 CGImageRef CGImageSourceCreateThumbnailAtIndex(CGImageSourceRef source, std::size_t index,
