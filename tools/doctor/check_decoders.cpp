@@ -1,0 +1,79 @@
+// The decoders: where the library looks for them, and whether the library of each format answers.
+
+#include <algorithm>
+
+#include <unistd.h>
+
+#include "identity/decoder_process.h"
+#include "identity/decoder_program.h"
+#include "tools/doctor/checks.h"
+#include "tools/doctor/decoded_formats.h"
+
+namespace sorvane::doctor {
+
+namespace {
+
+std::string bytesOf(const TinyPicture& picture) {
+    const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
+    const std::string_view text = picture.hexadecimal;
+    std::string bytes;
+    for (std::size_t index = 0; index + 1 < text.size(); index += 2)
+        bytes += static_cast<char>(digit(text[index]) * 16 + digit(text[index + 1]));
+    return bytes;
+}
+
+bool goesThrough(std::string_view program, const TinyPicture& picture) {
+    DecoderProcess decoder(program);
+    decoder.write(bytesOf(picture));
+    const auto answer = decoder.answer();
+    return answer && answer->width == picture.side && answer->height == picture.side;
+}
+
+std::string listed(const std::vector<std::string_view>& names) {
+    std::string text;
+    for (const std::string_view name : names)
+        text += (text.empty() ? "" : ", ") + std::string(name);
+    return text;
+}
+
+Finding failed(const std::string& program, const std::string& text, std::string remedy) {
+    return {"decoder", Status::failed, program + " " + text, std::move(remedy)};
+}
+
+Finding checkDecoder(const std::string& program) {
+    const auto candidates = decoderCandidates(program);
+    const auto place = std::find_if(candidates.begin(), candidates.end(), [](const auto& path) {
+        return ::access(path.c_str(), X_OK) == 0;
+    });
+    if (place == candidates.end())
+        return failed(program,
+                      "is not in " + candidates.front().parent_path().native() +
+                          ", ../libexec/sorvane from there, or " +
+                          candidates.back().parent_path().native(),
+                      "Install Sorvane's helpers again: without it images are known by their "
+                      "files' bytes alone.");
+    std::vector<std::string_view> good;
+    std::vector<std::string_view> bad;
+    for (const TinyPicture& picture : picturesFor(program))
+        (goesThrough(program, picture) ? good : bad).push_back(picture.name);
+    if (good.empty())
+        return failed(program, "(" + place->native() + ") decodes nothing",
+                      "Run it by hand (\"" + program +
+                          " 10 </dev/null\") to see what it lacks, or install Sorvane's helpers "
+                          "again.");
+    if (!bad.empty())
+        return failed(program, "(" + place->native() + ") does not decode " + listed(bad),
+                      "Install the libraries of these formats, or Sorvane's helpers again.");
+    return {"decoder", Status::ok, place->native() + " decodes " + listed(good)};
+}
+
+} // namespace
+
+std::vector<Finding> checkDecoders() {
+    std::vector<Finding> findings;
+    for (const std::string_view program : decoderPrograms())
+        findings.push_back(checkDecoder(std::string(program)));
+    return findings;
+}
+
+} // namespace sorvane::doctor

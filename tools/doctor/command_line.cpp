@@ -1,0 +1,75 @@
+#include "tools/doctor/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <sstream>
+
+#include "integration/agent_identifier.h"
+#include "integration/helper_paths.h"
+#include "support/absolute_path.h"
+#include "support/utf8.h"
+
+namespace sorvane::doctor {
+
+namespace {
+
+constexpr int wrongCommandLine = 2;
+
+std::string agentFault(const std::string& agent) {
+    if (AgentIdentifier::isValid(agent) || (isTesting() && agent == "test")) return "";
+    return "no agent is called so; agents are codex, claude-code, cursor, and \"custom-\" with a "
+           "UUID";
+}
+
+std::string folderFault(const std::string& folder) {
+    std::error_code error;
+    return std::filesystem::is_directory(folder, error) ? "" : "there is no folder " + folder;
+}
+
+} // namespace
+
+std::variant<CommandLine, Answer> readCommandLine(int count, const char* const* arguments) {
+    CommandLine line;
+    std::string agent;
+    std::string workspace;
+    CLI::App app(
+        "Says why an image did not arrive: looks at everything on the way of a prompt from "
+        "an agent to Sorvane, and changes nothing.",
+        "sorvane-doctor");
+    app.footer("Ends with 0 when all is well, 1 when something needs doing, 2 for a wrong command "
+               "line.");
+    app.set_version_flag("--version", "sorvane-doctor " SORVANE_VERSION);
+    app.set_help_flag("--help,-h", "Print this help and exit");
+    auto* agentOption = app.add_option("--agent", agent,
+                                       "The agent to look at; \"event\" takes "
+                                       "codex unless it is given");
+    agentOption->check(CLI::Validator(agentFault, "AGENT"));
+    app.add_option("--workspace", workspace, "A project whose own configuration counts as well")
+        ->check(CLI::Validator(folderFault, "DIR"));
+    app.add_flag("--json", line.json, "Answer with one JSON document");
+    app.fallthrough();
+    app.require_subcommand(0, 1);
+
+    auto* event = app.add_subcommand("event", "Say what the hook would do with an event, and send "
+                                              "nothing");
+    event->add_option("FILE", line.files, "The event; standard input without it or for -")
+        ->expected(0, 1);
+    auto* identity = app.add_subcommand("identity", "Say by what Sorvane may know these files");
+    identity->add_option("FILE", line.files, "The files")->required();
+
+    try {
+        app.parse(count, arguments);
+    } catch (const CLI::ParseError& error) {
+        std::ostringstream output;
+        std::ostringstream problem;
+        const bool wrong = app.exit(error, output, problem) != 0;
+        return Answer{output.str(), wrong ? utf8::repaired(problem.str()) : "",
+                      wrong ? wrongCommandLine : 0};
+    }
+    if (!agent.empty()) line.agent = agent;
+    if (!workspace.empty()) line.workspace = absolutePath(workspace);
+    if (event->parsed()) line.command = CommandLine::Command::event;
+    if (identity->parsed()) line.command = CommandLine::Command::identity;
+    return line;
+}
+
+} // namespace sorvane::doctor

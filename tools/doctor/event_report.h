@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+namespace sorvane::doctor {
+
+/// What the hook would do with an event of an agent, without sending anything; docs/doctor.md names
+/// the keys.
+nlohmann::json eventReport(const nlohmann::json& event, const std::string& agent);
+
+/// The same as lines of text.
+std::string eventText(const nlohmann::json& report);
+
+} // namespace sorvane::doctor

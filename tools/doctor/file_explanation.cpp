@@ -1,0 +1,81 @@
+#include "tools/doctor/file_explanation.h"
+
+#include <optional>
+#include <span>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+#include "identity/decoder_process.h"
+#include "identity/decoder_program.h"
+#include "identity/file_identity.h"
+#include "identity/image_formats.h"
+#include "support/file_reader.h"
+#include "support/json.h"
+#include "support/utf8.h"
+
+namespace sorvane::doctor {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::size_t pieceSize = 131'072;
+
+// Six short lines.
+constexpr std::size_t maxExplanation = 4096;
+
+constexpr std::string_view noAnswer =
+    "the decoder ended without a word: it is missing, or it took more than 10 seconds or more "
+    "memory than it may";
+
+// What the decoder says of the file, or a reason of our own.
+std::string decodersWords(const std::filesystem::path& file) {
+    FileReader reader(file);
+    std::string piece(pieceSize, '\0');
+    std::size_t count = reader.read(std::span(piece));
+    const auto program = decoderProgramFor(std::string_view(piece).substr(0, count));
+    if (!program)
+        return count == 0 ? "reason the file is empty\n" : "reason no image format that is known\n";
+    DecoderProcess decoder(*program, {"explain"});
+    for (; count != 0; count = reader.read(std::span(piece)))
+        decoder.write(std::string_view(piece).substr(0, count));
+    return decoder.text(maxExplanation).value_or("reason " + std::string(noAnswer) + '\n');
+}
+
+void addWords(json& explanation, const std::string& words) {
+    std::istringstream lines(words);
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t blank = line.find(' ');
+        if (blank == line.npos) continue;
+        const std::string key = line.substr(0, blank);
+        const std::string value = utf8::repaired(line.substr(blank + 1));
+        std::istringstream numbers(value);
+        std::int64_t first = 0;
+        std::int64_t second = 0;
+        if (key == "size" && numbers >> first >> second) {
+            explanation["width"] = first;
+            explanation["height"] = second;
+        } else if (key == "orientation" && numbers >> first) {
+            explanation["orientation"] = first;
+        } else if (key == "format" || key == "colour" || key == "reason") {
+            explanation[key] = value;
+        }
+    }
+}
+
+} // namespace
+
+json explainFile(const std::filesystem::path& file) {
+    json explanation = {{"identity", HelperIO::attachmentIdentity(file)}};
+    addWords(explanation, decodersWords(file));
+    // Two runs may end differently, of a file that changes in between or on a machine in distress.
+    const bool hasPixels = anyMember(explanation["identity"], "pixelHash") != nullptr;
+    if (hasPixels)
+        explanation.erase("reason");
+    else if (anyMember(explanation, "reason") == nullptr)
+        explanation["reason"] = noAnswer;
+    return explanation;
+}
+
+} // namespace sorvane::doctor

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace sorvane::doctor {
+
+/// One object a file, in order: what `explainFile` says of it, with its "file"; or "error" with the
+/// reason why it cannot be read. On a terminal a line on standard error tells how far many files
+/// are. docs/doctor.md names the keys.
+nlohmann::json identityReport(const std::vector<std::string>& files);
+
+/// The same as lines of text.
+std::string identityReportText(const nlohmann::json& report);
+
+/// Whether every file could be read.
+bool isComplete(const nlohmann::json& report);
+
+} // namespace sorvane::doctor

@@ -1,0 +1,83 @@
+#include "tools/doctor/near_misses.h"
+
+#include <algorithm>
+
+#include "hook/image_references.h"
+#include "support/utf8.h"
+
+namespace sorvane::doctor {
+
+namespace {
+
+constexpr std::string_view scheme = "sorvane:";
+constexpr std::string_view prefix = ImageReferences::prefix;
+constexpr std::size_t hashLength = 64;
+constexpr std::size_t longestExcerpt = 120;
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool equalsAnyCase(char left, char right) { return lower(left) == lower(right); }
+
+bool startsAnyCase(std::string_view text, std::string_view beginning) {
+    return text.size() >= beginning.size() &&
+           std::equal(beginning.begin(), beginning.end(), text.begin(), equalsAnyCase);
+}
+
+bool isHexadecimal(char c) {
+    return (c >= '0' && c <= '9') || (lower(c) >= 'a' && lower(c) <= 'f');
+}
+
+bool isLetterOrDigit(char c) {
+    return (c >= '0' && c <= '9') || (lower(c) >= 'a' && lower(c) <= 'z');
+}
+
+std::string quoted(char c) {
+    const bool plain = c > ' ' && c < 0x7f;
+    return plain ? std::string("\"") + c + '"' : c == ' ' ? "a blank" : "another character";
+}
+
+std::string excerpt(std::string_view text) {
+    const std::size_t end = std::min(text.find_first_of(" \t\r\n"), longestExcerpt);
+    return utf8::repaired(text.substr(0, end)); // it may be cut inside a character
+}
+
+// Why the hook takes no reference that begins here.
+std::string reason(std::string_view text) {
+    if (!startsAnyCase(text, prefix))
+        return "a reference begins with " + std::string(prefix) +
+               ", and this goes on in another way";
+    if (!text.starts_with(prefix))
+        return "capital letters: a reference begins with " + std::string(prefix) +
+               ", in small ones";
+    text.remove_prefix(prefix.size());
+    const auto end = std::find_if_not(text.begin(), text.end(), isHexadecimal);
+    const auto digits = static_cast<std::size_t>(end - text.begin());
+    const std::string count = std::to_string(digits) + " hexadecimal digits";
+    if (digits > hashLength) return count + ", and 64 are a reference's";
+    if (digits < hashLength)
+        return count + (end == text.end() ? "" : " before " + quoted(*end)) +
+               ", and 64 are a reference's";
+    if (end != text.end() && isLetterOrDigit(*end))
+        return "the letter " + quoted(*end) + " follows the 64th digit";
+    return "it begins or ends inside a character: an accent or a joiner of its neighbour's is part "
+           "of "
+           "it";
+}
+
+} // namespace
+
+std::vector<NearMiss> nearMisses(std::string_view prompt) {
+    const auto references = ImageReferences::inPrompt(prompt);
+    std::vector<NearMiss> found;
+    for (auto place = prompt.begin();; place += static_cast<std::ptrdiff_t>(scheme.size())) {
+        place = std::search(place, prompt.end(), scheme.begin(), scheme.end(), equalsAnyCase);
+        if (place == prompt.end()) return found;
+        const std::string_view text =
+            prompt.substr(static_cast<std::size_t>(place - prompt.begin()));
+        const bool isReference = std::ranges::any_of(
+            references, [&](std::string_view one) { return one.data() == text.data(); });
+        if (!isReference) found.push_back({excerpt(text), reason(text)});
+    }
+}
+
+} // namespace sorvane::doctor
