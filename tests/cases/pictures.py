@@ -30,10 +30,12 @@ def png(size, pixels, text=None):
     return b"\x89PNG\r\n\x1a\n" + header + comment + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
 
 
-def hollow_png(size):
-    """A PNG that declares a size and holds a single row's worth of nothing."""
-    header = chunk(b"IHDR", struct.pack(">IIBBBBB", *size, 8, 6, 0, 0, 0))
-    return b"\x89PNG\r\n\x1a\n" + header + chunk(b"IDAT", zlib.compress(b"\0")) + chunk(b"IEND", b"")
+def black_png(size):
+    """A whole PNG of black pixels, one bit each, so that nothing but its size can be wrong with it."""
+    width, height = size
+    header = chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 1, 0, 0, 0, 0))
+    rows = bytes((1 + (width + 7) // 8) * height)
+    return b"\x89PNG\r\n\x1a\n" + header + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
 
 
 def grey_jpeg(size, orientation):

@@ -145,7 +145,7 @@ class Stage:
             "move": os.rename,
             "png": lambda path, size, pixels, text=None: Path(path).write_bytes(
                 pictures.png(size_of(size), pixels, text)),
-            "hollow-png": lambda path, size: Path(path).write_bytes(pictures.hollow_png(size_of(size))),
+            "black-png": lambda path, size: Path(path).write_bytes(pictures.black_png(size_of(size))),
             "grey-jpeg": lambda path, size, orientation: Path(path).write_bytes(
                 pictures.grey_jpeg(size_of(size), int(orientation))),
             "cut": lambda path, length: os.truncate(path, int(length)),
