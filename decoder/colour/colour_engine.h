@@ -12,34 +12,34 @@
 
 namespace sorvane::decoder {
 
-/// Red, green and blue of sRGB's primaries as amounts of light, 0 to 1; below and above lie the
-/// colours that sRGB cannot show. A broken profile may make them anything, even no numbers. The
-/// fourth means nothing: a processor takes four at once.
+/// The linear light of sRGB's red, green and blue, 0 to 1. Values below and above belong to colours
+/// outside sRGB; a broken profile may give anything, NaN included. The fourth element is padding: a
+/// processor computes four at once.
 using Light [[gnu::vector_size(16)]] = float;
 
-/// What the engine takes at most, in bytes of address space. A profile is there four times while a
-/// conversion is built of it: as the file has it, as the engine has copied it, and its tables
-/// twice, which may have grown to double their size; and once more while they are joined.
-inline constexpr std::uint64_t engineMemory = std::uint64_t{8} * profileLimit;
+/// The address space that the engine takes at most, in bytes. While a conversion is built there are
+/// the profile as read, the engine's copy of it, its tables twice, and once more while they are
+/// joined; tables may grow to double the profile's size.
+inline constexpr std::uint64_t engineMemory = std::uint64_t{8} * maxProfileBytes;
 
-/// little-cms2, evaluating a picture's own colour space: perceptual intent, no compensation of
-/// black points. It is exact before it is fast, and says nothing about its errors.
+/// little-cms2, evaluating a picture's own colour space: perceptual intent, no black-point
+/// compensation, set up for exact results rather than for speed.
 class ColourEngine {
   public:
-    /// Nothing: the engine does not take the profile, or not for these samples.
+    /// Nothing when the engine rejects the profile, or cannot use it for these samples.
     static std::optional<ColourEngine> fromProfile(std::span<const std::uint8_t> bytes,
                                                    SampleFormat format);
 
-    /// A display of this encoding gamma and these chromaticities, or for grey samples a scale of
-    /// this gamma alone.
-    static std::optional<ColourEngine> fromGamma(const GammaAndPrimaries& said,
+    /// The colour space of a display with this encoding gamma and these chromaticities; grey
+    /// samples have the gamma alone. Nothing when these make no colour space.
+    static std::optional<ColourEngine> fromGamma(const GammaAndPrimaries& statement,
                                                  SampleFormat format);
 
-    /// The colours of `count` pixels; alpha is passed over.
+    /// The light of `count` pixels; alpha is skipped.
     void convert(const std::uint8_t* samples, std::size_t count, Light* lights) const;
 
-    /// Whether a colour is the sum of what its three channels give alone, as it is with a profile
-    /// of matrix and curves.
+    /// True when a colour is the sum of what each of its three channels gives alone, as with a
+    /// profile of matrix and curves.
     bool additive() const { return additive_; }
 
   private:
@@ -59,7 +59,7 @@ class ColourEngine {
     Transform transform_;
     std::size_t pixelBytes_ = 0;
     bool additive_ = false;
-    // The transform ends in Lab of 16 bits, not in XYZ.
+    // The transform gives Lab of 16 bits instead of XYZ.
     bool byTable_ = false;
 };
 

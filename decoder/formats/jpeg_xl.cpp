@@ -138,7 +138,7 @@ std::optional<ColourStatements> JpegXlDecoder::colours() {
         return ColourStatements{DeclaredSrgb{}};
     std::size_t length = 0;
     if (!good(askColours(JxlDecoderGetICCProfileSize, decoder, pixels, &length)) ||
-        length > profileLimit)
+        length > maxProfileBytes)
         return std::nullopt;
     IccProfile profile{std::vector<std::uint8_t>(length)};
     if (!good(askColours(JxlDecoderGetColorAsICCProfile, decoder, pixels, profile.bytes.data(),

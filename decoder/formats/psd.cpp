@@ -118,7 +118,7 @@ bool PsdDecoder::readForm() {
 bool PsdDecoder::readColourTable() {
     const auto count = number(4);
     if (!count) return false;
-    const std::uint64_t end = file_.place() + *count;
+    const std::uint64_t end = file_.offset() + *count;
     if (mode_ == Mode::indexed && (*count < palette_.size() || !file_.read(palette_))) return false;
     return file_.skipTo(end);
 }
@@ -126,8 +126,8 @@ bool PsdDecoder::readColourTable() {
 bool PsdDecoder::readResources() {
     const auto count = number(4);
     if (!count) return false;
-    const std::uint64_t end = file_.place() + *count;
-    while (file_.place() < end && readResource(end)) continue;
+    const std::uint64_t end = file_.offset() + *count;
+    while (file_.offset() < end && readResource(end)) continue;
     return file_.skipTo(end);
 }
 
@@ -135,16 +135,16 @@ bool PsdDecoder::readResources() {
 // follows is none, or is not of interest any more.
 bool PsdDecoder::readResource(std::uint64_t end) {
     constexpr std::size_t shortest = 12;
-    if (end - file_.place() < shortest || !file_.skip(4)) return false;
+    if (end - file_.offset() < shortest || !file_.skip(4)) return false;
     const auto id = number(2);
     const auto name = number(1);
-    if (!id || !name || end - file_.place() < (*name | 1) || !file_.skip(*name | 1)) return false;
-    if (end - file_.place() < 4) return false;
+    if (!id || !name || end - file_.offset() < (*name | 1) || !file_.skip(*name | 1)) return false;
+    if (end - file_.offset() < 4) return false;
     const auto count = number(4);
-    if (!count || *count > end - file_.place()) return false;
+    if (!count || *count > end - file_.offset()) return false;
     if (*id != profileResource)
-        return *count + *count % 2 <= end - file_.place() && file_.skip(*count + *count % 2);
-    if (*count > profileLimit) return false;
+        return *count + *count % 2 <= end - file_.offset() && file_.skip(*count + *count % 2);
+    if (*count > maxProfileBytes) return false;
     profile_.emplace().bytes.resize(static_cast<std::size_t>(*count));
     if (!file_.read(profile_->bytes)) profile_.reset();
     return false;
@@ -154,26 +154,26 @@ bool PsdDecoder::readResource(std::uint64_t end) {
 // negative then. Of 16 bits they lie in a block of their own behind.
 bool PsdDecoder::readLayers() {
     const auto all = length();
-    if (!all || *all > UINT64_MAX - file_.place()) return false;
-    const std::uint64_t end = file_.place() + *all;
+    if (!all || *all > UINT64_MAX - file_.offset()) return false;
+    const std::uint64_t end = file_.offset() + *all;
     if (*all < 8) return file_.skipTo(end);
     const auto count = length();
     if (!count) return false;
-    if (*count <= end - file_.place()) {
-        const std::uint64_t layersEnd = file_.place() + *count;
+    if (*count <= end - file_.offset()) {
+        const std::uint64_t layersEnd = file_.offset() + *count;
         if (*count > 0 && (!readLayerCount(layersEnd) || !file_.skipTo(layersEnd))) return false;
-        const auto maskLength = end - file_.place() < 4 ? std::nullopt : number(4);
-        if (maskLength && *maskLength <= end - file_.place()) {
+        const auto maskLength = end - file_.offset() < 4 ? std::nullopt : number(4);
+        if (maskLength && *maskLength <= end - file_.offset()) {
             if (!file_.skip(*maskLength)) return false;
             const std::size_t shortest = version_ == largeDocument ? 16 : 12;
-            while (end - file_.place() >= shortest && readLayerBlock(end)) continue;
+            while (end - file_.offset() >= shortest && readLayerBlock(end)) continue;
         }
     }
     return file_.skipTo(end);
 }
 
 bool PsdDecoder::readLayerCount(std::uint64_t end) {
-    if (end - file_.place() < 2) return true;
+    if (end - file_.offset() < 2) return true;
     const auto count = number(2);
     transparent_ |= count && *count >> 15 != 0;
     return count.has_value();
@@ -194,8 +194,8 @@ bool PsdDecoder::readLayerBlock(std::uint64_t sectionEnd) {
         return false;
     const bool isLarge = std::ranges::find(large, name) != large.end();
     const auto count = isLarge ? length() : number(4);
-    if (!count || *count > sectionEnd - file_.place()) return false;
-    const std::uint64_t end = std::min(sectionEnd, file_.place() + (*count + 3) / 4 * 4);
+    if (!count || *count > sectionEnd - file_.offset()) return false;
+    const std::uint64_t end = std::min(sectionEnd, file_.offset() + (*count + 3) / 4 * 4);
     transparent_ |= name == "Mtrn" || name == "Mt16";
     if (name == "Lr16" && !readLayerCount(end)) return false;
     return file_.skipTo(end);

@@ -11,9 +11,9 @@ constexpr std::size_t firstCapacity = 262'144;
 } // namespace
 
 std::span<const std::uint8_t> BufferedFile::at(std::uint64_t offset, std::size_t count) noexcept {
-    if (offset >= limit_) return {};
+    if (offset >= maxSize_) return {};
     const auto begin = static_cast<std::size_t>(offset);
-    const std::size_t end = begin + std::min(count, limit_ - begin);
+    const std::size_t end = begin + std::min(count, maxSize_ - begin);
     if (end > size_) keep(end);
     if (begin >= size_) return {};
     return {bytes_.get() + begin, std::min(end, size_) - begin};
@@ -30,7 +30,7 @@ void BufferedFile::keep(std::size_t end) noexcept {
 }
 
 bool BufferedFile::grow(std::size_t capacity) noexcept {
-    capacity = std::min(capacity, limit_);
+    capacity = std::min(capacity, maxSize_);
     void* moved = std::realloc(bytes_.get(), capacity);
     if (moved == nullptr) return false;
     static_cast<void>(bytes_.release());

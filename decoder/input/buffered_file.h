@@ -10,17 +10,17 @@
 
 namespace sorvane::decoder {
 
-/// A file for the formats whose readers jump about in it. It is read no further than it is asked
-/// for, and what has been read is kept, so a picture takes as much memory as lies before its own
-/// last byte, whatever follows.
+/// A file for formats that are read at any offset. It is read no further than it is asked for, and
+/// what has been read is kept: a picture takes as much memory as the file up to the picture's last
+/// byte.
 class BufferedFile {
   public:
-    /// Keeps at most `limit` bytes of `file`, which must outlive this: what lies beyond is as if
-    /// the file had ended.
-    BufferedFile(ByteSource& file, std::size_t limit) : file_(file), limit_(limit) {}
+    /// Keeps at most `maxSize` bytes of `file`, which must outlive this; after them the file counts
+    /// as ended.
+    BufferedFile(ByteSource& file, std::size_t maxSize) : file_(file), maxSize_(maxSize) {}
 
-    /// Up to `count` bytes from `offset` on, fewer only at the end. Valid until the next call. For
-    /// want of memory, too, the file ends; nothing here throws, so decoders written in C may call
+    /// Up to `count` bytes from `offset` on, fewer only at the end of the file or for want of
+    /// memory. Valid until the next call. Nothing here throws, so decoders written in C may call
     /// it.
     std::span<const std::uint8_t> at(std::uint64_t offset, std::size_t count) noexcept;
 
@@ -33,10 +33,10 @@ class BufferedFile {
     };
 
     ByteSource& file_;
-    std::size_t limit_;
+    std::size_t maxSize_;
     std::size_t size_ = 0;
     std::size_t capacity_ = 0;
-    // Not a vector: this memory grows in place, or is moved by the system without being copied.
+    // Not a vector: `realloc` often grows without copying.
     std::unique_ptr<std::uint8_t, Free> bytes_;
 };
 

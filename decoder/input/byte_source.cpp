@@ -34,13 +34,13 @@ std::size_t ByteSource::read(std::span<std::uint8_t> to) noexcept {
     return taken;
 }
 
-std::span<const std::uint8_t> ByteSource::takePiece(std::size_t most) noexcept {
-    if (begin_ == end_ && most > 0) {
+std::span<const std::uint8_t> ByteSource::takePiece(std::size_t maxCount) noexcept {
+    if (begin_ == end_ && maxCount > 0) {
         begin_ = end_ = 0;
         fill();
     }
     const std::span<const std::uint8_t> piece(buffer_.data() + begin_,
-                                              std::min(most, end_ - begin_));
+                                              std::min(maxCount, end_ - begin_));
     begin_ += piece.size();
     return piece;
 }

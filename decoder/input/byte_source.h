@@ -8,8 +8,8 @@
 
 namespace sorvane::decoder {
 
-/// The file's bytes as they are poured in: forwards only, once, through one small buffer. A read
-/// that fails is the end of the file. Nothing here throws, so decoders written in C may call it.
+/// The file's bytes in order, each once, through one small buffer. A read that fails is the end of
+/// the file. Nothing here throws, so decoders written in C may call it.
 class ByteSource {
     // Large enough that a file of megabytes is a few hundred reads, small beside the 16 MiB that
     // the whole process may use.
@@ -28,11 +28,11 @@ class ByteSource {
     /// Takes bytes until `to` is full; gives how many came, fewer only at the end of the file.
     std::size_t read(std::span<std::uint8_t> to) noexcept;
 
-    /// Takes whatever lies ready, but no more than `most`; at least one byte unless the file is at
-    /// its end or `most` is 0. Valid until the next call.
-    std::span<const std::uint8_t> takePiece(std::size_t most = bufferSize) noexcept;
+    /// Takes the bytes that are ready, `maxCount` at most; at least one unless the file is at its
+    /// end or `maxCount` is 0. Valid until the next call.
+    std::span<const std::uint8_t> takePiece(std::size_t maxCount = bufferSize) noexcept;
 
-    /// Takes the rest, so that whoever pours is not cut short.
+    /// Takes the rest, so that whoever writes the file is not cut short.
     void drain() noexcept;
 
   private:

@@ -9,7 +9,7 @@ namespace sorvane::decoder {
 
 enum class ByteOrder { big, little };
 
-/// Numbers out of bytes that nobody has checked: a read that is not wholly inside gives nothing.
+/// Reads numbers from unchecked bytes: nothing for a number that is not wholly inside.
 class NumberReader {
   public:
     NumberReader(std::span<const std::uint8_t> bytes, ByteOrder order)

@@ -7,7 +7,7 @@ namespace sorvane::decoder {
 
 bool SequentialReader::read(std::span<std::uint8_t> to) noexcept {
     const std::size_t came = file_.read(to);
-    place_ += came;
+    offset_ += came;
     return came == to.size();
 }
 
@@ -18,17 +18,17 @@ std::optional<std::uint8_t> SequentialReader::byte() noexcept {
 }
 
 bool SequentialReader::skip(std::uint64_t count) noexcept {
-    std::array<std::uint8_t, 16'384> passed;
+    std::array<std::uint8_t, 16'384> skipped;
     while (count > 0) {
-        const auto next = static_cast<std::size_t>(std::min<std::uint64_t>(count, passed.size()));
-        if (!read(std::span(passed).first(next))) return false;
+        const auto next = static_cast<std::size_t>(std::min<std::uint64_t>(count, skipped.size()));
+        if (!read(std::span(skipped).first(next))) return false;
         count -= next;
     }
     return true;
 }
 
-bool SequentialReader::skipTo(std::uint64_t place) noexcept {
-    return place >= place_ && skip(place - place_);
+bool SequentialReader::skipTo(std::uint64_t offset) noexcept {
+    return offset >= offset_ && skip(offset - offset_);
 }
 
 } // namespace sorvane::decoder

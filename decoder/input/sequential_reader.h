@@ -8,11 +8,11 @@
 
 namespace sorvane::decoder {
 
-/// A file's bytes in their order, with the place that has been reached: for the formats that give
-/// the places of their parts and lay them out so that none lies behind.
+/// A file's bytes in order, with the offset that has been reached: for formats whose parts lie in
+/// the order in which they are read.
 class SequentialReader {
   public:
-    /// Begins at the place 0, the next byte of `file`, which must outlive this.
+    /// Offset 0 is the next byte of `file`, which must outlive this.
     explicit SequentialReader(ByteSource& file) : file_(file) {}
 
     /// False when the file ends before `to` is full.
@@ -21,17 +21,17 @@ class SequentialReader {
     /// The next byte; nothing at the end of the file.
     std::optional<std::uint8_t> byte() noexcept;
 
-    /// Passes over `count` bytes, keeping none. False when the file ends among them.
+    /// Skips `count` bytes. False when the file ends among them.
     bool skip(std::uint64_t count) noexcept;
 
-    /// Goes on to `place`. False when it lies behind, or beyond the end of the file.
-    bool skipTo(std::uint64_t place) noexcept;
+    /// Skips to `offset`. False when that has been passed, or lies beyond the end of the file.
+    bool skipTo(std::uint64_t offset) noexcept;
 
-    std::uint64_t place() const { return place_; }
+    std::uint64_t offset() const { return offset_; }
 
   private:
     ByteSource& file_;
-    std::uint64_t place_ = 0;
+    std::uint64_t offset_ = 0;
 };
 
 } // namespace sorvane::decoder

@@ -8,7 +8,7 @@
 
 namespace sorvane::decoder {
 
-/// The file says in so many words that it is sRGB.
+/// The file says that it is sRGB.
 struct DeclaredSrgb {};
 
 /// An ICC profile as the file carries it: nothing about it has been checked.
@@ -26,11 +26,11 @@ struct GammaAndPrimaries {
 /// One thing that a file says about its colours.
 using ColourStatement = std::variant<DeclaredSrgb, IccProfile, GammaAndPrimaries>;
 
-/// All that a file says, the statement that counts most first. Empty: the file is untagged.
+/// All that a file says, in order of precedence. Empty: the file is untagged.
 using ColourStatements = std::vector<ColourStatement>;
 
 /// The largest profile that is read: what 255 pieces of a JPEG can carry, and no profile made for
 /// pictures is larger.
-inline constexpr std::size_t profileLimit = std::size_t{255} * 65'519;
+inline constexpr std::size_t maxProfileBytes = std::size_t{255} * 65'519;
 
 } // namespace sorvane::decoder

@@ -60,7 +60,7 @@ bool BmpDecoder::readPixels(PixelSink& sink) {
 
 std::optional<IccProfile> BmpDecoder::readProfile() {
     const std::uint64_t place = std::uint64_t{fileHeaderLength} + dib_->profilePlace;
-    if (dib_->profileLength > profileLimit || !file_.skipTo(place)) return std::nullopt;
+    if (dib_->profileLength > maxProfileBytes || !file_.skipTo(place)) return std::nullopt;
     IccProfile profile;
     profile.bytes.resize(dib_->profileLength);
     if (!file_.read(profile.bytes)) return std::nullopt;

@@ -144,8 +144,8 @@ bool HeaderReader::readPalette() {
     std::uint64_t entries = form_ >= windows ? u32(32) : 0;
     if (entries == 0 && hasPalette()) entries = std::uint64_t{1} << header_.depth;
     if (pixels_ != 0) {
-        if (pixels_ < file_.place()) return false;
-        entries = std::min(entries, (pixels_ - file_.place()) / entryLength);
+        if (pixels_ < file_.offset()) return false;
+        entries = std::min(entries, (pixels_ - file_.offset()) / entryLength);
     }
     if (!hasPalette()) return file_.skip(entries * entryLength);
     const std::uint64_t used = std::min(entries, std::uint64_t{1} << header_.depth);

@@ -136,7 +136,7 @@ bool HeifDecoder::takePlanes() {
 // A profile goes before numbers, the item's word before that of the coded picture.
 std::optional<ColourStatements> HeifDecoder::colours() const {
     const std::size_t length = heif_image_handle_get_raw_color_profile_size(primary_.get());
-    if (length > 0 && length <= profileLimit) {
+    if (length > 0 && length <= maxProfileBytes) {
         IccProfile profile{std::vector<std::uint8_t>(length)};
         if (good(heif_image_handle_get_raw_color_profile(primary_.get(), profile.bytes.data())))
             return ColourStatements{std::move(profile)};

@@ -166,7 +166,7 @@ std::optional<PictureHeader> Jpeg2000Decoder::readHeader() {
         if (!profile) return std::nullopt;
     }
     // In a profile's place without a length stand the numbers of CIELab.
-    if (profile && (length == 0 || length > profileLimit)) return std::nullopt;
+    if (profile && (length == 0 || length > maxProfileBytes)) return std::nullopt;
     if (profile) {
         const std::span bytes(image_->icc_profile_buf, length);
         header.colour.emplace_back(IccProfile{{bytes.begin(), bytes.end()}});

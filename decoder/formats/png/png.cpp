@@ -27,7 +27,7 @@ constexpr std::size_t ownChunkStride = 5;
 constexpr std::size_t ownChunkCount = ownChunks.size() / ownChunkStride;
 
 // A chunk of these names is kept in memory only up to this size, twice what a profile may have.
-constexpr png_alloc_size_t chunkLimit = 2 * profileLimit;
+constexpr png_alloc_size_t chunkLimit = 2 * maxProfileBytes;
 
 // A picture has one chunk of each name; libpng's count stops two short of the number it is given.
 // Repeats would otherwise fill the memory.

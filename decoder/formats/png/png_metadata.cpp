@@ -57,7 +57,7 @@ std::optional<IccProfile> inflatedProfile(Bytes compressed) {
     std::vector<std::uint8_t> profile(4);
     if (!inflater.fill(profile)) return std::nullopt;
     const std::uint32_t length = *NumberReader(profile, ByteOrder::big).u32(0);
-    if (length < profile.size() || length > profileLimit) return std::nullopt;
+    if (length < profile.size() || length > maxProfileBytes) return std::nullopt;
     profile.resize(length);
     if (!inflater.fill(std::span(profile).subspan(4))) return std::nullopt;
     return IccProfile{std::move(profile)};

@@ -158,7 +158,7 @@ std::size_t TiffFile::read(std::uint64_t offset, std::span<std::uint8_t> to) noe
 }
 
 std::optional<IccProfile> TiffFile::profile() {
-    if (profileLength_ == 0 || profileLength_ > profileLimit) return std::nullopt;
+    if (profileLength_ == 0 || profileLength_ > maxProfileBytes) return std::nullopt;
     const auto bytes = file_.at(profilePlace_, profileLength_);
     if (bytes.size() < profileLength_) return std::nullopt;
     return IccProfile{{bytes.begin(), bytes.end()}};

@@ -173,7 +173,7 @@ ContainerReader::Found ContainerReader::keepColours(RiffChunks& from, const Riff
 }
 
 void ContainerReader::takeProfile(const RiffChunk& chunk) {
-    if (!picture_.colour.empty() || chunk.size > profileLimit) return;
+    if (!picture_.colour.empty() || chunk.size > maxProfileBytes) return;
     IccProfile profile{std::vector<std::uint8_t>(chunk.size)};
     if (file_.read(profile.bytes) == chunk.size) picture_.colour.emplace_back(std::move(profile));
 }

@@ -30,8 +30,8 @@ Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t count) {
 } // namespace
 
 TEST_CASE("any piece of the file is to be had, in any order, as often as it is asked for") {
-    InputFile poured(content());
-    decoder::BufferedFile file(poured.source(), 1'000'000);
+    InputFile input(content());
+    decoder::BufferedFile file(input.source(), 1'000'000);
     CHECK(piece(file, 50'000, 7) == piece(content(), 50'000, 7));
     CHECK(piece(file, 0, 9) == piece(content(), 0, 9));
     CHECK(piece(file, 50'000, 7) == piece(content(), 50'000, 7));
@@ -40,8 +40,8 @@ TEST_CASE("any piece of the file is to be had, in any order, as often as it is a
 }
 
 TEST_CASE("at its end the file gives what there is") {
-    InputFile poured(content());
-    decoder::BufferedFile file(poured.source(), 1'000'000);
+    InputFile input(content());
+    decoder::BufferedFile file(input.source(), 1'000'000);
     CHECK(piece(file, length - 3, 10) == piece(content(), length - 3, 3));
     CHECK(piece(file, length, 10).empty());
     CHECK(piece(file, 999'999, SIZE_MAX).empty());
@@ -50,16 +50,16 @@ TEST_CASE("at its end the file gives what there is") {
 }
 
 TEST_CASE("the file is read no further than it is asked for") {
-    InputFile poured(content());
-    decoder::BufferedFile file(poured.source(), 1'000'000);
+    InputFile input(content());
+    decoder::BufferedFile file(input.source(), 1'000'000);
     file.at(0, 100);
-    CHECK(poured.source().peek(1) == std::string_view("\x64", 1));
+    CHECK(input.source().peek(1) == std::string_view("\x64", 1));
 }
 
-TEST_CASE("beyond the limit the file has ended") {
-    InputFile poured(content());
-    decoder::BufferedFile file(poured.source(), 1000);
+TEST_CASE("after the largest size the file has ended") {
+    InputFile input(content());
+    decoder::BufferedFile file(input.source(), 1000);
     CHECK(piece(file, 990, 20) == piece(content(), 990, 10));
     CHECK(piece(file, 1000, 1).empty());
-    CHECK(poured.source().peek(1) == std::string_view("\xf7", 1));
+    CHECK(input.source().peek(1) == std::string_view("\xf7", 1));
 }
