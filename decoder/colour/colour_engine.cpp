@@ -8,13 +8,15 @@
 #include <lcms2.h>
 #include <lcms2_plugin.h>
 
+#include "decoder/colour/srgb.h"
+
 namespace sorvane::decoder {
 
 namespace {
 
-// The version that profiles have whose black points the engine leaves alone: between newer ones it
-// would move them under the perceptual intent, whether asked or not.
-constexpr double plainVersion = 2.1;
+// The target's version. Between two profiles of version 4 the engine compensates black points under
+// the perceptual intent, even when it is told not to.
+constexpr double targetVersion = 2.1;
 
 constexpr cmsUInt32Number exactFlags = cmsFLAGS_NOOPTIMIZE;
 constexpr cmsUInt32Number tableFlags =
@@ -24,11 +26,9 @@ constexpr double chromaticityUnit = 100'000;
 
 using Doubles [[gnu::vector_size(32)]] = double;
 
-// From light under the profiles' white (D50) to sRGB's primaries: the inverse of their colorants,
-// which are those of BT.709 under D65, adapted to D50 by Bradford's method. Column by column.
-constexpr Doubles toSrgb[3] = {{3.1341863642, -0.9787485042, 0.0719639278},
-                               {-1.6172089590, 1.9161300968, -0.2289938735},
-                               {-0.4906940641, 0.0334333992, 1.4057537329}};
+constexpr Doubles toSrgb[3] = {{srgb::fromXyz[0][0], srgb::fromXyz[0][1], srgb::fromXyz[0][2]},
+                               {srgb::fromXyz[1][0], srgb::fromXyz[1][1], srgb::fromXyz[1][2]},
+                               {srgb::fromXyz[2][0], srgb::fromXyz[2][1], srgb::fromXyz[2][2]}};
 
 // X, Y and Z under the profiles' white.
 using Xyz = Light;
@@ -43,8 +43,8 @@ cmsUInt32Number formatOf(SampleFormat format) {
            BYTES_SH(format.sixteenBits ? 2U : 1U);
 }
 
-// Every profile that the engine opens or makes is given the time of day. To tell it, the C library
-// would look for its time zone in a file, which this process may not open; this one it knows.
+// The engine stamps every profile with the time of day. For that, the C library would read its time
+// zone from a file, which this process may not open; this time zone needs none.
 void settleTimeZone() { ::setenv("TZ", ":", 1); }
 
 bool isMatrixAndCurves(cmsHPROFILE profile) {
@@ -60,8 +60,8 @@ bool isLinear(const cmsStage* stage) {
     return true;
 }
 
-// The number of points along every edge of the profile's table, if the profile is of the usual
-// kind: curves, a table of Lab as long as it is wide, and nothing that bends what comes out of it.
+// The number of grid points along each edge of the profile's table, if the profile is of the usual
+// kind: curves or none, a table of Lab with edges of one length, and linear curves alone after it.
 std::optional<cmsUInt32Number> pointsOfPlainTable(cmsHPROFILE profile) {
     if (cmsGetPCS(profile) != cmsSigLabData || cmsIsTag(profile, cmsSigAToB0Tag) == FALSE)
         return std::nullopt;
@@ -79,9 +79,11 @@ std::optional<cmsUInt32Number> pointsOfPlainTable(cmsHPROFILE profile) {
     return points.front();
 }
 
-// The light of a colour under the profiles' white, for lightness and opponents of 16 bits.
+// From Lab of 16 bits.
 Xyz xyzOf(const std::array<std::uint16_t, 3>& lab) {
-    constexpr Xyz white = {0.9642F, 1.0F, 0.8249F};
+    constexpr Xyz white = {static_cast<float>(srgb::profileWhite[0]),
+                           static_cast<float>(srgb::profileWhite[1]),
+                           static_cast<float>(srgb::profileWhite[2])};
     constexpr float bend = 24.0F / 116;
     const float y = (static_cast<float>(lab[0]) * (100.0F / 65535) + 16) / 116;
     const float a = static_cast<float>(lab[1]) / 257 - 128;
@@ -113,7 +115,7 @@ std::optional<ColourEngine> ColourEngine::from(const Profile& source, SampleForm
     const auto points = pointsOfPlainTable(source.get());
     const Profile target(points ? cmsCreateLab4Profile(nullptr) : cmsCreateXYZProfile());
     if (!target) return std::nullopt;
-    cmsSetProfileVersion(target.get(), plainVersion);
+    cmsSetProfileVersion(target.get(), targetVersion);
     ColourEngine engine;
     engine.transform_.reset(cmsCreateTransform(
         source.get(), formatOf(format), target.get(),
@@ -131,23 +133,23 @@ std::optional<ColourEngine> ColourEngine::fromProfile(std::span<const std::uint8
     settleTimeZone();
     const Profile profile(
         cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
-    // Tables of floating point only say once more what others in the profile say. Few programs know
-    // them, and they may have so many steps that the engine takes minutes to read them.
+    // Floating-point tables repeat what other tags say, and few programs read them. One of very
+    // many steps would keep the engine busy for minutes.
     if (profile) cmsWriteTag(profile.get(), cmsSigDToB0Tag, nullptr);
     return from(profile, format);
 }
 
-std::optional<ColourEngine> ColourEngine::fromGamma(const GammaAndPrimaries& said,
+std::optional<ColourEngine> ColourEngine::fromGamma(const GammaAndPrimaries& statement,
                                                     SampleFormat format) {
     settleTimeZone();
     const std::unique_ptr<cmsToneCurve, FreeCurve> curve(
-        cmsBuildGamma(nullptr, chromaticityUnit / said.gamma));
+        cmsBuildGamma(nullptr, chromaticityUnit / statement.gamma));
     if (!curve) return std::nullopt;
     if (isGrey(format.channels))
         return from(Profile(cmsCreateGrayProfile(cmsD50_xyY(), curve.get())), format);
     const auto point = [&](std::size_t i) {
-        return cmsCIExyY{said.chromaticities[2 * i] / chromaticityUnit,
-                         said.chromaticities[2 * i + 1] / chromaticityUnit, 1};
+        return cmsCIExyY{statement.chromaticities[2 * i] / chromaticityUnit,
+                         statement.chromaticities[2 * i + 1] / chromaticityUnit, 1};
     };
     const cmsCIExyY white = point(0);
     const cmsCIExyYTRIPLE primaries = {point(1), point(2), point(3)};

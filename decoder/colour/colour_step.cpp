@@ -1,5 +1,6 @@
 #include "decoder/colour/colour_step.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdlib>
@@ -8,28 +9,25 @@
 #include <utility>
 
 #include "decoder/colour/profile_verdict.h"
+#include "decoder/colour/srgb.h"
 
 namespace sorvane::decoder {
 
 namespace {
 
-// What files write that mean sRGB, in units of 1/100000. Writers round the last digits each in
-// their own way, and so the gamma of 1/2.2 is one of 45450 to 45500.
-constexpr std::int64_t rounding = 100;
-constexpr std::int64_t srgbGamma = 45'455;
-constexpr std::array<std::int64_t, 8> srgbChromaticities = {31'270, 32'900, 64'000, 33'000,
-                                                            30'000, 60'000, 15'000, 6'000};
+// Equal up to the rounding of those who write gamma and chromaticities into files: the gamma of
+// 1/2.2, for one, is written as 45450 to 45500.
+bool near(std::int64_t one, std::int64_t other) { return std::abs(one - other) <= 100; }
 
-bool near(std::int64_t one, std::int64_t other) { return std::abs(one - other) <= rounding; }
+bool isSrgb(const GammaAndPrimaries& statement) {
+    return near(statement.gamma, srgb::gamma) &&
+           std::ranges::equal(statement.chromaticities, srgb::chromaticities, near);
+}
 
-// The switch for untagged grey. Without a gamma it is replicated as it stands, which is sRGB's
-// grey; a platform may read it through an encoding gamma of its own, in the units above.
-constexpr std::optional<std::uint32_t> untaggedGreyGamma;
-
-// How the samples come to sRGB; null: they stay as they are.
+// Null: the samples stay as they are.
 using ConversionPtr = std::shared_ptr<const Conversion>;
 
-// The way that one statement means for the picture; nothing when it cannot be used.
+// The conversion that one statement asks for; nothing when it cannot be used.
 struct StatementResolver {
     SampleFormat format;
 
@@ -44,31 +42,26 @@ struct StatementResolver {
         case ProfileVerdict::other:
             break;
         }
-        return through(ColourEngine::fromProfile(profile.bytes, format));
+        return conversionBy(ColourEngine::fromProfile(profile.bytes, format));
     }
 
-    std::optional<ConversionPtr> operator()(const GammaAndPrimaries& said) const {
-        if (said.gamma == 0) return std::nullopt;
-        bool srgb = near(said.gamma, srgbGamma);
-        for (std::size_t i = 0; i < srgbChromaticities.size(); ++i)
-            srgb = srgb && near(said.chromaticities[i], srgbChromaticities[i]);
-        if (srgb) return ConversionPtr();
-        return through(ColourEngine::fromGamma(said, format));
+    std::optional<ConversionPtr> operator()(const GammaAndPrimaries& statement) const {
+        if (statement.gamma == 0) return std::nullopt;
+        if (isSrgb(statement)) return ConversionPtr();
+        return conversionBy(ColourEngine::fromGamma(statement, format));
     }
 
-    std::optional<ConversionPtr> through(std::optional<ColourEngine> engine) const {
+    std::optional<ConversionPtr> conversionBy(std::optional<ColourEngine> engine) const {
         if (!engine) return std::nullopt;
-        ConversionPtr way = Conversion::make(std::move(*engine), format);
-        return way ? std::optional(std::move(way)) : std::nullopt;
+        ConversionPtr conversion = Conversion::make(std::move(*engine), format);
+        return conversion ? std::optional(std::move(conversion)) : std::nullopt;
     }
 };
 
 ConversionPtr conversionFor(const ColourStatements& statements, SampleFormat format) {
-    const StatementResolver judge{format};
+    const StatementResolver resolve{format};
     for (const ColourStatement& statement : statements)
-        if (auto way = std::visit(judge, statement)) return std::move(*way);
-    if (isGrey(format.channels) && untaggedGreyGamma)
-        if (auto way = judge(GammaAndPrimaries{*untaggedGreyGamma, {}})) return std::move(*way);
+        if (auto conversion = std::visit(resolve, statement)) return std::move(*conversion);
     return nullptr;
 }
 
@@ -77,7 +70,7 @@ std::uint8_t toByte(std::uint16_t value) {
     return static_cast<std::uint8_t>((value * 255U + 32767U) / 65535U);
 }
 
-// Inks on white paper, each of them taking its own part of what the black leaves.
+// Each ink takes its own part of the light that black leaves of white paper.
 template<class Sample>
 void convertInks(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
     std::array<Sample, 4> inks;
@@ -104,12 +97,12 @@ void convertRow(const std::uint8_t* samples, std::size_t count, std::uint8_t* rg
     }
 }
 
-// Reads a fourth byte beside every three and puts alpha in its place, but for the last pixels,
-// behind which the row may end.
+// Reads four bytes for each pixel and replaces the last of them by alpha. Not so for the last
+// pixels, after which the row may end.
 template<>
 void convertRow<std::uint8_t, Channels::rgb>(const std::uint8_t* samples, std::size_t count,
                                              std::uint8_t* rgba) {
-    // The compilers make one vector of them.
+    // The compilers compute them as one vector.
     constexpr std::size_t atOnce = 4;
     constexpr std::array<std::uint8_t, 4> opaqueBlack = {0, 0, 0, 255};
     constexpr auto alpha = std::bit_cast<std::uint32_t>(opaqueBlack);
@@ -164,7 +157,7 @@ void ColourStep::convert(const std::uint8_t* samples, std::size_t count, std::ui
         convertRow<std::uint16_t>(format_.channels, samples, count, rgba);
     else
         convertRow<std::uint8_t>(format_.channels, samples, count, rgba);
-    // Alpha stands now; colours of another space take the place of the ones beside it.
+    // Replaces the colours and leaves alpha.
     if (conversion_) conversion_->convert(samples, count, rgba);
 }
 

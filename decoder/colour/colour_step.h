@@ -10,20 +10,21 @@
 
 namespace sorvane::decoder {
 
-/// The way from a picture's own samples to straight sRGB, 8 bits a channel. It stands between the
-/// decoders, which know nothing of colour spaces, and the premultiplication. The first statement of
-/// the file that can be used decides; a file that says nothing usable is untagged.
+/// Converts a picture's own samples to straight sRGB, 8 bits a channel: the step between the
+/// decoders, which know nothing of colour spaces, and premultiplication. The file's first statement
+/// that can be used decides. Without one the picture is untagged: its RGB and its grey are sRGB's,
+/// and its CMYK are inks that mix like ideal ones.
 class ColourStep {
   public:
     static constexpr std::size_t blockPixels = Conversion::blockPixels;
 
     ColourStep(const ColourStatements& statements, SampleFormat format);
 
-    /// Writes at most `blockPixels` pixels to `rgba`, four bytes each; grey stands in all three
+    /// Writes at most `blockPixels` pixels to `rgba`, four bytes each; grey is written to all three
     /// colour channels.
     void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const;
 
-    /// The samples are what `convert` would write.
+    /// True when `convert` would write the samples as they are.
     bool keepsSamples() const;
 
     bool opaque() const { return !hasAlpha(format_.channels); }
@@ -31,7 +32,7 @@ class ColourStep {
 
   private:
     SampleFormat format_;
-    // Null: the samples are sRGB's own, or inks of no known paper.
+    // Null for sRGB and for untagged samples.
     std::shared_ptr<const Conversion> conversion_;
 };
 

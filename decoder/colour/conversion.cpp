@@ -16,7 +16,7 @@ namespace {
 template<class Sample>
 constexpr std::size_t valuesOf = std::size_t{1} << 8 * sizeof(Sample);
 
-/// What the engine makes of all values of each colour channel, while those beside it are 0.
+/// The engine's light for every value of each colour channel, the other channels being 0.
 template<class Sample>
 std::vector<Light> lightsOf(const ColourEngine& engine, Channels channels) {
     constexpr std::size_t values = valuesOf<Sample>;
@@ -34,13 +34,13 @@ std::vector<Light> lightsOf(const ColourEngine& engine, Channels channels) {
 }
 
 template<class Sample>
-Sample sampleAt(const std::uint8_t* place) {
+Sample sampleAt(const std::uint8_t* bytes) {
     Sample sample;
-    std::memcpy(&sample, place, sizeof sample);
+    std::memcpy(&sample, bytes, sizeof sample);
     return sample;
 }
 
-/// One channel: the colours of all its values.
+/// One channel: a table of its colours.
 template<class Sample>
 class GreyConversion final : public Conversion {
   public:
@@ -62,24 +62,24 @@ class GreyConversion final : public Conversion {
     std::vector<std::array<std::uint8_t, 3>> colours_;
 };
 
-/// Screenshots are one colour for long stretches, and no way to convert a pixel is as fast as to
-/// see that it is the one before. To look further back for its colour would cost photographs more
-/// than it spares screenshots.
+/// Copies the colour of pixels that equal the one before, since screenshots have long runs of one
+/// colour. Comparing with older pixels as well would cost photographs more than it spares
+/// screenshots.
 class ConversionByRuns : public Conversion {
   public:
     explicit ConversionByRuns(SampleFormat format) : pixelBytes_(format.pixelBytes()) {}
 
     void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const final {
-        constexpr std::size_t stretch = 16;
+        constexpr std::size_t runLength = 16;
         std::size_t done = 0;
         const auto convertUpTo = [&](std::size_t end) {
             if (done < end) convertEach(samples + done * pixelBytes_, end - done, rgba + 4 * done);
         };
-        for (std::size_t next = 1; next + stretch <= count; next += stretch) {
+        for (std::size_t next = 1; next + runLength <= count; next += runLength) {
             const std::uint8_t* const pixel = samples + next * pixelBytes_;
-            if (std::memcmp(pixel, pixel - pixelBytes_, stretch * pixelBytes_) != 0) continue;
+            if (std::memcmp(pixel, pixel - pixelBytes_, runLength * pixelBytes_) != 0) continue;
             convertUpTo(next);
-            done = next + stretch;
+            done = next + runLength;
             for (std::size_t i = next; i < done; ++i)
                 std::memcpy(rgba + 4 * i, rgba + 4 * (next - 1), 4);
         }
@@ -96,13 +96,13 @@ class ConversionByRuns : public Conversion {
     std::size_t pixelBytes_;
 };
 
-/// Three channels that add up: the light of all values of each.
+/// Three additive channels: a table of light for each.
 template<class Sample>
 class SumConversion final : public ConversionByRuns {
   public:
     SumConversion(const ColourEngine& engine, SampleFormat format)
         : ConversionByRuns(format), lights_(lightsOf<Sample>(engine, format.channels)) {
-        // The light of three zeros is in all three, and counts once.
+        // The light of three zeros is in all three tables, and counts once.
         for (std::size_t i = values; i < lights_.size(); ++i) lights_[i] -= lights_[0];
     }
 
@@ -132,7 +132,7 @@ class SumConversion final : public ConversionByRuns {
     SrgbEncoder encode_;
 };
 
-/// Every other colour space: the engine itself.
+/// Every other colour space: the engine, pixel by pixel.
 class EngineConversion final : public ConversionByRuns {
   public:
     EngineConversion(ColourEngine engine, SampleFormat format)

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <optional>
 
+#include "decoder/colour/srgb.h"
 #include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
@@ -26,16 +27,13 @@ constexpr std::size_t magicField = 36;
 constexpr std::size_t tagCountField = 128;
 constexpr std::size_t tagLength = 12;
 
-// Profiles have about 20 tags at most; colour engines take one with more than 100 for garbage.
-constexpr std::uint32_t tagLimit = 100;
+// Profiles have about 20 tags at most; colour engines reject one with more than 100.
+constexpr std::uint32_t maxTags = 100;
 
-// sRGB's primaries as seen under the profiles' white (D50). Published profiles differ from each
-// other in the fourth digit; the nearest other colour space differs in the second.
+// Published sRGB profiles differ from each other in the fourth digit; the nearest other colour
+// space differs in the second.
 constexpr double primaryTolerance = 0.001;
-using Xyz = std::array<double, 3>;
-constexpr Xyz srgbRed = {0.43607, 0.22249, 0.01392};
-constexpr Xyz srgbGreen = {0.38515, 0.71687, 0.09708};
-constexpr Xyz srgbBlue = {0.14307, 0.06061, 0.71410};
+using srgb::Xyz;
 
 double fixed16(std::uint32_t value) { return static_cast<std::int32_t>(value) / 65536.0; }
 
@@ -122,12 +120,12 @@ class Curve {
     double sampledLight(double value) const {
         const NumberReader numbers(samples_, ByteOrder::big);
         const std::size_t last = samples_.size() / 2 - 1;
-        const double place = value * static_cast<double>(last);
-        const std::size_t below = std::min(static_cast<std::size_t>(place), last);
+        const double position = value * static_cast<double>(last);
+        const std::size_t below = std::min(static_cast<std::size_t>(position), last);
         const std::size_t above = std::min(below + 1, last);
         const double low = numbers.u16(2 * below).value_or(0);
         const double high = numbers.u16(2 * above).value_or(0);
-        return (low + (high - low) * (place - static_cast<double>(below))) / 65535.0;
+        return (low + (high - low) * (position - static_cast<double>(below))) / 65535.0;
     }
 
     double formulaLight(double value) const {
@@ -149,7 +147,7 @@ class Curve {
         }
     }
 
-    // A curve without samples is the formula of its kind; without parameters too it is the line.
+    // Without samples the curve is the formula of its kind, at first the straight line.
     std::size_t kind_ = 0;
     std::array<double, 7> parameters_ = {1, 0, 0, 0, 0, 0, 0};
     Bytes samples_;
@@ -160,14 +158,9 @@ bool near(const Xyz& one, const Xyz& other) {
                       [](double a, double b) { return std::abs(a - b) <= primaryTolerance; });
 }
 
-double srgbEncoded(double light) {
-    if (light <= 0.0031308) return 12.92 * light;
-    return 1.055 * std::pow(light, 1 / 2.4) - 0.055;
-}
-
 bool isSrgbCurve(const Curve& curve) {
     for (int code = 0; code < 256; ++code) {
-        const double back = 255 * srgbEncoded(curve.light(code / 255.0));
+        const double back = 255 * srgb::encoded(curve.light(code / 255.0));
         if (!(std::abs(back - code) < 0.5)) return false;
     }
     return true;
@@ -184,13 +177,13 @@ bool isWellFormed(const Profile& profile, Channels channels) {
     return profile.field(magicField) == signature("acsp") &&
            std::ranges::find(classes, profile.field(classField)) != classes.end() &&
            profile.field(channelsField) == signatureOf(channels) &&
-           profile.field(tagCountField) <= tagLimit;
+           profile.field(tagCountField) <= maxTags;
 }
 
 ProfileVerdict judgeGrey(const Profile& profile) {
     const auto curve = Curve::read(profile.tag(signature("kTRC")));
     if (!curve) return ProfileVerdict::unusable;
-    // Over the other connection space, Lab, the curve means lightness and not light.
+    // With the other connection space, Lab, the curve means lightness and not light.
     const bool light = profile.field(connectionField) == signature("XYZ ");
     return light && isSrgbCurve(*curve) ? ProfileVerdict::srgb : ProfileVerdict::other;
 }
@@ -204,7 +197,8 @@ ProfileVerdict judgeRgb(const Profile& profile) {
     const auto blueCurve = Curve::read(profile.tag(signature("bTRC")));
     if (!red || !green || !blue || !redCurve || !greenCurve || !blueCurve)
         return ProfileVerdict::unusable;
-    const bool primaries = near(*red, srgbRed) && near(*green, srgbGreen) && near(*blue, srgbBlue);
+    const bool primaries =
+        near(*red, srgb::red) && near(*green, srgb::green) && near(*blue, srgb::blue);
     const bool curves =
         isSrgbCurve(*redCurve) && isSrgbCurve(*greenCurve) && isSrgbCurve(*blueCurve);
     return primaries && curves ? ProfileVerdict::srgb : ProfileVerdict::other;
@@ -215,7 +209,7 @@ ProfileVerdict judgeRgb(const Profile& profile) {
 ProfileVerdict judgeProfile(std::span<const std::uint8_t> bytes, Channels channels) {
     const Profile profile(bytes);
     if (!isWellFormed(profile, channels)) return ProfileVerdict::unusable;
-    // A table goes before matrix and curves, even if those are sRGB's.
+    // A table has precedence over matrix and curves, even if those are sRGB's.
     if (profile.tag(signature("A2B0"))) return ProfileVerdict::other;
     if (channels == Channels::cmyk) return ProfileVerdict::unusable;
     return isGrey(channels) ? judgeGrey(profile) : judgeRgb(profile);

@@ -8,16 +8,15 @@
 
 namespace sorvane::decoder {
 
-/// sRGB's encoding of light, rounded to 8 bits. The steps of light are so small that where the
-/// encoding is steepest one of them is a twentieth of a level.
+/// Encodes light as sRGB, rounded to 8 bits, by a table of 65536 steps: where the curve is
+/// steepest, a step is a twentieth of a level.
 class SrgbEncoder {
   public:
     SrgbEncoder();
 
-    /// Writes red, green and blue. Light beyond 0 and 1 counts as these, and what is no number as
-    /// 0.
+    /// Writes red, green and blue. Light is clamped to 0 and 1; NaN counts as 0.
     void operator()(Light light, std::uint8_t* rgba) const {
-        // Every comparison with what is no number is false.
+        // Every comparison with NaN is false.
         light = light > none_ ? light : none_;
         light = light < full_ ? light : full_;
         const auto steps = __builtin_convertvector(light * last + 0.5F, Steps);

@@ -32,8 +32,8 @@ def picture_in(space, colour_type, depth):
     for y, row in enumerate(picture.rows):
         looks.append([])
         for x, stored in enumerate(row):
-            place = stored[0] if colour_type == PALETTE else y * SIZE[0] + x
-            device, colour = colours[place]
+            index = stored[0] if colour_type == PALETTE else y * SIZE[0] + x
+            device, colour = colours[index]
             alpha = 255
             if has_alpha:
                 alpha = (stored[-1] * 255 + 32767) // 65535 if depth == 16 else stored[-1]
@@ -83,7 +83,7 @@ def gamma_and_chromaticities(checker):
                                             depth)
                 name = 'gAMA %d with cHRM, colour type %d' % (gamma, colour_type)
                 checker.answers(name, picture.file(before=said), answer(looks))
-                checker.answers(name + ' behind the sRGB chunk',
+                checker.answers(name + ' after the sRGB chunk',
                                 picture.file(before=SRGB_CHUNK + said), answer(picture.pixels()))
 
 

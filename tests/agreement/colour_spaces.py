@@ -108,7 +108,7 @@ GREY = grey_space('grey of gamma 2.2', tags.grey_profile(tags.formula_curve(2.2)
 
 
 class Table:
-    """A grid of Lab behind curves, in one of the older forms: of 8 bits (mft1) or 16 (mft2)."""
+    """Curves and a grid of Lab, in one of the older forms: of 8 bits (mft1) or 16 (mft2)."""
 
     def __init__(self, form, channels, grid):
         self.form, self.channels, self.grid = form, channels, grid
@@ -116,8 +116,8 @@ class Table:
         self.end = {b'mft1': 255, b'mft2': 65280}[form]
         self.curve = [round(self.top * (i / 255) ** 0.8) for i in range(256)]
         steps = [i / (grid - 1) for i in range(grid)]
-        self.nodes = {place: self.encoded([steps[i] for i in place])
-                      for place in itertools.product(range(grid), repeat=channels)}
+        self.nodes = {node: self.encoded([steps[i] for i in node])
+                      for node in itertools.product(range(grid), repeat=channels)}
 
     def encoded(self, device):
         inks = self.channels == 4
@@ -140,29 +140,29 @@ class Table:
         return head + struct.pack('>%d%s' % (len(values), number), *values)
 
     def xyz(self, device):
-        places = []
+        positions = []
         for value in device:
             below = min(int(value * 255), 254)
             part = value * 255 - below
             light = self.curve[below] * (1 - part) + self.curve[below + 1] * part
-            places.append(light / self.top * (self.grid - 1))
-        lightness, a, b = self.at((), places)
+            positions.append(light / self.top * (self.grid - 1))
+        lightness, a, b = self.at((), positions)
         return xyz_of_lab((lightness / self.end * 100, a / self.end * 255 - 128,
                            b / self.end * 255 - 128))
 
-    def at(self, corner, places):
+    def at(self, corner, positions):
         """Linear along the first of four channels, tetrahedral among the last three."""
-        lows = [min(int(place), self.grid - 2) for place in places]
-        parts = [place - low for place, low in zip(places, lows)]
-        if len(places) == 4:
-            ends = [self.at((lows[0] + i,), places[1:]) for i in (0, 1)]
+        lows = [min(int(position), self.grid - 2) for position in positions]
+        parts = [position - low for position, low in zip(positions, lows)]
+        if len(positions) == 4:
+            ends = [self.at((lows[0] + i,), positions[1:]) for i in (0, 1)]
             return [x * (1 - parts[0]) + y * parts[0] for x, y in zip(*ends)]
-        place = list(corner) + lows
-        result = list(self.nodes[tuple(place)])
+        node = list(corner) + lows
+        result = list(self.nodes[tuple(node)])
         for part, channel in sorted(((p, i) for i, p in enumerate(parts)), reverse=True):
-            before = self.nodes[tuple(place)]
-            place[len(corner) + channel] += 1
-            after = self.nodes[tuple(place)]
+            before = self.nodes[tuple(node)]
+            node[len(corner) + channel] += 1
+            after = self.nodes[tuple(node)]
             result = [r + part * (y - x) for r, x, y in zip(result, before, after)]
         return result
 

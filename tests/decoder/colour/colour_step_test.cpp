@@ -77,7 +77,7 @@ TEST_CASE("what is no colour space counts as absent") {
                 Channels::cmyk));
 }
 
-TEST_CASE("a table of floating point is passed over") {
+TEST_CASE("a floating-point table is ignored") {
     // One step, which makes every colour black.
     const Bytes step = joined({bytes("matf"), Bytes(4), {0, 3, 0, 3}, Bytes(48)});
     const Bytes table = joined({bytes("mpet"),
@@ -103,7 +103,7 @@ TEST_CASE("grey is replicated and what has no alpha is opaque") {
     CHECK(converted<std::uint8_t>(Channels::rgba, {1, 2, 3, 0}) == Bytes{1, 2, 3, 0});
 }
 
-TEST_CASE("every number of pixels is made opaque to the last, and nothing behind them is read") {
+TEST_CASE("every number of pixels is made opaque to the last, and nothing after them is read") {
     for (std::size_t count = 1; count <= 20; ++count) {
         CAPTURE(count);
         Bytes rgb;
@@ -113,7 +113,7 @@ TEST_CASE("every number of pixels is made opaque to the last, and nothing behind
             rgba.push_back(rgb.back());
             if (i % 3 == 2) rgba.push_back(255);
         }
-        // In memory of its own size, behind which a sanitizer watches.
+        // In memory of its own size: a sanitizer watches what follows.
         rgb.shrink_to_fit();
         CHECK(converted<std::uint8_t>(Channels::rgb, rgb) == rgba);
     }

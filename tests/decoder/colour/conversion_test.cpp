@@ -144,11 +144,10 @@ std::vector<std::vector<unsigned>> colours(std::size_t channels, unsigned top) {
 
 // The largest difference from the reference before that is rounded.
 template<class Sample>
-double largestError(const ColourStatement& statement, Channels channels,
-                    const Reference& reference) {
+double maxError(const ColourStatement& statement, Channels channels, const Reference& reference) {
     constexpr unsigned top = sizeof(Sample) == 1 ? 255 : 65535;
     const ColourStep step({statement}, {channels, sizeof(Sample) == 2});
-    double largest = 0;
+    double max = 0;
     for (const auto& colour : colours(channelCount(channels), top)) {
         std::vector<Sample> samples;
         Device device;
@@ -159,10 +158,9 @@ double largestError(const ColourStatement& statement, Channels channels,
         std::array<std::uint8_t, 4> rgba;
         step.convert(reinterpret_cast<const std::uint8_t*>(samples.data()), 1, rgba.data());
         const Triple wanted = reference(device);
-        for (std::size_t i = 0; i < 3; ++i)
-            largest = std::max(largest, std::abs(rgba[i] - wanted[i]));
+        for (std::size_t i = 0; i < 3; ++i) max = std::max(max, std::abs(rgba[i] - wanted[i]));
     }
-    return largest;
+    return max;
 }
 
 // Half a level is the rounding's; the rest is what is not exact.
@@ -172,8 +170,8 @@ constexpr double nearestByTable = 0.65;
 
 void checkBothDepths(const ColourStatement& statement, Channels channels,
                      const Reference& reference, double tolerance = nearest) {
-    CHECK(largestError<std::uint8_t>(statement, channels, reference) < tolerance);
-    CHECK(largestError<std::uint16_t>(statement, channels, reference) < tolerance);
+    CHECK(maxError<std::uint8_t>(statement, channels, reference) < tolerance);
+    CHECK(maxError<std::uint16_t>(statement, channels, reference) < tolerance);
 }
 
 Reference matrixReference(const Matrix& matrix, double (*curve)(double)) {
@@ -261,12 +259,13 @@ TEST_CASE("curves that begin above zero add their light once") {
 }
 
 TEST_CASE("gamma and chromaticities are converted to the nearest level") {
-    GammaAndPrimaries said{55556, {}};
+    GammaAndPrimaries statement{55556, {}};
     for (std::size_t i = 0; i < p3Points.size(); ++i)
-        said.chromaticities[i] = static_cast<std::uint32_t>(std::lround(p3Points[i] * 100'000));
+        statement.chromaticities[i] =
+            static_cast<std::uint32_t>(std::lround(p3Points[i] * 100'000));
     const auto curve = [](double value) { return std::pow(value, 100'000.0 / 55556); };
-    checkBothDepths(said, Channels::rgb, matrixReference(adapted(p3Points), curve));
-    checkBothDepths(said, Channels::grey, [&](const Device& device) {
+    checkBothDepths(statement, Channels::rgb, matrixReference(adapted(p3Points), curve));
+    checkBothDepths(statement, Channels::grey, [&](const Device& device) {
         const double light = curve(device[0]);
         return srgbOf({whiteOfProfiles[0] * light, light, whiteOfProfiles[2] * light});
     });

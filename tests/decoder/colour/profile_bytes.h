@@ -44,8 +44,8 @@ inline Bytes profileOf(const ProfileTags& tags, std::string_view channels,
     Bytes table = bigEndian32(static_cast<std::uint32_t>(tags.size()));
     Bytes data;
     for (const auto& [name, tag] : tags) {
-        const std::size_t place = 132 + 12 * tags.size() + data.size();
-        table = joined({table, bytes(name), bigEndian32(static_cast<std::uint32_t>(place)),
+        const std::size_t offset = 132 + 12 * tags.size() + data.size();
+        table = joined({table, bytes(name), bigEndian32(static_cast<std::uint32_t>(offset)),
                         bigEndian32(static_cast<std::uint32_t>(tag.size()))});
         data = joined({data, tag});
     }

@@ -26,7 +26,7 @@ class TableProfile {
         : form_(form), channels_(channels), grid_(grid) {
         for (int i = 0; i < 256; ++i) {
             curve_.push_back(quantized(std::pow(i / 255.0, 0.8), 1));
-            behind_.push_back(quantized(std::pow(i / 255.0, bent ? 1.1 : 1), 1));
+            lastCurve_.push_back(quantized(std::pow(i / 255.0, bent ? 1.1 : 1), 1));
         }
         std::size_t nodes = 1;
         for (std::size_t i = 0; i < channels; ++i) nodes *= grid;
@@ -51,18 +51,18 @@ class TableProfile {
     /// The table's Lab for device values of 0 to 1: linear along the first of four channels,
     /// tetrahedral among the last three.
     Triple lab(const std::vector<double>& device) const {
-        std::vector<double> place;
+        std::vector<double> position;
         for (const double value : device)
-            place.push_back(curveAt(curve_, value) * static_cast<double>(grid_ - 1));
-        Triple encoded = interpolated(place, 0, 0);
-        for (double& value : encoded) value = curveAt(behind_, value);
+            position.push_back(curveAt(curve_, value) * static_cast<double>(grid_ - 1));
+        Triple encoded = interpolated(position, 0, 0);
+        for (double& value : encoded) value = curveAt(lastCurve_, value);
         return {encoded[0] / labTop() * 100, encoded[1] / labTop() * 255 - 128,
                 encoded[2] / labTop() * 255 - 128};
     }
 
   private:
     double top() const { return form_ == TableForm::mft1 ? 255 : 65535; }
-    // Where the values of full lightness lies: old tables of 16 bits end a little later.
+    // The value of full lightness: old tables of 16 bits go a little beyond it.
     double labTop() const { return form_ == TableForm::mft2 ? 65280.0 / 65535 : 1; }
 
     double quantized(double value, double scale) const {
@@ -84,32 +84,32 @@ class TableProfile {
     }
 
     static double curveAt(const std::vector<double>& curve, double value) {
-        const double place = value * 255;
-        const auto below = std::min(static_cast<std::size_t>(place), std::size_t{254});
-        const double part = place - static_cast<double>(below);
+        const double position = value * 255;
+        const auto below = std::min(static_cast<std::size_t>(position), std::size_t{254});
+        const double part = position - static_cast<double>(below);
         return curve[below] * (1 - part) + curve[below + 1] * part;
     }
 
-    Triple interpolated(const std::vector<double>& place, std::size_t channel,
+    Triple interpolated(const std::vector<double>& position, std::size_t channel,
                         std::size_t node) const {
-        if (place.size() - channel == 3) return tetrahedral(place, channel, node);
-        const auto below = std::min(static_cast<std::size_t>(place[channel]), grid_ - 2);
-        const double part = place[channel] - static_cast<double>(below);
-        const Triple low = interpolated(place, channel + 1, node * grid_ + below);
-        const Triple high = interpolated(place, channel + 1, node * grid_ + below + 1);
+        if (position.size() - channel == 3) return tetrahedral(position, channel, node);
+        const auto below = std::min(static_cast<std::size_t>(position[channel]), grid_ - 2);
+        const double part = position[channel] - static_cast<double>(below);
+        const Triple low = interpolated(position, channel + 1, node * grid_ + below);
+        const Triple high = interpolated(position, channel + 1, node * grid_ + below + 1);
         Triple result;
         for (std::size_t i = 0; i < 3; ++i) result[i] = low[i] * (1 - part) + high[i] * part;
         return result;
     }
 
     // From the lowest corner of the cell along its edges, the longest way first.
-    Triple tetrahedral(const std::vector<double>& place, std::size_t channel,
+    Triple tetrahedral(const std::vector<double>& position, std::size_t channel,
                        std::size_t node) const {
         const std::array<std::size_t, 3> strides = {grid_ * grid_, grid_, 1};
         std::array<std::pair<double, std::size_t>, 3> edges;
         for (std::size_t i = 0; i < 3; ++i) {
-            const auto below = std::min(static_cast<std::size_t>(place[channel + i]), grid_ - 2);
-            edges[i] = {place[channel + i] - static_cast<double>(below), strides[i]};
+            const auto below = std::min(static_cast<std::size_t>(position[channel + i]), grid_ - 2);
+            edges[i] = {position[channel + i] - static_cast<double>(below), strides[i]};
             node = node * grid_ + below;
         }
         std::ranges::sort(edges, std::greater<>());
@@ -152,7 +152,7 @@ class TableProfile {
         if (wide) data = joined({data, {1, 0, 1, 0}});
         for (std::size_t i = 0; i < channels_; ++i) data = joined({data, curve(curve_)});
         data = joined({data, table()});
-        for (int i = 0; i < 3; ++i) data = joined({data, curve(behind_)});
+        for (int i = 0; i < 3; ++i) data = joined({data, curve(lastCurve_)});
         return data;
     }
 
@@ -160,7 +160,7 @@ class TableProfile {
     Bytes newTag(std::uint8_t in) const {
         constexpr std::uint32_t head = 32;
         const Bytes last =
-            joined({test::bytes("curv"), Bytes(4), bigEndian32(256), curve(behind_)});
+            joined({test::bytes("curv"), Bytes(4), bigEndian32(256), curve(lastCurve_)});
         Bytes curves;
         for (std::size_t i = 0; i < channels_; ++i)
             curves =
@@ -189,7 +189,7 @@ class TableProfile {
     std::size_t channels_;
     std::size_t grid_;
     std::vector<double> curve_;
-    std::vector<double> behind_;
+    std::vector<double> lastCurve_;
     std::vector<Triple> nodes_;
 };
 
