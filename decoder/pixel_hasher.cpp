@@ -1,12 +1,12 @@
 #include "decoder/pixel_hasher.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <string_view>
 #include <utility>
 
 #include "decoder/digest_prefix.h"
+#include "decoder/premultiply.h"
 
 namespace sorvane::decoder {
 
@@ -16,26 +16,6 @@ constexpr std::size_t pixelBytes = 4;
 
 bool keepsRowOrder(Orientation orientation) {
     return orientation == Orientation::upright || orientation == Orientation::mirror;
-}
-
-bool isOpaque(const std::uint8_t* rgba, std::size_t count) {
-    std::uint32_t common = 0xffff'ffff;
-    for (std::size_t i = 0; i < count; ++i) {
-        std::uint32_t pixel = 0;
-        std::memcpy(&pixel, rgba + pixelBytes * i, sizeof pixel);
-        common &= pixel;
-    }
-    return std::bit_cast<std::array<std::uint8_t, pixelBytes>>(common)[3] == 255;
-}
-
-void premultiply(std::uint8_t* rgba, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i, rgba += pixelBytes) {
-        // Most pictures with alpha are opaque nearly everywhere.
-        if (rgba[3] == 255) continue;
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            rgba[channel] =
-                static_cast<std::uint8_t>((rgba[channel] * unsigned{rgba[3]} + 127) / 255);
-    }
 }
 
 void reversePixels(std::uint8_t* rgba, std::size_t count) {
@@ -59,11 +39,11 @@ PixelHasher::PixelHasher(const PictureHeader& header, ColourStep colour)
     frame_ = std::make_unique_for_overwrite<std::uint8_t[]>(frameBytes_);
 }
 
-void PixelHasher::take(const PixelRun& span) {
+void PixelHasher::take(const PixelRun& run) {
     if (frame_)
-        place(span);
+        store(run);
     else
-        stream(span);
+        stream(run);
 }
 
 std::string PixelHasher::hex() {
@@ -71,8 +51,8 @@ std::string PixelHasher::hex() {
     return digest_.hex();
 }
 
-// A block's worth of pixels in their final form, but for their order: in `block_`, or where they
-// stand if they have it already.
+// At most a block of pixels, converted and premultiplied, in the order of the samples: `block_`, or
+// the samples themselves where nothing is to be done.
 const std::uint8_t* PixelHasher::finished(const std::uint8_t* samples, std::size_t count) {
     if (colour_.keepsSamples() && isOpaque(samples, count)) return samples;
     colour_.convert(samples, count, block_.data());
@@ -80,12 +60,12 @@ const std::uint8_t* PixelHasher::finished(const std::uint8_t* samples, std::size
     return block_.data();
 }
 
-void PixelHasher::stream(const PixelRun& span) {
+void PixelHasher::stream(const PixelRun& run) {
     const bool mirrored = orientation_ == Orientation::mirror;
-    for (std::size_t done = 0; done < span.count;) {
-        const std::size_t count = std::min(blockPixels, span.count - done);
-        const std::size_t first = mirrored ? span.count - done - count : done;
-        const std::uint8_t* pixels = finished(span.samples + first * colour_.pixelBytes(), count);
+    for (std::size_t done = 0; done < run.count;) {
+        const std::size_t count = std::min(blockPixels, run.count - done);
+        const std::size_t first = mirrored ? run.count - done - count : done;
+        const std::uint8_t* pixels = finished(run.samples + first * colour_.pixelBytes(), count);
         if (mirrored) {
             std::memmove(block_.data(), pixels, pixelBytes * count);
             reversePixels(block_.data(), count);
@@ -96,19 +76,19 @@ void PixelHasher::stream(const PixelRun& span) {
     }
 }
 
-void PixelHasher::place(const PixelRun& span) {
+void PixelHasher::store(const PixelRun& run) {
     const std::size_t frameWidth = uprightSize(orientation_, stored_).width;
     const auto index = [&](std::size_t pixel) {
-        const auto column = static_cast<std::uint32_t>(span.firstColumn + pixel * span.columnStep);
-        const Position place = uprightPosition(orientation_, stored_, {column, span.row});
-        return static_cast<std::ptrdiff_t>(place.y * frameWidth + place.x);
+        const auto column = static_cast<std::uint32_t>(run.firstColumn + pixel * run.columnStep);
+        const Position upright = uprightPosition(orientation_, stored_, {column, run.row});
+        return static_cast<std::ptrdiff_t>(upright.y * frameWidth + upright.x);
     };
-    // Along a stored row the way through the frame is straight: two places give its step.
+    // A stored row is a straight line in the frame: its first two pixels give the step.
     const std::ptrdiff_t start = index(0);
-    const std::ptrdiff_t step = span.count > 1 ? index(1) - start : 0;
-    for (std::size_t done = 0; done < span.count;) {
-        const std::size_t count = std::min(blockPixels, span.count - done);
-        const std::uint8_t* pixels = finished(span.samples + done * colour_.pixelBytes(), count);
+    const std::ptrdiff_t step = run.count > 1 ? index(1) - start : 0;
+    for (std::size_t done = 0; done < run.count;) {
+        const std::size_t count = std::min(blockPixels, run.count - done);
+        const std::uint8_t* pixels = finished(run.samples + done * colour_.pixelBytes(), count);
         for (std::size_t i = 0; i < count; ++i) {
             const auto to = start + static_cast<std::ptrdiff_t>(done + i) * step;
             std::memcpy(frame_.get() + static_cast<std::ptrdiff_t>(pixelBytes) * to,

@@ -21,17 +21,17 @@ class PixelHasher : public PixelSink {
   public:
     PixelHasher(const PictureHeader& header, ColourStep colour);
 
-    void take(const PixelRun& span) override;
+    void take(const PixelRun& run) override;
 
-    /// 64 lower-case hexadecimal digits; called once, after the last span.
+    /// 64 lower-case hexadecimal digits; called once, after the last run.
     std::string hex();
 
   private:
     static constexpr std::size_t blockPixels = ColourStep::blockPixels;
 
     const std::uint8_t* finished(const std::uint8_t* samples, std::size_t count);
-    void stream(const PixelRun& span);
-    void place(const PixelRun& span);
+    void stream(const PixelRun& run);
+    void store(const PixelRun& run);
 
     Sha256 digest_;
     ColourStep colour_;

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <vips/vips.h>
 
-#include "bench/premultiplied.h"
 #include "decoder/digest_prefix.h"
+#include "decoder/premultiply.h"
 #include "support/sha256.h"
 
 namespace {
@@ -47,7 +47,7 @@ int main(int count, char** arguments) {
     auto* pixels = static_cast<std::uint8_t*>(vips_image_write_to_memory(image, &size));
     if (pixels == nullptr) return EXIT_FAILURE;
 
-    sorvane::bench::premultiply(pixels, size / 4);
+    sorvane::decoder::premultiply(pixels, size / 4);
     sorvane::Sha256 digest;
     digest.update(
         sorvane::decoder::digestPrefix({static_cast<std::uint32_t>(vips_image_get_width(image)),

@@ -9,8 +9,8 @@
 
 #include <unistd.h>
 
-#include "bench/premultiplied.h"
 #include "decoder/digest_prefix.h"
+#include "decoder/premultiply.h"
 #include "support/sha256.h"
 
 namespace {
@@ -37,7 +37,7 @@ int main(int count, char** arguments) {
     digest.update(sorvane::decoder::digestPrefix({number(1), number(2)}));
     static std::array<std::uint8_t, 65'536> buffer;
     while (const std::size_t filled = readPixels(buffer.data(), buffer.size())) {
-        sorvane::bench::premultiply(buffer.data(), filled / 4);
+        sorvane::decoder::premultiply(buffer.data(), filled / 4);
         digest.update({reinterpret_cast<const char*>(buffer.data()), filled});
     }
     std::puts(digest.hex().c_str());

@@ -52,11 +52,11 @@ struct SampleFormat {
 struct PictureHeader {
     /// As stored, before the orientation.
     Size size;
-    /// What the file declares, where that is not the size of what is handed over.
+    /// The size that the file declares, where another one is handed over.
     std::optional<Size> declared;
     Orientation orientation = Orientation::upright;
     SampleFormat samples;
-    /// The spans come as whole rows from top to bottom. False: they come in another order.
+    /// True when the runs come as whole rows from top to bottom.
     bool rowsInOrder = true;
     ColourStatements colour;
 };
@@ -71,23 +71,23 @@ struct PixelRun {
     const std::uint8_t* samples = nullptr;
 };
 
-/// Takes a picture's spans.
+/// Takes a picture's pixels.
 class PixelSink {
   public:
     virtual ~PixelSink() = default;
-    virtual void take(const PixelRun& span) = 0;
+    virtual void take(const PixelRun& run) = 0;
 };
 
-/// One file's decoder; reads the picture's header, then its pixels, each once. What is wrong with
-/// a file is answered, not thrown.
+/// Reads one file of one format: the picture's header, then its pixels, each once. A file that is
+/// rejected is no exception.
 class Decoder {
   public:
     virtual ~Decoder() = default;
 
-    /// Nothing: this is no picture that is read here.
+    /// Nothing when the file is rejected.
     virtual std::optional<PictureHeader> readHeader() = 0;
 
-    /// Hands over every pixel once. False: the picture is damaged, and what came is worth nothing.
+    /// Hands over every pixel once. False when the picture is damaged and rejected, whatever came.
     virtual bool readPixels(PixelSink& sink) = 0;
 };
 

@@ -47,7 +47,7 @@ std::string digestOf(const PictureHeader& of, const Bytes& samples) {
 
 } // namespace
 
-TEST_CASE("a red pixel is digested as FF 00 00 FF behind the size") {
+TEST_CASE("a red pixel is digested as FF 00 00 FF after the size") {
     CHECK(digestOf(header({1, 1}, Channels::rgb), {255, 0, 0}) ==
           sha256("1x1:rgba8-srgb:\xff" + std::string(2, '\0') + '\xff'));
 }
@@ -72,7 +72,7 @@ TEST_CASE("every orientation is digested upright, with the size swapped where it
     }
 }
 
-TEST_CASE("spans out of order find their places") {
+TEST_CASE("runs out of order are digested in order") {
     PictureHeader of = header({4, 2}, Channels::grey, Orientation::quarterTurn);
     of.rowsInOrder = false;
     PixelHasher result = hasher(of);
