@@ -1,7 +1,7 @@
 // sorvane-pixels SECONDS: digests the picture on standard input and writes one line to standard
-// output, "DIGEST WIDTH HEIGHT", the size as the file declares it; or writes nothing, and ends with
-// another status than 0. It never writes to standard error, opens nothing, and ends by itself when
-// SECONDS (1 to 3600) are over.
+// output, "DIGEST WIDTH HEIGHT", with the size that the file declares. A picture that is rejected
+// gives no line and another status than 0. Nothing is written to standard error, and after SECONDS
+// (1 to 3600) the program ends in any case.
 //
 // sorvane-pixels SECONDS explain: writes what becomes of the picture and why instead, in lines for
 // the doctor (see `explanation`); everything else is as above.

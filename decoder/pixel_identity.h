@@ -9,16 +9,16 @@
 
 namespace sorvane::decoder {
 
-/// Lets the libraries open and ask whatever they need for good, as long as they may: called once,
-/// before the process is confined.
+/// Lets the libraries open files and ask the system what they need while that is still allowed:
+/// called once, before the process is confined.
 void prepareLibraries();
 
-/// What `pixelIdentity` takes at most, its libraries included, in bytes of address space.
+/// The address space that `pixelIdentity` takes at most, its libraries included, in bytes.
 std::uint64_t maxPixelIdentityMemory();
 
-/// Decodes the file's first picture and digests it. Nothing, perhaps with the file half read: no
-/// picture, a damaged one, one over the budget, or one whose colours are not brought to sRGB here.
-/// Otherwise the file has been read to its end. Throws for want of memory only.
+/// Decodes the file's first picture and digests it, reading the file to its end. Nothing when it is
+/// rejected: no picture, a damaged one, one over the budget, or one in a colour space that is not
+/// converted here; the file may then be half read. Throws for want of memory only.
 std::optional<PixelIdentity> pixelIdentity(ByteSource& file);
 
 /// The same way once more for somebody who asks why: what is known of the file and where the way

@@ -1,4 +1,4 @@
-// The picture's way from the file to its digest, by the decoders that the program carries with it.
+// From a file to the digest of its picture, by the decoders that are linked into the program.
 
 #include "decoder/pixel_identity.h"
 

@@ -1,4 +1,4 @@
-// The picture's way from the file to its digest, by the system's own reader: ImageIO decides what a
+// From a file to the digest of its picture, by the system's own reader: ImageIO decides what a
 // picture is and sets it upright, CoreGraphics draws it in sRGB.
 
 #include "decoder/pixel_identity.h"
@@ -19,9 +19,9 @@ namespace sorvane::decoder {
 
 namespace {
 
-// Any file is poured in, a film as well. One uncompressed picture of the whole budget, four
-// channels of 32 bits, takes half of this.
-constexpr CFIndex largestFile = CFIndex{2} << 30;
+// Any file may come, a film as well. One uncompressed picture of the whole budget, four channels of
+// 32 bits, takes half of this.
+constexpr CFIndex maxFile = CFIndex{2} << 30;
 
 constexpr std::size_t firstImage = 0;
 constexpr std::size_t bitsPerChannel = 8;
@@ -37,7 +37,7 @@ CFOwner<CFMutableDataRef> wholeFile(ByteSource& file) {
     CFOwner<CFMutableDataRef> data(::CFDataCreateMutable(nullptr, 0));
     for (auto piece = file.takePiece(); !piece.empty() && data; piece = file.takePiece()) {
         const auto count = static_cast<CFIndex>(piece.size());
-        if (::CFDataGetLength(data.get()) > largestFile - count)
+        if (::CFDataGetLength(data.get()) > maxFile - count)
             return CFOwner<CFMutableDataRef>(nullptr);
         ::CFDataAppendBytes(data.get(), piece.data(), count);
     }
@@ -48,7 +48,7 @@ std::optional<std::int64_t> integer(CFDictionaryRef properties, CFStringRef key)
     const CFTypeRef value = ::CFDictionaryGetValue(properties, key);
     if (value == nullptr || ::CFGetTypeID(value) != ::CFNumberGetTypeID()) return std::nullopt;
     std::int64_t number = 0;
-    // Refused when the number is not whole: it would have been rounded.
+    // Fails for a number that is not whole: it would have been rounded.
     if (::CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number) == 0)
         return std::nullopt;
     return number;

@@ -16,8 +16,8 @@ namespace sorvane::SorvaneHook {
 
 namespace {
 
-// Agents write digests in either case and now and then something else of that length: only the
-// length is checked, in characters.
+// Agents write digests in either case, and sometimes something else of that length: only the length
+// is checked, in characters.
 std::optional<std::string> digestMember(const nlohmann::json& record, std::string_view key) {
     const auto text = textMember(record, key);
     if (!text || graphemes::count(*text) != Sha256::textLength) return std::nullopt;

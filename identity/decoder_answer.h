@@ -23,12 +23,11 @@ struct PixelIdentity {
 /// after a space each, a line feed.
 inline constexpr std::size_t maxDecoderAnswer = Sha256::textLength + 9 + 9 + 1;
 
-/// The line by which a decoder tells it: "DIGEST WIDTH HEIGHT\n".
+/// The line by which a decoder answers: "DIGEST WIDTH HEIGHT\n".
 std::string decoderAnswer(const PixelIdentity& identity);
 
-/// The identity that a decoder's line tells; nothing when the line is anything but such a one: not
-/// 64 lower-case hexadecimal digits, not two positive decimal numbers, more pixels than are
-/// decoded.
+/// The identity in a decoder's line, which is not trusted: nothing unless it is, to the byte, a
+/// digest and a size within the pixel budget.
 std::optional<PixelIdentity> parseDecoderAnswer(std::string_view line);
 
 } // namespace sorvane

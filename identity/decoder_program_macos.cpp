@@ -1,4 +1,4 @@
-// What a picture is, the system's own reader decides, and it runs in the child.
+// The system's own reader decides what a picture is, and it runs in the decoder.
 
 #include "identity/decoder_program.h"
 

@@ -8,9 +8,9 @@
 
 namespace sorvane {
 
-/// The image formats that are read, each recognised by its first bytes. The hook uses the table to
-/// decide whether a file is worth a child and which program decodes it; the child uses it to pick
-/// the decoder. Adding a format is one row here and one file pair under identity/pixels/decoders/.
+/// The image formats that are read, each recognised by its first bytes. By this table the hook
+/// tells whether a file is worth a decoder and which program that is, and the program picks the
+/// class that reads the format. CONTRIBUTING.md says what a new format needs.
 enum class ImageFormat {
     png,
     jpeg,
@@ -57,8 +57,8 @@ inline constexpr std::array imageFormats = {
     ImageFormatRow{ImageFormat::tga, "tga", extraDecoder, signatures::isTga},
 };
 
-/// The first row that recognises the file, or nothing: then the file is no image here.
-/// `firstBytes` is the beginning of the file, as much of it as the first read gave.
+/// The first row that recognises the file; nothing for a file that is no picture. `firstBytes` is
+/// what the first read gave.
 constexpr std::optional<ImageFormatRow> imageFormat(std::string_view firstBytes) {
     firstBytes = firstBytes.substr(0, signatures::length);
     for (const ImageFormatRow& row : imageFormats)

@@ -1,14 +1,15 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <string_view>
 
-// By what first bytes a file is taken for one of a format: as much as tells the format from others
-// and from texts, no more.
+// The first bytes by which a file is taken for one of a format: enough to tell the format from the
+// others and from text.
 namespace sorvane::signatures {
 
-/// As many first bytes as any of these is given: a file of boxes may list a dozen brands.
+/// Each function is given at most this many bytes: an HEIF file may list a dozen brands.
 inline constexpr std::size_t length = 64;
 
 constexpr bool isPng(std::string_view bytes) { return bytes.starts_with("\x89PNG\r\n\x1a\n"); }
@@ -31,7 +32,7 @@ constexpr bool isTiff(std::string_view bytes) {
 }
 
 constexpr bool isBmp(std::string_view bytes) {
-    // Behind the file's header, the length of the bitmap's: one of these.
+    // After the file header comes the length of the bitmap header: one of these.
     constexpr std::string_view lengths("\x0c\x10\x28\x34\x38\x40\x6c\x7c");
     return bytes.size() >= 18 && bytes.starts_with("BM") &&
            lengths.find(bytes[14]) != lengths.npos &&
@@ -39,8 +40,8 @@ constexpr bool isBmp(std::string_view bytes) {
 }
 
 constexpr bool isIcon(std::string_view bytes) {
-    // Icon or cursor; at least one picture; in its entry a byte that is 0, or 255 from one
-    // well-known writer, and a place.
+    // An icon or a cursor with at least one picture, whose entry has a reserved byte, 0 but from
+    // one well-known writer, and an offset.
     return bytes.size() >= 22 && bytes.starts_with({"\0\0", 2}) &&
            (bytes[2] == 1 || bytes[2] == 2) && bytes[3] == 0 &&
            bytes.substr(4, 2) != std::string_view("\0\0", 2) &&
@@ -48,8 +49,8 @@ constexpr bool isIcon(std::string_view bytes) {
            bytes.substr(18, 4) != std::string_view("\0\0\0\0", 4);
 }
 
-/// A file of boxes that says to be of a brand whose first item is a picture coded in HEVC or AV1,
-/// or made of such: what HEIF's brands have in common with those of films is not enough.
+/// Films have the same container: a file must name, first or among the compatible ones, a brand of
+/// pictures that are coded in HEVC or AV1.
 constexpr bool isHeif(std::string_view bytes) {
     constexpr std::array<std::string_view, 11> brands = {
         "heic", "heix", "heim", "heis", "hevc", "hevx", "mif1", "mif2", "msf1", "avif", "avis"};
@@ -59,9 +60,9 @@ constexpr bool isHeif(std::string_view bytes) {
     if (bytes.size() < versionField || bytes.substr(typeField, 4) != "ftyp") return false;
     std::size_t end = 0;
     for (std::size_t i = 0; i < 4; ++i) end = end << 8 | static_cast<unsigned char>(bytes[i]);
-    for (std::size_t place = majorField; place + 4 <= bytes.size() && place + 4 <= end; place += 4)
+    for (std::size_t offset = majorField; offset + 4 <= std::min(bytes.size(), end); offset += 4)
         for (const std::string_view brand : brands)
-            if (place != versionField && bytes.substr(place, 4) == brand) return true;
+            if (offset != versionField && bytes.substr(offset, 4) == brand) return true;
     return false;
 }
 
@@ -76,8 +77,9 @@ constexpr bool isJpegXl(std::string_view bytes) {
 }
 
 constexpr bool isPnm(std::string_view bytes) {
-    // Behind the map's number white space, and then more of it, a comment or a size; PAM has lines
-    // from here on.
+    // After the number comes a comment, or white space and then more of it, a comment or a size.
+    // PAM
+    // ("P7") has a line to itself.
     constexpr std::string_view space = " \t\n\v\f\r";
     constexpr std::string_view next = " \t\n\v\f\r#0123456789";
     if (bytes.starts_with("P7\n")) return true;
@@ -90,18 +92,19 @@ constexpr bool isPsd(std::string_view bytes) {
     return bytes.starts_with({"8BPS\0\1", 6}) || bytes.starts_with({"8BPS\0\2", 6});
 }
 
-/// A header that is plausible in every field, as TGA has no signature. Each kind of picture has its
-/// depths, and a palette or zeros in its place.
+/// TGA has no signature: every field of the header must be plausible. Each type of picture has its
+/// depths, and either a palette or zeros in the palette's fields.
 constexpr bool isTga(std::string_view bytes) {
     constexpr std::string_view zeros("\0\0\0\0\0", 5);
-    constexpr std::string_view kinds = "\1\2\3\x09\x0a\x0b"; // palette, colour, grey; in runs
+    // Palette, colour, grey; and the same in runs.
+    constexpr std::string_view types = "\1\2\3\x09\x0a\x0b";
     constexpr std::string_view colourDepths = "\x0f\x10\x18\x20";
-    if (bytes.size() < 18 || kinds.find(bytes[2]) == kinds.npos) return false;
-    const int kind = bytes[2] & 3;
-    const std::string_view depths = kind == 2 ? colourDepths : "\x08\x10";
+    if (bytes.size() < 18 || types.find(bytes[2]) == types.npos) return false;
+    const int type = bytes[2] & 3;
+    const std::string_view depths = type == 2 ? colourDepths : "\x08\x10";
     const bool palette = bytes[1] == 1 && bytes.substr(5, 2) != zeros.substr(0, 2) &&
                          colourDepths.find(bytes[7]) != colourDepths.npos;
-    const bool noPalette = bytes[1] == 0 && bytes.substr(3, 5) == zeros && kind != 1;
+    const bool noPalette = bytes[1] == 0 && bytes.substr(3, 5) == zeros && type != 1;
     return (palette || noPalette) && depths.find(bytes[16]) != depths.npos &&
            bytes.substr(12, 2) != zeros.substr(0, 2) && bytes.substr(14, 2) != zeros.substr(0, 2) &&
            (bytes[17] & 0xc0) == 0;

@@ -6,14 +6,14 @@
 namespace sorvane {
 
 /// Pictures with more pixels get no pixel identity: a prompt does not wait for them. The decoder
-/// holds to it, and the hook believes no answer beyond it.
+/// rejects them, and the hook accepts no answer about one.
 inline constexpr std::uint32_t pixelBudget = 60'000'000;
 
-/// The largest frame that is ever taken: the whole budget as RGBA, 8 bits a channel.
+/// The largest frame: the whole budget as RGBA, 8 bits a channel.
 inline constexpr std::size_t maxFrameBytes = std::size_t{4} * pixelBudget;
 
-/// True when a picture has a pixel at all and not more of them than the budget. Free of overflow
-/// for every size.
+/// True when a picture has a pixel, and not more of them than the budget. Free of overflow for
+/// every size.
 constexpr bool withinPixelBudget(std::uint64_t width, std::uint64_t height) {
     return width > 0 && height > 0 && width <= pixelBudget / height;
 }

@@ -27,8 +27,7 @@ constexpr std::uint32_t auditArchitecture = AUDIT_ARCH_AARCH64;
 #error "Name this machine's audit architecture here and try the confinement's tests."
 #endif
 
-// What a process takes that decodes nothing, a colour profile, and the blocks that pictures are
-// rounded up to.
+// The process itself, a colour profile, and what allocations are rounded up to.
 constexpr rlim_t baselineMemory = rlim_t{96} << 20;
 
 constexpr sock_filter statement(std::uint16_t code, std::uint32_t value) {
@@ -50,10 +49,10 @@ constexpr sock_filter unlessCall(std::uint32_t number) { return jump(BPF_JEQ, nu
 // Both machines are little-endian: an argument's lower half comes first.
 constexpr std::size_t protectionArgument = offsetof(seccomp_data, args) + 2 * sizeof(std::uint64_t);
 
-// The whole of what a decoder may ask of the system: its two streams, memory (none of it
-// executable), the end. `getrandom` is malloc's seed, drawn at its first call; `futex` closes the
-// once-only preparations of the run time's first exception.
-constexpr std::array filter = {
+// Everything that a decoder may ask of the system: its two streams, memory that is not executable,
+// the end. `getrandom` is malloc's seed, drawn at its first call; `futex` ends the initialisation
+// at the run time's first exception.
+constexpr std::array allowedCalls = {
     load(offsetof(seccomp_data, arch)),
     jump(BPF_JEQ, auditArchitecture, 1, 0),
     kill,
@@ -92,7 +91,8 @@ void limitResource(__rlimit_resource_t resource, rlim_t max) {
 }
 
 // The C library's first sort of more than a kilobyte asks how much memory there is, and keeps the
-// answer: libtiff's sort of its tags would be that first one, when nothing may be asked any more.
+// answer. Otherwise that would be libtiff's sort of its tags, when the question is a forbidden
+// call.
 void sortOnce() {
     std::array<std::array<char, 1024>, 2> blocks{};
     std::qsort(blocks.data(), blocks.size(), sizeof blocks[0],
@@ -101,8 +101,8 @@ void sortOnce() {
 
 void filterCalls() {
     if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return;
-    // The kernel's interface is older than `const`; it copies the filter and leaves it alone.
-    std::array<sock_filter, filter.size()> copy = filter;
+    // The kernel's interface lacks a `const`; it only reads the filter.
+    std::array<sock_filter, allowedCalls.size()> copy = allowedCalls;
     const sock_fprog program{copy.size(), copy.data()};
     ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program, 0, 0);
 }
@@ -110,7 +110,7 @@ void filterCalls() {
 } // namespace
 
 void confine(std::uint64_t memory) {
-    // Some libraries complain there of every damaged file, and nobody reads it.
+    // Some libraries write there about every damaged file, and nobody reads it.
     ::close(STDERR_FILENO);
     limitResource(RLIMIT_AS, memory + baselineMemory);
     limitResource(RLIMIT_NOFILE, 0);
@@ -118,7 +118,7 @@ void confine(std::uint64_t memory) {
     limitResource(RLIMIT_CORE, 0);
     // A crash report would hold somebody's picture; some systems write one whatever the limit.
     ::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
-    // Where memory runs out, malloc would try a second heap, and ask how many processors there are.
+    // Out of memory, malloc would try a second heap, and ask how many processors there are.
     ::mallopt(M_ARENA_MAX, 1);
     sortOnce();
     filterCalls();

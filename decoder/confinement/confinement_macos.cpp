@@ -1,8 +1,8 @@
 // The system's own reader opens libraries, colour profiles and connections to other services as it
 // needs them, and maps far more memory than it uses: descriptors and address space are left to it.
-// The budget of pixels bounds what a picture may take. There is no sandbox: the calls that would
-// enter one are deprecated without another in their place; what is left, an entitlement in a code
-// signature, is for whoever signs the program.
+// The pixel budget bounds what a picture may take. There is no sandbox: the calls that would enter
+// one are deprecated without a successor; what is left, an entitlement in a code signature, is for
+// whoever signs the program.
 
 #include "decoder/confinement/confinement.h"
 

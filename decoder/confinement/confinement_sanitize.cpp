@@ -1,5 +1,5 @@
-// The sanitizer builds confine nothing but their time. AddressSanitizer reserves terabytes of
-// address space, and opens files and starts processes to report what it found.
+// The sanitizer builds are limited in time alone: AddressSanitizer reserves terabytes of address
+// space, and opens files and starts processes to report what it found.
 
 #include "decoder/confinement/confinement.h"
 

@@ -5,7 +5,7 @@
 
 namespace sorvane::decoder {
 
-// The clock counts a decoder that waits; the processor time holds where the alarm is lost.
+// The alarm ends a decoder that waits; the processor time ends one that ignores the alarm.
 void limitTime(std::chrono::seconds timeout) {
     const auto seconds = static_cast<rlim_t>(timeout.count());
     const rlimit processor{seconds, seconds};

@@ -6,8 +6,8 @@
 
 namespace sorvane::decoder {
 
-/// How a picture is stored, seen from the upright picture; the numbers are those of the files. Each
-/// name says what has to be done to the stored picture to set it upright, turns being clockwise.
+/// What has to be done to the stored picture to set it upright, turns being clockwise. The numbers
+/// are those of Exif.
 enum class Orientation : std::uint8_t {
     upright = 1,
     mirror = 2,

@@ -38,7 +38,7 @@ std::optional<PixelIdentity> identityOf(const Bytes& content) {
 
 } // namespace
 
-TEST_CASE("an opaque pixel is digested as it is stored, behind the size") {
+TEST_CASE("an opaque pixel is digested as it is stored, after the size") {
     const auto identity = identityOf(opaqueRed);
     REQUIRE(identity);
     // The SHA-256 of "1x1:rgba8-srgb:" and FF 00 00 FF.

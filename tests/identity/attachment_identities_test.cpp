@@ -171,7 +171,7 @@ TEST_CASE("a length of 64 is counted in characters, whatever they are") {
     std::string accented;
     std::string large;
     std::string small;
-    for (int place = 0; place < 64; ++place) {
+    for (int i = 0; i < 64; ++i) {
         accented += "E\u0301";
         large += "\u00C9";
         small += "\u00E9";

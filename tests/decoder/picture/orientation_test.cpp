@@ -39,12 +39,12 @@ TEST_CASE("every orientation sets size and pixels upright") {
         const Size size = uprightSize(orientation, stored);
         REQUIRE(size == Size{static_cast<std::uint32_t>(upright[0].size()),
                              static_cast<std::uint32_t>(upright.size())});
-        std::vector<std::string> placed(size.height, std::string(size.width, '?'));
+        std::vector<std::string> turned(size.height, std::string(size.width, '?'));
         for (std::uint32_t y = 0; y < stored.height; ++y)
             for (std::uint32_t x = 0; x < stored.width; ++x) {
-                const Position place = uprightPosition(orientation, stored, {x, y});
-                placed.at(place.y).at(place.x) = "abcdef"[y * stored.width + x];
+                const Position position = uprightPosition(orientation, stored, {x, y});
+                turned.at(position.y).at(position.x) = "abcdef"[y * stored.width + x];
             }
-        CHECK(placed == upright);
+        CHECK(turned == upright);
     }
 }
