@@ -1,4 +1,4 @@
-// The colour step alone, of whole pictures, for every way that samples take to sRGB.
+// The colour step alone, for whole pictures and every kind of conversion.
 
 #include <vector>
 

@@ -10,7 +10,7 @@ namespace {
 
 using Colour = std::uint8_t[3];
 
-// Numbers without an order that anybody would see, from a place.
+// A number for a position that nobody sees an order in.
 std::uint32_t scattered(std::uint32_t x, std::uint32_t y, std::uint32_t kind) {
     std::uint32_t value = x * 0x9e3779b1U ^ y * 0x85ebca77U ^ kind * 0xc2b2ae3dU;
     value = (value ^ value >> 15) * 0x2c1b3c6dU;
@@ -167,11 +167,11 @@ double softNoise(double x, double y, std::uint32_t kind) {
 }
 
 double shapes(double x, double y, std::uint32_t kind) {
-    constexpr double largest = 640;
+    constexpr double maxSize = 640;
     constexpr std::uint32_t sizes = 5;
     double value = 0;
     double part = 0.5;
-    double size = largest;
+    double size = maxSize;
     for (std::uint32_t i = 0; i < sizes; ++i, part /= 2, size /= 3)
         value += part * softNoise(x / size, y / size, kind + i);
     return value;

@@ -8,7 +8,7 @@ from pathlib import Path
 
 from measuring import Command, output_of
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/identity/pixels"))
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/agreement"))
 
 import tags
 

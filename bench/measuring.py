@@ -63,7 +63,7 @@ def output_of(command):
 
 
 def side_by_side(instruments, commands, rounds):
-    """The costs of every command, one a round, each round in another order: whoever comes behind a
+    """The costs of every command, one a round, each round in another order: whoever comes after a
     large neighbour finds the processor's caches cold, and that must meet all alike."""
     costs = {name: [] for name in commands}
     order = list(commands)

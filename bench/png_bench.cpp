@@ -1,4 +1,4 @@
-// The PNG decoder alone, with its own reader and with libpng's: its spans are thrown away.
+// The PNG decoder alone, with its own reader and with libpng's: its pixels are thrown away.
 
 #include <cstdio>
 #include <cstdlib>
@@ -24,7 +24,7 @@ constexpr std::size_t height = 1080;
 
 class Nowhere : public PixelSink {
   public:
-    void take(const PixelRun& span) override { benchmark::DoNotOptimize(span.samples); }
+    void take(const PixelRun& run) override { benchmark::DoNotOptimize(run.samples); }
 };
 
 int openFileOf(const std::string& content) {

@@ -11,7 +11,7 @@ from measuring import Command, Failed, output_of
 
 AGENT = "codex"
 CLIENT = "bench"
-PATIENCE = 5  # seconds
+TIMEOUT = 5  # seconds
 
 
 class Scene:
@@ -74,7 +74,7 @@ class Scene:
 
     def wait_for(self, request):
         """The peer notes a request down after its answer, when the hook may be gone already."""
-        end = time.monotonic() + PATIENCE
+        end = time.monotonic() + TIMEOUT
         while not request.exists():
             if time.monotonic() > end:
                 raise Failed("the hook asked the application nothing")

@@ -9,8 +9,8 @@ namespace sorvane::bench {
 
 using Bytes = std::span<std::uint8_t>;
 
-/// Whether the pieces, one behind the other, are a zlib stream of `size` bytes. At least one piece;
-/// all in one buffer, which is spoilt. One file a library stands behind it.
+/// Whether the pieces, one after the other, are a zlib stream of `size` bytes. At least one piece;
+/// all in one buffer, which is overwritten. Each library has a source file of its own.
 bool inflates(const std::vector<Bytes>& pieces, std::size_t size);
 
 } // namespace sorvane::bench

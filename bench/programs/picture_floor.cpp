@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <libdeflate.h>
 #include <memory>
 #include <optional>
 #include <span>
@@ -18,8 +17,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <isa-l/igzip_lib.h>
 
 #include "bench/programs/inflate.h"
 #include "support/sha256.h"

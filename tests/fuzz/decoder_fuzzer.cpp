@@ -1,5 +1,5 @@
-// One format's decoder under libFuzzer: a whole picture's way, from any bytes to the digest, as
-// long as the picture is small.
+// One format's decoder under libFuzzer: from any bytes to the digest, as long as the picture is
+// small.
 
 #include <algorithm>
 #include <cstddef>
@@ -15,7 +15,7 @@ using namespace sorvane::decoder;
 
 namespace {
 
-// More pixels bring time and no new way through the code.
+// More pixels take time and reach no more code.
 constexpr std::uint64_t maxPixels = 256 * 256;
 
 constexpr ImageFormat format =

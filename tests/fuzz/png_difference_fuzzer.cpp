@@ -1,6 +1,6 @@
 // Both readers of PNG under libFuzzer: from the same bytes they have to read the same header and
-// the same pixels, or both have to refuse. One difference is meant: where compressed data are not
-// whole behind the last pixel, libpng does not always notice. There zlib decides.
+// the same pixels, or both have to reject the file. One difference is meant: compressed data that
+// are not whole after the last pixel are not always noticed by libpng. There zlib decides.
 
 #include <cstddef>
 #include <cstdint>
@@ -21,8 +21,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// More pixels bring time and no new way through the code.
-constexpr std::uint64_t pixelLimit = 256 * 256;
+// More pixels take time and reach no more code.
+constexpr std::uint64_t maxPixels = 256 * 256;
 
 class Samples : public PixelSink {
   public:
@@ -31,11 +31,11 @@ class Samples : public PixelSink {
           pixelBytes_(header.samples.pixelBytes()),
           bytes_(pixelBytes_ * width_ * header.size.height) {}
 
-    void take(const PixelRun& span) override {
-        for (std::size_t i = 0; i < span.count; ++i) {
+    void take(const PixelRun& run) override {
+        for (std::size_t i = 0; i < run.count; ++i) {
             const std::size_t pixel =
-                std::size_t{span.row} * width_ + span.firstColumn + i * span.columnStep;
-            std::memcpy(&bytes_[pixel * pixelBytes_], span.samples + i * pixelBytes_, pixelBytes_);
+                std::size_t{run.row} * width_ + run.firstColumn + i * run.columnStep;
+            std::memcpy(&bytes_[pixel * pixelBytes_], run.samples + i * pixelBytes_, pixelBytes_);
         }
     }
 
@@ -62,7 +62,7 @@ Answer answerOf(std::unique_ptr<Decoder> (*open)(ByteSource&), const std::uint8_
     answer.header = decoder->readHeader();
     if (!answer.header || !withinBudget(answer.header->size)) return answer;
     const Size declared = answer.header->size;
-    answer.small = std::uint64_t{declared.width} * declared.height <= pixelLimit;
+    answer.small = std::uint64_t{declared.width} * declared.height <= maxPixels;
     if (!answer.small) return answer;
     Samples samples(*answer.header);
     if (decoder->readPixels(samples)) answer.samples = samples.bytes();
@@ -116,12 +116,12 @@ bool isWholeStream(Bytes data) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Answer judge = answerOf(openPngByLibpng, data, size);
+    Answer theirs = answerOf(openPngByLibpng, data, size);
     const Answer ours = answerOf(openPng, data, size);
-    if (judge.header.has_value() != ours.header.has_value()) std::abort();
-    if (!judge.header) return 0;
-    if (!sameHeader(*judge.header, *ours.header)) std::abort();
-    if (judge.samples && !ours.samples && !isWholeStream(pixelData(data, size))) return 0;
-    if (judge.samples != ours.samples) std::abort();
+    if (theirs.header.has_value() != ours.header.has_value()) std::abort();
+    if (!theirs.header) return 0;
+    if (!sameHeader(*theirs.header, *ours.header)) std::abort();
+    if (theirs.samples && !ours.samples && !isWholeStream(pixelData(data, size))) return 0;
+    if (theirs.samples != ours.samples) std::abort();
     return 0;
 }

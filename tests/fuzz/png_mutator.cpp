@@ -8,7 +8,7 @@
 
 #include <zlib.h>
 
-extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t most);
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 
 namespace {
 
@@ -31,8 +31,8 @@ void setChecksums(std::uint8_t* file, std::size_t size) {
 } // namespace
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
-                                               std::size_t most, unsigned seed) {
-    const std::size_t changed = LLVMFuzzerMutate(data, size, most);
+                                               std::size_t maxSize, unsigned seed) {
+    const std::size_t changed = LLVMFuzzerMutate(data, size, maxSize);
     if (seed % 8 != 0) setChecksums(data, changed);
     return changed;
 }
