@@ -45,8 +45,7 @@ std::optional<std::uint16_t> orientationValue(const NumberReader& numbers) {
 Orientation exifOrientation(std::span<const std::uint8_t> exif) {
     const auto order = byteOrder(exif);
     const auto value = order ? orientationValue(NumberReader(exif, *order)) : std::nullopt;
-    if (!value || *value < 1 || *value > 8) return Orientation::upright;
-    return static_cast<Orientation>(*value);
+    return orientationFrom(value.value_or(0)).value_or(Orientation::upright);
 }
 
 } // namespace sorvane::decoder

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "decoder/picture/geometry.h"
 
@@ -18,6 +19,12 @@ enum class Orientation : std::uint8_t {
     transverse = 7,
     threeQuarterTurn = 8,
 };
+
+/// The orientation that a file writes as `number`; nothing for a number that stands for none.
+constexpr std::optional<Orientation> orientationFrom(std::uint32_t number) {
+    if (number < 1 || number > 8) return std::nullopt;
+    return static_cast<Orientation>(number);
+}
 
 /// The size of the upright picture whose stored size is `stored`.
 Size uprightSize(Orientation orientation, Size stored);

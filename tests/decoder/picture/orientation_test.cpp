@@ -1,5 +1,7 @@
 #include "decoder/picture/orientation.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,5 +48,14 @@ TEST_CASE("every orientation sets size and pixels upright") {
                 turned.at(position.y).at(position.x) = "abcdef"[y * stored.width + x];
             }
         CHECK(turned == upright);
+    }
+}
+
+TEST_CASE("the numbers 1 to 8 are orientations, and no others") {
+    for (std::uint32_t number = 1; number <= 8; ++number)
+        CHECK(orientationFrom(number) == static_cast<Orientation>(number));
+    for (const std::uint32_t number : {0U, 9U, 256U, 257U, 65'537U, 0xffff'ffffU}) {
+        CAPTURE(number);
+        CHECK(orientationFrom(number) == std::nullopt);
     }
 }
