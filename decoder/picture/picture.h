@@ -69,6 +69,11 @@ struct PixelRun {
     std::uint32_t columnStep = 1;
     std::uint32_t count = 0;
     const std::uint8_t* samples = nullptr;
+
+    static constexpr PixelRun wholeRow(std::uint32_t row, std::uint32_t width,
+                                       const std::uint8_t* samples) {
+        return {row, 0, 1, width, samples};
+    }
 };
 
 /// Takes a picture's pixels.
