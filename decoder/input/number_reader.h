@@ -15,6 +15,10 @@ class NumberReader {
     NumberReader(std::span<const std::uint8_t> bytes, ByteOrder order)
         : bytes_(bytes), order_(order) {}
 
+    std::optional<std::uint8_t> u8(std::size_t offset) const {
+        const auto value = number<1>(offset);
+        return value ? std::optional(static_cast<std::uint8_t>(*value)) : std::nullopt;
+    }
     std::optional<std::uint16_t> u16(std::size_t offset) const {
         const auto value = number<2>(offset);
         return value ? std::optional(static_cast<std::uint16_t>(*value)) : std::nullopt;

@@ -10,6 +10,8 @@ TEST_CASE("numbers are read in either byte order, wholly inside or not at all") 
     constexpr std::array<std::uint8_t, 5> bytes = {0x01, 0x02, 0xfe, 0xff, 0x80};
     const NumberReader big(bytes, ByteOrder::big);
     const NumberReader little(bytes, ByteOrder::little);
+    CHECK(big.u8(2) == 0xfe);
+    CHECK_FALSE(big.u8(5));
     CHECK(big.u16(0) == 0x0102);
     CHECK(little.u16(0) == 0x0201);
     CHECK(big.u32(1) == 0x02feff80U);
