@@ -7,8 +7,9 @@
 
 namespace sorvane::decoder {
 
-/// The orientation that Exif data give, beginning with their TIFF header ("II" or "MM"). Data that
-/// are cut short, garbled or silent about it, and values outside 1 to 8, mean upright.
+/// The orientation that Exif data give, beginning with their TIFF header ("II" or "MM"), as a
+/// number of any unsigned type. Data that are cut short, damaged or without one, and numbers
+/// outside 1 to 8, mean upright.
 Orientation exifOrientation(std::span<const std::uint8_t> exif);
 
 } // namespace sorvane::decoder

@@ -39,6 +39,10 @@ def orientations(checker):
                 turned = with_segments(jpeg, exif_segment(tags.exif(orientation, order)))
                 checker.answers('orientation %d, %s, %s' % (orientation, order, form[0]), turned,
                                 answer(rows, orientation))
+    for kind in (tags.BYTE, tags.LONG):
+        for order in '<>':
+            checker.answers('orientation of type %d, %s' % (kind, order), with_segments(
+                jpeg, exif_segment(tags.exif(6, order, kind=kind))), answer(rows, 6))
 
 
 def exif_oddities(checker):
@@ -50,7 +54,7 @@ def exif_oddities(checker):
         'orientation 9': tags.exif(9),
         'orientation 65535': tags.exif(65535),
         'an orientation of two values': tags.exif(6, count=2),
-        'an orientation that is no short number': tags.exif(6, '<', kind=4),
+        'an orientation that is a signed number': tags.exif(6, '<', kind=tags.SIGNED_SHORT),
         'no data': b'',
         'a byte order alone': b'MM',
         'noise': bytes(range(256)) * 20,

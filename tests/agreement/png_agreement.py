@@ -171,6 +171,10 @@ def orientations(checker):
                         picture.file(interlaced, chunk(b'eXIf', tags.exif(orientation, order))),
                         answer(picture.pixels(), orientation))
     picture = Picture(11, 6, RGB, 8)
+    for kind in (tags.BYTE, tags.LONG):
+        checker.answers('orientation of type %d' % kind,
+                        picture.file(before=chunk(b'eXIf', tags.exif(6, kind=kind))),
+                        answer(picture.pixels(), 6))
     turned = chunk(b'eXIf', tags.exif(6))
     checker.answers('orientation 0 is upright', picture.file(before=chunk(b'eXIf', tags.exif(0))),
                     answer(picture.pixels()))

@@ -8,10 +8,14 @@ SRGB_BLUE = (0.14307, 0.06061, 0.71410)
 DISPLAY_P3 = ((0.51512, 0.24120, -0.00105), (0.29198, 0.69225, 0.04189), (0.15710, 0.06657, 0.78407))
 
 
-def exif(orientation, order='>', entries_before=3, kind=3, count=1):
+# The types of an entry.
+BYTE, SHORT, LONG, SIGNED_SHORT = 1, 3, 4, 8
+
+
+def exif(orientation, order='>', entries_before=3, kind=SHORT, count=1):
     """Exif data, TIFF header first, with the orientation behind some other entries."""
     entries = [struct.pack(order + 'HHII', 0x0100 + i, 4, 1, 7) for i in range(entries_before)]
-    form = {3: 'H2x', 4: 'I'}[kind]
+    form = {BYTE: 'B3x', SHORT: 'H2x', LONG: 'I', SIGNED_SHORT: 'h2x'}[kind]
     entries.append(struct.pack(order + 'HHI' + form, 0x0112, kind, count, orientation))
     mark = b'MM' if order == '>' else b'II'
     return (mark + struct.pack(order + 'HIH', 42, 8, len(entries)) + b''.join(entries) +

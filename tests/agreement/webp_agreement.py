@@ -154,6 +154,9 @@ def exif_oddities(checker):
     answers('Exif that is not announced', riff(header(0, 21, 12), pixels, six))
     answers('Exif of a file without a header', riff(pixels, six))
     answers('Exif that is announced and never comes', riff(extended, pixels))
+    for kind in (tags.BYTE, tags.LONG):
+        answers('orientation of type %d' % kind,
+                riff(extended, chunk(b'EXIF', tags.exif(6, kind=kind)), pixels), 6)
     answers('the first Exif counts', riff(extended, pixels, six, three), 6)
     answers('the first Exif counts, even when it says nothing',
             riff(extended, chunk(b'EXIF', b'nothing'), pixels, six))
