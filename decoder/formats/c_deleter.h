@@ -2,7 +2,7 @@
 
 namespace sorvane::decoder {
 
-/// For a std::unique_ptr that owns an object of a library written in C: gives it back by the
+/// For a std::unique_ptr that owns an object of a library written in C: destroys it by the
 /// library's own function.
 template<auto release>
 struct Release {

@@ -24,7 +24,7 @@ void FrameOnCanvas::row(std::uint32_t row, const std::uint8_t* rgba, PixelSink& 
         const std::size_t count = std::min(frame_.width, canvas_.width - corner_.x);
         std::memcpy(row_.data() + pixelBytes * corner_.x, rgba, pixelBytes * count);
     }
-    sink.take({static_cast<std::uint32_t>(y), 0, 1, canvas_.width, row_.data()});
+    sink.take(PixelRun::wholeRow(static_cast<std::uint32_t>(y), canvas_.width, row_.data()));
 }
 
 void FrameOnCanvas::below(PixelSink& sink) {
@@ -34,7 +34,7 @@ void FrameOnCanvas::below(PixelSink& sink) {
 void FrameOnCanvas::clearRows(std::uint64_t begin, std::uint64_t end, PixelSink& sink) {
     std::ranges::fill(row_, std::uint8_t{0});
     for (std::uint64_t y = begin; y < std::min<std::uint64_t>(end, canvas_.height); ++y)
-        sink.take({static_cast<std::uint32_t>(y), 0, 1, canvas_.width, row_.data()});
+        sink.take(PixelRun::wholeRow(static_cast<std::uint32_t>(y), canvas_.width, row_.data()));
 }
 
 } // namespace sorvane::decoder

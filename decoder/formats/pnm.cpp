@@ -223,7 +223,7 @@ bool PnmDecoder::readPixels(PixelSink& sink) {
     if (header_.form == Form::packedBits) stored_.resize((count + 7) / 8);
     for (std::uint32_t y = 0; y < header_.size.height; ++y) {
         if (!readRow()) return false;
-        sink.take({y, 0, 1, header_.size.width, samples_.data()});
+        sink.take(PixelRun::wholeRow(y, header_.size.width, samples_.data()));
     }
     return true;
 }

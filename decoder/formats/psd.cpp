@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "decoder/input/number_reader.h"
 #include "decoder/input/sequential_reader.h"
 
 namespace sorvane::decoder {
@@ -68,11 +69,9 @@ class PsdDecoder final : public Decoder {
 
 /// A number of up to 8 bytes.
 std::optional<std::uint64_t> PsdDecoder::number(std::size_t length) {
-    std::array<std::uint8_t, 8> bytes;
-    if (!file_.read(std::span(bytes).first(length))) return std::nullopt;
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < length; ++i) value = value << 8 | bytes[i];
-    return value;
+    std::array<std::uint8_t, 8> bytes{};
+    if (!file_.read(std::span(bytes).last(length))) return std::nullopt;
+    return NumberReader(bytes, ByteOrder::big).u64(0);
 }
 
 std::optional<PictureHeader> PsdDecoder::readHeader() {
@@ -231,7 +230,8 @@ bool PsdDecoder::readPixels(PixelSink& sink) {
         else
             finish<std::uint8_t>(row);
         if (mode_ == Mode::indexed) lookUp(row.data(), colours);
-        sink.take({y, 0, 1, size_.width, colours.empty() ? row.data() : colours.data()});
+        const std::uint8_t* samples = colours.empty() ? row.data() : colours.data();
+        sink.take(PixelRun::wholeRow(y, size_.width, samples));
     }
     return true;
 }

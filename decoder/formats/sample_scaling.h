@@ -5,21 +5,19 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
-#include <vector>
-
-#include "decoder/picture/picture.h"
 
 namespace sorvane::decoder {
 
+/// The largest sample of 16 bits.
 inline constexpr std::uint32_t wideFull = 65'535;
 
-/// A sample of 1 to 16 bits as one of 16, its two ends where they were.
+/// A sample of 1 to 16 bits scaled to 16: 0 stays 0, and the largest becomes the largest.
 constexpr std::uint32_t widened(std::uint32_t sample, unsigned bits) {
     const std::uint32_t full = (1U << bits) - 1;
     return (std::min(sample, full) * wideFull + full / 2) / full;
 }
 
-/// Takes a pixel's alpha, the last of its 16-bit samples, out of its colours.
+/// Divides the colours of a premultiplied pixel by its alpha, the last of its 16-bit samples.
 constexpr void makeStraight(std::span<std::uint32_t> pixel) {
     const std::uint32_t alpha = pixel.back();
     if (alpha == 0) return;
@@ -27,8 +25,8 @@ constexpr void makeStraight(std::span<std::uint32_t> pixel) {
         sample = std::min((sample * wideFull + alpha / 2) / alpha, wideFull);
 }
 
-/// Writes a pixel's 16-bit samples as the picture's, and gives where the next pixel goes. A sample
-/// that was widened from 8 bits comes back as it was.
+/// Writes a pixel's 16-bit samples to `to`, as they are or scaled to 8 bits, and returns where the
+/// next pixel goes. A sample that was widened from 8 bits becomes what it was.
 inline std::uint8_t* putPixel(std::span<const std::uint32_t> pixel, bool sixteenBits,
                               std::uint8_t* to) {
     for (const std::uint32_t wide : pixel) {
@@ -41,16 +39,6 @@ inline std::uint8_t* putPixel(std::span<const std::uint32_t> pixel, bool sixteen
         to += sizeof sample;
     }
     return to;
-}
-
-/// Hands a decoded picture over, row by row: `fillRow(row, to)` writes the samples of one.
-template<class FillRow>
-void takeRows(PixelSink& sink, Size size, const SampleFormat& format, const FillRow& fillRow) {
-    std::vector<std::uint8_t> line(size.width * format.pixelBytes());
-    for (std::uint32_t row = 0; row < size.height; ++row) {
-        fillRow(row, line.data());
-        sink.take({row, 0, 1, size.width, line.data()});
-    }
 }
 
 } // namespace sorvane::decoder

@@ -120,7 +120,7 @@ bool TgaDecoder::readPixels(PixelSink& sink) {
         if (!readRow(row)) return false;
         makeSamples(row, samples);
         const std::uint32_t y = topDown_ ? number : size_.height - 1 - number;
-        sink.take({y, 0, 1, size_.width, samples.data()});
+        sink.take(PixelRun::wholeRow(y, size_.width, samples.data()));
     }
     return true;
 }

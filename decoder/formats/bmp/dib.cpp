@@ -85,7 +85,7 @@ class RowMaker {
 
     void handOver(std::uint32_t number) {
         const std::uint32_t row = header_.topDown ? number : header_.size.height - 1 - number;
-        sink_.take({row, 0, 1, header_.size.width, samples_.data()});
+        sink_.take(PixelRun::wholeRow(row, header_.size.width, samples_.data()));
     }
 
     const DibHeader& header_;
@@ -223,7 +223,8 @@ bool readDibPixels(const DibHeader& header, SequentialReader& file, PixelSink& s
 void KeptRows::take(const PixelRun& span) { std::memcpy(row(span.row), span.samples, rowBytes_); }
 
 void KeptRows::handOver(PixelSink& sink) {
-    for (std::uint32_t y = 0; y < size_.height; ++y) sink.take({y, 0, 1, size_.width, row(y)});
+    for (std::uint32_t y = 0; y < size_.height; ++y)
+        sink.take(PixelRun::wholeRow(y, size_.width, row(y)));
 }
 
 } // namespace sorvane::decoder

@@ -18,6 +18,7 @@
 #include "decoder/formats/heif/nclx_colour.h"
 #include "decoder/formats/library_versions.h"
 #include "decoder/formats/sample_scaling.h"
+#include "decoder/formats/whole_rows.h"
 
 namespace sorvane::decoder {
 

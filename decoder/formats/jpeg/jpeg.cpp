@@ -14,6 +14,7 @@
 
 #include "decoder/formats/exif.h"
 #include "decoder/formats/jpeg/icc_pieces.h"
+#include "decoder/formats/longjmp_guard.h"
 
 namespace sorvane::decoder {
 
@@ -52,16 +53,10 @@ class JpegDecoder final : public Decoder {
     bool readPixels(PixelSink& sink) override;
 
   private:
-    // libjpeg leaves a failing call through `onError`. That is a longjmp and not an exception,
-    // because an exception would have to pass frames that were compiled as C, without a promise of
-    // unwind tables. A longjmp must not pass a frame that has something to destroy, so every call
-    // into the library goes through here with a lambda that calls it and nothing else: what is
-    // jumped over is the lambda, the library, and the callbacks below, which own nothing.
+    // Every call into the library goes through here.
     template<class Call>
     bool attempt(const Call& call) {
-        if (setjmp(escape_) != 0) return false;
-        call();
-        return true;
+        return completes(escape_, call);
     }
 
     // A call that may be suspended, which happens when the file ends inside a segment: it is made
@@ -237,7 +232,7 @@ bool JpegDecoder::readPixels(PixelSink& sink) {
         const std::uint32_t y = jpeg_.output_scanline;
         if (!proceed([&] { return jpeg_read_scanlines(&jpeg_, rows, 1) == 1; })) return false;
         if (jpeg_.out_color_space == JCS_CMYK) countInks(row);
-        sink.take({y, 0, 1, jpeg_.output_width, row.data()});
+        sink.take(PixelRun::wholeRow(y, jpeg_.output_width, row.data()));
     }
     return true;
 }

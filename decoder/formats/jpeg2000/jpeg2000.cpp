@@ -13,6 +13,7 @@
 #include "decoder/formats/c_deleter.h"
 #include "decoder/formats/jpeg2000/jpeg2000_tile_parts.h"
 #include "decoder/formats/sample_scaling.h"
+#include "decoder/formats/whole_rows.h"
 #include "decoder/input/buffered_file.h"
 
 namespace sorvane::decoder {

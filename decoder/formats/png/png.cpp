@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <csetjmp>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include <png.h>
 
 #include "decoder/formats/exif.h"
+#include "decoder/formats/longjmp_guard.h"
 #include "decoder/formats/png/png_metadata.h"
 #include "decoder/formats/png/png_rows.h"
 #include "decoder/formats/png/png_trailer.h"
@@ -68,15 +68,10 @@ class PngDecoder final : public Decoder {
     bool readPixels(PixelSink& sink) override;
 
   private:
-    // libpng leaves a failing call by longjmp, which must not pass a frame that has something to
-    // destroy, and an exception could not pass libpng's frames, compiled as C. So every call into
-    // the library goes through here with a lambda that calls it and nothing else: what is jumped
-    // over is the lambda, the library, and the callbacks below, which own nothing.
+    // Every call into the library that may fail goes through here.
     template<class Call>
     bool attempt(const Call& call) {
-        if (png_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) return false;
-        call();
-        return true;
+        return png_ != nullptr && completes(png_jmpbuf(png_), call);
     }
 
     [[noreturn]] static void onError(png_structp png, png_const_charp) { png_longjmp(png, 1); }

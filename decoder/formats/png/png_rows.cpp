@@ -57,8 +57,11 @@ class RowReader {
     std::uint8_t* slot(std::uint32_t number) { return batch_.get() + number * stride_; }
 
     void handOver(std::uint32_t y, const std::uint8_t* row, PixelSink& sink) {
-        if (form_.palette) lookUp(*form_.palette, {row, stride_ - 1}, samples_.data());
-        sink.take({y, 0, 1, form_.size.width, form_.palette ? samples_.data() : row});
+        if (form_.palette) {
+            lookUp(*form_.palette, {row, stride_ - 1}, samples_.data());
+            row = samples_.data();
+        }
+        sink.take(PixelRun::wholeRow(y, form_.size.width, row));
     }
 
     PngInflater& data_;

@@ -10,6 +10,7 @@
 
 #include <webp/decode.h>
 
+#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/frame_on_canvas.h"
 
 namespace sorvane::decoder {
@@ -63,10 +64,6 @@ class WebpDecoder final : public Decoder {
     bool readPixels(PixelSink& sink) override;
 
   private:
-    struct Delete {
-        void operator()(WebPIDecoder* decoder) const { WebPIDelete(decoder); }
-    };
-
     ByteSource& file_;
     WebpPicture picture_;
 };
@@ -92,7 +89,8 @@ bool WebpDecoder::readPixels(PixelSink& sink) {
     config.output.colorspace = MODE_RGBA;
     config.output.is_external_memory = 1;
     config.output.u.RGBA = frame.buffer();
-    const std::unique_ptr<WebPIDecoder, Delete> decoder(WebPIDecode(nullptr, 0, &config));
+    const std::unique_ptr<WebPIDecoder, Release<WebPIDelete>> decoder(
+        WebPIDecode(nullptr, 0, &config));
     if (!decoder) return false;
 
     canvas.above(sink);
