@@ -5,7 +5,7 @@
 #include "decoder/formats/bmp/bmp.h"
 #include "decoder/formats/bmp/icon.h"
 #include "decoder/formats/decoder_table.h"
-#include "decoder/formats/gif.h"
+#include "decoder/formats/gif/gif.h"
 #include "decoder/formats/jpeg/jpeg.h"
 #include "decoder/formats/png/png.h"
 #include "decoder/formats/tiff/tiff.h"

@@ -1,4 +1,4 @@
-#include "decoder/formats/gif.h"
+#include "decoder/formats/gif/gif.h"
 
 #include <doctest/doctest.h>
 
@@ -35,6 +35,30 @@ TEST_CASE("a transparent index is taken from the control extension before the fr
     REQUIRE(picture.whole);
     CHECK(picture.samples == Bytes{0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 30, 255, 0, 0, 0, 0});
     CHECK(recorded(joined({screen, frame, transparentOne})).samples.back() == 255);
+}
+
+TEST_CASE("the first codes may be wider than 8 bits") {
+    // Clear, 0, 1, end: codes of one bit more than their size.
+    const auto wide = [](std::uint8_t codeSize) {
+        const unsigned clear = 1U << codeSize;
+        const unsigned width = codeSize + 1U;
+        const std::uint64_t bits = std::uint64_t{clear} | std::uint64_t{1} << 2 * width |
+                                   std::uint64_t{clear + 1} << 3 * width;
+        Bytes data = {',', 0, 0, 1, 0, 2, 0, 1, 0, 0, codeSize, 6};
+        for (unsigned i = 0; i < 6; ++i) data.push_back(static_cast<std::uint8_t>(bits >> 8 * i));
+        data.push_back(0);
+        return joined({screen, data});
+    };
+    const auto usual = recorded(joined({screen, frame}));
+    for (const std::uint8_t codeSize : Bytes{8, 9, 10, 11}) {
+        CAPTURE(codeSize);
+        const auto picture = recorded(wide(codeSize));
+        CHECK(picture.whole);
+        CHECK(picture.samples == usual.samples);
+        const Bytes whole = wide(codeSize);
+        CHECK_FALSE(recorded(Bytes(whole.begin(), whole.end() - 1)).whole);
+    }
+    CHECK_FALSE(recorded(wide(12)).header);
 }
 
 TEST_CASE("rows of an interlaced frame are announced to come out of order") {

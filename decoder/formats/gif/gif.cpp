@@ -1,4 +1,4 @@
-#include "decoder/formats/gif.h"
+#include "decoder/formats/gif/gif.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,9 @@
 
 #include <gif_lib.h>
 
+#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/frame_on_canvas.h"
+#include "decoder/formats/gif/gif_wide_codes.h"
 
 namespace sorvane::decoder {
 
@@ -26,8 +28,10 @@ struct Pass {
 constexpr std::array wholeFrame = {Pass{0, 1}};
 constexpr std::array interlacedFrame = {Pass{0, 8}, Pass{4, 8}, Pass{2, 4}, Pass{1, 2}};
 
-// giflib's high-level reading keeps every frame and every extension of a file; this decoder asks
-// for one record at a time, of which giflib keeps nothing.
+void closeGif(GifFileType* gif) { DGifCloseFile(gif, nullptr); }
+
+// giflib's high-level functions keep every frame and every extension of a file. Those used here
+// read one record at a time and keep nothing of it.
 class GifDecoder final : public Decoder {
   public:
     explicit GifDecoder(ByteSource& file) : file_(file) {}
@@ -36,19 +40,18 @@ class GifDecoder final : public Decoder {
     bool readPixels(PixelSink& sink) override;
 
   private:
-    struct Close {
-        void operator()(GifFileType* gif) const { DGifCloseFile(gif, nullptr); }
-    };
-
     static int readBytes(GifFileType* gif, GifByteType* to, int count);
 
     bool findFrame();
+    bool readFrameHeader();
     bool readExtension();
     bool readColours();
     bool readRow(std::span<std::uint8_t> indices, std::span<Colour> row);
 
     ByteSource& file_;
-    std::unique_ptr<GifFileType, Close> gif_;
+    std::unique_ptr<GifFileType, Release<closeGif>> gif_;
+    std::optional<std::uint8_t> lastByte_;
+    std::optional<GifWideCodes> wideCodes_;
     std::optional<std::uint8_t> transparentIndex_;
     std::array<Colour, 256> colours_;
     Size canvas_;
@@ -57,20 +60,24 @@ class GifDecoder final : public Decoder {
 };
 
 int GifDecoder::readBytes(GifFileType* gif, GifByteType* to, int count) {
-    auto& file = *static_cast<ByteSource*>(gif->UserData);
-    return static_cast<int>(file.read({to, static_cast<std::size_t>(count)}));
+    auto& decoder = *static_cast<GifDecoder*>(gif->UserData);
+    const auto wanted = static_cast<std::size_t>(count);
+    const std::size_t came = decoder.file_.read({to, wanted});
+    decoder.lastByte_.reset();
+    if (came == wanted && came > 0) decoder.lastByte_ = to[came - 1];
+    return static_cast<int>(came);
 }
 
 std::optional<PictureHeader> GifDecoder::readHeader() {
-    gif_.reset(DGifOpen(&file_, readBytes, nullptr));
+    gif_.reset(DGifOpen(this, readBytes, nullptr));
     if (!gif_ || !findFrame() || !readColours()) return std::nullopt;
     const auto number = [](GifWord word) { return static_cast<std::uint32_t>(word); };
     const GifImageDesc& image = gif_->Image;
     canvas_ = {number(gif_->SWidth), number(gif_->SHeight)};
     corner_ = {number(image.Left), number(image.Top)};
     frame_ = {number(image.Width), number(image.Height)};
-    // Its invisible part takes its time as well: four thousand million pixels cost little in a
-    // file.
+    // What of the frame lies outside the canvas is decoded too, and a small file can hold four
+    // thousand million such pixels.
     if (!withinBudget(frame_)) return std::nullopt;
     PictureHeader header;
     header.size = canvas_;
@@ -79,14 +86,25 @@ std::optional<PictureHeader> GifDecoder::readHeader() {
     return header;
 }
 
-// Up to the first image descriptor, and that.
+// Reads up to the end of the first image descriptor.
 bool GifDecoder::findFrame() {
     GifRecordType record = UNDEFINED_RECORD_TYPE;
     while (DGifGetRecordType(gif_.get(), &record) == GIF_OK) {
-        if (record == IMAGE_DESC_RECORD_TYPE) return DGifGetImageHeader(gif_.get()) == GIF_OK;
+        if (record == IMAGE_DESC_RECORD_TYPE) return readFrameHeader();
         if (record != EXTENSION_RECORD_TYPE || !readExtension()) return false;
     }
     return false;
+}
+
+// The header ends with the size of the first codes, beyond whose usual limit of 8 giflib fails. No
+// other reason leaves such a number as the last byte that was read.
+bool GifDecoder::readFrameHeader() {
+    if (DGifGetImageHeader(gif_.get()) == GIF_OK) return true;
+    if (!lastByte_ || *lastByte_ < GifWideCodes::minCodeSize ||
+        *lastByte_ > GifWideCodes::maxCodeSize)
+        return false;
+    wideCodes_.emplace(gif_.get(), *lastByte_);
+    return true;
 }
 
 // Of several graphic control extensions the last one before the frame counts.
@@ -129,14 +147,17 @@ bool GifDecoder::readPixels(PixelSink& sink) {
             if (!readRow(indices, row)) return false;
             canvas.row(y, row.front().data(), sink);
         }
+    if (wideCodes_ && !wideCodes_->finish()) return false;
     canvas.below(sink);
     return true;
 }
 
 // With the frame's last row giflib reads on to the end of the frame's data.
 bool GifDecoder::readRow(std::span<std::uint8_t> indices, std::span<Colour> row) {
-    if (DGifGetLine(gif_.get(), indices.data(), static_cast<int>(indices.size())) != GIF_OK)
-        return false;
+    const bool read = wideCodes_ ? wideCodes_->read(indices)
+                                 : DGifGetLine(gif_.get(), indices.data(),
+                                               static_cast<int>(indices.size())) == GIF_OK;
+    if (!read) return false;
     std::ranges::transform(indices, row.begin(),
                            [this](std::uint8_t index) { return colours_[index]; });
     return true;

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "decoder/input/byte_source.h"
+#include "decoder/picture/picture.h"
+
+namespace sorvane::decoder {
+
+/// What giflib and the decoder keep, at most: two tables of codes and two colour maps, a row of the
+/// frame as indices and as pixels, a row of the canvas. No row is wider than 65,535 pixels.
+inline constexpr std::uint64_t gifMemory = std::uint64_t{1} << 20;
+
+/// GIF 87a and 89a: the first frame on the logical screen, which is the picture's size and is
+/// transparent where the frame does not cover it, whatever background colour it names. The part of
+/// the frame outside the screen is cut off. An index beyond the colour map is opaque black, as in
+/// browsers. A frame with neither a colour map of its own nor a global one is rejected, because
+/// readers differ in its colours. A file that is damaged before the end of the frame's data is
+/// rejected, as far as damage shows in a format without checksums; what comes after the frame is
+/// not read. Codes may begin with 2 to 11 bits, although 8 are enough; an index of more than 8 is
+/// damage. A profile in an application extension is passed over. `file` must outlive the decoder.
+std::unique_ptr<Decoder> openGif(ByteSource& file);
+
+} // namespace sorvane::decoder
