@@ -4,6 +4,7 @@
 #include <array>
 
 #include "decoder/formats/heif/heif_items.h"
+#include "decoder/input/four_letter_code.h"
 #include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
@@ -11,7 +12,7 @@ namespace sorvane::decoder {
 namespace {
 
 bool isCoded(const HeifItem& item) {
-    return item.type == fourLetters("hvc1") || item.type == fourLetters("av01");
+    return item.type == fourLetterCode("hvc1") || item.type == fourLetterCode("av01");
 }
 
 struct Grid {
@@ -95,10 +96,10 @@ bool Derivation::follow(std::uint32_t id, int depth) {
     // libheif knows one alpha of an item.
     if (item->alphas.size() > 1 || (!item->alphas.empty() && !follow(item->alphas[0], depth + 1)))
         return false;
-    if (item->type == fourLetters("grid")) return followGrid(*item);
-    if (item->type == fourLetters("iden"))
+    if (item->type == fourLetterCode("grid")) return followGrid(*item);
+    if (item->type == fourLetterCode("iden"))
         return item->parts.size() == 1 && follow(item->parts[0], depth + 1);
-    if (item->type == fourLetters("iovl"))
+    if (item->type == fourLetterCode("iovl"))
         return std::ranges::all_of(item->parts,
                                    [&](auto part) { return followPart(part, depth + 1); });
     whole_.insert(whole_.end(), item->sizes.begin(), item->sizes.end());

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <string_view>
 
 #include "decoder/formats/library_versions.h"
+#include "decoder/input/four_letter_code.h"
 #include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
@@ -28,7 +28,7 @@ std::optional<Box> readBox(std::span<const std::uint8_t> head) {
     const auto length = numbers.u32(0);
     if (!length || head.size() < shortHeadLength) return std::nullopt;
     Box box;
-    box.describesPictures = std::memcmp(head.data() + 4, "meta", 4) == 0;
+    box.describesPictures = numbers.u32(4) == fourLetterCode("meta");
     if (*length == 0) return box;
     box.length = *length;
     if (*length == 1) {

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <string_view>
+
+#include "decoder/input/four_letter_code.h"
+#include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
 
@@ -116,18 +120,19 @@ bool ItemReader::read(Run meta) {
         boxes.emplace(box.name, box.body);
     }
     if (meta.failed()) return false;
-    if (const auto own = boxes.find(fourLetters("idat")); own != boxes.end())
+    if (const auto own = boxes.find(fourLetterCode("idat")); own != boxes.end())
         ownData_ = own->second.place();
-    constexpr std::array<std::pair<std::string_view, Read>, 5> parts = {{
-        {"pitm", &ItemReader::readPrimary},
-        {"iinf", &ItemReader::readItems},
-        {"iprp", &ItemReader::readProperties},
-        {"iloc", &ItemReader::readPlaces},
-        {"iref", &ItemReader::readReferences},
+    constexpr std::array<std::pair<std::uint32_t, Read>, 5> parts = {{
+        {fourLetterCode("pitm"), &ItemReader::readPrimary},
+        {fourLetterCode("iinf"), &ItemReader::readItems},
+        {fourLetterCode("iprp"), &ItemReader::readProperties},
+        {fourLetterCode("iloc"), &ItemReader::readPlaces},
+        {fourLetterCode("iref"), &ItemReader::readReferences},
     }};
     return std::ranges::all_of(parts, [&](const auto& part) {
-        const auto found = boxes.find(fourLetters(part.first));
-        return found == boxes.end() ? part.first == "iref" : (this->*part.second)(found->second);
+        const auto found = boxes.find(part.first);
+        return found == boxes.end() ? part.first == fourLetterCode("iref")
+                                    : (this->*part.second)(found->second);
     });
 }
 
@@ -162,10 +167,10 @@ bool ItemReader::readReferences(Run run) {
         if (body.failed()) return false;
         const auto item = result.items.find(from);
         if (item == result.items.end()) continue;
-        if (name == fourLetters("dimg")) {
+        if (name == fourLetterCode("dimg")) {
             if (!item->second.parts.empty()) return false;
             item->second.parts = std::move(to);
-        } else if (name == fourLetters("auxl") && item->second.isAlpha) {
+        } else if (name == fourLetterCode("auxl") && item->second.isAlpha) {
             for (const std::uint32_t id : to)
                 if (const auto of = result.items.find(id); of != result.items.end())
                     of->second.alphas.push_back(from);
@@ -180,8 +185,8 @@ bool ItemReader::readProperties(Run run) {
     bool found = false;
     while (!run.atEnd()) {
         auto [name, body] = nextBox(run);
-        if (name == fourLetters("ipma") && !associations) associations = body;
-        if (name != fourLetters("ipco") || std::exchange(found, true)) continue;
+        if (name == fourLetterCode("ipma") && !associations) associations = body;
+        if (name != fourLetterCode("ipco") || std::exchange(found, true)) continue;
         while (!body.atEnd()) {
             const Box property = nextBox(body);
             properties.push_back({property.name, property.body});
@@ -208,19 +213,19 @@ bool ItemReader::associate(Run run, const std::vector<Property>& properties) {
 
 void ItemReader::apply(const Property& property, HeifItem& item) {
     Run body = property.body;
-    if (property.name == fourLetters("ispe")) {
+    if (property.name == fourLetterCode("ispe")) {
         versionOf(body);
         const std::uint32_t width = body.u32();
         item.sizes.push_back({width, body.u32()});
-    } else if (property.name == fourLetters("auxC")) {
+    } else if (property.name == fourLetterCode("auxC")) {
         versionOf(body);
         item.isAlpha = item.isAlpha || std::ranges::any_of(alphaTypes, [&](auto type) {
                            return body.startsWith(type);
                        });
     } else {
-        item.transformed = item.transformed || property.name == fourLetters("clap") ||
-                           property.name == fourLetters("irot") ||
-                           property.name == fourLetters("imir");
+        item.transformed = item.transformed || property.name == fourLetterCode("clap") ||
+                           property.name == fourLetterCode("irot") ||
+                           property.name == fourLetterCode("imir");
     }
 }
 

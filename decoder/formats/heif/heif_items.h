@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -11,12 +10,6 @@
 #include "decoder/picture/geometry.h"
 
 namespace sorvane::decoder {
-
-constexpr std::uint32_t fourLetters(std::string_view name) {
-    std::uint32_t value = 0;
-    for (const char letter : name) value = value << 8 | static_cast<std::uint8_t>(letter);
-    return value;
-}
 
 /// An item of a HEIF file, as far as a derivation asks.
 struct HeifItem {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "decoder/input/four_letter_code.h"
 #include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
@@ -17,7 +18,7 @@ constexpr std::uint16_t startOfCodestream = 0xff4f;
 constexpr std::uint16_t imageAndTileSize = 0xff51;
 constexpr std::uint16_t startOfTilePart = 0xff90;
 
-constexpr std::uint32_t codestreamBox = 0x6a703263; // "jp2c"
+constexpr std::uint32_t codestreamBox = fourLetterCode("jp2c");
 
 // Tiles are counted in 16 bits.
 constexpr std::uint64_t tileLimit = 65'535;
