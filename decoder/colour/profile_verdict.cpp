@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "decoder/colour/srgb.h"
+#include "decoder/input/four_letter_code.h"
 #include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
@@ -13,12 +14,6 @@ namespace sorvane::decoder {
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
-
-constexpr std::uint32_t signature(const char (&text)[5]) {
-    std::uint32_t value = 0;
-    for (int i = 0; i < 4; ++i) value = value << 8 | static_cast<std::uint8_t>(text[i]);
-    return value;
-}
 
 constexpr std::size_t classField = 12;
 constexpr std::size_t channelsField = 16;
@@ -65,7 +60,7 @@ std::optional<Xyz> readXyz(std::optional<Bytes> tag) {
     if (!tag) return std::nullopt;
     const NumberReader numbers(*tag, ByteOrder::big);
     Xyz result;
-    if (numbers.u32(0) != signature("XYZ ")) return std::nullopt;
+    if (numbers.u32(0) != fourLetterCode("XYZ ")) return std::nullopt;
     for (std::size_t i = 0; i < result.size(); ++i) {
         const auto value = numbers.u32(8 + 4 * i);
         if (!value) return std::nullopt;
@@ -80,8 +75,8 @@ class Curve {
     static std::optional<Curve> read(std::optional<Bytes> tag) {
         if (!tag) return std::nullopt;
         const NumberReader numbers(*tag, ByteOrder::big);
-        if (numbers.u32(0) == signature("curv")) return readSampled(*tag, numbers);
-        if (numbers.u32(0) == signature("para")) return readFormula(numbers);
+        if (numbers.u32(0) == fourLetterCode("curv")) return readSampled(*tag, numbers);
+        if (numbers.u32(0) == fourLetterCode("para")) return readFormula(numbers);
         return std::nullopt;
     }
 
@@ -167,34 +162,34 @@ bool isSrgbCurve(const Curve& curve) {
 }
 
 std::uint32_t signatureOf(Channels channels) {
-    if (channels == Channels::cmyk) return signature("CMYK");
-    return isGrey(channels) ? signature("GRAY") : signature("RGB ");
+    if (channels == Channels::cmyk) return fourLetterCode("CMYK");
+    return isGrey(channels) ? fourLetterCode("GRAY") : fourLetterCode("RGB ");
 }
 
 bool isWellFormed(const Profile& profile, Channels channels) {
-    constexpr std::array classes = {signature("mntr"), signature("scnr"), signature("prtr"),
-                                    signature("spac")};
-    return profile.field(magicField) == signature("acsp") &&
+    constexpr std::array classes = {fourLetterCode("mntr"), fourLetterCode("scnr"),
+                                    fourLetterCode("prtr"), fourLetterCode("spac")};
+    return profile.field(magicField) == fourLetterCode("acsp") &&
            std::ranges::find(classes, profile.field(classField)) != classes.end() &&
            profile.field(channelsField) == signatureOf(channels) &&
            profile.field(tagCountField) <= maxTags;
 }
 
 ProfileVerdict judgeGrey(const Profile& profile) {
-    const auto curve = Curve::read(profile.tag(signature("kTRC")));
+    const auto curve = Curve::read(profile.tag(fourLetterCode("kTRC")));
     if (!curve) return ProfileVerdict::unusable;
     // With the other connection space, Lab, the curve means lightness and not light.
-    const bool light = profile.field(connectionField) == signature("XYZ ");
+    const bool light = profile.field(connectionField) == fourLetterCode("XYZ ");
     return light && isSrgbCurve(*curve) ? ProfileVerdict::srgb : ProfileVerdict::other;
 }
 
 ProfileVerdict judgeRgb(const Profile& profile) {
-    const auto red = readXyz(profile.tag(signature("rXYZ")));
-    const auto green = readXyz(profile.tag(signature("gXYZ")));
-    const auto blue = readXyz(profile.tag(signature("bXYZ")));
-    const auto redCurve = Curve::read(profile.tag(signature("rTRC")));
-    const auto greenCurve = Curve::read(profile.tag(signature("gTRC")));
-    const auto blueCurve = Curve::read(profile.tag(signature("bTRC")));
+    const auto red = readXyz(profile.tag(fourLetterCode("rXYZ")));
+    const auto green = readXyz(profile.tag(fourLetterCode("gXYZ")));
+    const auto blue = readXyz(profile.tag(fourLetterCode("bXYZ")));
+    const auto redCurve = Curve::read(profile.tag(fourLetterCode("rTRC")));
+    const auto greenCurve = Curve::read(profile.tag(fourLetterCode("gTRC")));
+    const auto blueCurve = Curve::read(profile.tag(fourLetterCode("bTRC")));
     if (!red || !green || !blue || !redCurve || !greenCurve || !blueCurve)
         return ProfileVerdict::unusable;
     const bool primaries =
@@ -210,7 +205,7 @@ ProfileVerdict judgeProfile(std::span<const std::uint8_t> bytes, Channels channe
     const Profile profile(bytes);
     if (!isWellFormed(profile, channels)) return ProfileVerdict::unusable;
     // A table has precedence over matrix and curves, even if those are sRGB's.
-    if (profile.tag(signature("A2B0"))) return ProfileVerdict::other;
+    if (profile.tag(fourLetterCode("A2B0"))) return ProfileVerdict::other;
     if (channels == Channels::cmyk) return ProfileVerdict::unusable;
     return isGrey(channels) ? judgeGrey(profile) : judgeRgb(profile);
 }
