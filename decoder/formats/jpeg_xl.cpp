@@ -8,16 +8,13 @@
 
 #include <jxl/decode.h>
 
+#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/library_versions.h"
 #include "decoder/picture/geometry.h"
 
 namespace sorvane::decoder {
 
 namespace {
-
-struct DestroyDecoder {
-    void operator()(JxlDecoder* decoder) const { JxlDecoderDestroy(decoder); }
-};
 
 bool good(JxlDecoderStatus status) { return status == JXL_DEC_SUCCESS; }
 
@@ -61,7 +58,7 @@ class JpegXlDecoder final : public Decoder {
     std::optional<ColourStatements> colours();
 
     ByteSource& file_;
-    std::unique_ptr<JxlDecoder, DestroyDecoder> decoder_;
+    std::unique_ptr<JxlDecoder, Release<JxlDecoderDestroy>> decoder_;
     std::vector<std::uint8_t> input_;
     JxlBasicInfo info_{};
     SampleFormat format_;
@@ -70,7 +67,7 @@ class JpegXlDecoder final : public Decoder {
     std::uint64_t received_ = 0;
 };
 
-// To the next event that is not a want of input.
+// Decodes until the next event, feeding input as it is asked for.
 JxlDecoderStatus JpegXlDecoder::proceed() {
     while (true) {
         const JxlDecoderStatus status = JxlDecoderProcessInput(decoder_.get());
@@ -79,7 +76,7 @@ JxlDecoderStatus JpegXlDecoder::proceed() {
     }
 }
 
-// What the decoder has left of its input, and the next piece behind it.
+// Gives the decoder what it has left of its input, and the next piece after it.
 bool JpegXlDecoder::feed() {
     const std::size_t left = JxlDecoderReleaseInput(decoder_.get());
     input_.erase(input_.begin(), input_.end() - static_cast<std::ptrdiff_t>(left));
@@ -103,7 +100,8 @@ std::optional<PictureHeader> JpegXlDecoder::readHeader() {
     format_.sixteenBits = info_.bits_per_sample > 8 || info_.alpha_bits > 8;
     PictureHeader header;
     header.size = {info_.xsize, info_.ysize};
-    header.orientation = static_cast<Orientation>(info_.orientation);
+    header.orientation = orientationFrom(static_cast<std::uint32_t>(info_.orientation))
+                             .value_or(Orientation::upright);
     header.samples = format_;
     header.rowsInOrder = false;
     header.colour = std::move(*colour);
@@ -120,7 +118,7 @@ bool JpegXlDecoder::hasInks() const {
     return false;
 }
 
-// What was coded for the eye has no colour space of its own, and is asked for in sRGB.
+// A picture that is coded in XYB has no colour space of its own, and is asked for in sRGB.
 std::optional<ColourStatements> JpegXlDecoder::colours() {
     JxlDecoder* decoder = decoder_.get();
     constexpr auto original = JXL_COLOR_PROFILE_TARGET_ORIGINAL;

@@ -114,7 +114,7 @@ def grids(checker):
             rows = decoded(heif).pixels()
             name = '%s, a grid of %dx%d' % (kind, width, height)
             checker.answers(name, heif, answer(rows))
-            checker.check(name + ' has its tiles in their places',
+            checker.check(name + ' has every tile where it belongs',
                           rows == [row[:width] for row in whole[:height]])
             checker.answers(name + ', turned', with_properties(heif, rotation(3)),
                             answer(rows, 6))
@@ -155,7 +155,7 @@ def exif_says_nothing(checker):
     heif = encoded(soft(40, 24, 3), HEIC, *FULL_COLOUR)
     rows = decoded(heif).pixels()
     begin, end = meta(heif)
-    checker.answers('Exif behind everything', heif + box(b'Exif', tags.exif(6)),
+    checker.answers('Exif after everything', heif + box(b'Exif', tags.exif(6)),
                     shown(heif, rows))
     checker.check('there is a description', end > begin)
 
@@ -195,9 +195,9 @@ def resized(heif, width, height):
     """With all that is said about sizes saying another."""
     begin, end = inside(heif, b'iprp', *meta(heif))
     begin, end = inside(heif, b'ipco', begin + 8, end)
-    for name, place, _ in list(boxes(heif, begin + 8, end)):
+    for name, offset, _ in list(boxes(heif, begin + 8, end)):
         if name == b'ispe':
-            heif = heif[:place + 12] + struct.pack('>II', width, height) + heif[place + 20:]
+            heif = heif[:offset + 12] + struct.pack('>II', width, height) + heif[offset + 20:]
     return heif
 
 

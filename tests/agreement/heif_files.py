@@ -24,18 +24,18 @@ def box(name, body):
     return struct.pack('>I', len(body) + 8) + name + body
 
 
-def boxes(data, place=0, end=None):
-    """Name and place of every box, whole."""
+def boxes(data, offset=0, end=None):
+    """Name, offset and whole length of every box."""
     end = len(data) if end is None else end
-    while place < end:
-        size = struct.unpack_from('>I', data, place)[0]
-        yield data[place + 4:place + 8], place, size
-        place += size
+    while offset < end:
+        size = struct.unpack_from('>I', data, offset)[0]
+        yield data[offset + 4:offset + 8], offset, size
+        offset += size
 
 
-def inside(data, name, place=0, end=None):
+def inside(data, name, offset=0, end=None):
     """Where the one box of that name begins and ends."""
-    return next((at, at + size) for found, at, size in boxes(data, place, end) if found == name)
+    return next((at, at + size) for found, at, size in boxes(data, offset, end) if found == name)
 
 
 def meta(data):
@@ -43,20 +43,20 @@ def meta(data):
     return begin + 12, end
 
 
-def grown(data, place, added):
-    """With a box's length, which stands at `place`, so much larger."""
-    size = struct.unpack_from('>I', data, place)[0] + added
-    return data[:place] + struct.pack('>I', size) + data[place + 4:]
+def grown(data, offset, added):
+    """With the length of the box at `offset` so much larger."""
+    size = struct.unpack_from('>I', data, offset)[0] + added
+    return data[:offset] + struct.pack('>I', size) + data[offset + 4:]
 
 
 def moved(data, added):
-    """With the places of all items' bytes in the file so much later."""
-    place, end = inside(data, b'iloc', *meta(data))
-    count = struct.unpack_from('>H', data, place + 14)[0]
-    version, sizes = data[place + 8], (data[place + 12], data[place + 13] >> 4)
+    """With the bytes of all items in the file so much later."""
+    offset, end = inside(data, b'iloc', *meta(data))
+    count = struct.unpack_from('>H', data, offset + 14)[0]
+    version, sizes = data[offset + 8], (data[offset + 12], data[offset + 13] >> 4)
     if sizes != (0x44, 4):
-        raise ValueError('another form of places')
-    at = place + 16
+        raise ValueError('another form of locations')
+    at = offset + 16
     for _ in range(count):
         method = 0 if version == 0 else data[at + 3] & 15
         base = at + (4 if version == 0 else 6)
@@ -69,8 +69,7 @@ def moved(data, added):
 
 
 def associated(entries, primary, numbers):
-    """The items' list of properties with further numbers for every item that is not hidden
-    behind the primary one."""
+    """The items' lists of properties, those of the primary items with further numbers."""
     version_flags, count = struct.unpack_from('>II', entries)
     if version_flags:
         raise ValueError('another form of associations')
@@ -90,9 +89,9 @@ def primary_items(data):
     begin, end = meta(data)
     primary = struct.unpack_from('>H', data, inside(data, b'pitm', begin, end)[0] + 12)[0]
     items = {primary}
-    for name, place, size in boxes(data, begin, end):
+    for name, offset, size in boxes(data, begin, end):
         if name == b'iref':
-            for kind, at, _ in boxes(data, place + 12, place + size):
+            for kind, at, _ in boxes(data, offset + 12, offset + size):
                 item, _, to = struct.unpack_from('>HHH', data, at + 8)
                 if kind == b'auxl' and to == primary:
                     items.add(item)
@@ -194,10 +193,10 @@ def grid(kind, tiles, columns, rows, output, tile=(64, 64), parts=None, declared
                                                             len(parts), *parts))) +
                  box(b'iprp', properties + full_box(b'ipma', struct.pack('>I', last) + owners)))
     head = box(b'ftyp', b'mif1\0\0\0\0mif1' + (b'avif' if kind == AVIF else b'heic'))
-    place = len(head) + 12 + len(described) + 16 + 18 * last + 8
-    places = b''
+    offset = len(head) + 12 + len(described) + 16 + 18 * last + 8
+    locations = b''
     for item, content in enumerate(contents, 1):
-        places += struct.pack('>HHIHII', item, 0, place, 1, 0, len(content))
-        place += len(content)
-    iloc = full_box(b'iloc', struct.pack('>HH', 0x4440, last) + places)
+        locations += struct.pack('>HHIHII', item, 0, offset, 1, 0, len(content))
+        offset += len(content)
+    iloc = full_box(b'iloc', struct.pack('>HH', 0x4440, last) + locations)
     return head + full_box(b'meta', described + iloc) + box(b'mdat', b''.join(contents))

@@ -123,12 +123,12 @@ def missing_parts(checker):
                               'parts of a tile': ('-r', '20,10,5', '-TP', 'R'),
                               'parts of tiles': ('-t', '24,24', '-n', '3', '-TP', 'R')}.items():
             picture = encoded(source, kind, *options)
-            places = tile_parts(picture)
-            checker.check('%s are there to be taken away' % name, len(places) > 1, len(places))
+            parts = tile_parts(picture)
+            checker.check('%s are there to be taken away' % name, len(parts) > 1, len(parts))
             checker.answers('all ' + name, picture,
                             answer(decoded(picture, kind).pixels()))
-            for begin, end in places:
-                checker.refuses('one of %d %s is missing' % (len(places), name),
+            for begin, end in parts:
+                checker.refuses('one of %d %s is missing' % (len(parts), name),
                                 picture[:begin] + picture[end:])
 
 
@@ -146,9 +146,9 @@ def bombs(checker):
         checker.answers_within_memory('%s before 100 MB' % kind, data + bytes(100_000_000),
                                       answer(picture.pixels()), 160)
     jp2 = encoded(picture.png(), BOXED)
-    place = jp2.index(b'jp2c') - 4
+    offset = jp2.index(b'jp2c') - 4
     checker.answers('a million boxes before the picture',
-                    jp2[:place] + box(b'free', b'') * 1_000_000 + jp2[place:],
+                    jp2[:offset] + box(b'free', b'') * 1_000_000 + jp2[offset:],
                     answer(picture.pixels()))
 
 

@@ -20,7 +20,7 @@ def decoded(picture, kind):
 
 
 def raw(planes, width, height, bits, sign='u', steps='1x1'):
-    """Arguments and bytes of planes of samples, one behind the other."""
+    """Arguments and bytes of planes of samples, one after the other."""
     size = 'B' if bits <= 8 else 'H'
     values = [value for plane in planes for value in plane]
     form = '>%d%s' % (len(values), size.lower() if sign == 's' else size)
@@ -33,25 +33,25 @@ def box(name, body):
 
 
 def with_colour(jp2, colr, *boxes):
-    """Telling its colours in another way, and with further boxes behind that."""
+    """Telling its colours in another way, and with further boxes after that."""
     head = jp2.index(b'jp2h') - 4
-    place = jp2.index(b'colr') - 4
-    size = struct.unpack_from('>I', jp2, place)[0]
+    offset = jp2.index(b'colr') - 4
+    size = struct.unpack_from('>I', jp2, offset)[0]
     new = box(b'colr', colr) + b''.join(boxes)
     whole = struct.unpack_from('>I', jp2, head)[0] + len(new) - size
-    return (jp2[:head] + struct.pack('>I', whole) + jp2[head + 4:place] + new +
-            jp2[place + size:])
+    return (jp2[:head] + struct.pack('>I', whole) + jp2[head + 4:offset] + new +
+            jp2[offset + size:])
 
 
 def tile_parts(picture):
     """Where each tile-part begins and ends."""
-    place = picture.index(b'\xff\x90\0\x0a')
-    places = []
-    while picture[place:place + 2] == b'\xff\x90':
-        length = struct.unpack_from('>I', picture, place + 6)[0]
-        places.append((place, place + length))
-        place += length
-    return places
+    offset = picture.index(b'\xff\x90\0\x0a')
+    parts = []
+    while picture[offset:offset + 2] == b'\xff\x90':
+        length = struct.unpack_from('>I', picture, offset + 6)[0]
+        parts.append((offset, offset + length))
+        offset += length
+    return parts
 
 
 def named(space):

@@ -40,8 +40,8 @@ def animated(pictures):
             '>IIIIIHHBB', number, first.width, first.height, 0, 0, 1, 10, 0, 0)))
         number += 1
         png = picture.png()
-        place = png.index(b'IDAT')
-        data = png[place + 4:place + 4 + struct.unpack_from('>I', png, place - 4)[0]]
+        offset = png.index(b'IDAT')
+        data = png[offset + 4:offset + 4 + struct.unpack_from('>I', png, offset - 4)[0]]
         if picture is first:
             result.append(png_files.chunk(b'IDAT', data))
         else:

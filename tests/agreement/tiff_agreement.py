@@ -33,8 +33,8 @@ LAYOUTS = {
     'a strip': {}, 'big-endian': {'order': '>'}, 'the directory first': {'early': True},
     'strips': {'rows_per_strip': 4}, 'strips of a row': {'rows_per_strip': 1},
     'tiles': {'tile': (16, 16)}, 'a tile larger than the picture': {'tile': (64, 48)},
-    'samples apart': {'apart': True, 'rows_per_strip': 7, 'order': '>'},
-    'tiles of samples apart': {'apart': True, 'tile': (16, 32)},
+    'planar': {'planar': True, 'rows_per_strip': 7, 'order': '>'},
+    'planar tiles': {'planar': True, 'tile': (16, 32)},
     'BigTIFF': {'big': True, 'rows_per_strip': 5},
     'big-endian BigTIFF in tiles': {'big': True, 'order': '>', 'tile': (32, 16)},
 }
@@ -75,11 +75,11 @@ def every_form(checker):
 def odd_depths(checker):
     for bits in (3, 5, 6, 7, 9, 10, 11, 12, 13, 14, 15):
         for photometric in (MIN_IS_WHITE, RGB, CMYK):
-            for apart in (False, True):
+            for planar in (False, True):
                 picture = Picture(19, 6, photometric, bits)
-                checker.answers('%d bits, photometric %d, samples %s' %
-                                (bits, photometric, 'apart' if apart else 'together'),
-                                picture.file(apart=apart, order='>'), answer(picture.pixels()))
+                checker.answers('%d bits, photometric %d, %s' %
+                                (bits, photometric, 'planar' if planar else 'interleaved'),
+                                picture.file(planar=planar, order='>'), answer(picture.pixels()))
     picture = Picture(19, 6, PALETTE, 12)
     checker.answers('a palette of 4,096 colours', picture.file(), answer(picture.pixels()))
     picture = Picture(19, 6, PALETTE, 16)
@@ -101,13 +101,13 @@ def compressions(checker):
             picture = Picture(53, 40, photometric, bits, seed=name)
             expected = answer(picture.pixels())
             for layout in ({}, {'rows_per_strip': 7}, {'tile': (32, 16)},
-                           {'apart': True, 'rows_per_strip': 16}, {'fill_order': 2}):
+                           {'planar': True, 'rows_per_strip': 16}, {'fill_order': 2}):
                 checker.answers('%s, photometric %d, %d bits, %s' %
                                 (name, photometric, bits, layout),
                                 picture.file(compression=name, **layout), expected)
     for name in ('LZW', 'Deflate', 'Adobe Deflate', 'LZMA'):
         for bits in (8, 16):
-            for layout in ({}, {'order': '>'}, {'apart': True}, {'tile': (16, 16)},
+            for layout in ({}, {'order': '>'}, {'planar': True}, {'tile': (16, 16)},
                            {'rows_per_strip': 1}):
                 picture = Picture(41, 33, RGB, bits, (UNASSOCIATED,), seed=name)
                 checker.answers('%s of differences, %d bits, %s' % (name, bits, layout),
@@ -121,7 +121,7 @@ def compressions_by_tools(checker):
                        ('-s', '-p', 'separate')):
             for bits in (8, 16):
                 picture = Picture(47, 30, RGB, bits, seed=options)
-                data = tool(picture.file(apart='separate' in layout), 'tiffcp', '-c', *options,
+                data = tool(picture.file(planar='separate' in layout), 'tiffcp', '-c', *options,
                             *layout)
                 checker.answers('%s by a tool, %s, %d bits' % (*options, layout, bits), data,
                                 answer(picture.pixels()))
@@ -250,11 +250,11 @@ def jpeg(checker):
     for photometric, option in ((RGB, 'jpeg:90'), (RGB, 'jpeg:80:r'), (MIN_IS_BLACK, 'jpeg:75')):
         for layout in (('-s', '-r', '48'), ('-s', '-r', '16'), ('-t', '-w', '32', '-l', '32'),
                        ('-s', '-r', '16', '-p', 'separate')):
-            apart = 'separate' in layout
-            if option == 'jpeg:90' and apart:
+            planar = 'separate' in layout
+            if option == 'jpeg:90' and planar:
                 continue
             picture = Picture(70, 50, photometric, 8)
-            data = tool(picture.file(apart=apart), 'tiffcp', '-c', option, *layout)
+            data = tool(picture.file(planar=planar), 'tiffcp', '-c', option, *layout)
             checker.answers('%s, photometric %d, %s' % (option, photometric, layout), data,
                             answer(seen_by_pillow(data)))
     inks = Picture(70, 50, CMYK, 8)
@@ -284,7 +284,7 @@ def jpeg(checker):
 
 def orientations(checker):
     for kind, options in (('RGB', {}), ('grey with alpha', {'tile': (16, 16)}),
-                          ('palette', {'apart': True}), ('CMYK', {'apart': True, 'order': '>'})):
+                          ('palette', {'planar': True}), ('CMYK', {'planar': True, 'order': '>'})):
         photometric, extra = KINDS[kind]
         for orientation in range(1, 9):
             picture = Picture(23, 14, photometric, 8, extra, seed=orientation)
@@ -319,7 +319,7 @@ def damage(checker):
     picture = Picture(31, 29, RGB, 8)
     for options in ({}, {'early': True}, {'compression': 'LZW', 'early': True},
                     {'compression': 'PackBits', 'early': True, 'rows_per_strip': 5},
-                    {'compression': 'Deflate', 'early': True}, {'early': True, 'apart': True},
+                    {'compression': 'Deflate', 'early': True}, {'early': True, 'planar': True},
                     {'compression': 'LZMA', 'early': True}, {'tile': (16, 16), 'early': True},
                     {'early': True, 'big': True, 'rows_per_strip': 3}):
         whole = picture.file(**options)
@@ -333,14 +333,14 @@ def damage(checker):
         plain = bilevel if compression != 'webp' else picture
         whole = tool(plain.file(), 'tiffcp', '-c', compression, '-s', '-r', str(plain.height))
         offset, count = (find_tag(whole, tag) for tag in (273, 279))
-        place = int.from_bytes(whole[offset:offset + 4], 'little')
+        begin = int.from_bytes(whole[offset:offset + 4], 'little')
         length = int.from_bytes(whole[count:count + 4], 'little')
         for cut in (0, 1, length // 3, length // 2):
             shorter = whole[:count] + struct.pack('<I', cut) + whole[count + 4:]
             checker.refuses('%s of %d from %d bytes' % (compression, cut, length), shorter)
             # The pixels of that compression can be anything.
             if compression != 'webp':
-                zeros = whole[:place + cut] + bytes(length - cut) + whole[place + length:]
+                zeros = whole[:begin + cut] + bytes(length - cut) + whole[begin + length:]
                 checker.refuses('%s overwritten after %d bytes' % (compression, cut), zeros)
     checksum = picture.file(compression='Deflate')
     end = checksum.index(struct.pack('<HHI', 256, LONG, 1)) - 2
@@ -365,7 +365,7 @@ def directories(checker):
     checker.answers('a cycle of directories', first, expected)
     chain = b''.join(struct.pack('<HHHIII', 1, 254, LONG, 1, 0, len(first) + 18 * (i + 1))
                      for i in range(1_000_000))
-    checker.answers_within_memory('a million directories behind the first',
+    checker.answers_within_memory('a million directories after the first',
                                   picture.file(early=True, after=len(first)) + chain, expected, 16)
     pages = [Picture(10 + i, 7, MIN_IS_BLACK, 8, seed=i) for i in range(2)]
     head = pages[0].file(early=True)
@@ -389,10 +389,10 @@ def directories(checker):
 
 
 def twice(picture):
-    """The file with a second width in its directory, in the place of its orientation."""
+    """The file with a second width in its directory instead of its orientation."""
     data = bytearray(picture.file(orientation=1))
-    place = find_tag(data, 274) - 8
-    data[place:place + 12] = struct.pack('<HHII', 256, LONG, 1, 3)
+    offset = find_tag(data, 274) - 8
+    data[offset:offset + 12] = struct.pack('<HHII', 256, LONG, 1, 3)
     return bytes(data)
 
 
@@ -423,15 +423,15 @@ def strips(checker):
 
 
 def with_tag(picture, tag, count):
-    """The file saying that a tag has so many values, behind its end."""
+    """The file saying that a tag has so many values, after its end."""
     data = bytearray(picture.file(rows_per_strip=1))
-    place = find_tag(data, tag)
-    data[place - 4:place + 4] = struct.pack('<II', count, len(data) - 8)
+    offset = find_tag(data, tag)
+    data[offset - 4:offset + 4] = struct.pack('<II', count, len(data) - 8)
     return bytes(data)
 
 
 def poured(first, count):
-    """The file and `count` MiB behind it."""
+    """The file and `count` MiB after it."""
     yield first
     for _ in range(count):
         yield bytes(1 << 20)
@@ -441,9 +441,9 @@ def much_else(checker):
     picture = Picture(20, 10, RGB, 8)
     expected = answer(picture.pixels())
     first = picture.file(early=True, compression='LZW')
-    checker.answers_within_memory('2 GiB behind the picture', poured(first, 2048), expected, 16)
+    checker.answers_within_memory('2 GiB after the picture', poured(first, 2048), expected, 16)
     plain = picture.file(early=True)
-    checker.answers_within_memory('2 GiB behind a plain picture', poured(plain, 2048), expected, 16)
+    checker.answers_within_memory('2 GiB after a plain picture', poured(plain, 2048), expected, 16)
     for name, tag, count in (('a profile', 34675, 200_000_000), ('layers', 37724, 300_000_000),
                              ('a paper', 700, 50_000_000), ('compression tables', 347, 10**8)):
         first = picture.file(early=True, more={tag: (UNDEFINED, Elsewhere(count, 4000))})
@@ -454,7 +454,7 @@ def much_else(checker):
 def sizes(checker):
     for width, height in ((0, 5), (5, 0), (8000, 8000), (65536, 65536), (60_000_001, 1),
                           (1, 60_000_001), (2**32 - 1, 2**32 - 1), (2**32 - 1, 1)):
-        for options in ({}, {'tile': (16, 16)}, {'apart': True}):
+        for options in ({}, {'tile': (16, 16)}, {'planar': True}):
             data = Picture(4, 4, RGB, 8).file(more={256: (LONG, [width]), 257: (LONG, [height])},
                                               **options)
             checker.refuses('%dx%d, %s' % (width, height, options), data)

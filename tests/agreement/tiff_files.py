@@ -120,8 +120,8 @@ def assembled(tags, pieces, order='<', big=False, early=False, pieces_tags=(273,
     count_form, entry_form, value_size = ('Q', 'HHQ', 8) if big else ('H', 'HHI', 4)
     header = 16 if big else 8
 
-    def directory(data_begin, place):
-        """The directory at `place`, and its values behind it."""
+    def directory(data_begin, offset):
+        """The directory at `offset`, and its values after it."""
         offsets, at = [], data_begin
         for piece in pieces:
             offsets.append(at)
@@ -145,8 +145,8 @@ def assembled(tags, pieces, order='<', big=False, early=False, pieces_tags=(273,
             if len(data) <= value_size:
                 entries += data + bytes(value_size - len(data))
             else:
-                values += bytes((place + length + len(values)) % 2)
-                entries += struct.pack(order + ('Q' if big else 'I'), place + length + len(values))
+                values += bytes((offset + length + len(values)) % 2)
+                entries += struct.pack(order + ('Q' if big else 'I'), offset + length + len(values))
                 values += data
         return (struct.pack(order + count_form, len(tags)) + entries +
                 struct.pack(order + ('Q' if big else 'I'), after) + values)
@@ -154,14 +154,14 @@ def assembled(tags, pieces, order='<', big=False, early=False, pieces_tags=(273,
     data = b''.join(pieces)
     if early:
         length = len(directory(0, header))
-        body, place = directory(header + length, header) + data, header
+        body, offset = directory(header + length, header) + data, header
     else:
-        place = header + len(data) + len(data) % 2
-        body = data + bytes(len(data) % 2) + directory(header, place)
+        offset = header + len(data) + len(data) % 2
+        body = data + bytes(len(data) % 2) + directory(header, offset)
     mark = b'II' if order == '<' else b'MM'
     if big:
-        return mark + struct.pack(order + 'HHHQ', 43, 8, 0, place) + body
-    return mark + struct.pack(order + 'HI', 42, place) + body
+        return mark + struct.pack(order + 'HHHQ', 43, 8, 0, offset) + body
+    return mark + struct.pack(order + 'HI', 42, offset) + body
 
 
 class Picture:
@@ -172,7 +172,7 @@ class Picture:
         self.width, self.height = width, height
         self.photometric, self.bits, self.extra = photometric, bits, extra
         self.samples = samples or COLOURS[photometric] + len(extra)
-        self.most = (1 << bits) - 1
+        self.max_value = (1 << bits) - 1
         self.full = 65535 if bits > 8 else 255
         chance = random.Random('%s' % ((width, height, photometric, bits, extra, seed),))
         colours = COLOURS[photometric]
@@ -181,7 +181,7 @@ class Picture:
             row, last = [], None
             for _ in range(width):
                 if last is None or chance.random() < 0.6:
-                    last = [chance.randint(0, self.most) for _ in range(self.samples)]
+                    last = [chance.randint(0, self.max_value) for _ in range(self.samples)]
                     if extra and extra[0] == ASSOCIATED:
                         for i in range(colours):
                             last[i] = chance.randint(0, last[colours])
@@ -192,7 +192,7 @@ class Picture:
 
     def scaled(self, value):
         """A sample at its new depth, 8 or 16 bits."""
-        return (value * self.full + self.most // 2) // self.most
+        return (value * self.full + self.max_value // 2) // self.max_value
 
     def eight(self, value):
         return value if self.full == 255 else (value * 255 + 32767) // 65535
@@ -236,14 +236,14 @@ class Picture:
         if sample is not None:
             row = [(pixel[sample],) for pixel in row]
         if predictor == 2:
-            row = row[:1] + [tuple((a - b) & self.most for a, b in zip(pixel, before))
+            row = row[:1] + [tuple((a - b) & self.max_value for a, b in zip(pixel, before))
                              for before, pixel in zip(row, row[1:])]
         return packed_bits([value for pixel in row for value in pixel], self.bits, order)
 
-    def pieces(self, compression, order, rows_per_strip, tile, apart, fill_order, predictor):
+    def pieces(self, compression, order, rows_per_strip, tile, planar, fill_order, predictor):
         width, length = tile or (self.width, rows_per_strip)
         pieces = []
-        for sample in range(self.samples) if apart else (None,):
+        for sample in range(self.samples) if planar else (None,):
             for top in range(0, self.height, length):
                 rows = range(top, top + length if tile else min(top + length, self.height))
                 for left in range(0, self.width, width):
@@ -252,7 +252,7 @@ class Picture:
                     pieces.append(piece.translate(REVERSED) if fill_order == 2 else piece)
         return pieces
 
-    def tags(self, compression, rows_per_strip, tile, apart, fill_order, predictor,
+    def tags(self, compression, rows_per_strip, tile, planar, fill_order, predictor,
              orientation):
         tags = {256: (LONG, [self.width]), 257: (LONG, [self.height]),
                 258: (SHORT, [self.bits] * self.samples),
@@ -266,7 +266,7 @@ class Picture:
             tags[317] = (SHORT, [predictor])
         if orientation is not None:
             tags[274] = (SHORT, [orientation])
-        if apart:
+        if planar:
             tags[284] = (SHORT, [2])
         if tile:
             tags.update({322: (LONG, [tile[0]]), 323: (LONG, [tile[1]])})
@@ -277,13 +277,13 @@ class Picture:
         return tags
 
     def file(self, compression='none', order='<', big=False, early=False, rows_per_strip=None,
-             tile=None, apart=False, fill_order=1, predictor=1, orientation=None, more=None,
+             tile=None, planar=False, fill_order=1, predictor=1, orientation=None, more=None,
              after=0):
         rows_per_strip = rows_per_strip or self.height
-        tags = self.tags(compression, rows_per_strip, tile, apart, fill_order, predictor,
+        tags = self.tags(compression, rows_per_strip, tile, planar, fill_order, predictor,
                          orientation)
         tags.update(more or {})
-        pieces = self.pieces(compression, order, rows_per_strip, tile, apart, fill_order,
+        pieces = self.pieces(compression, order, rows_per_strip, tile, planar, fill_order,
                              predictor)
         return assembled(tags, pieces, order, big, early, (324, 325) if tile else (273, 279),
                          after)

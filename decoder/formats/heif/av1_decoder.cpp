@@ -28,7 +28,7 @@ struct Dav1dDecoder {
     }
 };
 
-/// A decoded picture, given back in the end.
+/// Owns a reference to a decoded picture.
 struct Picture : Dav1dPicture {
     Picture() : Dav1dPicture{} {}
     Picture(const Picture&) = delete;
@@ -62,21 +62,21 @@ void setStrict(void*, int) {}
 heif_error push(void* data, const void* bytes, std::size_t size) {
     auto& decoder = *static_cast<Dav1dDecoder*>(data);
     if (decoder.data.sz != 0 || size == 0) return undecodable;
-    std::uint8_t* to = dav1d_data_create(&decoder.data, size);
-    if (to == nullptr) return undecodable;
-    std::memcpy(to, bytes, size);
+    std::uint8_t* copy = dav1d_data_create(&decoder.data, size);
+    if (copy == nullptr) return undecodable;
+    std::memcpy(copy, bytes, size);
     return decoded;
 }
 
-// The first picture: where the decoder has no more bytes and gives none, there is none.
-bool takePicture(Dav1dDecoder& decoder, Picture& picture) {
+// Decodes until the first picture. False: an error, or no picture in all of the data.
+bool decodeFirst(Dav1dDecoder& decoder, Picture& picture) {
     while (true) {
         const int sent = dav1d_send_data(decoder.context, &decoder.data);
         if (sent != 0 && sent != DAV1D_ERR(EAGAIN)) return false;
         const bool allSent = decoder.data.sz == 0;
-        const int came = dav1d_get_picture(decoder.context, &picture);
-        if (came == 0) return true;
-        if (came != DAV1D_ERR(EAGAIN) || allSent) return false;
+        const int got = dav1d_get_picture(decoder.context, &picture);
+        if (got == 0) return true;
+        if (got != DAV1D_ERR(EAGAIN) || allSent) return false;
     }
 }
 
@@ -117,7 +117,7 @@ CodedPicture described(const Picture& picture) {
 heif_error decode(void* decoder, heif_image** image) {
     *image = nullptr;
     Picture picture;
-    if (!takePicture(*static_cast<Dav1dDecoder*>(decoder), picture)) return undecodable;
+    if (!decodeFirst(*static_cast<Dav1dDecoder*>(decoder), picture)) return undecodable;
     return handOver(described(picture), image);
 }
 

@@ -4,8 +4,8 @@
 
 namespace sorvane::decoder {
 
-/// AV1 for libheif by dav1d in the caller's own thread and in silence; libheif's own way to that
-/// library starts a thread a processor and lets it speak on standard error.
+/// libheif's decoder of AV1: dav1d, in the calling thread and without its log. libheif's own one
+/// starts a thread for each processor and lets dav1d write to standard error.
 extern const heif_decoder_plugin av1Decoder;
 
 } // namespace sorvane::decoder

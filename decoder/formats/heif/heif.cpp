@@ -54,7 +54,7 @@ struct Plane {
 
 class HeifDecoder final : public Decoder {
   public:
-    explicit HeifDecoder(ByteSource& file) : file_(file, heifFileLimit) {}
+    explicit HeifDecoder(ByteSource& file) : file_(file, maxHeifFileBytes) {}
 
     std::optional<PictureHeader> readHeader() override;
     bool readPixels(PixelSink& sink) override;
@@ -81,7 +81,7 @@ bool HeifDecoder::openPrimary() {
                                    good(heif_register_decoder_plugin(&hevcDecoder));
     context_.reset(heif_context_alloc());
     if (!registered || !context_) return false;
-    // The budget decides, for which a side is too long only together with the other.
+    // The budget alone decides: a side may be as long as the other one lets it.
     heif_context_set_maximum_image_size_limit(context_.get(), int{pixelBudget});
     heif_context_set_max_decoding_threads(context_.get(), 0);
     heif_image_handle* primary = nullptr;
@@ -89,15 +89,14 @@ bool HeifDecoder::openPrimary() {
         !good(heif_context_get_primary_image_handle(context_.get(), &primary)))
         return false;
     primary_.reset(primary);
-    auto sizes = file_.codedSizes();
-    if (!sizes) return false;
-    expectSizes(std::move(*sizes));
     return true;
 }
 
 bool HeifDecoder::decode() {
     const Options options(heif_decoding_options_alloc());
-    if (!options) return false;
+    auto sizes = file_.codedSizes();
+    if (!options || !sizes) return false;
+    const ExpectedSizes expected(std::move(*sizes));
     options->strict_decoding = 1;
     setColourOptions(*options);
     const auto [colours, chroma] = decodedForm(primary_.get());
@@ -134,7 +133,7 @@ bool HeifDecoder::takePlanes() {
     return true;
 }
 
-// A profile goes before numbers, the item's word before that of the coded picture.
+// A profile takes precedence over nclx numbers, and the item's over those of the coded picture.
 std::optional<ColourStatements> HeifDecoder::colours() const {
     const std::size_t length = heif_image_handle_get_raw_color_profile_size(primary_.get());
     if (length > 0 && length <= maxProfileBytes) {
@@ -159,10 +158,10 @@ std::optional<PictureHeader> HeifDecoder::readHeader() {
     if (!openPrimary()) return std::nullopt;
     const Size declared = sizeOf(heif_image_handle_get_ispe_width(primary_.get()),
                                  heif_image_handle_get_ispe_height(primary_.get()));
-    const Size announced = sizeOf(heif_image_handle_get_width(primary_.get()),
-                                  heif_image_handle_get_height(primary_.get()));
-    // The upright size is sure only once the picture is there: a clipping may be rounded.
-    if (!withinBudget(declared) || !withinBudget(announced) || !decode()) return std::nullopt;
+    const Size upright = sizeOf(heif_image_handle_get_width(primary_.get()),
+                                heif_image_handle_get_height(primary_.get()));
+    // Only decoding gives the exact upright size, since libheif may round a clipping.
+    if (!withinBudget(declared) || !withinBudget(upright) || !decode()) return std::nullopt;
     auto colour = colours();
     if (!colour) return std::nullopt;
     PictureHeader header;

@@ -48,7 +48,7 @@ const HeifItem* Derivation::find(std::uint32_t id) const {
 }
 
 std::optional<Grid> Derivation::gridOf(const HeifItem& item) const {
-    const auto bytes = file_.at(item.place, std::min<std::uint64_t>(item.length, 12));
+    const auto bytes = file_.at(item.offset, std::min<std::uint64_t>(item.length, 12));
     const NumberReader numbers(bytes, ByteOrder::big);
     const auto head = numbers.u32(0);
     if (!head) return std::nullopt;
@@ -61,7 +61,7 @@ std::optional<Grid> Derivation::gridOf(const HeifItem& item) const {
     return Grid{(*head >> 8 & 255) + 1, (*head & 255) + 1, {*width, *height}};
 }
 
-// The alpha of a tile goes with it, tile by tile, and is as large.
+// A tile brings its own alpha, which libheif takes to be as large as the tile.
 bool Derivation::followGrid(const HeifItem& item) {
     const auto grid = gridOf(item);
     if (!grid || item.parts.size() != grid->rows * grid->columns || item.sizes.size() != 1 ||
@@ -92,8 +92,8 @@ bool Derivation::followPart(std::uint32_t id, int depth) {
 
 bool Derivation::follow(std::uint32_t id, int depth) {
     const HeifItem* item = find(id);
-    if (item == nullptr || depth > longestDerivation) return false;
-    // libheif knows one alpha of an item.
+    if (item == nullptr || depth > maxDerivationDepth) return false;
+    // libheif reads one alpha of an item.
     if (item->alphas.size() > 1 || (!item->alphas.empty() && !follow(item->alphas[0], depth + 1)))
         return false;
     if (item->type == fourLetterCode("grid")) return followGrid(*item);
@@ -106,8 +106,8 @@ bool Derivation::follow(std::uint32_t id, int depth) {
     return true;
 }
 
-// Beside a grid there is one picture that is as large as the grid, its alpha or what it is the
-// alpha of: were a tile coded in that size, it would cover its place all the same.
+// Beside a grid there may be one whole picture as large as the grid: its alpha, or the colours that
+// the grid is the alpha of. A tile that is coded in that size leaves nothing of its own uncovered.
 std::optional<CodedSizes> Derivation::sizes() const {
     if (!tile_) return CodedSizes{};
     if (!whole_.empty() && (whole_.size() > 1 || whole_[0] != canvas_ || tilesHaveAlpha_))

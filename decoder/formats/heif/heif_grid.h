@@ -9,20 +9,20 @@
 
 namespace sorvane::decoder {
 
-/// What the derivation of the primary picture asks of the pictures that it is made of: the sizes
-/// that the coded ones may have; none are said where any will do.
+/// The sizes that the coded pictures of a derivation may have; empty when every size will do.
 using CodedSizes = std::vector<Size>;
 
-/// Follows what the primary item and its alpha are derived from, in the box of descriptions whose
-/// bytes lie from `begin` to `end`. libheif neither clears the canvas of a grid nor notices an item
-/// that is made of itself, so nothing is answered for: a grid whose tiles do not cover it, have not
-/// all one size, are turned or clipped, or are not coded pictures themselves; an overlay of others
-/// than coded pictures; a grid of colours beside one of alpha with tiles of another size; a grid
-/// beside pictures of other sizes than its own; chains
-/// longer than `longestDerivation`; descriptions that are damaged. Nothing is decoded.
+/// Follows what the primary item and its alpha are derived from, as the body of the file's `meta`
+/// box, its bytes from `begin` to `end`, describes it. libheif neither clears the canvas of a grid
+/// nor notices an item that is derived from itself, so these are rejected: a grid whose tiles do
+/// not cover it, differ in size, are turned or clipped, or are not coded pictures; an overlay of
+/// anything but coded pictures; grids of colour and of alpha whose tiles differ in size; a grid
+/// beside a picture of another size than its own; more than `maxDerivationDepth` steps; a damaged
+/// description. Nothing is decoded.
 std::optional<CodedSizes> derivedSizes(BufferedFile& file, std::uint64_t begin, std::uint64_t end);
 
-/// Items that are made of one another, or are one another's alpha: real files have three.
-inline constexpr int longestDerivation = 8;
+/// How many items may be derived from one another, or be one another's alpha: real files have
+/// three.
+inline constexpr int maxDerivationDepth = 8;
 
 } // namespace sorvane::decoder

@@ -12,33 +12,33 @@ namespace sorvane::decoder {
 
 namespace {
 
-constexpr std::size_t shortHeadLength = 8;
-constexpr std::size_t longHeadLength = 16;
+constexpr std::size_t shortHeaderLength = 8;
+constexpr std::size_t longHeaderLength = 16;
 
-/// An outermost box: its bytes from the beginning of its head on; none are said when it reaches to
-/// the end of the file.
+/// An outermost box. Its length counts the header too, and is missing when the box reaches to the
+/// end of the file.
 struct Box {
-    bool describesPictures = false;
+    bool isMeta = false;
     std::optional<std::uint64_t> length;
-    std::size_t headLength = shortHeadLength;
+    std::size_t headerLength = shortHeaderLength;
 };
 
-std::optional<Box> readBox(std::span<const std::uint8_t> head) {
-    const NumberReader numbers(head, ByteOrder::big);
+std::optional<Box> readBox(std::span<const std::uint8_t> header) {
+    const NumberReader numbers(header, ByteOrder::big);
     const auto length = numbers.u32(0);
-    if (!length || head.size() < shortHeadLength) return std::nullopt;
+    if (!length || header.size() < shortHeaderLength) return std::nullopt;
     Box box;
-    box.describesPictures = numbers.u32(4) == fourLetterCode("meta");
+    box.isMeta = numbers.u32(4) == fourLetterCode("meta");
     if (*length == 0) return box;
     box.length = *length;
     if (*length == 1) {
-        box.headLength = longHeadLength;
-        const auto high = numbers.u32(shortHeadLength);
-        const auto low = numbers.u32(shortHeadLength + 4);
+        box.headerLength = longHeaderLength;
+        const auto high = numbers.u32(shortHeaderLength);
+        const auto low = numbers.u32(shortHeaderLength + 4);
         if (!high || !low) return std::nullopt;
         box.length = std::uint64_t{*high} << 32 | *low;
     }
-    if (*box.length < box.headLength) return std::nullopt;
+    if (*box.length < box.headerLength) return std::nullopt;
     return box;
 }
 
@@ -55,20 +55,20 @@ constexpr heif_reader HeifInput::calls() {
 
 bool HeifInput::readBoxes(heif_context* context) {
     static constexpr heif_reader reader = fileReader<available>(calls());
-    description_ = findDescription();
-    if (!description_) return false;
-    end_ = static_cast<std::int64_t>(description_->end);
+    meta_ = findMeta();
+    if (!meta_) return false;
+    end_ = static_cast<std::int64_t>(meta_->end);
     return heif_context_read_from_reader(context, &reader, this, nullptr).code == heif_error_Ok;
 }
 
 std::optional<CodedSizes> HeifInput::codedSizes() {
-    if (!description_) return std::nullopt;
-    return derivedSizes(kept_, description_->begin, description_->end);
+    if (!meta_) return std::nullopt;
+    return derivedSizes(file_, meta_->begin, meta_->end);
 }
 
 int HeifInput::read(void* to, std::size_t count, void* data) {
     HeifInput& file = self(data);
-    const auto bytes = file.kept_.at(static_cast<std::uint64_t>(file.position_), count);
+    const auto bytes = file.file_.at(static_cast<std::uint64_t>(file.position_), count);
     if (bytes.size() < count) return -1;
     if (count > 0) std::memcpy(to, bytes.data(), count);
     file.position_ += static_cast<std::int64_t>(count);
@@ -87,27 +87,27 @@ heif_reader_grow_status HeifInput::waitForSize(std::int64_t size, void* data) {
     if (seemsOver) file.end_.reset();
     const bool reached =
         !seemsOver &&
-        (size <= 0 || !file.kept_.at(static_cast<std::uint64_t>(size - 1), 1).empty());
+        (size <= 0 || !file.file_.at(static_cast<std::uint64_t>(size - 1), 1).empty());
     return reached ? heif_reader_grow_status_size_reached : heif_reader_grow_status_size_beyond_eof;
 }
 
 // Where ranges are asked for, the end has to be seen here alone: at the file's beginning, of which
-// libheif asks for a kilobyte, and where the box behind the description would begin.
+// libheif asks for a kilobyte, and where the box after `meta` would begin.
 std::uint64_t HeifInput::available(std::uint64_t begin, std::uint64_t end, void* data) {
     HeifInput& file = self(data);
     file.end_.reset();
-    if (begin == 0 || begin == file.description_->end) end = std::min(end, file.description_->end);
-    return begin + file.kept_.at(begin, std::max(begin, end) - begin).size();
+    if (begin == 0 || begin == file.meta_->end) end = std::min(end, file.meta_->end);
+    return begin + file.file_.at(begin, std::max(begin, end) - begin).size();
 }
 
-// The body of the first box that describes pictures, whose end the file need not reach.
-std::optional<HeifInput::Range> HeifInput::findDescription() {
-    constexpr auto farthest = std::uint64_t{std::numeric_limits<std::int64_t>::max()};
-    std::uint64_t place = 0;
-    while (const auto box = readBox(kept_.at(place, longHeadLength))) {
-        if (!box->length || *box->length > farthest - place) return std::nullopt;
-        if (box->describesPictures) return Range{place + box->headLength, place + *box->length};
-        place += *box->length;
+// The body of the first `meta` box; the file may be shorter.
+std::optional<HeifInput::Range> HeifInput::findMeta() {
+    constexpr auto maxOffset = std::uint64_t{std::numeric_limits<std::int64_t>::max()};
+    std::uint64_t offset = 0;
+    while (const auto box = readBox(file_.at(offset, longHeaderLength))) {
+        if (!box->length || *box->length > maxOffset - offset) return std::nullopt;
+        if (box->isMeta) return Range{offset + box->headerLength, offset + *box->length};
+        offset += *box->length;
     }
     return std::nullopt;
 }

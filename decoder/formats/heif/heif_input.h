@@ -11,21 +11,20 @@
 
 namespace sorvane::decoder {
 
-/// A file of boxes as libheif reads it, kept as far as it is read. libheif looks at every outermost
-/// box to the end of the file before it looks at a picture; here it finds that end behind the box
-/// that describes the pictures, so that whatever follows them is not even read. Nothing here throws
-/// but for want of memory.
+/// A HEIF file as libheif reads it, kept as far as it is read. libheif goes through all outermost
+/// boxes up to the end of the file before it reads a picture. Here the file seems to end after its
+/// `meta` box, so that what follows the last picture is never read. Throws for want of memory only.
 class HeifInput {
   public:
     /// As BufferedFile.
-    HeifInput(ByteSource& file, std::size_t limit) : kept_(file, limit) {}
+    HeifInput(ByteSource& file, std::size_t limit) : file_(file, limit) {}
     HeifInput(const HeifInput&) = delete;
     HeifInput& operator=(const HeifInput&) = delete;
 
-    /// Reads the boxes into `context`, which reads the pictures through this from then on. False:
-    /// there are none, or they are damaged.
+    /// Reads the boxes into `context`, which from then on reads the pictures through this. False:
+    /// they are missing or damaged.
     bool readBoxes(heif_context* context);
-    /// What derivedSizes says of the boxes that have been read.
+    /// derivedSizes of the boxes that have been read.
     std::optional<CodedSizes> codedSizes();
 
   private:
@@ -41,12 +40,12 @@ class HeifInput {
         std::uint64_t begin;
         std::uint64_t end;
     };
-    std::optional<Range> findDescription();
+    std::optional<Range> findMeta();
 
-    BufferedFile kept_;
-    std::optional<Range> description_;
+    BufferedFile file_;
+    std::optional<Range> meta_;
     std::int64_t position_ = 0;
-    // Where the file seems to end, until that has been noticed.
+    // Where the file seems to end; nothing once libheif has come there.
     std::optional<std::int64_t> end_;
 };
 

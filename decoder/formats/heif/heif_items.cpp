@@ -16,117 +16,117 @@ constexpr std::array<std::string_view, 3> alphaTypes = {
     "urn:mpeg:avc:2015:auxid:1", "urn:mpeg:hevc:2015:auxid:1",
     "urn:mpeg:mpegB:cicp:systems:auxiliary:alpha"};
 
-/// A run of the file that is read from its beginning on; after a read beyond its end it is failed,
-/// and gives zeros.
-class Run {
+/// Reads a range of the file from its beginning on. A read beyond its end fails it for good, and
+/// gives zeros.
+class RangeReader {
   public:
-    Run(BufferedFile& file, std::uint64_t begin, std::uint64_t end)
-        : file_(&file), place_(begin), end_(end) {}
+    RangeReader(BufferedFile& file, std::uint64_t begin, std::uint64_t end)
+        : file_(&file), offset_(begin), end_(end) {}
 
     bool failed() const { return failed_; }
-    bool atEnd() const { return failed_ || place_ >= end_; }
-    std::uint64_t place() const { return place_; }
+    bool atEnd() const { return failed_ || offset_ >= end_; }
+    std::uint64_t offset() const { return offset_; }
 
     /// A number of 0 to 8 bytes.
     std::uint64_t number(unsigned bytes) {
-        const auto found = failed_ || bytes > 8 || end_ - place_ < bytes
+        const auto found = failed_ || bytes > 8 || end_ - offset_ < bytes
                                ? std::span<const std::uint8_t>{}
-                               : file_->at(place_, bytes);
+                               : file_->at(offset_, bytes);
         if (found.size() < bytes) {
             failed_ = true;
             return 0;
         }
-        place_ += bytes;
+        offset_ += bytes;
         std::uint64_t value = 0;
         for (const std::uint8_t digits : found) value = value << 8 | digits;
         return value;
     }
     std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
 
-    Run part(std::uint64_t length) {
-        failed_ = failed_ || length > end_ - place_;
-        Run part(*file_, place_, failed_ ? place_ : place_ + length);
+    RangeReader part(std::uint64_t length) {
+        failed_ = failed_ || length > end_ - offset_;
+        RangeReader part(*file_, offset_, failed_ ? offset_ : offset_ + length);
         part.failed_ = failed_;
-        if (!failed_) place_ += length;
+        if (!failed_) offset_ += length;
         return part;
     }
 
     bool startsWith(std::string_view text) const {
-        if (failed_ || end_ - place_ < text.size()) return false;
-        const auto found = file_->at(place_, text.size());
+        if (failed_ || end_ - offset_ < text.size()) return false;
+        const auto found = file_->at(offset_, text.size());
         return found.size() == text.size() &&
                std::memcmp(found.data(), text.data(), text.size()) == 0;
     }
 
   private:
     BufferedFile* file_;
-    std::uint64_t place_;
+    std::uint64_t offset_;
     std::uint64_t end_;
     bool failed_ = false;
 };
 
 struct Box {
     std::uint32_t name;
-    Run body;
+    RangeReader body;
 };
 
-Box nextBox(Run& run) {
-    const std::uint32_t length = run.u32();
-    const std::uint32_t name = run.u32();
+Box nextBox(RangeReader& reader) {
+    const std::uint32_t length = reader.u32();
+    const std::uint32_t name = reader.u32();
     if (length == 1) {
-        const std::uint64_t whole = run.number(8);
-        return {name, run.part(whole < 16 ? ~std::uint64_t{0} : whole - 16)};
+        const std::uint64_t whole = reader.number(8);
+        return {name, reader.part(whole < 16 ? ~std::uint64_t{0} : whole - 16)};
     }
-    return {name, run.part(length < 8 ? ~std::uint64_t{0} : length - 8)};
+    return {name, reader.part(length < 8 ? ~std::uint64_t{0} : length - 8)};
 }
 
-/// The version, and the flags behind it.
-std::pair<unsigned, std::uint32_t> versionOf(Run& run) {
-    const std::uint32_t both = run.u32();
+/// The version and the flags.
+std::pair<unsigned, std::uint32_t> versionOf(RangeReader& reader) {
+    const std::uint32_t both = reader.u32();
     return {both >> 24, both & 0xffffff};
 }
 
 struct Property {
     std::uint32_t name;
-    Run body;
+    RangeReader body;
 };
 
 class ItemReader {
   public:
-    bool read(Run meta);
+    bool read(RangeReader meta);
     HeifItems result;
 
   private:
-    using Read = bool (ItemReader::*)(Run);
+    using Read = bool (ItemReader::*)(RangeReader);
 
-    bool readPrimary(Run run);
-    bool readItems(Run run);
-    bool readReferences(Run run);
-    bool readProperties(Run run);
-    bool associate(Run run, const std::vector<Property>& properties);
-    bool readPlaces(Run run);
-    bool readPlace(Run& run, unsigned version, std::uint64_t sizes);
+    bool readPrimary(RangeReader reader);
+    bool readItems(RangeReader reader);
+    bool readReferences(RangeReader reader);
+    bool readProperties(RangeReader reader);
+    bool associate(RangeReader reader, const std::vector<Property>& properties);
+    bool readLocations(RangeReader reader);
+    bool readLocation(RangeReader& reader, unsigned version, std::uint64_t sizes);
     static void apply(const Property& property, HeifItem& item);
 
     std::optional<std::uint64_t> ownData_;
 };
 
-// Of two boxes of one name libheif takes the first.
-bool ItemReader::read(Run meta) {
+// Of two boxes with one name libheif reads the first.
+bool ItemReader::read(RangeReader meta) {
     versionOf(meta);
-    std::map<std::uint32_t, Run> boxes;
+    std::map<std::uint32_t, RangeReader> boxes;
     while (!meta.atEnd()) {
         const Box box = nextBox(meta);
         boxes.emplace(box.name, box.body);
     }
     if (meta.failed()) return false;
     if (const auto own = boxes.find(fourLetterCode("idat")); own != boxes.end())
-        ownData_ = own->second.place();
+        ownData_ = own->second.offset();
     constexpr std::array<std::pair<std::uint32_t, Read>, 5> parts = {{
         {fourLetterCode("pitm"), &ItemReader::readPrimary},
         {fourLetterCode("iinf"), &ItemReader::readItems},
         {fourLetterCode("iprp"), &ItemReader::readProperties},
-        {fourLetterCode("iloc"), &ItemReader::readPlaces},
+        {fourLetterCode("iloc"), &ItemReader::readLocations},
         {fourLetterCode("iref"), &ItemReader::readReferences},
     }};
     return std::ranges::all_of(parts, [&](const auto& part) {
@@ -136,15 +136,16 @@ bool ItemReader::read(Run meta) {
     });
 }
 
-bool ItemReader::readPrimary(Run run) {
-    result.primary = static_cast<std::uint32_t>(run.number(versionOf(run).first == 0 ? 2 : 4));
-    return !run.failed();
+bool ItemReader::readPrimary(RangeReader reader) {
+    result.primary =
+        static_cast<std::uint32_t>(reader.number(versionOf(reader).first == 0 ? 2 : 4));
+    return !reader.failed();
 }
 
-bool ItemReader::readItems(Run run) {
-    run.number(versionOf(run).first == 0 ? 2 : 4);
-    while (!run.atEnd()) {
-        Run entry = nextBox(run).body;
+bool ItemReader::readItems(RangeReader reader) {
+    reader.number(versionOf(reader).first == 0 ? 2 : 4);
+    while (!reader.atEnd()) {
+        RangeReader entry = nextBox(reader).body;
         const unsigned version = versionOf(entry).first;
         if (version < 2) continue;
         const auto id = static_cast<std::uint32_t>(entry.number(version == 2 ? 2 : 4));
@@ -153,13 +154,13 @@ bool ItemReader::readItems(Run run) {
         item.type = entry.u32();
         if (entry.failed() || !result.items.emplace(id, std::move(item)).second) return false;
     }
-    return !run.failed();
+    return !reader.failed();
 }
 
-bool ItemReader::readReferences(Run run) {
-    const unsigned bytes = versionOf(run).first == 0 ? 2 : 4;
-    while (!run.atEnd()) {
-        auto [name, body] = nextBox(run);
+bool ItemReader::readReferences(RangeReader reader) {
+    const unsigned bytes = versionOf(reader).first == 0 ? 2 : 4;
+    while (!reader.atEnd()) {
+        auto [name, body] = nextBox(reader);
         const auto from = static_cast<std::uint32_t>(body.number(bytes));
         std::vector<std::uint32_t> to;
         for (auto left = body.number(2); left > 0 && !body.failed(); --left)
@@ -176,15 +177,15 @@ bool ItemReader::readReferences(Run run) {
                     of->second.alphas.push_back(from);
         }
     }
-    return !run.failed();
+    return !reader.failed();
 }
 
-bool ItemReader::readProperties(Run run) {
+bool ItemReader::readProperties(RangeReader reader) {
     std::vector<Property> properties;
-    std::optional<Run> associations;
+    std::optional<RangeReader> associations;
     bool found = false;
-    while (!run.atEnd()) {
-        auto [name, body] = nextBox(run);
+    while (!reader.atEnd()) {
+        auto [name, body] = nextBox(reader);
         if (name == fourLetterCode("ipma") && !associations) associations = body;
         if (name != fourLetterCode("ipco") || std::exchange(found, true)) continue;
         while (!body.atEnd()) {
@@ -193,26 +194,26 @@ bool ItemReader::readProperties(Run run) {
         }
         if (body.failed()) return false;
     }
-    return !run.failed() && associations && associate(*associations, properties);
+    return !reader.failed() && associations && associate(*associations, properties);
 }
 
-bool ItemReader::associate(Run run, const std::vector<Property>& properties) {
-    const auto [version, flags] = versionOf(run);
+bool ItemReader::associate(RangeReader reader, const std::vector<Property>& properties) {
+    const auto [version, flags] = versionOf(reader);
     const bool wide = (flags & 1) != 0;
-    for (std::uint32_t left = run.u32(); left > 0 && !run.failed(); --left) {
+    for (std::uint32_t left = reader.u32(); left > 0 && !reader.failed(); --left) {
         const auto item =
-            result.items.find(static_cast<std::uint32_t>(run.number(version == 0 ? 2 : 4)));
-        for (auto more = run.number(1); more > 0 && !run.failed(); --more) {
-            const auto index = run.number(wide ? 2 : 1) & (wide ? 0x7fff : 0x7f);
+            result.items.find(static_cast<std::uint32_t>(reader.number(version == 0 ? 2 : 4)));
+        for (auto more = reader.number(1); more > 0 && !reader.failed(); --more) {
+            const auto index = reader.number(wide ? 2 : 1) & (wide ? 0x7fff : 0x7f);
             if (item != result.items.end() && index > 0 && index <= properties.size())
                 apply(properties[index - 1], item->second);
         }
     }
-    return !run.failed();
+    return !reader.failed();
 }
 
 void ItemReader::apply(const Property& property, HeifItem& item) {
-    Run body = property.body;
+    RangeReader body = property.body;
     if (property.name == fourLetterCode("ispe")) {
         versionOf(body);
         const std::uint32_t width = body.u32();
@@ -229,39 +230,39 @@ void ItemReader::apply(const Property& property, HeifItem& item) {
     }
 }
 
-bool ItemReader::readPlaces(Run run) {
-    const unsigned version = versionOf(run).first;
-    const auto sizes = run.number(2);
-    for (auto left = run.number(version < 2 ? 2 : 4); left > 0; --left)
-        if (!readPlace(run, version, sizes)) return false;
-    return !run.failed();
+bool ItemReader::readLocations(RangeReader reader) {
+    const unsigned version = versionOf(reader).first;
+    const auto sizes = reader.number(2);
+    for (auto left = reader.number(version < 2 ? 2 : 4); left > 0; --left)
+        if (!readLocation(reader, version, sizes)) return false;
+    return !reader.failed();
 }
 
-bool ItemReader::readPlace(Run& run, unsigned version, std::uint64_t sizes) {
+bool ItemReader::readLocation(RangeReader& reader, unsigned version, std::uint64_t sizes) {
     const auto field = [&](int shift) { return static_cast<unsigned>(sizes >> shift & 15); };
-    const auto id = static_cast<std::uint32_t>(run.number(version < 2 ? 2 : 4));
-    const auto method = version == 0 ? 0 : run.number(2) & 15;
-    run.number(2);
-    const std::uint64_t base = run.number(field(4));
+    const auto id = static_cast<std::uint32_t>(reader.number(version < 2 ? 2 : 4));
+    const auto method = version == 0 ? 0 : reader.number(2) & 15;
+    reader.number(2);
+    const std::uint64_t base = reader.number(field(4));
     const auto item = result.items.find(id);
-    const auto extents = run.number(2);
-    for (auto left = extents; left > 0 && !run.failed(); --left) {
-        if (version > 0) run.number(field(0));
-        const std::uint64_t offset = run.number(field(12));
-        const std::uint64_t length = run.number(field(8));
+    const auto extents = reader.number(2);
+    for (auto left = extents; left > 0 && !reader.failed(); --left) {
+        if (version > 0) reader.number(field(0));
+        const std::uint64_t offset = reader.number(field(12));
+        const std::uint64_t length = reader.number(field(8));
         if (item == result.items.end() || extents != 1) continue;
         if (method > 1 || (method == 1 && !ownData_)) continue;
-        item->second.place = base + offset + (method == 1 ? *ownData_ : 0);
+        item->second.offset = base + offset + (method == 1 ? *ownData_ : 0);
         item->second.length = length;
     }
-    return !run.failed();
+    return !reader.failed();
 }
 
 } // namespace
 
 std::optional<HeifItems> readHeifItems(BufferedFile& file, std::uint64_t begin, std::uint64_t end) {
     ItemReader reader;
-    if (!reader.read(Run(file, begin, end))) return std::nullopt;
+    if (!reader.read(RangeReader(file, begin, end))) return std::nullopt;
     return std::move(reader.result);
 }
 

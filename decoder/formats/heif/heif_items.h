@@ -11,18 +11,20 @@
 
 namespace sorvane::decoder {
 
-/// An item of a HEIF file, as far as a derivation asks.
+/// What the derivation of a picture needs to know of an item.
 struct HeifItem {
     std::uint32_t type = 0;
-    /// What it is derived from, in order.
+    /// The items that it is derived from, in order.
     std::vector<std::uint32_t> parts;
     /// The items that are its alpha.
     std::vector<std::uint32_t> alphas;
+    /// All that it is declared to have.
     std::vector<Size> sizes;
+    /// Turned, mirrored or clipped.
     bool transformed = false;
     bool isAlpha = false;
-    /// Where its first bytes lie in the file, one run of them.
-    std::uint64_t place = 0;
+    /// Where its bytes lie in the file; 0 and 0 when they do not lie in one piece.
+    std::uint64_t offset = 0;
     std::uint64_t length = 0;
 };
 
@@ -31,8 +33,8 @@ struct HeifItems {
     std::map<std::uint32_t, HeifItem> items;
 };
 
-/// Reads the box of descriptions whose bytes lie from `begin` to `end` of `file`. Nothing: it is
-/// damaged, or speaks twice of one thing.
+/// Reads the body of a `meta` box, the bytes from `begin` to `end` of `file`. Nothing: it is
+/// damaged, or has one item twice, or two lists of what an item is derived from.
 std::optional<HeifItems> readHeifItems(BufferedFile& file, std::uint64_t begin, std::uint64_t end);
 
 } // namespace sorvane::decoder

@@ -5,10 +5,14 @@
 #include <memory>
 #include <utility>
 
+#include "decoder/formats/c_deleter.h"
+
 namespace sorvane::decoder {
 
 namespace {
 
+// A decoder of libheif gets the coded bytes and nothing else, neither the item that they belong to
+// nor data of its caller's, so what it has to know cannot reach it as an argument.
 thread_local std::vector<Size> expectedSizes;
 
 bool expected(Size size) {
@@ -16,9 +20,8 @@ bool expected(Size size) {
            (expectedSizes.empty() || std::ranges::find(expectedSizes, size) != expectedSizes.end());
 }
 
-struct ReleaseImage {
-    void operator()(heif_image* image) const { heif_image_release(image); }
-};
+using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;
+using Nclx = std::unique_ptr<heif_color_profile_nclx, Release<heif_nclx_color_profile_free>>;
 
 bool copyPlane(const CodedPicture::Plane& from, heif_channel channel, int bits, heif_image* image) {
     if (from.samples == nullptr || from.width <= 0 || from.height <= 0 ||
@@ -32,22 +35,23 @@ bool copyPlane(const CodedPicture::Plane& from, heif_channel channel, int bits, 
     return true;
 }
 
-// The item's own word goes before it.
-void tellColours(const CodedPicture& picture, heif_image* image) {
-    heif_color_profile_nclx* colours = heif_nclx_color_profile_alloc();
-    if (colours == nullptr) return;
+// What the item itself says about its colours takes precedence over this.
+void setColours(const CodedPicture& picture, heif_image* image) {
+    const Nclx colours(heif_nclx_color_profile_alloc());
+    if (!colours) return;
     const auto code = [](int value) { return static_cast<std::uint16_t>(value); };
-    heif_nclx_color_profile_set_color_primaries(colours, code(picture.primaries));
-    heif_nclx_color_profile_set_transfer_characteristics(colours, code(picture.transfer));
-    heif_nclx_color_profile_set_matrix_coefficients(colours, code(picture.matrix));
+    heif_nclx_color_profile_set_color_primaries(colours.get(), code(picture.primaries));
+    heif_nclx_color_profile_set_transfer_characteristics(colours.get(), code(picture.transfer));
+    heif_nclx_color_profile_set_matrix_coefficients(colours.get(), code(picture.matrix));
     colours->full_range_flag = picture.fullRange ? 1 : 0;
-    heif_image_set_nclx_color_profile(image, colours);
-    heif_nclx_color_profile_free(colours);
+    heif_image_set_nclx_color_profile(image, colours.get());
 }
 
 } // namespace
 
-void expectSizes(std::vector<Size> sizes) { expectedSizes = std::move(sizes); }
+ExpectedSizes::ExpectedSizes(std::vector<Size> sizes) { expectedSizes = std::move(sizes); }
+
+ExpectedSizes::~ExpectedSizes() { expectedSizes.clear(); }
 
 heif_error handOver(const CodedPicture& picture, heif_image** result) {
     constexpr std::array channels = {heif_channel_Y, heif_channel_Cb, heif_channel_Cr};
@@ -60,10 +64,10 @@ heif_error handOver(const CodedPicture& picture, heif_image** result) {
                           picture.chroma, &created)
                 .code != heif_error_Ok)
         return undecodable;
-    std::unique_ptr<heif_image, ReleaseImage> image(created);
+    Image image(created);
     for (std::size_t i = 0; i < (grey ? 1 : channels.size()); ++i)
         if (!copyPlane(picture.planes[i], channels[i], picture.bits, created)) return undecodable;
-    tellColours(picture, created);
+    setColours(picture, created);
     *result = image.release();
     return decoded;
 }

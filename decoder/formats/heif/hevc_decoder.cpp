@@ -36,7 +36,7 @@ void close(void* decoder) { de265_free_decoder(decoder); }
 
 void setStrict(void*, int) {}
 
-// The item's units, each behind its length of four bytes.
+// The item's NAL units, each after its length in four bytes.
 heif_error push(void* decoder, const void* data, std::size_t size) {
     std::span<const std::uint8_t> rest(static_cast<const std::uint8_t*>(data), size);
     while (!rest.empty()) {
@@ -50,18 +50,18 @@ heif_error push(void* decoder, const void* data, std::size_t size) {
     return decoded;
 }
 
-// The library goes on after nearly everything; what it says in passing is the only sign of pixels
-// that are not those of the file. Said of what carries none, it means nothing.
-bool saidDamage(de265_decoder_context* decoder) {
+// libde265 goes on after most errors, and only a warning tells that pixels are not those of the
+// file. The warnings listed here are not about pixels.
+bool warnedOfDamage(de265_decoder_context* decoder) {
     constexpr std::array harmless = {
         DE265_WARNING_NO_WPP_CANNOT_USE_MULTITHREADING,
         DE265_WARNING_NUMBER_OF_THREADS_LIMITED_TO_MAXIMUM,
         DE265_WARNING_SPS_MISSING_CANNOT_DECODE_SEI,
     };
     bool damage = false;
-    for (auto said = de265_get_warning(decoder); said != DE265_OK;
-         said = de265_get_warning(decoder))
-        damage = damage || std::ranges::find(harmless, said) == harmless.end();
+    for (auto warning = de265_get_warning(decoder); warning != DE265_OK;
+         warning = de265_get_warning(decoder))
+        damage = damage || std::ranges::find(harmless, warning) == harmless.end();
     return damage;
 }
 
@@ -98,7 +98,7 @@ std::optional<CodedPicture> described(const de265_image* picture) {
 heif_error decode(void* decoder, heif_image** image) {
     *image = nullptr;
     const de265_image* picture = firstPicture(decoder);
-    if (picture == nullptr || saidDamage(decoder)) return undecodable;
+    if (picture == nullptr || warnedOfDamage(decoder)) return undecodable;
     const auto coded = described(picture);
     return coded ? handOver(*coded, image) : undecodable;
 }

@@ -4,8 +4,8 @@
 
 namespace sorvane::decoder {
 
-/// HEVC for libheif by libde265 in the caller's own thread; libheif's own way to that library
-/// starts another, takes the last picture of several, and passes damaged ones for whole.
+/// libheif's decoder of HEVC: libde265, in the calling thread. libheif's own one starts another
+/// thread, takes the last of several pictures, and accepts damaged ones.
 extern const heif_decoder_plugin hevcDecoder;
 
 } // namespace sorvane::decoder

@@ -24,33 +24,33 @@ using OpenjpegCodec = std::unique_ptr<opj_codec_t, Release<opj_destroy_codec>>;
 using Stream = std::unique_ptr<opj_stream_t, Release<opj_stream_destroy>>;
 using Image = std::unique_ptr<opj_image_t, Release<opj_image_destroy>>;
 
-constexpr unsigned mostBits = 16;
+constexpr unsigned maxBits = 16;
 
-/// The file's bytes as OpenJPEG takes them.
+/// The file's bytes as a stream for OpenJPEG.
 struct Input {
     std::span<const std::uint8_t> bytes;
-    std::size_t place = 0;
+    std::size_t offset = 0;
 
     static OPJ_SIZE_T read(void* to, OPJ_SIZE_T count, void* data) {
         auto& input = *static_cast<Input*>(data);
-        count = std::min(count, input.bytes.size() - input.place);
+        count = std::min(count, input.bytes.size() - input.offset);
         if (count == 0) return static_cast<OPJ_SIZE_T>(-1);
-        std::memcpy(to, input.bytes.data() + input.place, count);
-        input.place += count;
+        std::memcpy(to, input.bytes.data() + input.offset, count);
+        input.offset += count;
         return count;
     }
     static OPJ_OFF_T skip(OPJ_OFF_T count, void* data) {
         auto& input = *static_cast<Input*>(data);
-        const auto left = static_cast<OPJ_OFF_T>(input.bytes.size() - input.place);
+        const auto left = static_cast<OPJ_OFF_T>(input.bytes.size() - input.offset);
         if (count < 0 || left == 0) return -1;
         count = std::min(count, left);
-        input.place += static_cast<std::size_t>(count);
+        input.offset += static_cast<std::size_t>(count);
         return count;
     }
-    static OPJ_BOOL seek(OPJ_OFF_T place, void* data) {
+    static OPJ_BOOL seek(OPJ_OFF_T offset, void* data) {
         auto& input = *static_cast<Input*>(data);
-        if (place < 0 || static_cast<std::size_t>(place) > input.bytes.size()) return OPJ_FALSE;
-        input.place = static_cast<std::size_t>(place);
+        if (offset < 0 || static_cast<std::size_t>(offset) > input.bytes.size()) return OPJ_FALSE;
+        input.offset = static_cast<std::size_t>(offset);
         return OPJ_TRUE;
     }
 };
@@ -68,7 +68,7 @@ Stream streamOf(Input& input) {
 
 class Jpeg2000Decoder final : public Decoder {
   public:
-    explicit Jpeg2000Decoder(ByteSource& file) : file_(file, jpeg2000FileLimit) {}
+    explicit Jpeg2000Decoder(ByteSource& file) : file_(file, maxJpeg2000FileBytes) {}
 
     std::optional<PictureHeader> readHeader() override;
     bool readPixels(PixelSink& sink) override;
@@ -91,7 +91,7 @@ class Jpeg2000Decoder final : public Decoder {
 };
 
 bool Jpeg2000Decoder::decode() {
-    Input input{file_.at(0, jpeg2000FileLimit)};
+    Input input{file_.at(0, maxJpeg2000FileBytes)};
     const bool bare = !input.bytes.empty() && input.bytes.front() == 0xff;
     const OpenjpegCodec decoder(opj_create_decompress(bare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
     const Stream stream = streamOf(input);
@@ -110,18 +110,18 @@ bool Jpeg2000Decoder::decode() {
            opj_decode(decoder.get(), stream.get(), image) == OPJ_TRUE && checkChannels();
 }
 
-// The first channel has a sample for every pixel; others may have fewer.
+// Only the first channel must have a sample for every pixel.
 bool Jpeg2000Decoder::checkChannels() const {
     const std::span channels(image_->comps, image_->numcomps);
     return !channels.empty() && channels[0].dx == 1 && channels[0].dy == 1 &&
            channels[0].w == size_.width && channels[0].h == size_.height &&
            std::ranges::all_of(channels, [](const opj_image_comp_t& channel) {
-               return channel.prec >= 1 && channel.prec <= mostBits && channel.dx > 0 &&
+               return channel.prec >= 1 && channel.prec <= maxBits && channel.dx > 0 &&
                       channel.dy > 0 && channel.w > 0 && channel.h > 0;
            });
 }
 
-// The channels in the order of the samples.
+// Puts the channels in the order of the samples.
 bool Jpeg2000Decoder::chooseChannels() {
     const opj_image_comp_t* alpha = nullptr;
     for (const opj_image_comp_t& channel : std::span(image_->comps, image_->numcomps)) {
@@ -139,7 +139,7 @@ bool Jpeg2000Decoder::chooseChannels() {
     const bool coloured = channels_.size() == 3;
     if (!coloured && channels_.size() != (inks ? 4 : 1)) return false;
     format_.channels = inks ? Channels::cmyk : channelsOf(coloured, alpha != nullptr);
-    // What says nothing of its colours, but has fewer samples of them, can be nothing else.
+    // Subsampled colours of an unspecified space can only be luma and chroma.
     luma_ = coloured && (image_->color_space == OPJ_CLRSPC_SYCC ||
                          (image_->color_space != OPJ_CLRSPC_SRGB && channels_[1]->dx > 1));
     if (alpha != nullptr && !inks) channels_.push_back(alpha);
@@ -166,7 +166,7 @@ std::optional<PictureHeader> Jpeg2000Decoder::readHeader() {
     default:
         if (!profile) return std::nullopt;
     }
-    // In a profile's place without a length stand the numbers of CIELab.
+    // OpenJPEG gives the parameters of CIELab as a profile of length 0.
     if (profile && (length == 0 || length > maxProfileBytes)) return std::nullopt;
     if (profile) {
         const std::span bytes(image_->icc_profile_buf, length);
@@ -175,22 +175,22 @@ std::optional<PictureHeader> Jpeg2000Decoder::readHeader() {
     return header;
 }
 
-// Counted from 0, of the channel's own number of bits.
+// The sample of a pixel, unsigned, in the channel's own number of bits.
 std::uint32_t Jpeg2000Decoder::sample(const opj_image_comp_t& channel, std::uint32_t x,
                                       std::uint32_t y) const {
-    // A channel's samples lie at the multiples of its step.
-    const auto index = [](std::uint32_t place, std::uint32_t origin, std::uint32_t step,
+    // A channel has samples where its step divides the coordinate.
+    const auto index = [](std::uint32_t pixel, std::uint32_t origin, std::uint32_t step,
                           std::uint32_t count) {
         const std::uint32_t first = origin / step + (origin % step > 0 ? 1 : 0);
-        const std::uint32_t nearest = (origin + place) / step;
+        const std::uint32_t nearest = (origin + pixel) / step;
         return std::size_t{std::min(nearest - std::min(nearest, first), count - 1)};
     };
     const std::size_t column = index(x, image_->x0, channel.dx, channel.w);
     const std::size_t row = index(y, image_->y0, channel.dy, channel.h);
     const auto full = static_cast<OPJ_INT32>((1U << channel.prec) - 1);
-    const OPJ_INT32 lift = channel.sgnd != 0 ? static_cast<OPJ_INT32>(1U << (channel.prec - 1)) : 0;
-    const OPJ_INT32 stored = std::clamp(channel.data[row * channel.w + column], -lift, full - lift);
-    return static_cast<std::uint32_t>(stored + lift);
+    const OPJ_INT32 bias = channel.sgnd != 0 ? static_cast<OPJ_INT32>(1U << (channel.prec - 1)) : 0;
+    const OPJ_INT32 stored = std::clamp(channel.data[row * channel.w + column], -bias, full - bias);
+    return static_cast<std::uint32_t>(stored + bias);
 }
 
 void Jpeg2000Decoder::toRgb(std::span<std::uint32_t> pixel) {

@@ -5,9 +5,9 @@
 
 namespace sorvane::decoder {
 
-/// True when a JPEG 2000 file, boxed or bare, holds every tile of its picture with as many parts as
-/// the tile announces. OpenJPEG decodes what is there and leaves the rest of the picture as it is.
-/// Pure arithmetic on bytes that nobody has checked; false when they do not make sense.
+/// True when a JPEG 2000 file, in its container or bare, holds every tile of its picture, each with
+/// as many tile-parts as it announces. OpenJPEG decodes what is there and leaves the rest of the
+/// picture unwritten. The bytes may be anything; false when they are no codestream.
 bool hasAllTileParts(std::span<const std::uint8_t> file);
 
 } // namespace sorvane::decoder

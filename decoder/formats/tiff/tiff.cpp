@@ -14,26 +14,26 @@ namespace sorvane::decoder {
 
 namespace {
 
-// Those that hold pictures of the kinds that are read. There are others, for lists of measurements,
-// maps of heights, and scanners of long ago.
+// The compressions of the kinds of picture that are read. libtiff knows more, for measurements,
+// elevation maps and early scanners.
 constexpr std::array<std::uint16_t, 16> compressions = {
     COMPRESSION_NONE,      COMPRESSION_CCITTRLE, COMPRESSION_CCITTFAX3, COMPRESSION_CCITTFAX4,
     COMPRESSION_LZW,       COMPRESSION_OJPEG,    COMPRESSION_JPEG,      COMPRESSION_ADOBE_DEFLATE,
     COMPRESSION_CCITTRLEW, COMPRESSION_PACKBITS, COMPRESSION_DEFLATE,   COMPRESSION_JBIG,
     COMPRESSION_LERC,      COMPRESSION_LZMA,     COMPRESSION_ZSTD,      COMPRESSION_WEBP};
 
-constexpr unsigned mostBits = 16;
+constexpr unsigned maxBits = 16;
 
 /// What the directory says about the samples.
 struct Directory {
     Size size;
     std::uint16_t bits = 0, samples = 0, photometric = 0, compression = 0;
-    bool apart = false;
+    bool planar = false;
     std::optional<std::uint16_t> firstExtra;
 };
 
-// Only a sample that is said to be alpha is taken for it. Four samples of RGB that nothing is said
-// about are the one exception, as elsewhere: early writers of alpha knew no way to say it.
+// A sample is alpha only if the file says so. The one exception, as in other readers, are four
+// samples of RGB without any statement: early writers of alpha had no way to make one.
 std::optional<std::uint16_t> firstExtra(const TiffReader& reader, const TiffFile& file,
                                         const Directory& directory) {
     if (!file.namesExtraSamples()) {
@@ -57,21 +57,21 @@ std::optional<Directory> readDirectory(const TiffReader& reader, const TiffFile&
     directory.bits = reader.number<std::uint16_t>(TIFFTAG_BITSPERSAMPLE);
     directory.samples = reader.number<std::uint16_t>(TIFFTAG_SAMPLESPERPIXEL);
     directory.compression = reader.number<std::uint16_t>(TIFFTAG_COMPRESSION);
-    directory.apart = directory.samples > 1 &&
-                      reader.number<std::uint16_t>(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE;
+    directory.planar = directory.samples > 1 &&
+                       reader.number<std::uint16_t>(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE;
     directory.firstExtra = firstExtra(reader, file, directory);
 
     const auto kind = reader.number<std::uint16_t>(TIFFTAG_SAMPLEFORMAT);
     const bool unsignedNumbers = kind == SAMPLEFORMAT_UINT || kind == SAMPLEFORMAT_VOID;
-    if (!unsignedNumbers || directory.bits == 0 || directory.bits > mostBits ||
+    if (!unsignedNumbers || directory.bits == 0 || directory.bits > maxBits ||
         std::ranges::find(compressions, directory.compression) == compressions.end() ||
-        !withinBudget(directory.size) || !reader.placesAllPixels())
+        !withinBudget(directory.size) || !reader.locatesAllPixels())
         return std::nullopt;
     return directory;
 }
 
-// Many writers put 8-bit values into the 16 bits of a palette's entries, some as they are and some
-// into the upper half, which would make white a little grey.
+// Many writers put 8-bit values into the 16-bit entries of a palette, some unscaled and some in the
+// upper half, where white would be slightly grey.
 std::vector<TiffColour> widened(std::vector<TiffColour> palette) {
     std::uint16_t used = 0;
     for (const TiffColour& colour : palette)
@@ -94,7 +94,7 @@ std::vector<TiffColour> readPalette(const TiffReader& reader, unsigned bits) {
     return widened(std::move(palette));
 }
 
-// How many samples of a pixel are its colours; 0: a kind that is not read.
+// How many samples of a pixel are colours; 0: the photometric interpretation is not read.
 std::uint16_t colourSamples(const TiffReader& reader, const Directory& directory) {
     switch (directory.photometric) {
     case PHOTOMETRIC_MINISWHITE:
@@ -112,7 +112,7 @@ std::uint16_t colourSamples(const TiffReader& reader, const Directory& directory
     }
 }
 
-// Alpha beside inks or chrominance is dropped, as is every sample behind the first extra one.
+// Alpha beside inks or YCbCr is dropped, as is every sample after the first extra one.
 std::optional<TiffSampleLayout> sampleLayout(const TiffReader& reader, const Directory& directory) {
     const std::uint16_t colours = colourSamples(reader, directory);
     if (colours == 0 || directory.samples < colours) return std::nullopt;
@@ -124,7 +124,7 @@ std::optional<TiffSampleLayout> sampleLayout(const TiffReader& reader, const Dir
     TiffSampleLayout layout;
     layout.channels = inks ? Channels::cmyk : channelsOf(colours == 3 || indexed, alpha);
     layout.bits = directory.bits;
-    layout.together = directory.apart ? 1 : directory.samples;
+    layout.interleaved = directory.planar ? 1 : directory.samples;
     layout.minIsWhite = directory.photometric == PHOTOMETRIC_MINISWHITE;
     layout.premultiplied = alpha && premultiplied;
     if (indexed) layout.palette = readPalette(reader, directory.bits);
@@ -144,13 +144,13 @@ class TiffDecoder final : public Decoder {
     bool openRows(std::uint16_t planes);
 
     TiffFile file_;
-    // One for each sample whose rows are apart: each keeps its place in its own strip.
+    // One for each plane, since each goes through its own strips.
     std::vector<std::unique_ptr<TiffReader>> readers_;
     std::vector<std::unique_ptr<TiffRows>> rows_;
     Directory directory_;
     TiffSampleLayout layout_;
-    // What turns luminance and chrominance into RGB: the JPEG decoder, which does it best, or, for
-    // everything else, libtiff.
+    // What converts YCbCr to RGB: the JPEG decoder, which does it best, or libtiff for all other
+    // compressions.
     bool convertedByJpeg_ = false;
     bool convertedByLibrary_ = false;
 };
@@ -168,16 +168,16 @@ std::optional<PictureHeader> TiffDecoder::readHeader() {
     directory_ = *directory;
     layout_ = std::move(*layout);
     if (directory_.photometric == PHOTOMETRIC_YCBCR) {
-        convertedByJpeg_ = directory_.compression == COMPRESSION_JPEG && !directory_.apart;
+        convertedByJpeg_ = directory_.compression == COMPRESSION_JPEG && !directory_.planar;
         convertedByLibrary_ = !convertedByJpeg_;
     }
     if (convertedByJpeg_) TIFFSetField(reader->library(), TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
-    if (convertedByLibrary_) layout_.together = convertedPixelBytes;
+    if (convertedByLibrary_) layout_.interleaved = convertedPixelBytes;
 
     PictureHeader header;
     header.size = directory_.size;
-    header.orientation =
-        static_cast<Orientation>(reader->number<std::uint16_t>(TIFFTAG_ORIENTATION));
+    header.orientation = orientationFrom(reader->number<std::uint16_t>(TIFFTAG_ORIENTATION))
+                             .value_or(Orientation::upright);
     header.samples = layout_.format();
     if (auto profile = file_.profile()) header.colour.emplace_back(std::move(*profile));
     return header;
@@ -199,8 +199,8 @@ bool TiffDecoder::openRows(std::uint16_t planes) {
 }
 
 bool TiffDecoder::readPixels(PixelSink& sink) {
-    const bool apart = layout_.together == 1;
-    if (!openRows(static_cast<std::uint16_t>(apart ? layout_.used() : 1))) return false;
+    const bool planar = layout_.interleaved == 1;
+    if (!openRows(static_cast<std::uint16_t>(planar ? layout_.used() : 1))) return false;
     TiffSamples samples(std::move(layout_), directory_.size.width);
     std::vector<const std::uint8_t*> stored(rows_.size());
     for (std::uint32_t y = 0; y < directory_.size.height; ++y) {
@@ -208,7 +208,7 @@ bool TiffDecoder::readPixels(PixelSink& sink) {
             stored[plane] = rows_[plane]->next();
             if (stored[plane] == nullptr) return false;
         }
-        sink.take({y, 0, 1, directory_.size.width, samples.row(stored)});
+        sink.take(PixelRun::wholeRow(y, directory_.size.width, samples.row(stored)));
     }
     return true;
 }

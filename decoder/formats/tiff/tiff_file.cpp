@@ -11,13 +11,13 @@ namespace {
 
 constexpr std::uint16_t classicMark = 42;
 constexpr std::uint16_t bigMark = 43;
-constexpr std::size_t longestHeader = 16;
+constexpr std::size_t maxHeaderLength = 16;
 
-// How a certain maker's cameras begin their raw files, behind the byte order.
+// How one maker's cameras begin their raw files, after the byte order.
 constexpr std::string_view rawBeginning("*\0\x10\0\0\0CR\2\0", 10);
 
-// As many as the classic form can count; a big one with more is none.
-constexpr std::uint64_t entryLimit = 65'535;
+// As many as the classic form can count; a big one with more is rejected.
+constexpr std::uint64_t maxEntries = 65'535;
 
 constexpr std::uint16_t subfileTypeTag = 254;
 constexpr std::uint16_t subdirectoriesTag = 330;
@@ -26,18 +26,18 @@ constexpr std::uint16_t profileTag = 34675;
 constexpr std::uint16_t rawVersionTag = 50706;
 constexpr std::uint32_t reducedCopy = 1;
 
-// Offsets and lengths of strips and of tiles: as many as the picture has.
+// Offsets and lengths of strips and of tiles, one for each of them.
 constexpr std::array<std::uint16_t, 4> pieceTags = {273, 279, 324, 325};
 
-// Size and form of the samples, compression and what belongs to it, palette, inks, YCbCr.
+// Size and form of the samples, compression and its settings, palette, inks, YCbCr.
 constexpr std::array<std::uint16_t, 35> pixelTags = {
     256, 257, 258, 259, 262, 266, 274, 277, 278, 284, 292, 293, 317, 320, 322, 323, 332,  334,
     338, 339, 347, 512, 513, 514, 515, 517, 518, 519, 520, 521, 529, 530, 531, 532, 50674};
 
 // Longer than the palette of 16-bit indices; nothing else of `pixelTags` comes near.
-constexpr std::uint64_t pixelTagLimit = std::uint64_t{1} << 20;
+constexpr std::uint64_t maxPixelTagBytes = std::uint64_t{1} << 20;
 
-// By the number of a type; 0: there is no such type.
+// Bytes a value, by the number of its type; 0: there is no such type.
 constexpr std::array<std::uint8_t, 19> typeLengths = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4,
                                                       8, 4, 8, 4, 0, 0, 8, 8, 8};
 
@@ -70,17 +70,17 @@ struct TiffFile::Form {
     }
 };
 
-/// One entry of the directory; `place` is where its value lies in the file.
+/// One entry of the directory; `offset` is where its value lies in the file.
 struct TiffFile::Entry {
     std::uint16_t tag;
     std::uint16_t type;
     std::uint64_t length;
-    std::uint64_t place;
+    std::uint64_t offset;
     std::uint32_t firstNumber;
 };
 
 bool TiffFile::readDirectory() {
-    const auto header = file_.at(0, longestHeader);
+    const auto header = file_.at(0, maxHeaderLength);
     if (header.size() < 8 || header[0] != header[1] || (header[0] != 'I' && header[0] != 'M'))
         return false;
     Form form{header[0] == 'I' ? ByteOrder::little : ByteOrder::big, false};
@@ -97,11 +97,11 @@ bool TiffFile::readEntries(const Form& form, std::uint64_t directory) {
     const auto counted = file_.at(directory, form.countLength());
     const NumberReader counter(counted, form.order);
     const auto count = form.count(counter);
-    if (!count || *count > entryLimit) return false;
+    if (!count || *count > maxEntries) return false;
     const std::size_t length = *count * form.entryLength();
-    const auto span = file_.at(directory + form.countLength(), length);
-    if (span.size() < length) return false;
-    const std::vector<std::uint8_t> entries(span.begin(), span.end());
+    const auto bytes = file_.at(directory + form.countLength(), length);
+    if (bytes.size() < length) return false;
+    const std::vector<std::uint8_t> entries(bytes.begin(), bytes.end());
     const NumberReader numbers(entries, form.order);
 
     bool reduced = false;
@@ -112,18 +112,18 @@ bool TiffFile::readEntries(const Form& form, std::uint64_t directory) {
         const std::uint16_t type = *numbers.u16(at + 2);
         const std::uint64_t items = *form.number(numbers, at + 4);
         const std::uint64_t width = type < typeLengths.size() ? typeLengths[type] : 0;
-        if (width == 0 || items > tiffFileLimit) continue;
-        const std::uint64_t place = items * width > form.valueLength()
-                                        ? *form.number(numbers, value)
-                                        : directory + form.countLength() + value;
-        const Entry entry{*numbers.u16(at), type, items * width, place, *numbers.u32(value)};
+        if (width == 0 || items > maxTiffFileBytes) continue;
+        const std::uint64_t offset = items * width > form.valueLength()
+                                         ? *form.number(numbers, value)
+                                         : directory + form.countLength() + value;
+        const Entry entry{*numbers.u16(at), type, items * width, offset, *numbers.u32(value)};
         reduced = reduced || (entry.tag == subfileTypeTag && entry.firstNumber == reducedCopy);
         raw = raw || entry.tag == rawVersionTag || (reduced && entry.tag == subdirectoriesTag);
         keep(entry, std::span(entries).subspan(at, form.entryLength()));
     }
     if (raw) return false;
 
-    // The number of entries in front, and behind them no further directory.
+    // Before the entries their number, after them the offset 0: no further directory.
     const std::size_t kept = tags_.size();
     const std::size_t lowest = form.order == ByteOrder::big ? form.countLength() - 1 : 0;
     shown_[lowest] = static_cast<std::uint8_t>(kept);
@@ -132,14 +132,14 @@ bool TiffFile::readEntries(const Form& form, std::uint64_t directory) {
     return true;
 }
 
-// Of two entries of one tag the first counts, so there are never more than there are tags.
+// Of two entries with one tag the first counts, so no more are kept than there are tags.
 void TiffFile::keep(const Entry& entry, std::span<const std::uint8_t> bytes) {
     if (entry.tag == profileTag && profileLength_ == 0) {
-        profilePlace_ = entry.place;
+        profileOffset_ = entry.offset;
         profileLength_ = entry.length;
     }
     const bool wanted = contains(pieceTags, entry.tag) ||
-                        (contains(pixelTags, entry.tag) && entry.length <= pixelTagLimit);
+                        (contains(pixelTags, entry.tag) && entry.length <= maxPixelTagBytes);
     if (!wanted || std::ranges::find(tags_, entry.tag) != tags_.end()) return;
     namesExtraSamples_ = namesExtraSamples_ || entry.tag == extraSamplesTag;
     tags_.push_back(entry.tag);
@@ -159,7 +159,7 @@ std::size_t TiffFile::read(std::uint64_t offset, std::span<std::uint8_t> to) noe
 
 std::optional<IccProfile> TiffFile::profile() {
     if (profileLength_ == 0 || profileLength_ > maxProfileBytes) return std::nullopt;
-    const auto bytes = file_.at(profilePlace_, profileLength_);
+    const auto bytes = file_.at(profileOffset_, profileLength_);
     if (bytes.size() < profileLength_) return std::nullopt;
     return IccProfile{{bytes.begin(), bytes.end()}};
 }

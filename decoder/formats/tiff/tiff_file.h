@@ -15,21 +15,21 @@
 namespace sorvane::decoder {
 
 /// How far into a TIFF its first picture may reach: the whole budget in four channels of 16 bits,
-/// and half as much again, by which LZW swells what it cannot compress. That is room as well for
-/// all that writers put before a picture: smaller copies of it, tables, papers.
-inline constexpr std::size_t tiffFileLimit = std::size_t{8} * pixelBudget * 3 / 2;
+/// and half as much again, by which LZW enlarges what it cannot compress. Smaller pictures leave
+/// room for what writers put before them: previews, tables, metadata.
+inline constexpr std::size_t maxTiffFileBytes = std::size_t{8} * pixelBudget * 3 / 2;
 
-/// A TIFF, classic or big, of either byte order, as its library is to see it: with a first
-/// directory alone, and in that only the entries that have to do with pixels. So no chain or tree
-/// of directories is ever followed, and what else a file carries, be it layers or papers of
-/// gigabytes, is neither read nor kept.
+/// A TIFF, classic or big, of either byte order, as libtiff gets to see it: only its first
+/// directory, and of that only the entries that concern pixels. So no chain or tree of directories
+/// is ever followed, and whatever else a file carries, layers or metadata of gigabytes, is neither
+/// read nor kept.
 class TiffFile {
   public:
     /// `file` must outlive this.
-    explicit TiffFile(ByteSource& file) : file_(file, tiffFileLimit) {}
+    explicit TiffFile(ByteSource& file) : file_(file, maxTiffFileBytes) {}
 
-    /// Reads the first directory. False: there is none, or it is not that of the file's picture, as
-    /// with the raw files of cameras, which begin with a preview.
+    /// Reads the first directory. False: there is none, or it is not that of the file's picture.
+    /// The raw files of cameras begin with a preview.
     bool readDirectory();
 
     /// The file's bytes from `offset` on, as many as are there.
@@ -38,7 +38,7 @@ class TiffFile {
     /// The embedded profile; nothing when there is none, or one over the limit or cut short.
     std::optional<IccProfile> profile();
 
-    /// Whether the directory says of what kind the samples beyond the colours are.
+    /// Whether the directory tells the kind of the samples beyond the colours.
     bool namesExtraSamples() const { return namesExtraSamples_; }
 
   private:
@@ -49,11 +49,11 @@ class TiffFile {
     void keep(const Entry& entry, std::span<const std::uint8_t> bytes);
 
     BufferedFile file_;
-    /// The directory that stands in the place of the file's own.
+    /// Where the file's directory lies, and what is shown there instead.
     std::uint64_t directory_ = 0;
     std::vector<std::uint8_t> shown_;
     std::vector<std::uint16_t> tags_;
-    std::uint64_t profilePlace_ = 0;
+    std::uint64_t profileOffset_ = 0;
     std::uint64_t profileLength_ = 0;
     bool namesExtraSamples_ = false;
 };

@@ -14,34 +14,29 @@ namespace {
 // For reading, and never through a map of the file.
 constexpr const char* openMode = "rm";
 
-struct FreeOptions {
-    void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
-};
+using OpenOptions = std::unique_ptr<TIFFOpenOptions, Release<TIFFOpenOptionsFree>>;
 
 } // namespace
 
 TiffReader::TiffReader(TiffFile& file) : file_(file) {
-    const std::unique_ptr<TIFFOpenOptions, FreeOptions> options(TIFFOpenOptionsAlloc());
+    const OpenOptions options(TIFFOpenOptionsAlloc());
     if (!options) return;
     TIFFOpenOptionsSetErrorHandlerExtR(options.get(), onError, this);
     TIFFOpenOptionsSetWarningHandlerExtR(options.get(), onWarning, this);
-    tiff_ = TIFFClientOpenExt("", openMode, this, read, write, seek, close, size, nullptr, nullptr,
-                              options.get());
-    // What was odd about the directory is mended or no matter, or the picture was not opened.
+    tiff_.reset(TIFFClientOpenExt("", openMode, this, read, write, seek, close, size, nullptr,
+                                  nullptr, options.get()));
+    // Complaints about the directory do not count: libtiff has opened it all the same, or not.
     damaged_ = false;
 }
 
-TiffReader::~TiffReader() {
-    if (tiff_ != nullptr) TIFFClose(tiff_);
-}
-
-bool TiffReader::placesAllPixels() const {
+bool TiffReader::locatesAllPixels() const {
     // The old style of JPEG may keep its data elsewhere.
     if (number<std::uint16_t>(TIFFTAG_COMPRESSION) == COMPRESSION_OJPEG) return true;
     const std::uint32_t count =
-        TIFFIsTiled(tiff_) != 0 ? TIFFNumberOfTiles(tiff_) : TIFFNumberOfStrips(tiff_);
+        TIFFIsTiled(library()) != 0 ? TIFFNumberOfTiles(library()) : TIFFNumberOfStrips(library());
     for (std::uint32_t piece = 0; piece < count; ++piece)
-        if (TIFFGetStrileOffset(tiff_, piece) == 0 || TIFFGetStrileByteCount(tiff_, piece) == 0)
+        if (TIFFGetStrileOffset(library(), piece) == 0 ||
+            TIFFGetStrileByteCount(library(), piece) == 0)
             return false;
     return true;
 }
@@ -50,29 +45,29 @@ tmsize_t TiffReader::read(thandle_t handle, void* to, tmsize_t count) noexcept {
     TiffReader& reader = self(handle);
     const std::span<std::uint8_t> bytes(static_cast<std::uint8_t*>(to),
                                         static_cast<std::size_t>(std::max<tmsize_t>(count, 0)));
-    const std::size_t came = reader.file_.read(reader.position_, bytes);
-    reader.position_ += came;
-    return static_cast<tmsize_t>(came);
+    const std::size_t got = reader.file_.read(reader.position_, bytes);
+    reader.position_ += got;
+    return static_cast<tmsize_t>(got);
 }
 
 toff_t TiffReader::seek(thandle_t handle, toff_t offset, int whence) noexcept {
     TiffReader& reader = self(handle);
     if (whence == SEEK_CUR) offset += reader.position_;
-    if (whence == SEEK_END) offset += tiffFileLimit;
+    if (whence == SEEK_END) offset += maxTiffFileBytes;
     return reader.position_ = offset;
 }
 
-// The true size could be known only by reading what follows the picture, which may be gigabytes.
-// libtiff asks for it where it doubts a length that the file gives; too large an answer makes it
-// believe the length, and find out when it reads.
-toff_t TiffReader::size(thandle_t) noexcept { return tiffFileLimit; }
+// The real size would be known only after reading what follows the picture, which may be gigabytes.
+// libtiff compares it with lengths that it doubts; with too large a size it finds out when it
+// reads.
+toff_t TiffReader::size(thandle_t) noexcept { return maxTiffFileBytes; }
 
 int TiffReader::onError(TIFF*, void* reader, const char*, const char*, std::va_list) noexcept {
     static_cast<TiffReader*>(reader)->damaged_ = true;
     return 1;
 }
 
-// A warning while pixels are read is as bad as an error, but for those that name a habit of
+// A warning while pixels are read counts as an error, except for these, which name common habits of
 // writers.
 int TiffReader::onWarning(TIFF*, void* reader, const char*, const char* text,
                           std::va_list) noexcept {

@@ -2,9 +2,11 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <memory>
 
 #include <tiffio.h>
 
+#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/tiff/tiff_file.h"
 
 namespace sorvane::decoder {
@@ -14,26 +16,25 @@ class TiffReader {
   public:
     /// `file` must outlive this.
     explicit TiffReader(TiffFile& file);
-    ~TiffReader();
     TiffReader(const TiffReader&) = delete;
     TiffReader& operator=(const TiffReader&) = delete;
 
     /// Null when libtiff finds no picture.
-    TIFF* library() const { return tiff_; }
+    TIFF* library() const { return tiff_.get(); }
 
     /// A tag of one number, or its default; 0 when it has none.
     template<class Number>
     Number number(std::uint32_t tag) const {
         Number value = 0;
-        return TIFFGetFieldDefaulted(tiff_, tag, &value) == 1 ? value : Number{0};
+        return TIFFGetFieldDefaulted(library(), tag, &value) == 1 ? value : Number{0};
     }
 
-    /// Whether the directory says of every strip or tile where it lies. Where it does not, libtiff
-    /// may take other bytes for pixels.
-    bool placesAllPixels() const;
+    /// Whether every strip or tile has an offset and a length. Without them libtiff may take other
+    /// bytes for pixels.
+    bool locatesAllPixels() const;
 
-    /// True when something was wrong with the pixels that were read so far. libtiff goes on after
-    /// some faults, as that of a fax row of the wrong length, and gives success.
+    /// Whether libtiff has complained about the pixels read so far. After some faults, such as a
+    /// fax row of the wrong length, it goes on and reports success.
     bool damaged() const { return damaged_; }
 
   private:
@@ -49,7 +50,7 @@ class TiffReader {
     TiffFile& file_;
     std::uint64_t position_ = 0;
     bool damaged_ = false;
-    TIFF* tiff_ = nullptr;
+    std::unique_ptr<TIFF, Release<TIFFClose>> tiff_;
 };
 
 } // namespace sorvane::decoder

@@ -10,11 +10,13 @@ namespace sorvane::decoder {
 
 namespace {
 
-constexpr bool withinLimit(std::uint64_t bytes) { return bytes > 0 && bytes <= tiffBlockLimit; }
+constexpr bool isPossibleLength(std::uint64_t bytes) {
+    return bytes > 0 && bytes <= maxTiffBlockBytes;
+}
 
-// A strip up to this size is decoded at once, which is faster and lets a compression that has a
-// checksum compare it; a longer one, which may be the whole picture, row by row.
-constexpr std::uint64_t wholeStripLimit = std::uint64_t{4} << 20;
+// A strip up to this length is decoded at once, which is faster and lets a compression that has a
+// checksum verify it; a longer one, which may be the whole picture, row by row.
+constexpr std::uint64_t maxWholeStripBytes = std::uint64_t{4} << 20;
 
 std::uint32_t rowsPerStrip(const TiffReader& reader, Size size) {
     return std::min(reader.number<std::uint32_t>(TIFFTAG_ROWSPERSTRIP), size.height);
@@ -41,7 +43,7 @@ class StripRows final : public TiffRows {
     }
 
   private:
-    // What a decoder leaves out, as a fax that ends early does, is empty and not the last block.
+    // Cleared, since a decoder may leave some of it out, as that of a fax that ends early does.
     bool readBlock() {
         std::ranges::fill(block_, std::uint8_t{0});
         TIFF* tiff = reader_.library();
@@ -49,9 +51,9 @@ class StripRows final : public TiffRows {
             return TIFFReadScanline(tiff, block_.data(), row_, sample_) == 1 && !reader_.damaged();
         const auto strip = TIFFComputeStrip(tiff, row_, sample_);
         const auto rows = std::min(rowsAtOnce_, height_ - row_);
-        const auto came =
+        const auto length =
             TIFFReadEncodedStrip(tiff, strip, block_.data(), static_cast<tmsize_t>(block_.size()));
-        return came >= 0 && static_cast<std::size_t>(came) >= rows * rowBytes_ &&
+        return length >= 0 && static_cast<std::size_t>(length) >= rows * rowBytes_ &&
                !reader_.damaged();
     }
 
@@ -65,7 +67,7 @@ class StripRows final : public TiffRows {
     std::uint32_t row_ = 0;
 };
 
-/// The band of tiles that the next row crosses, without what reaches beyond the picture.
+/// Tiles, one row of them at once, without what reaches beyond the picture.
 class TileRows final : public TiffRows {
   public:
     struct Measures {
@@ -92,14 +94,15 @@ class TileRows final : public TiffRows {
   private:
     bool readBand() {
         const std::uint32_t rows = std::min(measures_.tileLength, size_.height - row_);
-        std::size_t place = 0;
+        std::size_t offset = 0;
         for (std::uint64_t x = 0; x < size_.width; x += measures_.tileWidth) {
             if (!readTile(static_cast<std::uint32_t>(x))) return false;
-            const std::size_t length = std::min(measures_.tileRowBytes, measures_.rowBytes - place);
+            const std::size_t length =
+                std::min(measures_.tileRowBytes, measures_.rowBytes - offset);
             for (std::size_t y = 0; y < rows; ++y)
-                std::memcpy(band_.data() + y * measures_.rowBytes + place,
+                std::memcpy(band_.data() + y * measures_.rowBytes + offset,
                             tile_.data() + y * measures_.tileRowBytes, length);
-            place += length;
+            offset += length;
         }
         return true;
     }
@@ -122,7 +125,7 @@ class TileRows final : public TiffRows {
     std::uint32_t row_ = 0;
 };
 
-/// What libtiff itself makes of the pixels, as many rows at once as are stored together.
+/// The pixels as libtiff itself converts them, as many rows at once as a strip or tile has.
 class ConvertedRows final : public TiffRows {
   public:
     ConvertedRows(const TiffReader& reader, Size size, std::uint32_t rowsAtOnce)
@@ -133,7 +136,7 @@ class ConvertedRows final : public TiffRows {
           bytes_(convertedPixelBytes * size.width) {
         std::array<char, 1024> message;
         begun_ = TIFFRGBAImageBegin(&image_, reader_.library(), 1, message.data()) == 1;
-        // As stored: it is turned later.
+        // Rows as they are stored: turning them is up to the caller.
         if (begun_) image_.req_orientation = image_.orientation;
     }
     ~ConvertedRows() override {
@@ -178,11 +181,11 @@ std::unique_ptr<TiffRows> tiffStripRows(const TiffReader& reader, Size size, std
     TIFF* tiff = reader.library();
     const std::uint32_t stripRows = rowsPerStrip(reader, size);
     const std::uint64_t stripBytes = TIFFVStripSize64(tiff, stripRows);
-    // This one cannot be read by rows.
+    // JBIG cannot be decoded row by row.
     const bool inseparable = reader.number<std::uint16_t>(TIFFTAG_COMPRESSION) == COMPRESSION_JBIG;
-    const bool whole = inseparable || (stripBytes > 0 && stripBytes <= wholeStripLimit);
+    const bool whole = inseparable || (stripBytes > 0 && stripBytes <= maxWholeStripBytes);
     const std::uint64_t blockBytes = whole ? stripBytes : TIFFScanlineSize64(tiff);
-    if (stripRows == 0 || !withinLimit(blockBytes)) return nullptr;
+    if (stripRows == 0 || !isPossibleLength(blockBytes)) return nullptr;
     return std::make_unique<StripRows>(reader, size, sample, whole, stripRows, blockBytes);
 }
 
@@ -195,12 +198,12 @@ std::unique_ptr<TiffRows> tiffTileRows(const TiffReader& reader, Size size, std:
         TIFFTileRowSize64(tiff),
         TIFFScanlineSize64(tiff),
     };
-    // Tiles that meet inside a byte are none of this format, whose tiles' sides divide by 16.
+    // The format wants sides that are multiples of 16, so tiles never meet inside a byte.
     const std::uint64_t rowBits =
         std::uint64_t{measures.tileWidth} * reader.number<std::uint16_t>(TIFFTAG_BITSPERSAMPLE);
     if (measures.tileWidth < size.width && rowBits % 8 != 0) return nullptr;
-    if (!withinLimit(measures.tileBytes) || !withinLimit(measures.rowBytes) ||
-        !withinLimit(measures.rowBytes * std::min(measures.tileLength, size.height)))
+    if (!isPossibleLength(measures.tileBytes) || !isPossibleLength(measures.rowBytes) ||
+        !isPossibleLength(measures.rowBytes * std::min(measures.tileLength, size.height)))
         return nullptr;
     return std::make_unique<TileRows>(reader, size, sample, measures);
 }
@@ -211,7 +214,7 @@ std::unique_ptr<TiffRows> tiffConvertedRows(const TiffReader& reader, Size size)
     const std::uint32_t rows =
         std::min(size.height, tiled ? reader.number<std::uint32_t>(TIFFTAG_TILELENGTH)
                                     : rowsPerStrip(reader, size));
-    if (rows == 0 || !withinLimit(tiled ? TIFFTileSize64(tiff) : TIFFStripSize64(tiff)))
+    if (rows == 0 || !isPossibleLength(tiled ? TIFFTileSize64(tiff) : TIFFStripSize64(tiff)))
         return nullptr;
     return std::make_unique<ConvertedRows>(reader, size, rows);
 }

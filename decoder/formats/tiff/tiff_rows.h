@@ -10,12 +10,12 @@
 
 namespace sorvane::decoder {
 
-/// The largest block of samples that is decoded at once, be it a row, a tile, or the part of the
-/// picture that a row of tiles covers: the whole budget in four channels of 16 bits. Files have
-/// tiles that reach beyond their picture, but not so far.
-inline constexpr std::uint64_t tiffBlockLimit = std::uint64_t{8} * pixelBudget;
+/// The largest block of samples that is decoded at once, a row, a tile, or the rows that one row of
+/// tiles covers: the whole budget in four channels of 16 bits. Tiles may reach beyond their
+/// picture, but in real files not so far.
+inline constexpr std::uint64_t maxTiffBlockBytes = std::uint64_t{8} * pixelBudget;
 
-/// A picture's stored rows, or those of one of its samples, from top to bottom.
+/// The stored rows of an interleaved picture or of one plane, from top to bottom.
 class TiffRows {
   public:
     virtual ~TiffRows() = default;
@@ -24,12 +24,12 @@ class TiffRows {
     virtual const std::uint8_t* next() = 0;
 };
 
-/// Null when the blocks are beyond their limit. `reader` must outlive the rows and be used by them
-/// alone. `sample` counts where every sample has rows of its own, and is 0 elsewhere.
+/// Null when a block would be larger than that. `reader` must outlive the rows and be used by them
+/// alone. `sample` is the index of the plane in a planar picture, and 0 in an interleaved one.
 std::unique_ptr<TiffRows> tiffStripRows(const TiffReader& reader, Size size, std::uint16_t sample);
 std::unique_ptr<TiffRows> tiffTileRows(const TiffReader& reader, Size size, std::uint16_t sample);
 
-/// What a pixel of converted rows takes: RGB and one byte more.
+/// Bytes a pixel of converted rows: RGB and one that is not used.
 inline constexpr std::size_t convertedPixelBytes = 4;
 
 /// The rows of a picture in luminance and chrominance, converted by libtiff.

@@ -9,7 +9,7 @@ namespace sorvane::decoder {
 
 namespace {
 
-// Each takes the samples of a row one after the other.
+// Each gives the samples of a row one after the other.
 struct ByteReader {
     const std::uint8_t* bytes;
 
@@ -40,7 +40,7 @@ struct BitReader {
     }
 };
 
-// Keeps of each pixel's `step` samples the first ones, `taken`, and puts them `stride` apart.
+// Keeps the first `taken` of each pixel's `step` samples; in `to` a pixel has `stride` samples.
 template<class Reader>
 void collect(Reader reader, std::size_t step, std::size_t taken, std::size_t stride,
              std::span<std::uint16_t> to) {
@@ -55,9 +55,9 @@ std::uint32_t rounded(std::uint32_t numerator, std::uint32_t denominator) {
     return (numerator + denominator / 2) / denominator;
 }
 
-// The colour that lies under its alpha. Rounded to the nearest, it gives back the stored value when
-// it is multiplied again. A colour above its alpha is not possible and becomes the brightest; one
-// without alpha is not there.
+// The colour before it was multiplied by its alpha. Rounded to the nearest, it gives the stored
+// value when it is multiplied again. A colour above its alpha is an error of the writer and becomes
+// the brightest; where alpha is 0 it becomes 0.
 std::uint32_t straight(std::uint32_t colour, std::uint32_t alpha, std::uint32_t full) {
     if (alpha == 0) return 0;
     return colour >= alpha ? full : rounded(colour * full, alpha);
@@ -68,7 +68,7 @@ std::uint32_t straight(std::uint32_t colour, std::uint32_t alpha, std::uint32_t 
 TiffSamples::TiffSamples(TiffSampleLayout layout, std::size_t width)
     : layout_(std::move(layout)), width_(width), used_(layout_.used()) {
     const bool wholeSamples = layout_.bits == 8 || layout_.bits == 16;
-    asStored_ = wholeSamples && layout_.together == used_ && layout_.palette.empty() &&
+    asStored_ = wholeSamples && layout_.interleaved == used_ && layout_.palette.empty() &&
                 !layout_.minIsWhite && !layout_.premultiplied;
     if (asStored_) return;
     values_.resize(width_ * used_);
@@ -87,9 +87,9 @@ const std::uint8_t* TiffSamples::row(std::span<const std::uint8_t* const> stored
     return row_.data();
 }
 
-// Brings the samples that are used into `values_`, pixel by pixel, as they are stored.
+// Copies the samples that are used into `values_`, pixel by pixel, as they are stored.
 void TiffSamples::gather(std::span<const std::uint8_t* const> stored) {
-    const std::size_t step = layout_.together;
+    const std::size_t step = layout_.interleaved;
     const std::size_t taken = std::min(step, used_);
     for (std::size_t plane = 0; plane < stored.size(); ++plane) {
         const auto to = std::span(values_).subspan(plane);
@@ -105,16 +105,16 @@ void TiffSamples::gather(std::span<const std::uint8_t* const> stored) {
 template<class Sample>
 void TiffSamples::finish() {
     constexpr std::uint32_t full = std::numeric_limits<Sample>::max();
-    const std::uint32_t most = (1U << layout_.bits) - 1;
+    const std::uint32_t maxValue = (1U << layout_.bits) - 1;
     const std::size_t colours = hasAlpha(layout_.channels) ? used_ - 1 : used_;
-    const auto scaled = [most](std::uint32_t value) {
-        return most == full ? value : rounded(value * full, most);
+    const auto scaled = [maxValue](std::uint32_t value) {
+        return maxValue == full ? value : rounded(value * full, maxValue);
     };
     std::uint8_t* to = row_.data();
     for (std::size_t pixel = 0; pixel < values_.size(); pixel += used_)
         for (std::size_t sample = 0; sample < used_; ++sample, to += sizeof(Sample)) {
             std::uint32_t value = scaled(values_[pixel + sample]);
-            // White's share of the ink comes last: it is the ink that alpha was multiplied into.
+            // Inverted last: the stored value is what was multiplied by alpha.
             if (sample < colours && layout_.premultiplied)
                 value = straight(value, scaled(values_[pixel + colours]), full);
             if (sample < colours && layout_.minIsWhite) value = full - value;
@@ -124,7 +124,7 @@ void TiffSamples::finish() {
 }
 
 void TiffSamples::lookUp() {
-    const std::uint32_t most = (1U << layout_.bits) - 1;
+    const std::uint32_t maxValue = (1U << layout_.bits) - 1;
     std::uint8_t* to = row_.data();
     const auto put = [&to](const auto& value) {
         std::memcpy(to, &value, sizeof value);
@@ -133,7 +133,7 @@ void TiffSamples::lookUp() {
     for (std::size_t pixel = 0; pixel < values_.size(); pixel += used_) {
         put(layout_.palette[values_[pixel]]);
         if (hasAlpha(layout_.channels))
-            put(static_cast<std::uint16_t>(rounded(values_[pixel + 1] * 65'535U, most)));
+            put(static_cast<std::uint16_t>(rounded(values_[pixel + 1] * 65'535U, maxValue)));
     }
 }
 

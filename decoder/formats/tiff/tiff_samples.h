@@ -13,35 +13,35 @@ namespace sorvane::decoder {
 /// One colour of a palette, 16 bits a channel.
 using TiffColour = std::array<std::uint16_t, 3>;
 
-/// What a TIFF's samples mean.
+/// How a TIFF's samples are stored, and what they mean.
 struct TiffSampleLayout {
-    /// Of the picture as it is handed over.
+    /// Those of the picture that is handed over.
     Channels channels = Channels::rgb;
     /// Bits a sample, 1 to 16.
     unsigned bits = 8;
-    /// Samples of a pixel that lie side by side in a stored row, those that are dropped included; 1
-    /// when every sample has a row of its own.
-    std::size_t together = 3;
-    /// The greatest value stands for black.
+    /// How many samples of a pixel are interleaved in a stored row, dropped ones included; 1 in a
+    /// planar picture.
+    std::size_t interleaved = 3;
+    /// The largest value is black.
     bool minIsWhite = false;
     /// The colours are stored multiplied by alpha.
     bool premultiplied = false;
-    /// Of 2 to the power of `bits` colours; or empty, and the samples are colours themselves.
+    /// 2 to the power of `bits` colours; empty when the samples are colours themselves.
     std::vector<TiffColour> palette;
 
-    /// How many samples of a pixel are looked at, which are its first ones.
+    /// How many samples of a pixel are used: its first ones.
     std::size_t used() const { return channelCount(channels) - (palette.empty() ? 0 : 2); }
     SampleFormat format() const { return {channels, !palette.empty() || bits > 8}; }
 };
 
-/// The way from stored rows to the picture's: up to 8 bits a sample to 8, more to 16, exactly
-/// scaled and rounded to the nearest.
+/// Makes the picture's rows of stored ones: up to 8 bits a sample become 8, more become 16, scaled
+/// exactly and rounded to the nearest.
 class TiffSamples {
   public:
     TiffSamples(TiffSampleLayout layout, std::size_t width);
 
-    /// One row of the picture from its stored row, or from the rows of its samples. Samples of 16
-    /// bits are in the machine's order, shorter ones packed from each byte's highest bit on. Valid
+    /// One row of the picture from its stored row, or from the rows of its planes. Samples of 16
+    /// bits are in the machine's byte order, others packed from each byte's highest bit on. Valid
     /// until the next call, and as long as what `stored` points to.
     const std::uint8_t* row(std::span<const std::uint8_t* const> stored);
 

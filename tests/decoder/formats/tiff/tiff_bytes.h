@@ -13,7 +13,7 @@ struct TiffEntry {
     std::uint64_t count, value;
 };
 
-/// Builds TIFFs: a header, the directory right behind it, and anything behind that.
+/// Builds TIFFs: a header, the directory right after it, and anything after that.
 class TiffBytes {
   public:
     explicit TiffBytes(decoder::ByteOrder order = decoder::ByteOrder::little, bool big = false)

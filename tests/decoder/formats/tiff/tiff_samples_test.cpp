@@ -40,11 +40,11 @@ TEST_CASE("low depths are spread over 8 bits, higher ones over 16") {
     CHECK(rowOf(grey(16), 2, {words({1, 65535})}) == words({1, 65535}));
 }
 
-TEST_CASE("samples are put together, and what is not used is left out") {
-    const TiffSampleLayout together{Channels::rgb, 8, 4, false, false, {}};
-    CHECK(rowOf(together, 2, {{1, 2, 3, 9, 4, 5, 6, 9}}) == Bytes{1, 2, 3, 4, 5, 6});
-    const TiffSampleLayout apart{Channels::rgb, 8, 1, false, false, {}};
-    CHECK(rowOf(apart, 2, {{1, 4}, {2, 5}, {3, 6}}) == Bytes{1, 2, 3, 4, 5, 6});
+TEST_CASE("interleaved and planar samples become pixels, without those that are not used") {
+    const TiffSampleLayout interleaved{Channels::rgb, 8, 4, false, false, {}};
+    CHECK(rowOf(interleaved, 2, {{1, 2, 3, 9, 4, 5, 6, 9}}) == Bytes{1, 2, 3, 4, 5, 6});
+    const TiffSampleLayout planar{Channels::rgb, 8, 1, false, false, {}};
+    CHECK(rowOf(planar, 2, {{1, 4}, {2, 5}, {3, 6}}) == Bytes{1, 2, 3, 4, 5, 6});
 }
 
 TEST_CASE("white may be zero") {
@@ -67,6 +67,6 @@ TEST_CASE("a palette is looked up") {
     layout.palette = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}, {10, 11, 12}};
     CHECK(rowOf(layout, 2, {{0b11010000}}) == words({10, 11, 12, 4, 5, 6}));
     layout.channels = Channels::rgba;
-    layout.together = 2;
+    layout.interleaved = 2;
     CHECK(rowOf(layout, 2, {{0b11010010}}) == words({10, 11, 12, 21845, 1, 2, 3, 43690}));
 }

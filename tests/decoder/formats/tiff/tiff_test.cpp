@@ -15,7 +15,7 @@ constexpr std::uint16_t longType = 4;
 
 const Bytes pixels = {10, 20, 30, 40, 50, 60};
 
-// Three by two pixels of 8-bit grey behind the directory, and further entries.
+// Three by two pixels of 8-bit grey after the directory, and further entries.
 Bytes greyFile(const std::vector<TiffEntry>& more = {}) {
     std::vector<TiffEntry> entries = {{256, longType, 1, 3},  {257, longType, 1, 2},
                                       {258, shortType, 1, 8}, {262, shortType, 1, 1},
