@@ -13,8 +13,9 @@ import tags
 import tiff_files
 from jpeg_files import encoded, ppm
 from reference import answer, premultiplied, uniform_digest
-from tiff_files import (ASSOCIATED, CMYK, LONG, MIN_IS_BLACK, MIN_IS_WHITE, PALETTE, RGB, SHORT,
-                        UNASSOCIATED, UNDEFINED, UNSPECIFIED, YCBCR, Elsewhere, Picture, assembled)
+from tiff_files import (ASSOCIATED, BYTE, CMYK, LONG, MIN_IS_BLACK, MIN_IS_WHITE, PALETTE, RGB,
+                        SHORT, UNASSOCIATED, UNDEFINED, UNSPECIFIED, YCBCR, Elsewhere, Picture,
+                        assembled)
 
 KINDS = {
     'grey': (MIN_IS_BLACK, ()), 'grey, white is zero': (MIN_IS_WHITE, ()),
@@ -84,7 +85,7 @@ def odd_depths(checker):
     checker.answers('a palette of 4,096 colours', picture.file(), answer(picture.pixels()))
     picture = Picture(19, 6, PALETTE, 16)
     checker.answers('a palette of 65,536 colours', picture.file(), answer(picture.pixels()))
-    for bits in (17, 24, 32, 64):
+    for bits in (33, 48, 64):
         tags_of = {258: (SHORT, [bits])}
         checker.refuses('%d bits' % bits, Picture(8, 8, MIN_IS_BLACK, 8).file(more=tags_of))
     for kind in (2, 3, 5, 6):
@@ -93,6 +94,34 @@ def odd_depths(checker):
     undefined = Picture(8, 8, RGB, 16)
     checker.answers('samples of no said format', undefined.file(more={339: (SHORT, [4] * 3)}),
                     answer(undefined.pixels()))
+
+
+def long_samples(checker):
+    for bits in (17, 20, 24, 27, 31, 32):
+        for kind in ('grey', 'grey, white is zero', 'RGB', 'RGB multiplied by alpha', 'CMYK'):
+            picture = Picture(19, 18, KINDS[kind][0], bits, KINDS[kind][1])
+            expected = answer(picture.pixels())
+            for layout, options in LAYOUTS.items():
+                checker.answers('%s, %d bits, %s' % (kind, bits, layout),
+                                picture.file(**options), expected)
+    for bits in (24, 32):
+        for name in ('LZW', 'Deflate', 'PackBits'):
+            for order in '<>':
+                picture = Picture(23, 17, RGB, bits, seed=name)
+                checker.answers('%s, %d bits, %s' % (name, bits, order),
+                                picture.file(compression=name, order=order),
+                                answer(picture.pixels()))
+    for order in '<>':
+        picture = Picture(23, 17, RGB, 32, (UNASSOCIATED,))
+        checker.answers('differences of 32 bits, %s' % order,
+                        picture.file(compression='LZW', predictor=2, order=order),
+                        answer(picture.pixels()))
+        for options in (('zstd',), ('lerc',), ('lzma:2',)):
+            checker.answers('%s by a tool, 32 bits, %s' % (*options, order),
+                            tool(picture.file(order=order), 'tiffcp', '-c', *options, '-s'),
+                            answer(picture.pixels()))
+    checker.refuses('a palette of indices of 17 bits', Picture(8, 8, MIN_IS_BLACK, 17).file(
+        more={262: (SHORT, [PALETTE]), 320: (SHORT, [0] * 3 * (1 << 17))}))
 
 
 def compressions(checker):
@@ -295,6 +324,12 @@ def orientations(checker):
     for orientation in (0, 9, 65535):
         checker.answers('orientation %d is upright' % orientation,
                         picture.file(orientation=orientation), answer(picture.pixels()))
+    for kind in (BYTE, LONG):
+        for order in '<>':
+            for big in (False, True):
+                checker.answers('orientation as a number of type %d, %s, %s' % (kind, order, big),
+                                picture.file(order=order, big=big, more={274: (kind, [6])}),
+                                answer(picture.pixels(), 6))
 
 
 def colours(checker):
@@ -477,6 +512,6 @@ def sizes(checker):
             checker.refuses('tiles of %dx%d' % tile, huge.file(tile=(16, 16), more=shape))
 
 
-CASES = (every_form, odd_depths, compressions, compressions_by_tools, seen_by_another, alpha,
-         palettes, luminance, jpeg, orientations, colours, damage, directories, strips, much_else,
-         sizes)
+CASES = (every_form, odd_depths, long_samples, compressions, compressions_by_tools,
+         seen_by_another, alpha, palettes, luminance, jpeg, orientations, colours, damage,
+         directories, strips, much_else, sizes)

@@ -26,6 +26,8 @@ def packed_bits(values, bits, order):
     """Samples side by side: whole bytes in the file's byte order, others from the highest bit."""
     if bits == 8:
         return bytes(values)
+    if bits == 24:
+        return b''.join(value.to_bytes(3, 'little' if order == '<' else 'big') for value in values)
     if bits in (16, 32):
         return struct.pack('%s%d%s' % (order, len(values), {16: 'H', 32: 'I'}[bits]), *values)
     text = ''.join(format(value, '0%db' % bits) for value in values)

@@ -22,7 +22,8 @@ constexpr std::array<std::uint16_t, 16> compressions = {
     COMPRESSION_CCITTRLEW, COMPRESSION_PACKBITS, COMPRESSION_DEFLATE,   COMPRESSION_JBIG,
     COMPRESSION_LERC,      COMPRESSION_LZMA,     COMPRESSION_ZSTD,      COMPRESSION_WEBP};
 
-constexpr unsigned maxBits = 16;
+constexpr unsigned maxBits = 32;
+constexpr unsigned maxIndexBits = 16;
 
 /// What the directory says about the samples.
 struct Directory {
@@ -127,7 +128,8 @@ std::optional<TiffSampleLayout> sampleLayout(const TiffReader& reader, const Dir
     layout.interleaved = directory.planar ? 1 : directory.samples;
     layout.minIsWhite = directory.photometric == PHOTOMETRIC_MINISWHITE;
     layout.premultiplied = alpha && premultiplied;
-    if (indexed) layout.palette = readPalette(reader, directory.bits);
+    if (indexed && directory.bits <= maxIndexBits)
+        layout.palette = readPalette(reader, directory.bits);
     if (indexed && layout.palette.empty()) return std::nullopt;
     return layout;
 }

@@ -17,7 +17,7 @@ inline constexpr std::uint64_t tiffMemory =
     2 * std::uint64_t{maxTiffFileBytes} + 2 * maxTiffBlockBytes + (std::uint64_t{160} << 20);
 
 /// TIFF, the picture of the first directory: grey, RGB, palette, CMYK and YCbCr, with alpha or
-/// without, of 1 to 16 bits a sample, in strips or tiles, interleaved or planar. A damaged file is
+/// without, of 1 to 32 bits a sample, in strips or tiles, interleaved or planar. A damaged file is
 /// rejected. `file` must outlive the decoder.
 std::unique_ptr<Decoder> openTiff(ByteSource& file);
 

@@ -1,6 +1,8 @@
 #include "decoder/formats/tiff/tiff_samples.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -8,6 +10,10 @@
 namespace sorvane::decoder {
 
 namespace {
+
+constexpr std::uint32_t maxValue(unsigned bits) {
+    return static_cast<std::uint32_t>((std::uint64_t{1} << bits) - 1);
+}
 
 // Each gives the samples of a row one after the other.
 struct ByteReader {
@@ -30,13 +36,38 @@ struct WordReader {
 struct BitReader {
     const std::uint8_t* bytes;
     unsigned bits;
-    std::uint32_t window = 0;
+    std::uint64_t window = 0;
     unsigned held = 0;
 
-    std::uint16_t next() {
+    std::uint32_t next() {
         for (; held < bits; held += 8) window = window << 8 | *bytes++;
         held -= bits;
-        return static_cast<std::uint16_t>(window >> held & ((1U << bits) - 1));
+        return static_cast<std::uint32_t>(window >> held & maxValue(bits));
+    }
+};
+
+// Samples of 24 and 32 bits.
+template<std::size_t length>
+struct LongReader {
+    const std::uint8_t* bytes;
+
+    std::uint32_t next() {
+        constexpr std::size_t skipped = std::endian::native == std::endian::big ? 4 - length : 0;
+        std::array<std::uint8_t, 4> padded{};
+        std::memcpy(padded.data() + skipped, bytes, length);
+        bytes += length;
+        return std::bit_cast<std::uint32_t>(padded);
+    }
+};
+
+// What another one reads, scaled to 16 bits.
+template<class Reader>
+struct ScaledTo16 {
+    Reader reader;
+    std::uint64_t max;
+
+    std::uint16_t next() {
+        return static_cast<std::uint16_t>((reader.next() * std::uint64_t{65'535} + max / 2) / max);
     }
 };
 
@@ -46,7 +77,7 @@ void collect(Reader reader, std::size_t step, std::size_t taken, std::size_t str
              std::span<std::uint16_t> to) {
     for (std::size_t pixel = 0; pixel < to.size(); pixel += stride)
         for (std::size_t sample = 0; sample < step; ++sample) {
-            const std::uint16_t value = reader.next();
+            const auto value = static_cast<std::uint16_t>(reader.next());
             if (sample < taken) to[pixel + sample] = value;
         }
 }
@@ -87,28 +118,37 @@ const std::uint8_t* TiffSamples::row(std::span<const std::uint8_t* const> stored
     return row_.data();
 }
 
-// Copies the samples that are used into `values_`, pixel by pixel, as they are stored.
+// Copies the samples that are used into `values_`, pixel by pixel: as they are stored, longer ones
+// scaled to 16 bits.
 void TiffSamples::gather(std::span<const std::uint8_t* const> stored) {
     const std::size_t step = layout_.interleaved;
     const std::size_t taken = std::min(step, used_);
+    const std::uint64_t max = maxValue(layout_.bits);
     for (std::size_t plane = 0; plane < stored.size(); ++plane) {
         const auto to = std::span(values_).subspan(plane);
         if (layout_.bits == 8)
             collect(ByteReader{stored[plane]}, step, taken, used_, to);
         else if (layout_.bits == 16)
             collect(WordReader{stored[plane]}, step, taken, used_, to);
-        else
+        else if (layout_.bits < 16)
             collect(BitReader{stored[plane], layout_.bits}, step, taken, used_, to);
+        else if (layout_.bits == 24)
+            collect(ScaledTo16{LongReader<3>{stored[plane]}, max}, step, taken, used_, to);
+        else if (layout_.bits == 32)
+            collect(ScaledTo16{LongReader<4>{stored[plane]}, max}, step, taken, used_, to);
+        else
+            collect(ScaledTo16{BitReader{stored[plane], layout_.bits}, max}, step, taken, used_,
+                    to);
     }
 }
 
 template<class Sample>
 void TiffSamples::finish() {
     constexpr std::uint32_t full = std::numeric_limits<Sample>::max();
-    const std::uint32_t maxValue = (1U << layout_.bits) - 1;
+    const std::uint32_t max = maxValue(std::min(layout_.bits, 16U));
     const std::size_t colours = hasAlpha(layout_.channels) ? used_ - 1 : used_;
-    const auto scaled = [maxValue](std::uint32_t value) {
-        return maxValue == full ? value : rounded(value * full, maxValue);
+    const auto scaled = [max](std::uint32_t value) {
+        return max == full ? value : rounded(value * full, max);
     };
     std::uint8_t* to = row_.data();
     for (std::size_t pixel = 0; pixel < values_.size(); pixel += used_)
@@ -124,7 +164,7 @@ void TiffSamples::finish() {
 }
 
 void TiffSamples::lookUp() {
-    const std::uint32_t maxValue = (1U << layout_.bits) - 1;
+    const std::uint32_t max = maxValue(layout_.bits);
     std::uint8_t* to = row_.data();
     const auto put = [&to](const auto& value) {
         std::memcpy(to, &value, sizeof value);
@@ -133,7 +173,7 @@ void TiffSamples::lookUp() {
     for (std::size_t pixel = 0; pixel < values_.size(); pixel += used_) {
         put(layout_.palette[values_[pixel]]);
         if (hasAlpha(layout_.channels))
-            put(static_cast<std::uint16_t>(rounded(values_[pixel + 1] * 65'535U, maxValue)));
+            put(static_cast<std::uint16_t>(rounded(values_[pixel + 1] * 65'535U, max)));
     }
 }
 

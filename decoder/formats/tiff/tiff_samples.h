@@ -17,7 +17,7 @@ using TiffColour = std::array<std::uint16_t, 3>;
 struct TiffSampleLayout {
     /// Those of the picture that is handed over.
     Channels channels = Channels::rgb;
-    /// Bits a sample, 1 to 16.
+    /// Bits a sample, 1 to 32; with a palette 1 to 16.
     unsigned bits = 8;
     /// How many samples of a pixel are interleaved in a stored row, dropped ones included; 1 in a
     /// planar picture.
@@ -40,9 +40,9 @@ class TiffSamples {
   public:
     TiffSamples(TiffSampleLayout layout, std::size_t width);
 
-    /// One row of the picture from its stored row, or from the rows of its planes. Samples of 16
-    /// bits are in the machine's byte order, others packed from each byte's highest bit on. Valid
-    /// until the next call, and as long as what `stored` points to.
+    /// One row of the picture from its stored row, or from the rows of its planes. Samples of 16,
+    /// 24 and 32 bits are in the machine's byte order, others packed from each byte's highest bit
+    /// on. Valid until the next call, and as long as what `stored` points to.
     const std::uint8_t* row(std::span<const std::uint8_t* const> stored);
 
   private:

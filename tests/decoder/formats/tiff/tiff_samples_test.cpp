@@ -1,7 +1,9 @@
 #include "decoder/formats/tiff/tiff_samples.h"
 
 #include <array>
+#include <bit>
 #include <cstring>
+#include <span>
 #include <vector>
 
 #include <doctest/doctest.h>
@@ -27,6 +29,19 @@ Bytes words(const std::vector<std::uint16_t>& values) {
     return bytes;
 }
 
+// In the machine's order.
+Bytes longs(const std::vector<std::uint32_t>& values, std::size_t length) {
+    Bytes bytes;
+    for (const std::uint32_t value : values) {
+        std::array<std::uint8_t, 4> all;
+        std::memcpy(all.data(), &value, all.size());
+        const std::size_t skipped = std::endian::native == std::endian::big ? 4 - length : 0;
+        const auto used = std::span(all).subspan(skipped, length);
+        bytes.insert(bytes.end(), used.begin(), used.end());
+    }
+    return bytes;
+}
+
 TiffSampleLayout grey(unsigned bits) { return {Channels::grey, bits, 1, false, false, {}}; }
 
 } // namespace
@@ -45,6 +60,23 @@ TEST_CASE("interleaved and planar samples become pixels, without those that are 
     CHECK(rowOf(interleaved, 2, {{1, 2, 3, 9, 4, 5, 6, 9}}) == Bytes{1, 2, 3, 4, 5, 6});
     const TiffSampleLayout planar{Channels::rgb, 8, 1, false, false, {}};
     CHECK(rowOf(planar, 2, {{1, 4}, {2, 5}, {3, 6}}) == Bytes{1, 2, 3, 4, 5, 6});
+}
+
+TEST_CASE("more than 16 bits are scaled to 16, rounded to the nearest") {
+    CHECK(rowOf(grey(17), 3, {{0xff, 0xff, 0x80, 0x00, 0xa0, 0x00, 0x00}}) ==
+          words({65535, 1, 32768}));
+    CHECK(rowOf(grey(24), 4, {longs({0, 128, 129, 0xffffff}, 3)}) == words({0, 0, 1, 65535}));
+    CHECK(rowOf(grey(31), 1, {{0xff, 0xff, 0xff, 0xfe}}) == words({65535}));
+    CHECK(rowOf(grey(32), 5, {longs({0, 32768, 32769, 0x80000000, 0xffffffff}, 4)}) ==
+          words({0, 0, 1, 32768, 65535}));
+}
+
+TEST_CASE("long samples may be inverted, under alpha, and planar") {
+    TiffSampleLayout layout{Channels::greyAlpha, 32, 2, true, true, {}};
+    CHECK(rowOf(layout, 1, {longs({0x20000000, 0x40000000}, 4)}) == words({32767, 16384}));
+    const TiffSampleLayout planar{Channels::rgb, 24, 1, false, false, {}};
+    CHECK(rowOf(planar, 1, {longs({0xffffff}, 3), longs({0}, 3), longs({0x800000}, 3)}) ==
+          words({65535, 0, 32768}));
 }
 
 TEST_CASE("white may be zero") {

@@ -10,6 +10,7 @@ using namespace sorvane::test;
 
 namespace {
 
+constexpr std::uint16_t byteType = 1;
 constexpr std::uint16_t shortType = 3;
 constexpr std::uint16_t longType = 4;
 
@@ -48,6 +49,17 @@ TEST_CASE("the orientation is that of the directory") {
     CHECK(picture.header->orientation == Orientation::quarterTurn);
     CHECK(picture.header->size == Size{3, 2});
     CHECK(recorded(greyFile({{274, shortType, 1, 9}})).header->orientation == Orientation::upright);
+}
+
+TEST_CASE("the orientation counts as a longer or a shorter number too") {
+    for (const std::uint16_t type : {byteType, longType}) {
+        CAPTURE(type);
+        CHECK(recorded(greyFile({{274, type, 1, 6}})).header->orientation ==
+              Orientation::quarterTurn);
+    }
+    for (const std::uint32_t number : {0U, 9U, 65'542U})
+        CHECK(recorded(greyFile({{274, longType, 1, number}})).header->orientation ==
+              Orientation::upright);
 }
 
 TEST_CASE("a profile is handed over as it is") {
