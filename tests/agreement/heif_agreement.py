@@ -4,10 +4,10 @@ import pathlib
 import struct
 
 import tags
-from heif_files import (AVIF, FULL_COLOUR, HEIC, LOSSLESS, box, boxes, clipping, colours, declared,
-                        decoded, encoded, grid, inside, meta, mirroring, profiled, rotation,
-                        with_properties)
-from reference import answer, digest, upright
+from heif_files import (AVIF, FULL_COLOUR, HEIC, LAYERS, LOSSLESS, box, boxes, clipping, colours,
+                        declared, decoded, encoded, grid, in_idat, in_pieces, inside, items_of,
+                        meta, mirroring, profiled, rotation, with_properties)
+from reference import answer, digest, premultiplied, upright
 from samples import close, soft
 
 # Files in 4:2:0, and without loss, that libheif 1.15 wrote and read.
@@ -140,6 +140,46 @@ def damaged_grids(checker):
             checker.refuses('%s, a grid %s' % (kind, name), heif)
 
 
+def bytes_in_the_description(checker):
+    for kind in (HEIC, AVIF):
+        for channels in (1, 3, 4):
+            heif = encoded(soft(48, 40, channels), kind)
+            expected = answer(decoded(heif).pixels())
+            for pieces in (1, 3):
+                # What tells how a grid is laid out is no longer than 12 bytes.
+                items = {item: in_pieces(data, pieces if len(data) > 12 else 1)
+                         for item, data in items_of(heif).items()}
+                checker.answers('%s, %d channels, in idat in pieces: %d' % (kind, channels, pieces),
+                                in_idat(heif, items), expected)
+                checker.answers('%s, %d channels, in idat in pieces: %d, turned' %
+                                (kind, channels, pieces),
+                                in_idat(with_properties(heif, rotation(3)), items),
+                                answer(decoded(heif).pixels(), 6))
+        inside_idat = in_idat(heif, items)
+        checker.refuses('%s, idat cut' % kind, inside_idat[:-1])
+        checker.refuses('%s without its idat' % kind, inside_idat.replace(b'idat', b'free'))
+        laid = grid(kind, four_tiles(kind), 2, 2, (100, 90))
+        items = {item: [data] for item, data in items_of(laid).items()}
+        checker.answers('%s, a grid in idat' % kind, in_idat(laid, items),
+                        answer(decoded(laid).pixels()))
+
+
+def layers(checker):
+    rows = [[(17 * x, 17 * y, 255 * ((x // 4 + y // 4) % 2)) for x in range(16)]
+            for y in range(16)]
+    for channels in (3, 4):
+        heif = encoded(soft(16, 16, channels), AVIF, *LOSSLESS)
+        alpha = [[pixel[3] for pixel in row] for row in decoded(heif).pixels()]
+        items = {item: in_pieces(data, 2) for item, data in items_of(heif).items()}
+        # The item itself must not say that the layers are luma and chroma.
+        heif = heif.replace(colours(2, 2)[8:], colours(2, 2, 0)[8:])
+        expected = answer([[premultiplied(*colour, a) for colour, a in zip(row, alphas)]
+                           for row, alphas in zip(rows, alpha)])
+        for name, first in (('in two pieces', LAYERS), ('in one piece', [b''.join(LAYERS)])):
+            checker.answers('layers of %d channels, %s' % (channels, name),
+                            in_idat(heif, {**items, 1: first}), expected)
+
+
 def premultiplication(checker):
     picture = soft(48, 32, 4)
     for row in picture.rows:
@@ -176,6 +216,15 @@ def colour_statements(checker):
                         checker.run(with_properties(heif, colours(12, 13), profile))[0])
         checker.check('%s, wide colours are converted' % kind, checker.run(wide) !=
                       checker.run(with_properties(heif, colours(1, 13))))
+        for transfer, gamma in ((4, 2.2), (5, 2.8)):
+            profile = tags.rgb_profile(curve=tags.formula_curve(gamma, 1, 0, 0, 0))
+            checker.answers('%s, a gamma of %.1f by number as by profile' % (kind, gamma),
+                            with_properties(heif, colours(1, transfer)),
+                            checker.run(with_properties(heif, colours(1, transfer),
+                                                        profiled(profile)))[0])
+            checker.check('%s, a gamma of %.1f is converted' % (kind, gamma),
+                          checker.run(with_properties(heif, colours(1, transfer))) !=
+                          checker.run(with_properties(heif, colours(1, 13))))
         for primaries, transfer in ((9, 16), (9, 18), (1, 8), (4, 13), (767, 65535)):
             checker.refuses('%s with colours %d, %d' % (kind, primaries, transfer),
                             with_properties(heif, colours(primaries, transfer)))
@@ -224,4 +273,5 @@ def bombs(checker):
 
 
 CASES = (every_form, kept_files, what_was_written, depths, turns, clippings, grids, damaged_grids,
-         premultiplication, exif_says_nothing, colour_statements, damage, sizes, bombs)
+         bytes_in_the_description, layers, premultiplication, exif_says_nothing,
+         colour_statements, damage, sizes, bombs)

@@ -7,6 +7,20 @@ from samples import from_png, through_tool
 
 FULL_COLOUR = ('-p', 'chroma=444')
 LOSSLESS = ('-L', *FULL_COLOUR, '--matrix_coefficients=0')
+
+# One picture in two spatial layers of AV1, coarse and lossless: 16 x 16 pixels, red rising to the
+# right and green downwards, each from 0 to 255, blue a board of squares of 4 x 4 pixels, the first
+# of them 0. No tool of the system writes such layers, so libaom was called for these.
+LAYERS = tuple(bytes.fromhex(text) for text in (
+    (
+        '12000a0e201301008080cffdfff9a021a004322e1000f8000002c03f2000fd4288c9789f8ce7259e'
+        'b9416e8aa882bdaf4da7256ac20c32ac9deda8784be4710749fa'
+    ), (
+        '0a0e201301008080cffdfff9a021a004360882011000800071eb71ed779a287d6ddfb96353eeb84e'
+        'efcf34de694664ad0f52efc51ee19f369d7479246ceaf23a4f8769a8e98f08fe233e0cc29358f5f8'
+        '7d4c596af18c6d6959b948c057f0df0626a6183f2689fde5bbb60efac70602c5645eeaf247df54c1'
+        '9529c39e5a2dc6d41caeef0cefc01009f6787e0e58cf60f23dc8b206fd3f'
+    )))
 HEIC, AVIF = '.heic', '.avif'
 
 
@@ -66,6 +80,47 @@ def moved(data, added):
             data = data[:base] + struct.pack('>I', old + added) + data[base + 4:]
         at = base + 6 + 8 * extents
     return data
+
+
+def items_of(heif):
+    """The bytes of every item, by its number."""
+    begin, end = meta(heif)
+    iloc = inside(heif, b'iloc', begin, end)[0]
+    data = [at for name, at, _ in boxes(heif, begin, end) if name == b'idat']
+    version, count = heif[iloc + 8], struct.unpack_from('>H', heif, iloc + 14)[0]
+    items, at = {}, iloc + 16
+    for _ in range(count):
+        item, method = struct.unpack_from('>HH', heif, at)
+        at += 4 if version == 0 else 6
+        base, _, offset, length = struct.unpack_from('>IHII', heif, at)
+        if version and method & 15 == 1:
+            base += data[0] + 8
+        items[item] = heif[base + offset:base + offset + length]
+        at += 14
+    return items
+
+
+def in_pieces(data, count):
+    size = -(-len(data) // count)
+    return [data[start:start + size] for start in range(0, len(data), size)]
+
+
+def in_idat(heif, items):
+    """The file with the pieces of `items`, a list for each one's number, in the `idat` of its
+    `meta` box: first the first ones of all items, then the second ones."""
+    begin, end = meta(heif)
+    kept = b''.join(heif[at:at + size] for name, at, size in boxes(heif, begin, end)
+                    if name not in (b'idat', b'iloc'))
+    data, extents = b'', {item: b'' for item in items}
+    for turn in range(max(len(parts) for parts in items.values())):
+        for item, parts in items.items():
+            for part in parts[turn:turn + 1]:
+                extents[item] += struct.pack('>II', len(data), len(part))
+                data += part
+    locations = b''.join(struct.pack('>4H', item, 1, 0, len(part) // 8) + part
+                         for item, part in extents.items())
+    iloc = full_box(b'iloc', struct.pack('>HH', 0x4400, len(items)) + locations, 1)
+    return heif[:begin - 12] + full_box(b'meta', kept + iloc + box(b'idat', data))
 
 
 def associated(entries, primary, numbers):
