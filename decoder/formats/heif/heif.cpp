@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -189,7 +190,10 @@ bool HeifDecoder::readPixels(PixelSink& sink) {
 
 } // namespace
 
-void prepareHeif() { heif_init(nullptr); }
+void prepareHeif() {
+    ::setenv("LIBHEIF_PLUGIN_PATH", "/dev/null", 1);
+    heif_init(nullptr);
+}
 
 std::unique_ptr<Decoder> openHeif(ByteSource& file) { return std::make_unique<HeifDecoder>(file); }
 
