@@ -20,8 +20,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The largest picture within the budget decodes in a fraction of it; a prompt waits no longer.
+// A picture of the whole budget takes a fraction of it; a prompt waits no longer.
 constexpr std::chrono::seconds timeout = 10s;
+
+// After the send of a piece: the decoder has closed its end, or ended with input left unread.
+bool hasGone(int error) { return error == EPIPE || error == ECONNRESET || error == ENOTCONN; }
 
 } // namespace
 
@@ -29,7 +32,7 @@ DecoderProcess::DecoderProcess(std::string_view program, const std::vector<std::
     : deadline_(ChildProcess::Clock::now() + timeout) {
     auto [ours, theirs] = makeSocketPair();
     if (!ours) return;
-    // Not a flag of each send: some systems ignore it there and wait.
+    // Set for the socket, since some systems ignore the flag of a single send.
     ::fcntl(ours.get(), F_SETFL, O_NONBLOCK);
     std::vector arguments{std::string(program), std::to_string(timeout.count())};
     arguments.insert(arguments.end(), words.begin(), words.end());
@@ -43,7 +46,7 @@ DecoderProcess::DecoderProcess(std::string_view program, const std::vector<std::
             socket_ = std::move(ours);
             return;
         } catch (const std::system_error&) {
-            // Not there, or not to be started: the next candidate, and at last no pixel identity.
+            // Missing, or no program: the next candidate, and after the last no pixel identity.
         }
     }
 }
@@ -55,8 +58,10 @@ void DecoderProcess::write(std::string_view piece) {
             piece.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
             if (!waitFor(POLLOUT)) process_.reset();
+        } else if (hasGone(errno)) {
+            return; // perhaps with its answer given
         } else if (errno != EINTR) {
-            return; // it takes no more: it has ended, perhaps with its answer given
+            process_.reset(); // it would see the file with a hole in it
         }
     }
 }

@@ -22,7 +22,8 @@ class DecoderProcess {
     /// `words` follow the time in the program's arguments.
     explicit DecoderProcess(std::string_view program, const std::vector<std::string>& words = {});
 
-    /// Hands over the next piece of the file.
+    /// Hands over the next piece of the file. When the system does not take it, the decoder is
+    /// killed and has no answer; one that has ended by itself may have given it before.
     void write(std::string_view piece);
 
     /// Ends the input and takes the answer; called once.
