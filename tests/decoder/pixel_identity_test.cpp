@@ -28,11 +28,10 @@ TEST_CASE("a picture is known by its upright pixels and its declared size") {
     CHECK(file.source().peek(1).empty());
 }
 
-TEST_CASE("what is no picture, is damaged or too large has no identity") {
+TEST_CASE("what is no picture or is damaged has no identity") {
     const Bytes whole = pngFile({2, 1}, {0, 10, 20});
-    for (const Bytes& content :
-         {Bytes{}, bytes("\x89PNG"), bytes("no picture at all"), bytes("\xff\xd8\xff"),
-          Bytes(whole.begin(), whole.end() - 1), pngFile({8000, 8000}, {0, 10, 20})}) {
+    for (const Bytes& content : {Bytes{}, bytes("\x89PNG"), bytes("no picture at all"),
+                                 bytes("\xff\xd8\xff"), Bytes(whole.begin(), whole.end() - 1)}) {
         InputFile file(content);
         CHECK_FALSE(decoder::pixelIdentity(file.source()));
     }

@@ -112,6 +112,16 @@ TEST_CASE("any other answer, or end, gives no identity") {
     }
 }
 
+TEST_CASE("a decoder is believed no picture over the budget") {
+    const auto whole = answerTo(decoder("answers_7500_by_8000"), "abc");
+    REQUIRE(whole);
+    CHECK(whole->width == 7500);
+    CHECK(whole->height == 8000);
+    CHECK_FALSE(answerTo(decoder("answers_8000_by_8000"), "abc"));
+    CHECK_FALSE(answerTo(decoder("answers_60000001_by_1"), "abc"));
+    CHECK(hasNoChild());
+}
+
 TEST_CASE("a decoder that has gone raises no signal") {
     CHECK(inForkedChild([] {
               std::signal(SIGPIPE, SIG_DFL);
@@ -132,11 +142,11 @@ TEST_CASE("a decoder that is not there, or is no program, gives no identity") {
 
 TEST_CASE("without descriptors to be had there is no identity, and no failure") {
     const std::string right = decoder("answers_right");
-    for (const rlim_t most : {3u, 4u, 5u}) {
-        CAPTURE(most);
+    for (const rlim_t max : {3u, 4u, 5u}) {
+        CAPTURE(max);
         CHECK(inForkedChild([&] {
                   for (int descriptor = 3; descriptor < 256; ++descriptor) ::close(descriptor);
-                  const rlimit limit{most, most};
+                  const rlimit limit{max, max};
                   ::setrlimit(RLIMIT_NOFILE, &limit);
                   const auto identity = answerTo(right, "abc");
                   return !identity || tellsOf(identity, "abc");

@@ -23,19 +23,21 @@ using sorvane::test::FakePicture;
 int argumentCount = 0;
 char** arguments = nullptr;
 
-std::string answerFor(std::size_t mostBytes) {
+FakePicture pictureOf(std::size_t maxBytes) {
     FakePicture picture;
     char piece[4096];
     ssize_t count = 0;
-    for (std::size_t total = 0; total < mostBytes; total += static_cast<std::size_t>(count)) {
+    for (std::size_t total = 0; total < maxBytes; total += static_cast<std::size_t>(count)) {
         count = ::read(STDIN_FILENO, piece, sizeof piece);
         if (count <= 0) break;
         picture.add({piece, static_cast<std::size_t>(count)});
     }
-    return picture.answer();
+    return picture;
 }
 
+std::string answerFor(std::size_t maxBytes) { return pictureOf(maxBytes).answer(); }
 std::string answer() { return answerFor(SIZE_MAX); }
+std::string digest() { return pictureOf(SIZE_MAX).digest(); }
 
 void say(std::string_view text) {
     while (!text.empty()) {
@@ -92,6 +94,21 @@ const std::map<std::string_view, std::function<int()>> behaviours = {
     {"answers_early",
      [] {
          say(answerFor(1) + "\n");
+         return 0;
+     }},
+    {"answers_7500_by_8000",
+     [] {
+         say(digest() + " 7500 8000\n");
+         return 0;
+     }},
+    {"answers_8000_by_8000",
+     [] {
+         say(digest() + " 8000 8000\n");
+         return 0;
+     }},
+    {"answers_60000001_by_1",
+     [] {
+         say(digest() + " 60000001 1\n");
          return 0;
      }},
     {"answers_nothing",

@@ -12,8 +12,8 @@ class FakePicture {
   public:
     void add(std::string_view bytes) {
         for (const char byte : bytes) {
-            hash_ ^= static_cast<unsigned char>(byte);
-            hash_ *= 0x100000001b3;
+            state_ ^= static_cast<unsigned char>(byte);
+            state_ *= 0x100000001b3;
         }
         size_ += bytes.size();
     }
@@ -21,14 +21,14 @@ class FakePicture {
     std::string digest() const {
         std::string text;
         for (int digit = 0; digit < 64; ++digit)
-            text += "0123456789abcdef"[hash_ >> (digit % 16 * 4) & 15];
+            text += "0123456789abcdef"[state_ >> (digit % 16 * 4) & 15];
         return text;
     }
 
     std::string answer() const { return digest() + " " + std::to_string(size_ + 1) + " 2"; }
 
   private:
-    std::uint64_t hash_ = 0xcbf29ce484222325;
+    std::uint64_t state_ = 0xcbf29ce484222325;
     std::uint64_t size_ = 0;
 };
 
