@@ -15,9 +15,11 @@ namespace sorvane::decoder {
 
 namespace {
 
-// Equal up to the rounding of those who write gamma and chromaticities into files: the gamma of
-// 1/2.2, for one, is written as 45450 to 45500.
-bool near(std::int64_t one, std::int64_t other) { return std::abs(one - other) <= 100; }
+// Gamma and chromaticities are rounded by whoever writes them: the gamma of 1/2.2, for one, is
+// written as 45450 to 45500.
+constexpr std::int64_t tolerance = 100;
+
+bool near(std::int64_t one, std::int64_t other) { return std::abs(one - other) <= tolerance; }
 
 bool isSrgb(const GammaAndPrimaries& statement) {
     return near(statement.gamma, srgb::gamma) &&

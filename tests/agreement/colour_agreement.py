@@ -73,8 +73,8 @@ def gamma_space(gamma, points, channels=3):
 def gamma_and_chromaticities(checker):
     for gamma in (45455, 55556, 100000):
         for points in (SRGB_POINTS, P3_POINTS):
-            said = (gamma_chunk(gamma) +
-                    chromaticities_chunk([round(value * 100000) for value in points]))
+            chunks = (gamma_chunk(gamma) +
+                      chromaticities_chunk([round(value * 100000) for value in points]))
             if (gamma, points) == (45455, SRGB_POINTS):
                 continue
             for colour_type, depth, channels in ((RGB, 8, 3), (RGBA, 16, 3), (PALETTE, 8, 3),
@@ -82,9 +82,9 @@ def gamma_and_chromaticities(checker):
                 picture, looks = picture_in(gamma_space(gamma, points, channels), colour_type,
                                             depth)
                 name = 'gAMA %d with cHRM, colour type %d' % (gamma, colour_type)
-                checker.answers(name, picture.file(before=said), answer(looks))
+                checker.answers(name, picture.file(before=chunks), answer(looks))
                 checker.answers(name + ' after the sRGB chunk',
-                                picture.file(before=SRGB_CHUNK + said), answer(picture.pixels()))
+                                picture.file(before=SRGB_CHUNK + chunks), answer(picture.pixels()))
 
 
 def precedence(checker):
@@ -132,10 +132,10 @@ def srgb_in_every_way(checker):
         picture = Picture(31, 17, colour_type, depth)
         untagged = checker.run(picture.file())
         checker.check('an untagged picture has an answer', untagged == (answer(picture.pixels()), 0))
-        said = {name: icc_chunk(profile) for name, profile in profiles.items()}
-        said['the sRGB chunk'] = SRGB_CHUNK
-        said['gAMA and cHRM'] = gamma_chunk(45455) + chromaticities_chunk(SRGB_CHROMATICITIES)
-        for name, chunks in said.items():
+        statements = {name: icc_chunk(profile) for name, profile in profiles.items()}
+        statements['the sRGB chunk'] = SRGB_CHUNK
+        statements['gAMA and cHRM'] = gamma_chunk(45455) + chromaticities_chunk(SRGB_CHROMATICITIES)
+        for name, chunks in statements.items():
             checker.check('PNG, %s, is as untagged' % name,
                           checker.run(picture.file(before=chunks)) == untagged)
     for form in (('-rgb',), ('-sample', '2x2'), ('-progressive',)):

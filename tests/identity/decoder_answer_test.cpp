@@ -15,7 +15,7 @@ const std::string digest = "0123456789abcdef0123456789abcdef0123456789abcdef0123
 
 } // namespace
 
-TEST_CASE("an identity survives its way through an answer") {
+TEST_CASE("an identity is the same after an answer") {
     for (const auto& [width, height] : std::vector<std::pair<std::int64_t, std::int64_t>>{
              {1, 1}, {1024, 768}, {60'000'000, 1}, {1, 60'000'000}}) {
         CAPTURE(width);

@@ -49,15 +49,15 @@ std::string bytes(std::size_t length) {
     return text;
 }
 
-// More than a child is given before it reads.
+// More than a decoder is given before it reads.
 const std::string large = bytes(3'000'000);
 
 std::optional<PixelIdentity> answerTo(const std::string& program, std::string_view content,
                                       std::size_t pieceSize = 131'072) {
-    DecoderProcess child(program);
+    DecoderProcess process(program);
     for (; !content.empty(); content.remove_prefix(std::min(pieceSize, content.size())))
-        child.write(content.substr(0, pieceSize));
-    return child.answer();
+        process.write(content.substr(0, pieceSize));
+    return process.answer();
 }
 
 // Whether a decoder's answer is about exactly these bytes.
@@ -90,7 +90,7 @@ TEST_CASE("an answer may come in pieces, and before everything was read") {
     CHECK(hasNoChild());
 }
 
-TEST_CASE("a decoder finds its name and its time, and no way to a secret") {
+TEST_CASE("a decoder finds its name and its time, and no access to a secret") {
     const test::ScopedEnvironment secret("SORVANE_SECRET", "a");
     const test::ScopedSignal ignored(SIGPIPE, SIG_IGN);
     const int open = ::fcntl(STDIN_FILENO, F_DUPFD, 100); // without its close on exec
@@ -168,8 +168,8 @@ TEST_CASE("standard streams that are closed here do not get in the way") {
 
 TEST_CASE("a decoder whose answer nobody asks for is ended with its owner") {
     {
-        DecoderProcess child(decoder("never_answers"));
-        child.write("abc");
+        DecoderProcess process(decoder("never_answers"));
+        process.write("abc");
         CHECK_FALSE(hasNoChild());
     }
     CHECK(hasNoChild());
@@ -178,15 +178,15 @@ TEST_CASE("a decoder whose answer nobody asks for is ended with its owner") {
 TEST_CASE("a decoder that hangs is given up 10 seconds after its start, and no sooner") {
     // All at once, so that the test waits but once.
     const auto before = std::chrono::steady_clock::now();
-    std::vector<std::unique_ptr<DecoderProcess>> children;
+    std::vector<std::unique_ptr<DecoderProcess>> processes;
     for (const std::string behaviour :
          {"never_reads", "never_answers", "answers_and_hangs", "answers_closes_and_hangs"}) {
-        children.push_back(std::make_unique<DecoderProcess>(decoder(behaviour)));
-        children.back()->write("abc");
+        processes.push_back(std::make_unique<DecoderProcess>(decoder(behaviour)));
+        processes.back()->write("abc");
     }
-    children.front()->write(large);
+    processes.front()->write(large);
     CHECK(std::chrono::steady_clock::now() - before >= std::chrono::seconds(10));
-    for (const auto& child : children) CHECK_FALSE(child->answer());
+    for (const auto& process : processes) CHECK_FALSE(process->answer());
     CHECK(hasNoChild());
 }
 

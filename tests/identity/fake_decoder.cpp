@@ -66,7 +66,7 @@ bool isDefault(int signal) {
     return action.sa_handler == SIG_DFL;
 }
 
-// Whether a decoder finds what it is promised: its name and time, and no way to a secret.
+// Whether a decoder finds what it is promised: its name and time, and no access to a secret.
 bool surroundingsAreRight() {
     if (argumentCount != 2 || std::string_view(arguments[1]) != "10") return false;
     if (*environ != nullptr) return false;

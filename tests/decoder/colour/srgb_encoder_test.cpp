@@ -41,7 +41,7 @@ TEST_CASE("light is encoded as the nearest level") {
     }
 }
 
-TEST_CASE("light that sRGB cannot show is the nearest that it can, and what is no number is none") {
+TEST_CASE("light outside sRGB is clamped, and NaN is none") {
     using Limits = std::numeric_limits<float>;
     for (const float none : {-0.0F, -1.0F, Limits::lowest(), -Limits::infinity(),
                              Limits::quiet_NaN(), -Limits::quiet_NaN()})
