@@ -4,6 +4,7 @@ import struct
 
 import other_readers
 import tags
+from agreement_test import LONG_TIMEOUT
 from dib_files import (ALPHA_BIT_FIELDS, ALPHA_MASK, CORE, END_OF_PICTURE, END_OF_ROW, HEADERS,
                        MASKS, OS2, OS2_SHORT, RLE4, RLE8, RLE24, WINDOWS, WINDOWS4, WINDOWS5,
                        Bitmap, literals, move, run, run_lengths)
@@ -218,7 +219,8 @@ def sizes_and_damage(checker):
     checker.answers('a picture of nothing but its end', tall.file(compression=RLE8,
                                                                   data=END_OF_PICTURE),
                     '%s 1 60000000\n' % uniform_digest(1, 60_000_000,
-                                                       bytes(tall.palette[0]) + b'\xff'))
+                                                       bytes(tall.palette[0]) + b'\xff'),
+                    LONG_TIMEOUT)
     still = Bitmap(4, 4, 8)
     checker.refuses('moves that go nowhere', still.file(compression=RLE8,
                                                         data=move(0, 0) * 3_000_000))
