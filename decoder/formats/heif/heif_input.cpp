@@ -71,6 +71,8 @@ int HeifInput::read(void* to, std::size_t count, void* data) {
     const auto bytes = file.file_.at(static_cast<std::uint64_t>(file.position_), count);
     if (bytes.size() < count) return -1;
     if (count > 0) std::memcpy(to, bytes.data(), count);
+    file.showLength(static_cast<std::uint64_t>(file.position_),
+                    {static_cast<std::uint8_t*>(to), count});
     file.position_ += static_cast<std::int64_t>(count);
     return 0;
 }
@@ -103,13 +105,28 @@ std::uint64_t HeifInput::available(std::uint64_t begin, std::uint64_t end, void*
 // The body of the first `meta` box; the file may be shorter.
 std::optional<HeifInput::Range> HeifInput::findMeta() {
     constexpr auto maxOffset = std::uint64_t{std::numeric_limits<std::int64_t>::max()};
+    constexpr auto maxCount = std::numeric_limits<std::size_t>::max();
     std::uint64_t offset = 0;
     while (const auto box = readBox(file_.at(offset, longHeaderLength))) {
+        if (!box->length && box->isMeta) {
+            openMeta_ = offset;
+            return Range{offset + box->headerLength, file_.at(0, maxCount).size()};
+        }
         if (!box->length || *box->length > maxOffset - offset) return std::nullopt;
         if (box->isMeta) return Range{offset + box->headerLength, offset + *box->length};
         offset += *box->length;
     }
     return std::nullopt;
+}
+
+// libheif rejects a `meta` box that reaches to the end of the file without a length, so it is shown
+// the length that the box has.
+void HeifInput::showLength(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
+    if (!openMeta_) return;
+    const std::uint64_t length = meta_->end - *openMeta_;
+    for (std::uint64_t i = 0; i < 4; ++i)
+        if (*openMeta_ + i >= offset && *openMeta_ + i - offset < bytes.size())
+            bytes[*openMeta_ + i - offset] = static_cast<std::uint8_t>(length >> (24 - 8 * i));
 }
 
 } // namespace sorvane::decoder

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include <libheif/heif.h>
 
@@ -41,9 +42,12 @@ class HeifInput {
         std::uint64_t end;
     };
     std::optional<Range> findMeta();
+    void showLength(std::uint64_t offset, std::span<std::uint8_t> bytes) const;
 
     BufferedFile file_;
     std::optional<Range> meta_;
+    // Where the `meta` box begins, if it has no length of its own.
+    std::optional<std::uint64_t> openMeta_;
     std::int64_t position_ = 0;
     // Where the file seems to end; nothing once libheif has come there.
     std::optional<std::int64_t> end_;
