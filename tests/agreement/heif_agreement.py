@@ -6,7 +6,7 @@ import struct
 import tags
 from heif_files import (AVIF, FULL_COLOUR, HEIC, LAYERS, LOSSLESS, box, boxes, clipping, colours,
                         declared, decoded, encoded, grid, in_idat, in_pieces, inside, items_of,
-                        meta, mirroring, profiled, rotation, with_properties)
+                        meta, mirroring, profiled, rotation, with_properties, without_end)
 from reference import answer, digest, premultiplied, upright
 from samples import close, soft
 
@@ -143,7 +143,7 @@ def damaged_grids(checker):
 def bytes_in_the_description(checker):
     for kind in (HEIC, AVIF):
         for channels in (1, 3, 4):
-            heif = encoded(soft(48, 40, channels), kind)
+            heif = encoded(soft(48, 40, channels), kind, *FULL_COLOUR)
             expected = answer(decoded(heif).pixels())
             for pieces in (1, 3):
                 # What tells how a grid is laid out is no longer than 12 bytes.
@@ -157,6 +157,9 @@ def bytes_in_the_description(checker):
                                 answer(decoded(heif).pixels(), 6))
         inside_idat = in_idat(heif, items)
         checker.refuses('%s, idat cut' % kind, inside_idat[:-1])
+        begin = inside(inside_idat, b'meta')[0]
+        checker.answers('%s, all of it in a last box without a length' % kind,
+                        inside_idat[:begin] + bytes(4) + inside_idat[begin + 4:], expected)
         checker.refuses('%s without its idat' % kind, inside_idat.replace(b'idat', b'free'))
         laid = grid(kind, four_tiles(kind), 2, 2, (100, 90))
         items = {item: [data] for item, data in items_of(laid).items()}
@@ -167,17 +170,21 @@ def bytes_in_the_description(checker):
 def layers(checker):
     rows = [[(17 * x, 17 * y, 255 * ((x // 4 + y // 4) % 2)) for x in range(16)]
             for y in range(16)]
-    for channels in (3, 4):
+    for channels in (4, 3):
         heif = encoded(soft(16, 16, channels), AVIF, *LOSSLESS)
         alpha = [[pixel[3] for pixel in row] for row in decoded(heif).pixels()]
         items = {item: in_pieces(data, 2) for item, data in items_of(heif).items()}
         # The item itself must not say that the layers are luma and chroma.
-        heif = heif.replace(colours(2, 2)[8:], colours(2, 2, 0)[8:])
+        said = heif.index(b'nclx')
+        heif = heif[:said] + colours(1, 13, 0)[8:] + heif[said + 11:]
         expected = answer([[premultiplied(*colour, a) for colour, a in zip(row, alphas)]
                            for row, alphas in zip(rows, alpha)])
         for name, first in (('in two pieces', LAYERS), ('in one piece', [b''.join(LAYERS)])):
             checker.answers('layers of %d channels, %s' % (channels, name),
                             in_idat(heif, {**items, 1: first}), expected)
+    for missing in (1, 8, 9, 100):
+        checker.refuses('layers without their last %d bytes' % missing,
+                        without_end(in_idat(heif, {**items, 1: LAYERS}), missing))
 
 
 def premultiplication(checker):

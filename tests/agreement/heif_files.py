@@ -123,6 +123,13 @@ def in_idat(heif, items):
     return heif[:begin - 12] + full_box(b'meta', kept + iloc + box(b'idat', data))
 
 
+def without_end(heif, count):
+    """The file whose last box is `idat` without its last bytes."""
+    begin, end = meta(heif)
+    offset = inside(heif, b'idat', begin, end)[0]
+    return grown(grown(heif, offset, -count), begin - 12, -count)[:-count]
+
+
 def associated(entries, primary, numbers):
     """The items' lists of properties, those of the primary items with further numbers."""
     version_flags, count = struct.unpack_from('>II', entries)

@@ -70,13 +70,15 @@ bool Derivation::followGrid(const HeifItem& item) {
     canvas_ = grid->output;
     for (const std::uint32_t id : item.parts) {
         const HeifItem* tile = find(id);
-        if (tile == nullptr || !isCoded(*tile) || tile->transformed || tile->sizes.size() != 1)
+        if (tile == nullptr || !isCoded(*tile) || tile->cut || tile->transformed ||
+            tile->sizes.size() != 1)
             return false;
         if (!tile_) tile_ = tile->sizes[0];
         if (*tile_ != tile->sizes[0]) return false;
         for (const std::uint32_t alpha : tile->alphas) {
             const HeifItem* own = find(alpha);
-            if (own == nullptr || !isCoded(*own) || own->transformed || !own->alphas.empty())
+            if (own == nullptr || !isCoded(*own) || own->cut || own->transformed ||
+                !own->alphas.empty())
                 return false;
             tilesHaveAlpha_ = true;
         }
@@ -92,7 +94,7 @@ bool Derivation::followPart(std::uint32_t id, int depth) {
 
 bool Derivation::follow(std::uint32_t id, int depth) {
     const HeifItem* item = find(id);
-    if (item == nullptr || depth > maxDerivationDepth) return false;
+    if (item == nullptr || item->cut || depth > maxDerivationDepth) return false;
     // libheif reads one alpha of an item.
     if (item->alphas.size() > 1 || (!item->alphas.empty() && !follow(item->alphas[0], depth + 1)))
         return false;

@@ -26,6 +26,7 @@ class RangeReader {
     bool failed() const { return failed_; }
     bool atEnd() const { return failed_ || offset_ >= end_; }
     std::uint64_t offset() const { return offset_; }
+    std::uint64_t left() const { return end_ - offset_; }
 
     /// A number of 0 to 8 bytes.
     std::uint64_t number(unsigned bytes) {
@@ -108,7 +109,9 @@ class ItemReader {
     bool readLocation(RangeReader& reader, unsigned version, std::uint64_t sizes);
     static void apply(const Property& property, HeifItem& item);
 
-    std::optional<std::uint64_t> ownData_;
+    bool isInData(std::uint64_t offset, std::uint64_t length) const;
+
+    std::optional<RangeReader> data_;
 };
 
 // Of two boxes with one name libheif reads the first.
@@ -120,8 +123,8 @@ bool ItemReader::read(RangeReader meta) {
         boxes.emplace(box.name, box.body);
     }
     if (meta.failed()) return false;
-    if (const auto own = boxes.find(fourLetterCode("idat")); own != boxes.end())
-        ownData_ = own->second.offset();
+    if (const auto data = boxes.find(fourLetterCode("idat")); data != boxes.end())
+        data_ = data->second;
     constexpr std::array<std::pair<std::uint32_t, Read>, 5> parts = {{
         {fourLetterCode("pitm"), &ItemReader::readPrimary},
         {fourLetterCode("iinf"), &ItemReader::readItems},
@@ -250,12 +253,17 @@ bool ItemReader::readLocation(RangeReader& reader, unsigned version, std::uint64
         if (version > 0) reader.number(field(0));
         const std::uint64_t offset = reader.number(field(12));
         const std::uint64_t length = reader.number(field(8));
-        if (item == result.items.end() || extents != 1) continue;
-        if (method > 1 || (method == 1 && !ownData_)) continue;
-        item->second.offset = base + offset + (method == 1 ? *ownData_ : 0);
+        if (item == result.items.end()) continue;
+        item->second.cut = item->second.cut || (method == 1 && !isInData(base + offset, length));
+        if (extents != 1 || method > 1 || item->second.cut) continue;
+        item->second.offset = base + offset + (method == 1 ? data_->offset() : 0);
         item->second.length = length;
     }
     return !reader.failed();
+}
+
+bool ItemReader::isInData(std::uint64_t offset, std::uint64_t length) const {
+    return data_ && offset <= data_->left() && length <= data_->left() - offset;
 }
 
 } // namespace

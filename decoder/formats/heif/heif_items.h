@@ -26,6 +26,8 @@ struct HeifItem {
     /// Where its bytes lie in the file; 0 and 0 when they do not lie in one piece.
     std::uint64_t offset = 0;
     std::uint64_t length = 0;
+    /// Some of its bytes are said to lie in `idat`, and do not.
+    bool cut = false;
 };
 
 struct HeifItems {

@@ -41,6 +41,8 @@ struct DescribedItem {
     std::uint16_t alphaOf = 0;
     bool turned = false;
     Bytes content;
+    /// Said to reach beyond `idat`.
+    bool cut = false;
 };
 
 /// The body of a `meta` box; the items have the numbers 1, 2, and so on.
@@ -73,7 +75,7 @@ class HeifMeta {
         append(locations_, joined({id,
                                    {0, 1, 0, 0, 0, 1},
                                    bigEndian(data_.size(), 4),
-                                   bigEndian(item.content.size(), 4)}));
+                                   bigEndian(item.cut ? 0x10000 : item.content.size(), 4)}));
         append(data_, item.content);
     }
 

@@ -115,6 +115,20 @@ TEST_CASE("an overlay is one of coded pictures") {
     CHECK_FALSE(sizesOf({{"iovl", {{10, 20}}, {9}, 0, false, {}}}));
 }
 
+TEST_CASE("no item of a derivation is cut") {
+    const auto cut = [](DescribedItem item) {
+        item.cut = true;
+        return item;
+    };
+    const DescribedItem whole = coded(tile);
+    CHECK_FALSE(sizesOf({cut(whole)}));
+    CHECK_FALSE(sizesOf({whole, cut(coded(tile, 1))}));
+    CHECK_FALSE(sizesOf({{"iden", {}, {2}, 0, false, {}}, cut(whole)}));
+    CHECK_FALSE(sizesOf({grid(2, 1, {100, 50}, {2, 3}), whole, cut(whole)}));
+    CHECK_FALSE(sizesOf(pair({cut(coded(tile, 2))})));
+    CHECK(sizesOf({whole, cut(whole)}));
+}
+
 TEST_CASE("derivations end, and soon") {
     const auto chain = [](std::uint16_t length) {
         std::vector<DescribedItem> items;

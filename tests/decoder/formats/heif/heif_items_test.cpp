@@ -30,7 +30,7 @@ const Bytes itemBox =
     fullBox("iinf", joined({{0, 1}, fullBox("infe", joined({{0, 7, 0, 0}, bytes("hvc1")}), 2)}));
 const Bytes propertyBox = box("iprp", joined({box("ipco", {}), fullBox("ipma", bigEndian(0, 4))}));
 
-// Of one item, number 7, and whatever is said about its location.
+// The one item, number 7, of a description with these locations.
 std::optional<HeifItem> itemAt(const Bytes& locations, std::uint8_t version,
                                const Bytes& more = {}) {
     const auto items = itemsOf(joined(
@@ -132,12 +132,35 @@ TEST_CASE("an item in several pieces, or one that lies elsewhere, has no offset"
         return joined(
             {{0x44, 0, 0, 1, 0, 7, 0, number, 0, 0, 0, 1}, bigEndian(10, 4), bigEndian(5, 4)});
     };
-    for (const auto& item : {itemAt(pieces, 0), itemAt(method(1), 1), itemAt(method(2), 1)}) {
+    for (const auto& item : {itemAt(pieces, 0), itemAt(method(2), 1)}) {
         REQUIRE(item);
         CHECK(item->offset == 0);
         CHECK(item->length == 0);
     }
     CHECK(itemAt(method(0), 1)->offset == 10);
+}
+
+TEST_CASE("an item whose bytes are not all in idat is cut") {
+    const auto isCut = [](std::uint32_t base, std::uint32_t offset, std::uint32_t length) {
+        const auto item = itemAt(joined({{0x44, 0x40, 0, 1, 0, 7, 0, 1, 0, 0},
+                                         bigEndian(base, 4),
+                                         {0, 2},
+                                         bigEndian(offset, 4),
+                                         bigEndian(length, 4),
+                                         bigEndian(0, 4),
+                                         bigEndian(1, 4)}),
+                                 1, box("idat", bytes("abcdefg")));
+        REQUIRE(item);
+        return item->cut;
+    };
+    CHECK_FALSE(isCut(0, 0, 7));
+    CHECK_FALSE(isCut(1, 5, 1));
+    CHECK(isCut(1, 5, 2));
+    CHECK(isCut(0, 8, 0));
+    CHECK(isCut(7, 0, 0));
+    CHECK(isCut(0, 0, 0xffff'ffff));
+    CHECK(itemAt({0x44, 0, 0, 1, 0, 7, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 1}, 1)->cut);
+    CHECK_FALSE(itemAt({0x44, 0, 0, 1, 0, 7, 0, 0, 0, 0, 0, 1, 0, 0, 0, 99, 0, 0, 0, 1}, 1)->cut);
 }
 
 TEST_CASE("properties that do not exist are passed over") {

@@ -89,7 +89,7 @@ TEST_CASE("a profile is taken from where it lies, when it is whole and not too l
     CHECK(profileOf(0, 26).empty());
 }
 
-TEST_CASE("whether a word is said of further samples is known") {
+TEST_CASE("whether the directory tells the kind of further samples is known") {
     const TiffBytes tiff;
     InputFile poured(joined({tiff.header(), tiff.directory({{338, 3, 1, 0}})}));
     TiffFile file(poured.source());

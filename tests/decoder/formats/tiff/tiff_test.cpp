@@ -69,7 +69,7 @@ TEST_CASE("a profile is handed over as it is") {
     CHECK(std::get<IccProfile>(picture.header->colour[0]).bytes == bytes("abcd"));
 }
 
-TEST_CASE("a TIFF that is cut short is no picture") {
+TEST_CASE("a TIFF that is cut short is rejected") {
     const Bytes file = greyFile();
     for (std::size_t length = 0; length < file.size(); ++length) {
         CAPTURE(length);
