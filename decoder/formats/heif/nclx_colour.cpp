@@ -5,12 +5,14 @@
 #include <string_view>
 #include <utility>
 
+#include "decoder/colour/srgb.h"
+
 namespace sorvane::decoder {
 
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-using Xyz = std::array<double, 3>;
+using srgb::Xyz;
 
 // The code points that occur in pictures.
 constexpr std::uint32_t bt709 = 1;
@@ -26,8 +28,7 @@ constexpr std::uint32_t bt2020TwelveBits = 15;
 
 /// Red, green and blue, adapted to the white of profiles (D50).
 using Primaries = std::array<Xyz, 3>;
-constexpr Primaries bt709Primaries = {
-    {{0.43607, 0.22249, 0.01392}, {0.38515, 0.71687, 0.09708}, {0.14307, 0.06061, 0.71410}}};
+constexpr Primaries bt709Primaries = {srgb::red, srgb::green, srgb::blue};
 constexpr Primaries displayP3Primaries = {
     {{0.51512, 0.24120, -0.00105}, {0.29198, 0.69225, 0.04189}, {0.15710, 0.06657, 0.78407}}};
 constexpr Primaries bt2020Primaries = {
@@ -36,7 +37,6 @@ constexpr Primaries bt2020Primaries = {
 /// The parameters of a profile's curve of type 3: (a * x + b) to the power of g from d on, c * x
 /// below; in the order g, a, b, c, d.
 using Curve = std::array<double, 5>;
-constexpr Curve srgbCurve = {2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92, 0.04045};
 constexpr Curve cameraCurve = {1 / 0.45, 1 / 1.099, 0.099 / 1.099, 1 / 4.5, 0.081};
 constexpr Curve plainCurve(double gamma) { return {gamma, 1, 0, 0, 0}; }
 
@@ -46,7 +46,7 @@ std::optional<Curve> curveOf(std::uint32_t transfer, const Curve& usual) {
     case unspecified:
         return usual;
     case srgbTransfer:
-        return srgbCurve;
+        return srgb::curve;
     case gamma22:
         return plainCurve(2.2);
     case gamma28:
@@ -98,7 +98,7 @@ Tag curveTag(std::string_view name, const Curve& curve) {
 
 // Of the profile's header only what is read of it; the rest is left zero.
 IccProfile profileOf(const Primaries& primaries, const Curve& curve) {
-    constexpr Xyz white = {0.9642, 1, 0.8249};
+    constexpr Xyz white = srgb::profileWhite;
     const std::array tags = {xyzTag("wtpt", white),        xyzTag("rXYZ", primaries[0]),
                              xyzTag("gXYZ", primaries[1]), xyzTag("bXYZ", primaries[2]),
                              curveTag("rTRC", curve),      curveTag("gTRC", curve),
@@ -132,12 +132,12 @@ IccProfile profileOf(const Primaries& primaries, const Curve& curve) {
 } // namespace
 
 std::optional<ColourStatement> nclxColour(std::uint32_t primaries, std::uint32_t transfer) {
-    const auto curve = curveOf(transfer, primaries == bt2020 ? cameraCurve : srgbCurve);
+    const auto curve = curveOf(transfer, primaries == bt2020 ? cameraCurve : srgb::curve);
     if (!curve) return std::nullopt;
     switch (primaries) {
     case bt709:
     case unspecified:
-        if (*curve == srgbCurve || *curve == cameraCurve) return DeclaredSrgb{};
+        if (*curve == srgb::curve || *curve == cameraCurve) return DeclaredSrgb{};
         return profileOf(bt709Primaries, *curve);
     case displayP3:
         return profileOf(displayP3Primaries, *curve);
