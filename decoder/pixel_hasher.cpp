@@ -31,10 +31,22 @@ std::string_view text(const std::uint8_t* bytes, std::size_t count) {
 } // namespace
 
 PixelHasher::PixelHasher(const PictureHeader& header, ColourStep colour)
-    : colour_(std::move(colour)), stored_(header.size), orientation_(header.orientation) {
+    : colour_(std::move(colour)),
+      stored_(header.size),
+      rowsInOrder_(header.rowsInOrder),
+      orientation_(header.orientation) {
+    begin();
+}
+
+void PixelHasher::restart(Orientation orientation) {
+    orientation_ = orientation;
+    begin();
+}
+
+void PixelHasher::begin() {
     const Size upright = uprightSize(orientation_, stored_);
-    digest_.update(digestPrefix(upright));
-    if (header.rowsInOrder && keepsRowOrder(orientation_)) return;
+    digest_.emplace().update(digestPrefix(upright));
+    if (frame_ || (rowsInOrder_ && keepsRowOrder(orientation_))) return;
     frameBytes_ = pixelBytes * upright.width * upright.height;
     frame_ = std::make_unique_for_overwrite<std::uint8_t[]>(frameBytes_);
 }
@@ -47,8 +59,8 @@ void PixelHasher::take(const PixelRun& run) {
 }
 
 std::string PixelHasher::hex() {
-    if (frame_) digest_.update(text(frame_.get(), frameBytes_));
-    return digest_.hex();
+    if (frame_) digest_->update(text(frame_.get(), frameBytes_));
+    return digest_->hex();
 }
 
 // At most a block of pixels, converted and premultiplied, in the order of the samples: `block_`, or
@@ -71,7 +83,7 @@ void PixelHasher::stream(const PixelRun& run) {
             reversePixels(block_.data(), count);
             pixels = block_.data();
         }
-        digest_.update(text(pixels, pixelBytes * count));
+        digest_->update(text(pixels, pixelBytes * count));
         done += count;
     }
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "decoder/colour/colour_step.h"
@@ -22,6 +23,7 @@ class PixelHasher : public PixelSink {
     PixelHasher(const PictureHeader& header, ColourStep colour);
 
     void take(const PixelRun& run) override;
+    void restart(Orientation orientation) override;
 
     /// 64 lower-case hexadecimal digits; called once, after the last run.
     std::string hex();
@@ -29,13 +31,15 @@ class PixelHasher : public PixelSink {
   private:
     static constexpr std::size_t blockPixels = ColourStep::blockPixels;
 
+    void begin();
     const std::uint8_t* finished(const std::uint8_t* samples, std::size_t count);
     void stream(const PixelRun& run);
     void store(const PixelRun& run);
 
-    Sha256 digest_;
+    std::optional<Sha256> digest_;
     ColourStep colour_;
     Size stored_;
+    bool rowsInOrder_;
     Orientation orientation_;
     std::size_t frameBytes_ = 0;
     std::unique_ptr<std::uint8_t[]> frame_;

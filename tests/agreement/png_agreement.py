@@ -181,11 +181,42 @@ def orientations(checker):
                     answer(picture.pixels()))
     checker.answers('an orientation whose chunk fails its checksum is as none',
                     picture.file(before=turned[:-1] + b'?'), answer(picture.pixels()))
-    checker.refuses('a turn that is told only behind the pixels', picture.file(after=turned))
+    late_orientations(checker)
     checker.answers('upright, told behind the pixels',
                     picture.file(after=chunk(b'eXIf', tags.exif(1))), answer(picture.pixels()))
     checker.answers('the first orientation counts', picture.file(before=turned, after=chunk(
         b'eXIf', tags.exif(3))), answer(picture.pixels(), 6))
+
+
+def late_orientations(checker):
+    for interlaced in (False, True):
+        for colour_type, depth in ((RGB, 8), (PALETTE, 8), (GREY_ALPHA, 16), (PALETTE, 1)):
+            for orientation in range(1, 9):
+                picture = Picture(11, 6, colour_type, depth, seed=orientation)
+                checker.answers(
+                    'orientation %d after the pixels%s, colour type %d, depth %d' %
+                    (orientation, ' interlaced' if interlaced else '', colour_type, depth),
+                    picture.file(interlaced, after=TEXT + chunk(b'eXIf', tags.exif(orientation))) +
+                    b'garbage' * 50_000, answer(picture.pixels(), orientation))
+    picture = Picture(300, 200, RGBA, 8)
+    turned = chunk(b'eXIf', tags.exif(6))
+    profile = icc_chunk(tags.rgb_profile(tags.gamma_curve(2.2)))
+    before = picture.file(before=profile + turned)
+    checker.answers('a turn after the pixels, with a profile',
+                    picture.file(before=profile, after=turned), checker.run(before)[0])
+    large = chunk(b'tEXt', b'Comment\0' + bytes(8_000_000))
+    checker.answers_within_memory('a turn after the pixels of a file of 8 MB',
+                                  picture.file(before=large, after=turned),
+                                  answer(picture.pixels(), 6), 16)
+    larger = chunk(b'tEXt', b'Comment\0' + bytes(8 << 20))
+    checker.refuses('a turn after the pixels of a file of more than 8 MiB',
+                    picture.file(before=larger, after=turned))
+    checker.answers_within_memory('upright, told after the pixels of a file of 8 MiB and more',
+                                  picture.file(before=larger, after=chunk(b'eXIf', tags.exif(1))),
+                                  answer(picture.pixels()), 16)
+    damaged = chunk(b'IDAT')[:-1] + b'?'
+    checker.refuses('a turn after the pixels, and damage after it',
+                    picture.file(after=turned + damaged))
 
 
 def damage(checker):

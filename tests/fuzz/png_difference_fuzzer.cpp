@@ -29,7 +29,8 @@ class Samples : public PixelSink {
     explicit Samples(const PictureHeader& header)
         : width_(header.size.width),
           pixelBytes_(header.samples.pixelBytes()),
-          bytes_(pixelBytes_ * width_ * header.size.height) {}
+          bytes_(pixelBytes_ * width_ * header.size.height),
+          orientation_(header.orientation) {}
 
     void take(const PixelRun& run) override {
         for (std::size_t i = 0; i < run.count; ++i) {
@@ -39,18 +40,23 @@ class Samples : public PixelSink {
         }
     }
 
+    void restart(Orientation orientation) override { orientation_ = orientation; }
+
     const Bytes& bytes() const { return bytes_; }
+    Orientation orientation() const { return orientation_; }
 
   private:
     std::size_t width_;
     std::size_t pixelBytes_;
     Bytes bytes_;
+    Orientation orientation_;
 };
 
 struct Answer {
     bool small = false;
     std::optional<PictureHeader> header;
     std::optional<Bytes> samples;
+    std::optional<Orientation> orientation;
 };
 
 Answer answerOf(std::unique_ptr<Decoder> (*open)(ByteSource&), const std::uint8_t* data,
@@ -65,7 +71,9 @@ Answer answerOf(std::unique_ptr<Decoder> (*open)(ByteSource&), const std::uint8_
     answer.small = std::uint64_t{declared.width} * declared.height <= maxPixels;
     if (!answer.small) return answer;
     Samples samples(*answer.header);
-    if (decoder->readPixels(samples)) answer.samples = samples.bytes();
+    if (!decoder->readPixels(samples)) return answer;
+    answer.samples = samples.bytes();
+    answer.orientation = samples.orientation();
     return answer;
 }
 
@@ -122,6 +130,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!theirs.header) return 0;
     if (!sameHeader(*theirs.header, *ours.header)) std::abort();
     if (theirs.samples && !ours.samples && !isWholeStream(pixelData(data, size))) return 0;
-    if (theirs.samples != ours.samples) std::abort();
+    if (theirs.samples != ours.samples || theirs.orientation != ours.orientation) std::abort();
     return 0;
 }

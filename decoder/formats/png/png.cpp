@@ -81,13 +81,14 @@ class PngDecoder final : public Decoder {
     void noteChunk(std::span<const std::uint8_t> header);
     void noteDamage(std::string_view warning);
     std::vector<PngChunk> chunksBeside(png_infop info) const;
+    bool decode(PixelSink& sink);
+    bool decodeAgain(PixelSink& sink);
     bool readableByRows() const;
     PngPalette palette() const;
     bool readRows(PixelSink& sink);
     bool readPasses(PixelSink& sink);
     bool readPass(const Pass& pass, std::vector<std::uint8_t>& row, PixelSink& sink);
     bool readEnd();
-    bool keepsOrientation(std::optional<Orientation> late) const;
 
     ByteSource& file_;
     Reader reader_;
@@ -102,6 +103,7 @@ class PngDecoder final : public Decoder {
     bool interlaced_ = false;
     Channels channels_ = Channels::rgb;
     bool orientationKnown_ = false;
+    std::optional<Orientation> lateOrientation_;
 };
 
 void PngDecoder::readBytes(png_structp png, png_bytep to, std::size_t count) {
@@ -165,6 +167,7 @@ std::optional<PictureHeader> PngDecoder::readHeader() {
     const std::vector<PngChunk> chunks = chunksBeside(info_);
     const auto orientation = pngOrientation(chunks);
     orientationKnown_ = orientation.has_value();
+    if (orientationKnown_) file_.keep(0);
     PictureHeader header;
     header.size = size_;
     header.orientation = orientation.value_or(Orientation::upright);
@@ -176,6 +179,21 @@ std::optional<PictureHeader> PngDecoder::readHeader() {
 }
 
 bool PngDecoder::readPixels(PixelSink& sink) {
+    if (!decode(sink)) return false;
+    const Orientation late = lateOrientation_.value_or(Orientation::upright);
+    return orientationKnown_ || late == Orientation::upright || decodeAgain(sink);
+}
+
+// An orientation may stand after the pixels, which have been handed over as upright by then.
+bool PngDecoder::decodeAgain(PixelSink& sink) {
+    if (!file_.rewind()) return false;
+    sink.restart(*lateOrientation_);
+    png_destroy_read_struct(&png_, &info_, &endInfo_);
+    PngDecoder again(file_, reader_);
+    return again.readHeader() && again.decode(sink);
+}
+
+bool PngDecoder::decode(PixelSink& sink) {
     return reader_ == Reader::fastest && readableByRows() ? readRows(sink) : readPasses(sink);
 }
 
@@ -212,10 +230,9 @@ bool PngDecoder::readRows(PixelSink& sink) {
     const auto end = readPngEnd(chunks, paletteSeen_, chunkLimit);
     if (!end) return false;
     constexpr std::size_t place = ownChunks.find("eXIf") / ownChunkStride;
-    std::optional<Orientation> late;
     if (end->orientation && !end->orientationDamaged && !ownChunkDamaged_[place])
-        late = exifOrientation(*end->orientation);
-    return keepsOrientation(late);
+        lateOrientation_ = exifOrientation(*end->orientation);
+    return true;
 }
 
 bool PngDecoder::readPasses(PixelSink& sink) {
@@ -270,22 +287,18 @@ bool PngDecoder::readEnd() {
         png_read_end(png_, endInfo_);
     });
     if (!ended || dataDamaged_) return false;
-    return keepsOrientation(pngOrientation(chunksBeside(endInfo_)));
+    lateOrientation_ = pngOrientation(chunksBeside(endInfo_));
+    return true;
 }
 
-bool PngDecoder::keepsOrientation(std::optional<Orientation> late) const {
-    // An orientation may stand behind the pixels, when they have been digested already. Such files
-    // are so rare that they go without a pixel identity rather than every picture through a frame.
-    return orientationKnown_ || late.value_or(Orientation::upright) == Orientation::upright;
+std::unique_ptr<Decoder> openFor(Reader reader, ByteSource& file) {
+    file.keep(maxPngKept);
+    return std::make_unique<PngDecoder>(file, reader);
 }
 
 } // namespace
 
-std::unique_ptr<Decoder> openPng(ByteSource& file) {
-    return std::make_unique<PngDecoder>(file, Reader::fastest);
-}
-std::unique_ptr<Decoder> openPngByLibpng(ByteSource& file) {
-    return std::make_unique<PngDecoder>(file, Reader::libpng);
-}
+std::unique_ptr<Decoder> openPng(ByteSource& file) { return openFor(Reader::fastest, file); }
+std::unique_ptr<Decoder> openPngByLibpng(ByteSource& file) { return openFor(Reader::libpng, file); }
 
 } // namespace sorvane::decoder

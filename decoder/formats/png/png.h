@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -9,21 +10,26 @@
 
 namespace sorvane::decoder {
 
-/// What libpng and the decoder keep, at most: libpng's two rows and the decoder's own, each as wide
-/// as the whole budget with four channels of 16 bits.
-inline constexpr std::uint64_t pngMemory = std::uint64_t{3} * 8 * pixelBudget;
+/// How much of a file is kept, until its orientation is known, for pixels that turn out to be
+/// turned when they have been handed over. More would not leave the process under 16 MiB.
+inline constexpr std::size_t maxPngKept = std::size_t{8} << 20;
 
-/// PNG in every colour type, depth and interlace; of an animated one the default image. Damage to
-/// anything the picture is made of, down to a missing IEND, is an answer of "no picture": a cut
-/// file may have lost its orientation, and is not the file that somebody copied. An ancillary chunk
-/// that fails its checksum counts as absent, and what follows IEND is not looked at. `file` must
-/// outlive the decoder.
+/// What libpng and the decoder keep, at most: libpng's two rows and the decoder's own, each as wide
+/// as the whole budget with four channels of 16 bits; and the beginning of the file.
+inline constexpr std::uint64_t pngMemory = std::uint64_t{3} * 8 * pixelBudget + maxPngKept;
+
+/// PNG in every colour type, depth and interlace; of an animated one the default image. A file that
+/// is damaged in anything the picture is made of, down to a missing IEND, is rejected: one that is
+/// cut short may have lost its orientation, and is not the file that somebody copied. An
+/// orientation after the pixels restarts the sink; where it turns them in a file of more than
+/// `maxPngKept` bytes, the file is rejected. An ancillary chunk that fails its checksum counts as
+/// absent, and what follows IEND is not read. `file` must outlive the decoder.
 std::unique_ptr<Decoder> openPng(ByteSource& file);
 
-/// The same with every pixel read by libpng, which is slower and which the tests take as judge. The
-/// answers are the same but for two kinds of damage: compressed data that are not whole behind the
-/// last pixel, which libpng does not always look at; and a block whose code has words to spare,
-/// which zlib refuses and the faster inflater reads, if all checksums are right.
+/// The same with every pixel read by libpng, which is slower; the tests take it as the reference.
+/// The answers are the same but for two kinds of damage: compressed data that are damaged after the
+/// last pixel, which libpng does not always notice; and a block whose Huffman code is incomplete,
+/// which zlib rejects and the faster inflater reads, if all checksums are right.
 std::unique_ptr<Decoder> openPngByLibpng(ByteSource& file);
 
 } // namespace sorvane::decoder

@@ -8,30 +8,48 @@
 
 namespace sorvane::test {
 
-/// What a decoder made of a file: its header, and the pixels' samples where the spans put them.
+/// What a decoder made of a file: its header, and the pixels' samples where the runs put them.
 struct RecordedPicture : decoder::PixelSink {
     std::optional<decoder::PictureHeader> header;
     Bytes samples;
     bool whole = false;
+    std::size_t runs = 0;
 
     RecordedPicture(std::unique_ptr<decoder::Decoder> (*open)(decoder::ByteSource&),
                     const Bytes& content) {
         InputFile file(content);
-        const auto decoder = open(file.source());
-        header = decoder->readHeader();
-        if (!header) return;
-        samples.resize(header->size.width * header->size.height * header->samples.pixelBytes());
-        whole = decoder->readPixels(*this);
+        read(*open(file.source()));
     }
 
-    void take(const decoder::PixelRun& span) override {
+    RecordedPicture(std::unique_ptr<decoder::Decoder> (*open)(decoder::ByteSource&),
+                    int descriptor) {
+        decoder::ByteSource file(descriptor);
+        read(*open(file));
+    }
+
+    void restart(decoder::Orientation orientation) override {
+        header->orientation = orientation;
+        samples.assign(samples.size(), 0);
+        runs = 0;
+    }
+
+    void take(const decoder::PixelRun& run) override {
+        ++runs;
         const std::size_t step = header->samples.pixelBytes();
-        for (std::size_t i = 0; i < span.count; ++i) {
-            const std::size_t x = span.firstColumn + i * span.columnStep;
-            const std::size_t place = (span.row * std::size_t{header->size.width} + x) * step;
+        for (std::size_t i = 0; i < run.count; ++i) {
+            const std::size_t x = run.firstColumn + i * run.columnStep;
+            const std::size_t index = (run.row * std::size_t{header->size.width} + x) * step;
             for (std::size_t byte = 0; byte < step; ++byte)
-                samples.at(place + byte) = span.samples[i * step + byte];
+                samples.at(index + byte) = run.samples[i * step + byte];
         }
+    }
+
+  private:
+    void read(decoder::Decoder& decoder) {
+        header = decoder.readHeader();
+        if (!header) return;
+        samples.resize(header->size.width * header->size.height * header->samples.pixelBytes());
+        whole = decoder.readPixels(*this);
     }
 };
 

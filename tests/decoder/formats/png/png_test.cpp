@@ -6,6 +6,7 @@
 
 #include "tests/decoder/formats/png/png_bytes.h"
 #include "tests/decoder/formats/recorded_picture.h"
+#include "tests/decoder/memory_file.h"
 
 using namespace sorvane::decoder;
 using namespace sorvane::test;
@@ -54,15 +55,51 @@ TEST_CASE("an interlaced picture comes in passes, each pixel once") {
     CHECK(picture.samples == Bytes{1, 2, 3, 4, 5, 6});
 }
 
-TEST_CASE("an orientation counts when it stands before the pixels") {
-    const PngForm form{2, 1};
-    const Bytes rows = {0, 10, 20};
-    const auto turned = recorded(pngFile(form, rows, orientationChunk(6)));
-    CHECK(turned.whole);
-    CHECK(turned.header->orientation == Orientation::quarterTurn);
-    CHECK_FALSE(recorded(pngFile(form, rows, {}, orientationChunk(6))).whole);
-    CHECK(recorded(pngFile(form, rows, {}, orientationChunk(1))).whole);
-    CHECK(recorded(pngFile(form, rows, orientationChunk(8), orientationChunk(6))).whole);
+TEST_CASE("the first orientation counts, before the pixels or after them") {
+    const auto orientation = [](const Bytes& before, const Bytes& after) {
+        const auto picture = recorded(pngFile({2, 1}, {0, 10, 20}, before, after));
+        REQUIRE(picture.whole);
+        CHECK(picture.samples == Bytes{10, 20});
+        CHECK(picture.runs == 1);
+        return picture.header->orientation;
+    };
+    const Bytes six = orientationChunk(6);
+    const Bytes eight = orientationChunk(8);
+    CHECK(orientation(six, {}) == Orientation::quarterTurn);
+    CHECK(orientation({}, orientationChunk(1)) == Orientation::upright);
+    CHECK(orientation({}, six) == Orientation::quarterTurn);
+    CHECK(orientation({}, joined({eight, six})) == Orientation::threeQuarterTurn);
+    CHECK(orientation(eight, six) == Orientation::threeQuarterTurn);
+    CHECK(orientation(orientationChunk(1), six) == Orientation::upright);
+}
+
+TEST_CASE("an orientation after the pixels counts in every form of picture") {
+    const Bytes turn = orientationChunk(3);
+    for (const PngForm& form : {PngForm{2, 1}, PngForm{2, 1, 8, 0, true}, PngForm{1, 1, 16}}) {
+        const Bytes rows = form.interlaced ? Bytes{0, 10, 0, 20} : Bytes{0, 10, 20};
+        for (const auto open : {openPng, openPngByLibpng}) {
+            const RecordedPicture before(open, pngFile(form, rows, turn));
+            const RecordedPicture after(open, pngFile(form, rows, {}, turn));
+            CHECK(before.whole);
+            CHECK(after.whole);
+            CHECK(after.header->orientation == Orientation::halfTurn);
+            CHECK(after.samples == before.samples);
+        }
+    }
+}
+
+TEST_CASE("a turn after the pixels of a file that is too large to be kept is no whole picture") {
+    const auto file = [](std::size_t length, std::uint8_t orientation) {
+        return pngFile({2, 1}, {0, 10, 20}, pngChunk("tEXt", Bytes(length)),
+                       orientationChunk(orientation));
+    };
+    const auto whole = [](const Bytes& content) {
+        const MemoryFile memory;
+        return RecordedPicture(openPng, memory.holding(content)).whole;
+    };
+    CHECK(whole(file(maxPngKept - 1000, 6)));
+    CHECK_FALSE(whole(file(maxPngKept, 6)));
+    CHECK(whole(file(maxPngKept, 1)));
 }
 
 TEST_CASE("a picture that is cut short or damaged is not whole") {
