@@ -24,11 +24,11 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 // A request grows with the pictures of its prompt; this is room for a hundred thousand of them.
-constexpr std::size_t requestLimit = 16 * 1024 * 1024;
+constexpr std::size_t maxRequest = 16 * 1024 * 1024;
 
-constexpr std::size_t readChunk = 64 * 1024;
+constexpr std::size_t chunkSize = 64 * 1024;
 
-constexpr std::chrono::milliseconds withoutLimit{-1};
+constexpr std::chrono::milliseconds untilStopped{-1};
 
 // A signal becomes a byte in this pipe, which every wait watches; the byte stays there.
 int stopPipe[2] = {-1, -1};
@@ -50,7 +50,7 @@ void watchForSignals() {
     std::signal(SIGINT, askToStop);
 }
 
-// Whether the event came, or the other end went, within the time.
+// Whether the event came, or the other end hung up, within the time.
 bool wait(const UniqueDescriptor& socket, short event, std::chrono::milliseconds time) {
     const auto deadline = Clock::now() + time;
     while (true) {
@@ -84,15 +84,15 @@ bool isServed(const SocketAddress& address) {
 
 } // namespace
 
-// Quiet where that is a property of the socket: from the listener. To ask for it here would fail
-// for a client that has gone already.
+// Where the signal is switched off for a socket, an accepted one has that from the listener. To ask
+// for it here would fail for a client that has gone already.
 Client::Client(UniqueDescriptor socket) : socket_(std::move(socket)) { prepare(socket_); }
 
 std::optional<std::string> Client::readLine() {
-    const auto deadline = Clock::now() + patience;
+    const auto deadline = Clock::now() + timeout;
     std::string line;
-    std::array<char, readChunk> chunk;
-    while (line.size() <= requestLimit) {
+    std::array<char, chunkSize> chunk;
+    while (line.size() <= maxRequest) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         if (left <= left.zero() || !wait(socket_, POLLIN, left))
             throw std::runtime_error("the client stalled in its request");
@@ -114,7 +114,7 @@ void Client::send(std::string_view bytes) {
         if (count >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            if (!wait(socket_, POLLOUT, patience))
+            if (!wait(socket_, POLLOUT, timeout))
                 throw std::runtime_error("the client does not take its answer");
         } else if (errno != EINTR) {
             fail("the client has gone");
@@ -122,7 +122,8 @@ void Client::send(std::string_view bytes) {
     }
 }
 
-void Client::pause(std::chrono::milliseconds time) { wait(socket_, 0, time); }
+// Asked for by name, because some systems tell nothing of a socket that is asked for no event.
+void Client::pause(std::chrono::milliseconds time) { wait(socket_, POLLHUP, time); }
 
 SocketFile::SocketFile(const UniqueDescriptor& socket, const fs::path& path) : path_(path) {
     const auto address = addressOf(path);
@@ -152,7 +153,7 @@ Listener::Listener(const fs::path& path) : socket_(makeSocket()) {
 
 Client Listener::accept() {
     while (true) {
-        wait(socket_, POLLIN, withoutLimit);
+        wait(socket_, POLLIN, untilStopped);
         UniqueDescriptor client(::accept(socket_.get(), nullptr, nullptr));
         if (client) return Client(std::move(client));
         if (errno != EINTR && errno != EAGAIN && errno != ECONNABORTED) fail("accept");

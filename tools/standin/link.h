@@ -12,11 +12,11 @@
 /// call is made again. Every wait ends at once, with `Stopped`, when SIGTERM or SIGINT arrives.
 namespace sorvane::standin {
 
-/// The longest wait for one client: well above the 2 seconds after which a client gives up, so that
-/// it is never this end that ends a silence too early.
-inline constexpr std::chrono::milliseconds patience = std::chrono::seconds(5);
+/// How long one client is waited for: well above the 2 seconds after which a client gives up, so
+/// that it is never this end that ends a silence too early.
+inline constexpr std::chrono::milliseconds timeout = std::chrono::seconds(5);
 
-/// Thrown out of a wait: the user has had enough.
+/// Thrown out of a wait when the user stops the program.
 struct Stopped {};
 
 /// A connected client. Closed with the object.
@@ -38,7 +38,7 @@ class Client {
     UniqueDescriptor socket_;
 };
 
-/// A socket file, from its making to its removal with the object.
+/// A socket file, removed with the object.
 class SocketFile {
   public:
     /// Throws std::system_error.
@@ -51,12 +51,12 @@ class SocketFile {
     std::filesystem::path path_;
 };
 
-/// Whoever wants to be a client comes here.
+/// Takes clients, one after the other.
 class Listener {
   public:
-    /// Makes the folder (mode 0700) and the socket file (mode 0600), in place of one that nobody
-    /// serves any more, and takes SIGTERM and SIGINT as the wish to stop; only one object may do
-    /// so. Throws std::runtime_error.
+    /// Makes the folder (mode 0700) and the socket file (mode 0600), which may replace one that
+    /// nobody serves any more, and takes over SIGTERM and SIGINT; only one object may do so. Throws
+    /// std::runtime_error.
     explicit Listener(const std::filesystem::path& path);
 
     Client accept();

@@ -185,7 +185,8 @@ class Application {
     }
 
     static nlohmann::json image(const Picture& picture, std::string_view workspace) {
-        nlohmann::json image = {{"relativePath", place(picture, workspace)}, {"uti", picture.uti}};
+        nlohmann::json image = {{"relativePath", copyInto(workspace, picture)},
+                                {"uti", picture.uti}};
         if (picture.width) image["width"] = *picture.width;
         if (picture.height) image["height"] = *picture.height;
         return image;

@@ -14,10 +14,10 @@ namespace {
 using namespace std::chrono_literals;
 
 // A client takes no larger answer.
-constexpr std::size_t answerLimit = 1'048'576;
+constexpr std::size_t maxAnswer = 1'048'576;
 
-// A delay beyond a minute tells no more about a client that waits 2 seconds.
-constexpr std::chrono::milliseconds longestDelay = 60s;
+// A longer delay tells no more about a client that waits 2 seconds.
+constexpr std::chrono::milliseconds maxDelay = 60s;
 
 // At most 100 pauses of 5 ms: a client that takes pieces has them all well within its 2 seconds.
 constexpr std::size_t pieceCount = 100;
@@ -53,20 +53,21 @@ std::string_view withoutLineFeed(std::string_view text) {
 // byte too large.
 void giveOversized(Client& client, const Reply& reply, char last) {
     std::string text(withoutLineFeed(reply.text));
-    text.resize(std::max(text.size(), answerLimit), ' ');
+    text.resize(std::max(text.size(), maxAnswer), ' ');
     client.send(text + last);
 }
 
 void giveWithWrongID(Client& client, const Reply& reply) {
     std::string text = reply.text;
-    const std::size_t place = text.find(reply.requestID);
-    if (place != text.npos) text.replace(place, reply.requestID.size(), Uuid::random().lowerText());
+    const std::size_t offset = text.find(reply.requestID);
+    if (offset != text.npos)
+        text.replace(offset, reply.requestID.size(), Uuid::random().lowerText());
     client.send(text);
 }
 
 void giveUnterminated(Client& client, const Reply& reply) {
     client.send(withoutLineFeed(reply.text));
-    client.pause(patience);
+    client.pause(timeout);
 }
 
 Manner refusing(std::optional<std::string> error) {
@@ -79,7 +80,7 @@ std::optional<Manner> delaying(std::string_view milliseconds) {
     int count = 0;
     const char* end = milliseconds.data() + milliseconds.size();
     const auto [rest, failure] = std::from_chars(milliseconds.data(), end, count);
-    if (failure != std::errc{} || rest != end || count < 0 || count > longestDelay.count())
+    if (failure != std::errc{} || rest != end || count < 0 || count > maxDelay.count())
         return std::nullopt;
     return Manner{[count](Client& client, const Reply& reply) {
         client.pause(std::chrono::milliseconds(count));
@@ -93,7 +94,7 @@ struct Named {
 };
 
 constexpr std::array plainKinds = {
-    Named{"silence", [](Client& client, const Reply&) { client.pause(patience); }},
+    Named{"silence", [](Client& client, const Reply&) { client.pause(timeout); }},
     Named{"pieces", givePieces},
     Named{"pieces-slow", giveSlowHalves},
     Named{"nonsense", [](Client& client, const Reply&) { client.send("this is not JSON\n"); }},
@@ -106,7 +107,7 @@ constexpr std::array plainKinds = {
     Named{"unterminated", giveUnterminated},
 };
 
-std::optional<std::string_view> behind(std::string_view prefix, std::string_view text) {
+std::optional<std::string_view> after(std::string_view prefix, std::string_view text) {
     if (!text.starts_with(prefix)) return std::nullopt;
     return text.substr(prefix.size());
 }
@@ -121,8 +122,8 @@ std::optional<Manner> misbehaviour(std::string_view kind) {
     if (kind == "hang-up-early") return Manner{nullptr, true};
     if (kind == "refuse") return refusing("The stand-in refuses every request.");
     if (kind == "refuse-mute") return refusing(std::nullopt);
-    if (const auto error = behind("refuse:", kind)) return refusing(std::string(*error));
-    if (const auto milliseconds = behind("delay:", kind)) return delaying(*milliseconds);
+    if (const auto error = after("refuse:", kind)) return refusing(std::string(*error));
+    if (const auto milliseconds = after("delay:", kind)) return delaying(*milliseconds);
     return std::nullopt;
 }
 

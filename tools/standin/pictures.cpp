@@ -17,8 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The folder of a workspace that holds the originals.
-constexpr std::string_view placesFolder = ".sorvane";
+// The folder of a workspace that holds the copies.
+constexpr std::string_view copiesFolder = ".sorvane";
 
 // 64 bits of the digest tell the pictures of one workspace apart and keep the names readable.
 constexpr std::size_t nameLength = 16;
@@ -47,8 +47,8 @@ Picture indexed(const fs::path& file) {
     };
     const FileType type = fileType(file);
     return {.file = file,
-            .assetHash = text("sha256"),
-            .pixelHash = text("pixelHash"),
+            .digest = text("sha256"),
+            .pixelDigest = text("pixelHash"),
             .width = integerMember(identity, "pixelWidth"),
             .height = integerMember(identity, "pixelHeight"),
             .uti = type.uti,
@@ -76,37 +76,37 @@ const Picture* Pictures::find(const nlohmann::json& identity) const {
         return picture == pictures_.end() ? nullptr : &*picture;
     };
     for (const std::string_view key : {"assetID", "sha256"}) {
-        const auto hash = textMember(identity, key);
-        if (!hash) continue;
-        if (const Picture* picture = first([&](const Picture& p) { return p.assetHash == *hash; }))
+        const auto digest = textMember(identity, key);
+        if (!digest) continue;
+        if (const Picture* picture = first([&](const Picture& p) { return p.digest == *digest; }))
             return picture;
     }
-    const auto hash = textMember(identity, "pixelHash");
+    const auto digest = textMember(identity, "pixelHash");
     const auto width = integerMember(identity, "pixelWidth");
     const auto height = integerMember(identity, "pixelHeight");
-    if (!hash || hash->empty() || !width || !height) return nullptr;
+    if (!digest || digest->empty() || !width || !height) return nullptr;
     return first([&](const Picture& p) {
-        return p.pixelHash == *hash && p.width == width && p.height == height;
+        return p.pixelDigest == *digest && p.width == width && p.height == height;
     });
 }
 
-std::string place(const Picture& picture, const fs::path& workspace) {
+std::string copyInto(const fs::path& workspace, const Picture& picture) {
     if (!workspace.is_absolute() || !fs::is_directory(workspace))
         throw std::runtime_error("the workspace is no existing directory");
     const std::string bytes = readFile(picture.file);
-    if (HelperIO::sha256(bytes) != picture.assetHash)
+    if (HelperIO::sha256(bytes) != picture.digest)
         throw std::runtime_error("a picture has changed since it was indexed");
 
     // A link here could lead anywhere: the folder is a directory of the workspace's own, or none.
-    const fs::path folder = workspace / placesFolder;
+    const fs::path folder = workspace / copiesFolder;
     fs::create_directory(folder);
     if (fs::symlink_status(folder).type() != fs::file_type::directory)
         throw std::runtime_error("the workspace's folder for pictures is no directory");
 
     const std::string name =
-        picture.assetHash.substr(0, nameLength) + "." + std::string(picture.extension);
+        picture.digest.substr(0, nameLength) + "." + std::string(picture.extension);
     if (!holds(folder / name, bytes)) HelperIO::replaceFile(folder / name, bytes);
-    return std::string(placesFolder) + "/" + name;
+    return std::string(copiesFolder) + "/" + name;
 }
 
 } // namespace sorvane::standin

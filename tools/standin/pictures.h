@@ -14,8 +14,9 @@ namespace sorvane::standin {
 /// A picture of the folder, as it was when the folder was indexed.
 struct Picture {
     std::filesystem::path file;
-    std::string assetHash; ///< digest text of the file's bytes: its asset hash and its "sha256"
-    std::string pixelHash; ///< empty when the file has no pixel identity; then there is no size
+    std::string digest;      ///< of the file's bytes: its "assetID" and its "sha256"
+    std::string pixelDigest; ///< its "pixelHash"; empty when the file has no pixel identity; then
+                             ///< there is no size
     std::optional<std::int64_t> width;
     std::optional<std::int64_t> height;
 
@@ -39,11 +40,11 @@ class Pictures {
     std::vector<Picture> pictures_;
 };
 
-/// Puts a picture's original into the workspace, byte for byte, and gives its path seen from there.
+/// Copies a picture's file into the workspace and gives its path relative to the workspace.
 /// The same file found there is left alone; links inside the workspace are not followed.
-/// Throws std::runtime_error, with nothing put there, when the workspace is no absolute path of an
-/// existing directory, its folder for pictures is anything but a directory, the original is no
-/// longer what was indexed, or the file system refuses.
-std::string place(const Picture& picture, const std::filesystem::path& workspace);
+/// Throws std::runtime_error, and copies nothing, when the workspace is no absolute path of an
+/// existing directory, its folder for pictures is anything but a directory, the file is no longer
+/// what was indexed, or the file system refuses.
+std::string copyInto(const std::filesystem::path& workspace, const Picture& picture);
 
 } // namespace sorvane::standin
