@@ -1,12 +1,16 @@
-// The notification as a signal on the D-Bus session bus, by sd-bus. A bus that cannot be found
-// is silence at once: nothing is launched to have one.
+// The notification as a signal on the D-Bus session bus, by sd-bus. Without a bus nothing happens:
+// no program is started to have one, and no other host is asked.
 
 #include "broker/session_notification.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
+#include <new>
+#include <string_view>
 
 #include <systemd/sd-bus.h>
 
@@ -16,21 +20,49 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A bus that is there greets within milliseconds; one that does not must not hold up the caller.
-constexpr auto patience = std::chrono::seconds(1);
+// A bus answers and takes a signal within milliseconds; one that does not must not hold up the
+// caller.
+constexpr auto timeout = std::chrono::seconds(1);
 
 using Bus = std::unique_ptr<sd_bus, decltype(&sd_bus_close_unref)>;
 
-Bus openSessionBus() {
-    sd_bus* bus = nullptr;
-    if (sd_bus_open_user(&bus) < 0) bus = nullptr;
-    return {bus, &sd_bus_close_unref};
+// The Unix-domain sockets of a list of addresses. Another address may start a program
+// ("unixexec:") or look for a host ("tcp:"), which nothing bounds in time.
+std::string socketAddresses(std::string_view list) {
+    std::string sockets;
+    while (!list.empty()) {
+        const std::string_view address = list.substr(0, list.find(';'));
+        if (address.starts_with("unix:")) sockets.append(address).append(";");
+        list.remove_prefix(std::min(list.size(), address.size() + 1));
+    }
+    return sockets;
 }
 
-// Whether the bus has greeted us; until then everything sent only waits in our own queue.
-bool becomesReady(sd_bus* bus) {
-    const auto deadline = Clock::now() + patience;
-    while (sd_bus_is_ready(bus) == 0) {
+int startAt(sd_bus* bus, const std::string& addresses) {
+    if (addresses.empty()) return -ENOENT;
+    const int result = sd_bus_set_address(bus, addresses.c_str());
+    if (result < 0) return result;
+    sd_bus_set_bus_client(bus, 1);
+    return sd_bus_start(bus);
+}
+
+Bus openSessionBus() {
+    sd_bus* bus = nullptr;
+    const char* listed = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    if (listed == nullptr) {
+        if (sd_bus_open_user(&bus) < 0) bus = nullptr;
+        return {bus, &sd_bus_close_unref};
+    }
+    if (sd_bus_new(&bus) < 0) bus = nullptr;
+    Bus opened(bus, &sd_bus_close_unref);
+    if (opened && startAt(bus, socketAddresses(listed)) < 0) opened.reset();
+    return opened;
+}
+
+// Whether a condition of the bus comes true before the deadline, while the bus is read and written.
+template<class Condition>
+bool awaits(sd_bus* bus, Clock::time_point deadline, Condition holds) {
+    while (!holds()) {
         const auto left =
             std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
         if (left.count() <= 0) return false;
@@ -40,19 +72,29 @@ bool becomesReady(sd_bus* bus) {
         const int event = sd_bus_wait(bus, static_cast<std::uint64_t>(left.count()));
         if (event < 0 && event != -EINTR) return false;
     }
-    return sd_bus_is_ready(bus) > 0;
+    return true;
+}
+
+bool isWritten(sd_bus* bus) {
+    std::uint64_t queued = 0;
+    return sd_bus_get_n_queued_write(bus, &queued) < 0 || queued == 0;
 }
 
 } // namespace
 
 // The name is data: a hyphen is not allowed in the names of interfaces and members.
-void postSessionChanged(const std::string& agent) noexcept {
-    const Bus bus = openSessionBus();
-    if (!bus || !becomesReady(bus.get())) return;
-    if (sd_bus_emit_signal(bus.get(), "/com/sorvane/Notification", "com.sorvane.Notification",
-                           "Posted", "ss", "com.sorvane.client-session-changed",
-                           agent.c_str()) >= 0)
-        sd_bus_flush(bus.get());
+void postSessionChanged(const std::string& agent) noexcept try {
+    const auto deadline = Clock::now() + timeout;
+    const Bus owner = openSessionBus();
+    sd_bus* bus = owner.get();
+    // Until the bus has answered, everything sent only waits in the queue of this process.
+    if (bus == nullptr || !awaits(bus, deadline, [bus] { return sd_bus_is_ready(bus) > 0; }))
+        return;
+    if (sd_bus_emit_signal(bus, "/com/sorvane/Notification", "com.sorvane.Notification", "Posted",
+                           "ss", "com.sorvane.client-session-changed", agent.c_str()) >= 0)
+        awaits(bus, deadline, [bus] { return isWritten(bus); });
+} catch (const std::bad_alloc&) {
+    // Nobody is told.
 }
 
 } // namespace sorvane

@@ -1,8 +1,9 @@
 // The notification as others see it: on a session bus that the test starts for itself, received by
-// a process of its own; and everything that may stand in place of a bus.
+// a process of its own; and everything that may stand where a bus is expected.
 
 #include "broker/session_notification.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -153,7 +154,7 @@ struct MuteSocket {
     UniqueDescriptor listener = makeSocket();
 };
 
-// Far more than the poster's own patience, far less than that of the library below it, which is 25
+// Far more than the poster's own timeout, far less than that of the library below it, which is 25
 // seconds and more.
 constexpr std::chrono::seconds farTooLong(20);
 
@@ -168,6 +169,49 @@ void checkSilence(const std::optional<std::string>& address) {
 }
 
 std::atomic<int> interruptions = 0;
+
+/// The bus's end of a connection, up to its answer to the client's greeting; from there on nothing
+/// is read but by `bytesUntilHangUp`.
+class GreetingBus {
+  public:
+    explicit GreetingBus(const Conversation& client) : descriptor_(client.descriptor()) {
+        const int own = ::dup(descriptor_);
+        REQUIRE(sd_bus_new(&bus_) >= 0);
+        REQUIRE(sd_bus_set_fd(bus_, own, own) >= 0);
+        REQUIRE(sd_bus_set_server(bus_, 1, sd_id128_t{}) >= 0);
+        REQUIRE(sd_bus_add_filter(bus_, nullptr, &greet, this) >= 0);
+        REQUIRE(sd_bus_start(bus_) >= 0);
+        while (!greeted_) {
+            const int progress = sd_bus_process(bus_, nullptr);
+            REQUIRE(progress >= 0);
+            if (progress == 0) sd_bus_wait(bus_, UINT64_MAX);
+        }
+    }
+    GreetingBus(const GreetingBus&) = delete;
+    GreetingBus& operator=(const GreetingBus&) = delete;
+    ~GreetingBus() { sd_bus_close_unref(bus_); }
+
+    std::size_t bytesUntilHangUp() const {
+        std::string content;
+        ::fcntl(descriptor_, F_SETFL, 0);
+        appendToEnd(descriptor_, content);
+        return content.size();
+    }
+
+  private:
+    static int greet(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
+        if (sd_bus_message_is_method_call(message, nullptr, "Hello") <= 0) return 0;
+        static_cast<GreetingBus*>(self)->greeted_ = true;
+        return sd_bus_reply_method_return(message, "s", ":1.1");
+    }
+
+    int descriptor_;
+    sd_bus* bus_ = nullptr;
+    bool greeted_ = false;
+};
+
+// An agent's name that no socket takes at once.
+std::string longName() { return std::string(20'000'000, 'x'); }
 
 } // namespace
 
@@ -243,6 +287,21 @@ TEST_CASE("a notification is on its way when the call returns") {
     CHECK(stage.listener.heard() == posted("codex"));
 }
 
+TEST_CASE("a notification that the bus takes in pieces is written whole before the call returns") {
+    const test::TemporaryDirectory directory;
+    std::size_t read = 0;
+    FakeApplication bus(directory.path() / "bus", [&](Conversation& client) {
+        const GreetingBus greeting(client);
+        Conversation::pause();
+        read = greeting.bytesUntilHangUp();
+    });
+    const ScopedEnvironment address("DBUS_SESSION_BUS_ADDRESS",
+                                    "unix:path=" + (directory.path() / "bus").native());
+    postSessionChanged(longName());
+    REQUIRE(bus.received().size() == 1);
+    CHECK(read > longName().size());
+}
+
 TEST_CASE("another process is heard as well") {
     const Stage stage;
     const StartedProcess process(stage.recorder(), {"server", "claude-code", "client-1", "name"});
@@ -304,6 +363,36 @@ TEST_CASE("a bus that takes the connection and never answers is not waited for")
     checkSilence("unix:path=" + (directory.path() / "bus").native());
 }
 
+TEST_CASE("a bus that does not take the whole notification is not waited for") {
+    const test::TemporaryDirectory directory;
+    std::atomic<bool> returned = false;
+    FakeApplication bus(directory.path() / "bus", [&](Conversation& client) {
+        const GreetingBus greeting(client);
+        for (int pauses = 0; pauses < 500 && !returned; ++pauses) Conversation::pause();
+    });
+    const ScopedEnvironment address("DBUS_SESSION_BUS_ADDRESS",
+                                    "unix:path=" + (directory.path() / "bus").native());
+    const auto before = std::chrono::steady_clock::now();
+    postSessionChanged(longName());
+    const auto time = std::chrono::steady_clock::now() - before;
+    returned = true;
+    CHECK((time < std::chrono::seconds(5)));
+    CHECK(bus.received().size() == 1);
+}
+
+TEST_CASE("an address that starts a program or names a host is not followed, the others are") {
+    const Stage stage;
+    const auto started = stage.directory() / "started";
+    const std::string program = "unixexec:path=touch,argv1=" + started.native();
+    const ScopedEnvironment onlyProgram("DBUS_SESSION_BUS_ADDRESS", program);
+    stage.record("codex");
+    const ScopedEnvironment both("DBUS_SESSION_BUS_ADDRESS",
+                                 program + ";tcp:host=127.0.0.1,port=9;" + stage.bus.ownAddress());
+    stage.record("cursor");
+    CHECK(stage.listener.heard() == posted("cursor"));
+    CHECK_FALSE(std::filesystem::exists(started));
+}
+
 TEST_CASE("a bus too busy to take the connection is not waited for") {
     const test::TemporaryDirectory directory;
     const MuteSocket busy(directory.path() / "bus", 0);
@@ -316,7 +405,7 @@ TEST_CASE("a bus too busy to take the connection is not waited for") {
     checkSilence("unix:path=" + (directory.path() / "bus").native());
 }
 
-TEST_CASE("whatever answers in place of a bus is no failure") {
+TEST_CASE("whatever answers instead of a bus is no failure") {
     const std::string agreement =
         "DATA\r\nOK 0123456789abcdef0123456789abcdef\r\nAGREE_UNIX_FD\r\n";
     const struct {
