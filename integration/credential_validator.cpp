@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "integration/agent_identifier.h"
+#include "support/absolute_path.h"
 #include "support/file_reader.h"
 #include "support/helper_failure.h"
 #include "support/helper_io.h"
@@ -25,12 +26,14 @@ CredentialValidator::validate(std::string_view agent, std::string_view clientID,
     if (!isAccepted(agent)) throw HelperFailure::invalidRequest("Invalid agent identifier.");
     const auto manifest = HelperIO::readJSON<AgentManifest>(paths.agentFile(agent, ".json"));
 
-    const bool samePath = isTesting() || manifest.credentialPath == credentialFile.native();
+    const bool samePath =
+        isTesting() || manifest.credentialPath == absolutePath(credentialFile.native());
     if (manifest.agent != agent || manifest.clientID != clientID || !samePath)
         throw HelperFailure::invalidRequest(
             "Client identity does not match the managed registration.");
 
-    // The digest comes before the form: what the application did not issue is not looked into.
+    // The digest comes before the form: a file that the application did not issue is invalid,
+    // whatever it contains.
     std::string token = readFile(credentialFile);
     if (Sha256::hexOf(token) != manifest.credentialHash)
         throw HelperFailure::invalidRequest("Client credential is invalid.");

@@ -19,7 +19,7 @@ struct ValidatedCredential {
 struct CredentialValidator {
     const HelperPaths paths;
 
-    /// `credentialFile` is absolute and compared as text with the manifest's path: another
+    /// The absolute path of `credentialFile` is compared as text with the manifest's path: another
     /// spelling of the same file does not match. In testing mode the path may differ, and the
     /// agent "test" is accepted.
     /// Throws HelperFailure::invalidRequest when the client is refused; the file reader's and

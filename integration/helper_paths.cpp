@@ -32,9 +32,10 @@ HelperPaths::HelperPaths()
 
 std::filesystem::path HelperPaths::agentFile(std::string_view agent,
                                              std::string_view suffix) const {
-    std::string name(agent);
-    name += suffix;
-    return agents / name;
+    // Not with operator/, for which an identifier with a slash in front would be a whole path.
+    std::string file = agents.native();
+    file.append("/").append(agent).append(suffix);
+    return file;
 }
 
 } // namespace sorvane

@@ -137,10 +137,10 @@ TEST_CASE("every kind of agent has its own manifest") {
         installation.install(agent);
         CHECK(installation.outcome(agent, "client-1", installation.credential) == "accepted");
     }
-    // The other spelling of one UUID is another agent.
-    CHECK_THROWS_AS(installation.validate("custom-9B2F4C1E-3A7D-4F5B-8C6E-2D1A0F9E8B7C", "client-1",
-                                          installation.credential),
-                    std::system_error);
+    // The other spelling of one UUID is another agent. Where names of files differ by more than
+    // case its manifest is missing, elsewhere the one that is found names the first agent.
+    CHECK_THROWS(installation.validate("custom-9B2F4C1E-3A7D-4F5B-8C6E-2D1A0F9E8B7C", "client-1",
+                                       installation.credential));
 }
 
 TEST_CASE("an identifier that is no agent's is refused before any file is touched") {
@@ -237,6 +237,19 @@ TEST_CASE("another spelling of the credential's path does not match") {
         other.install("codex", {{"credentialPath", path}});
         CHECK(other.outcome() == mismatch);
     }
+}
+
+TEST_CASE("a relative path counts from the current directory") {
+    Installation installation;
+    const Path before = std::filesystem::current_path();
+    std::filesystem::current_path(installation.credential.parent_path());
+    const Path current = std::filesystem::current_path();
+    installation.install("codex", {{"credentialPath", (current / "credential").native()}});
+    CHECK(installation.outcome("codex", "client-1", "credential") == "accepted");
+    CHECK(installation.outcome("codex", "client-1", "./credential") == mismatch);
+    installation.install("codex", {{"credentialPath", "credential"}});
+    CHECK(installation.outcome("codex", "client-1", "credential") == mismatch);
+    std::filesystem::current_path(before);
 }
 
 TEST_CASE("a link that the manifest names is read") {

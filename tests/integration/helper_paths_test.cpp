@@ -126,3 +126,10 @@ TEST_CASE("an agent's file is its identifier and the suffix as they stand") {
     CHECK(paths.agentFile("custom-9B2F4c1e-3a7d-4f5b-8c6e-2d1a0f9e8b7c", ".json").native() ==
           "/tmp/x/Integrations/Agents/custom-9B2F4c1e-3a7d-4f5b-8c6e-2d1a0f9e8b7c.json");
 }
+
+TEST_CASE("an identifier that begins with a slash stays below the agents directory") {
+    const Environment environment("1", "/tmp/x");
+    CHECK(HelperPaths().agentFile("/etc/codex", ".json").native() ==
+          "/tmp/x/Integrations/Agents//etc/codex.json");
+    CHECK(HelperPaths().agentFile("", "/x").native() == "/tmp/x/Integrations/Agents//x");
+}
