@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <utility>
 
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -21,22 +20,22 @@ namespace sorvane {
 
 namespace {
 
-// The application answers from memory; whoever waits longer than this holds up a prompt.
-constexpr timeval timeOut{2, 0};
+// The application answers from memory. A prompt waits no longer than this for one read or write.
+constexpr timeval timeout{2, 0};
 
-// Through a socket that others may open, others may answer.
+// A socket file that others may write to may be answered by others.
 constexpr mode_t ownerOnly = 0600;
 
-constexpr std::size_t readChunk = 4096;
+constexpr std::size_t chunkSize = 4096;
 
-// An answer names a handful of files. More than this is not our peer speaking.
-constexpr std::size_t largestAnswer = 1'048'576;
+// An answer names a handful of files; this is room for thousands of them.
+constexpr std::size_t maxAnswer = 1'048'576;
 
 bool answers(const nlohmann::json& answer, std::string_view requestID) {
     return integerMember(answer, "version") == 1 && textMember(answer, "requestID") == requestID;
 }
 
-// The application's own bridge gives a flag as true or as the number 1.
+// The application's own JSON writer may give a flag as the number 1.
 bool isAgreed(const nlohmann::json& answer) {
     const nlohmann::json* ok = anyMember(answer, "ok");
     return ok != nullptr && (*ok == true || integerValue(*ok) == 1);
@@ -47,9 +46,9 @@ UniqueDescriptor connectedSocket(const std::filesystem::path& path) {
     if (!socket) throw HelperFailure::unavailable("Tandem Link transport is unavailable.");
     if (!suppressSigpipe(socket))
         throw HelperFailure::unavailable("Tandem Link transport could not be configured.");
-    // Without its time-outs the link still works: their results do not matter.
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &timeOut, sizeof timeOut);
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &timeOut, sizeof timeOut);
+    // The link works without its timeouts: these may fail.
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
     const auto address = socketAddress(path);
     if (!address) throw HelperFailure::unavailable("Tandem Link socket path is too long.");
     if (::connect(socket.get(), address->generic(), address->length) != 0)
@@ -66,18 +65,18 @@ void sendAll(const UniqueDescriptor& socket, std::string_view request) {
     }
 }
 
-// The answer ends with a line feed, the end of the stream, an error or a time-out, whichever comes
-// first; what was received until then is the answer.
+// The answer ends at a line feed that is the last byte received, at the end of the stream, at an
+// error or at a timeout, whichever comes first.
 std::string receiveAnswer(const UniqueDescriptor& socket) {
     std::string answer;
-    std::array<char, readChunk> chunk;
-    while (answer.size() <= largestAnswer) {
+    std::array<char, chunkSize> chunk;
+    while (answer.size() <= maxAnswer) {
         const ssize_t count = ::read(socket.get(), chunk.data(), chunk.size());
         if (count <= 0) break;
         answer.append(chunk.data(), static_cast<std::size_t>(count));
         if (answer.back() == '\n') break;
     }
-    if (answer.empty() || answer.size() > largestAnswer)
+    if (answer.empty() || answer.size() > maxAnswer)
         throw HelperFailure::unavailable("Tandem Link did not respond.");
     return answer;
 }
@@ -119,8 +118,6 @@ bool BrokerClient::isLocalBrokerReachable(const std::filesystem::path& at) noexc
     if ((status.st_mode & 0777) != ownerOnly) return false;
     const UniqueDescriptor socket = makeSocket();
     if (!socket) return false;
-    // An application that accepts nobody any more is not waited for.
-    ::fcntl(socket.get(), F_SETFL, O_NONBLOCK);
     const auto address = socketAddress(at);
     return address && ::connect(socket.get(), address->generic(), address->length) == 0;
 }

@@ -23,7 +23,7 @@ nlohmann::json brokerRequest(const BrokerIdentity& identity, std::string_view op
                              const std::string& requestID, nlohmann::json fields);
 
 /// Asks the running application over the Tandem Link: one connection, one JSON line there, one back
-/// (docs/tandem-link.md). Blocks on the calling thread; each write and each read waits at most 2
+/// (docs/tandem-link.md). Blocks the calling thread; each write and each read waits at most 2
 /// seconds. Nothing is retried.
 class BrokerClient {
   public:
@@ -31,16 +31,18 @@ class BrokerClient {
                           std::filesystem::path socketURL = HelperPaths().socket);
 
     /// Sends an operation with its fields, an object (see `brokerRequest`). Gives the whole answer
-    /// object once the application has said yes.
+    /// object of an application that agrees.
     /// Throws HelperFailure::unavailable when the application cannot be reached, answers badly or
     /// refuses; what `appendJSON` and `parseJSON` throw for fields without a JSON form and an
     /// answer that is not JSON.
     nlohmann::json call(std::string_view operation,
                         nlohmann::json fields = nlohmann::json::object()) const;
 
-    /// Whether the application's socket can be used now: a socket file of this user's own, for its
-    /// owner only, on which somebody accepts. Nothing is said on the connection. Every failure is
-    /// false.
+    /// Whether the application's socket can be used now: a socket file that belongs to this user,
+    /// with permissions for its owner only (0600), to which one `connect` succeeds. Nothing is sent
+    /// or read. Every failure is false. Blocks as long as `connect` does: where the listener's
+    /// queue is full, some systems wait until it accepts. Whoever needs a bound puts it around the
+    /// call.
     static bool
     isLocalBrokerReachable(const std::filesystem::path& at = HelperPaths().socket) noexcept;
 

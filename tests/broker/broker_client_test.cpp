@@ -21,11 +21,11 @@ using test::agreeing;
 using test::agreement;
 using test::Conversation;
 using test::FakeApplication;
+using test::invalidResponse;
 using test::Link;
 using test::outcome;
 using test::repeated;
 
-constexpr const char* invalidResponse = "Sorvane returned an invalid broker response.";
 constexpr const char* refusal = "Sorvane denied the request.";
 
 } // namespace
@@ -115,7 +115,7 @@ TEST_CASE("the request takes the caller's fields as they are") {
     }
 }
 
-TEST_CASE("the request lets the caller's fields take the place of the envelope's") {
+TEST_CASE("the request has the caller's fields replace the envelope's") {
     const Link link;
     FakeApplication application(link.socket, agreeing());
     link.call({{"operation", "other"}, {"credential", 7}, {"version", "x"}, {"agent", nullptr}});

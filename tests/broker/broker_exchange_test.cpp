@@ -1,10 +1,12 @@
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -28,17 +30,17 @@ using test::agreement;
 using test::answering;
 using test::Conversation;
 using test::FakeApplication;
+using test::invalidResponse;
 using test::Link;
 using test::outcome;
-using test::repeated;
+using test::pathOf;
 using test::ScopedLimit;
 
 constexpr const char* notReachable = "Sorvane is not running or Tandem Link is unavailable.";
 constexpr const char* notSent = "Tandem Link request failed.";
 constexpr const char* noResponse = "Tandem Link did not respond.";
 constexpr const char* pathTooLong = "Tandem Link socket path is too long.";
-constexpr const char* invalidResponse = "Sorvane returned an invalid broker response.";
-constexpr std::size_t largestAnswer = 1'048'576;
+constexpr std::size_t maxAnswer = 1'048'576;
 
 // An agreement of exactly so many bytes, padded inside; without a line feed.
 std::string agreementOf(std::size_t bytes, const json& request) {
@@ -47,16 +49,16 @@ std::string agreementOf(std::size_t bytes, const json& request) {
     return answer.dump();
 }
 
-// A path in a directory whose bytes are exactly so many, written in two-byte characters.
-std::filesystem::path pathOf(std::size_t bytes, const std::filesystem::path& directory) {
-    const std::size_t room = bytes - directory.native().size() - 1;
-    return directory / (repeated("ä", room / 2) + repeated("x", room % 2));
-}
-
 int lowestFreeDescriptor() {
     const UniqueDescriptor free(::open("/dev/null", O_RDONLY));
     return free.get();
 }
+
+using Clock = std::chrono::steady_clock;
+
+// Beyond the timeout of 2 seconds by what a busy machine may add.
+constexpr std::chrono::milliseconds atLeast{1900};
+constexpr std::chrono::milliseconds atMost{3300};
 
 /// Takes the superuser's privileges away as long as it lives, so that permissions count.
 class OrdinaryUser {
@@ -124,15 +126,15 @@ TEST_CASE("the exchange asks for a socket before it looks at the path") {
 
 TEST_CASE("the exchange reaches a socket whose path just fits, and refuses one byte more") {
     const test::TemporaryDirectory directory;
-    const auto longest = pathOf(sizeof(sockaddr_un::sun_path) - 1, directory.path());
-    FakeApplication application(longest, agreeing());
-    const BrokerClient reaching({"codex", "c", "t"}, longest);
+    const auto path = pathOf(sizeof(sockaddr_un::sun_path) - 1, directory.path());
+    FakeApplication application(path, agreeing());
+    const BrokerClient reaching({"codex", "c", "t"}, path);
     CHECK(outcome([&] { reaching.call("resolve"); }) == "answered");
 
     for (const std::size_t excess : {0U, 1U, 2U, 500U}) {
-        const auto path = pathOf(sizeof(sockaddr_un::sun_path) + excess, directory.path());
-        CAPTURE(path.native());
-        const BrokerClient client({"codex", "c", "t"}, path);
+        const auto tooLong = pathOf(sizeof(sockaddr_un::sun_path) + excess, directory.path());
+        CAPTURE(tooLong.native());
+        const BrokerClient client({"codex", "c", "t"}, tooLong);
         CHECK(outcome([&] { client.call("resolve"); }) == pathTooLong);
     }
     CHECK(application.received().size() == 1);
@@ -282,6 +284,43 @@ TEST_CASE("the exchange reads on past a lone answer without its line feed") {
     CHECK(link.outcomeOfCall() == invalidResponse);
 }
 
+TEST_CASE("the exchange waits for a line feed that comes by itself, and ends with it") {
+    const Link link;
+    bool waited = false;
+    bool closed = false;
+    Clock::duration left{};
+    FakeApplication application(link.socket, [&](Conversation& client) {
+        client.send(agreement(client.request()).dump());
+        pollfd hungUp{client.descriptor(), POLLIN, 0};
+        waited = ::poll(&hungUp, 1, 300) == 0;
+        client.send("\n");
+        const auto before = Clock::now();
+        closed = client.awaitHangUp();
+        left = Clock::now() - before;
+    });
+    CHECK(link.outcomeOfCall() == "answered");
+    CHECK(application.received().size() == 1);
+    CHECK(waited);
+    CHECK(closed);
+    CHECK((left < std::chrono::seconds(1))); // at the line feed, not at the timeout
+}
+
+TEST_CASE("the exchange reads pieces of 4,096 bytes") {
+    // The answer ends where a piece does, so where the line feeds are shows how long pieces are.
+    const auto outcomeOf = [](std::size_t lineFeeds, const std::string& rest) {
+        const Link link;
+        FakeApplication application(link.socket, [&](Conversation& client) {
+            client.request();
+            client.send(std::string(lineFeeds, '\n') + rest);
+        });
+        return link.outcomeOfCall();
+    };
+    CHECK(outcomeOf(4094, "{}") == invalidResponse);
+    CHECK(outcomeOf(4095, "{}\n") == invalidResponse);
+    CHECK(outcomeOf(4096, "{}\n") == "not JSON");
+    CHECK(outcomeOf(8192, "{}\n") == "not JSON");
+}
+
 TEST_CASE("the exchange reads on past a line feed inside a piece") {
     const Link link;
     FakeApplication application(link.socket, [](Conversation& client) {
@@ -324,10 +363,10 @@ TEST_CASE(
         const char* outcome;
     };
     for (const Row row :
-         {Row{largestAnswer - 1, false, "answered"}, Row{largestAnswer, false, "answered"},
-          Row{largestAnswer, true, "answered"}, Row{largestAnswer + 1, false, noResponse},
-          Row{largestAnswer + 1, true, noResponse}, Row{largestAnswer + 4096, true, noResponse},
-          Row{largestAnswer + 4097, true, noResponse}, Row{2 * largestAnswer, true, noResponse}}) {
+         {Row{maxAnswer - 1, false, "answered"}, Row{maxAnswer, false, "answered"},
+          Row{maxAnswer, true, "answered"}, Row{maxAnswer + 1, false, noResponse},
+          Row{maxAnswer + 1, true, noResponse}, Row{maxAnswer + 4096, true, noResponse},
+          Row{maxAnswer + 4097, true, noResponse}, Row{2 * maxAnswer, true, noResponse}}) {
         CAPTURE(row.bytes);
         CAPTURE(row.lineFeed);
         const Link link;
@@ -360,7 +399,11 @@ TEST_CASE("the exchange does not wait for ever for an answer") {
         client.request();
         closed = client.awaitHangUp();
     });
+    const auto before = Clock::now();
     CHECK(link.outcomeOfCall() == noResponse);
+    const auto time = Clock::now() - before;
+    CHECK((time >= atLeast));
+    CHECK((time <= atMost));
     CHECK(application.received().size() == 1);
     CHECK(closed);
 }
@@ -386,8 +429,13 @@ TEST_CASE("the exchange does not wait for ever for an application that does not 
         closed = ended;
     });
     const json fields = {{"text", std::string(4'000'000, 'x')}};
+    const auto before = Clock::now();
     CHECK(outcome([&] { link.call(fields); }) == notSent);
+    const auto time = Clock::now() - before;
     ended = true;
+    // Two writes: one that is taken in part, and one that is not taken.
+    CHECK((time >= atLeast));
+    CHECK((time <= 2 * atMost));
     CHECK(application.received().size() == 1);
     CHECK(closed);
 }

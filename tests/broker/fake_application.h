@@ -53,7 +53,7 @@ class Conversation {
     /// Lets the client take what was sent so far apart from what comes next.
     static void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
 
-    /// Whether the client hangs up within a time that is far beyond its own patience.
+    /// Whether the client hangs up within a time that is far beyond its own timeout.
     bool awaitHangUp() {
         constexpr int milliseconds = 20'000;
         pollfd waiting{socket_.get(), POLLIN, 0};
@@ -186,7 +186,7 @@ inline FakeApplication::Script agreeing(nlohmann::json members = nlohmann::json:
     };
 }
 
-/// Sends a text in place of an answer; every "$ID" in it is the request's identifier.
+/// Sends a text as the answer; every "$ID" in it is the request's identifier.
 inline FakeApplication::Script answering(std::string text) {
     return [text = std::move(text)](Conversation& client) {
         const std::string identifier = client.request().at("requestID");

@@ -29,7 +29,7 @@ std::string outcome(Action&& action) {
     return "answered";
 }
 
-/// A client and the place where its application would listen.
+/// A client, and the socket at which its application would listen.
 struct Link {
     TemporaryDirectory directory;
     std::filesystem::path socket = directory.path() / "sock";
@@ -50,10 +50,18 @@ struct Link {
     }
 };
 
+inline constexpr const char* invalidResponse = "Sorvane returned an invalid broker response.";
+
 inline std::string repeated(const std::string& text, std::size_t times) {
     std::string result;
     for (; times > 0; --times) result += text;
     return result;
+}
+
+/// A path in a directory, of exactly so many bytes, written in two-byte characters.
+inline std::filesystem::path pathOf(std::size_t bytes, const std::filesystem::path& directory) {
+    const std::size_t room = bytes - directory.native().size() - 1;
+    return directory / (repeated("ä", room / 2) + repeated("x", room % 2));
 }
 
 } // namespace sorvane::test

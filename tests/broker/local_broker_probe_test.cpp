@@ -1,7 +1,11 @@
+#include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -12,10 +16,12 @@
 
 #include "broker/broker_client.h"
 #include "support/unix_socket.h"
+#include "tests/broker/link.h"
 #include "tests/scoped_environment.h"
 #include "tests/temporary_directory.h"
 
 using namespace sorvane;
+using test::pathOf;
 using test::ScopedEnvironment;
 
 namespace {
@@ -23,13 +29,13 @@ namespace {
 /// A socket file with somebody who listens there, or nobody.
 class SocketFile {
   public:
-    explicit SocketFile(std::filesystem::path at) : path(std::move(at)) {
+    explicit SocketFile(std::filesystem::path at, int backlog = 8) : path(std::move(at)) {
         std::filesystem::create_directories(path.parent_path());
         const auto address = socketAddress(path);
         if (!address || ::bind(listener_.get(), address->generic(), address->length) != 0)
             throw std::runtime_error("no socket at " + path.native());
         setMode(0600);
-        if (::listen(listener_.get(), 8) != 0) throw std::runtime_error("nobody listens");
+        if (::listen(listener_.get(), backlog) != 0) throw std::runtime_error("nobody listens");
     }
 
     void setMode(mode_t mode) const { ::chmod(path.c_str(), mode); }
@@ -57,12 +63,16 @@ bool isReachable(const std::filesystem::path& path) {
     return BrokerClient::isLocalBrokerReachable(path);
 }
 
-// A path of exactly so many bytes, the last of them in two-byte characters.
-std::filesystem::path pathOf(std::size_t bytes, const std::filesystem::path& directory) {
-    std::string path = directory.native() + "/";
-    path.append((bytes - path.size()) % 2, 'x');
-    while (path.size() < bytes) path += "ü";
-    return path;
+// Adds connections until the listener takes no more. Whether another one would have to wait then;
+// some systems refuse it.
+bool fillQueue(const std::filesystem::path& path, std::vector<UniqueDescriptor>& connections) {
+    const auto address = socketAddress(path).value();
+    while (true) {
+        UniqueDescriptor socket = makeSocket();
+        ::fcntl(socket.get(), F_SETFL, O_NONBLOCK);
+        if (::connect(socket.get(), address.generic(), address.length) != 0) return errno == EAGAIN;
+        connections.push_back(std::move(socket));
+    }
 }
 
 } // namespace
@@ -87,6 +97,22 @@ TEST_CASE("a socket where nobody listens is not reachable") {
     SocketFile socket(directory.path() / "sock");
     socket.stopListening();
     CHECK_FALSE(isReachable(socket.path));
+}
+
+TEST_CASE("a listener that accepts late is reachable") {
+    const test::TemporaryDirectory directory;
+    const SocketFile socket(directory.path() / "sock", 0);
+    std::vector<UniqueDescriptor> waiting;
+    if (!fillQueue(socket.path, waiting)) {
+        MESSAGE("a full queue refuses here: not tried");
+        return;
+    }
+    std::thread late([&socket] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        socket.bytesOfVisitor();
+    });
+    CHECK(isReachable(socket.path));
+    late.join();
 }
 
 TEST_CASE("a socket that others may use, or its owner not, is not even tried") {
@@ -141,24 +167,24 @@ TEST_CASE("a socket of another user is not even tried") {
     }
     const test::TemporaryDirectory directory;
     const SocketFile socket(directory.path() / "sock");
-    REQUIRE(isReachable(socket.path));
     constexpr uid_t nobody = 65534;
     REQUIRE(::chown(socket.path.c_str(), nobody, static_cast<gid_t>(-1)) == 0);
     CHECK_FALSE(isReachable(socket.path));
+    CHECK_FALSE(socket.hasVisitor());
     REQUIRE(::chown(socket.path.c_str(), 0, nobody) == 0);
     CHECK(isReachable(socket.path)); // a group has no say with this mode
 }
 
 TEST_CASE("a path that fills the address is reachable, one byte more is not") {
     const test::TemporaryDirectory directory;
-    constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
-    const SocketFile socket(pathOf(longest, directory.path()));
-    REQUIRE(socket.path.native().size() == longest);
+    constexpr std::size_t maxPath = sizeof(sockaddr_un::sun_path) - 1;
+    const SocketFile socket(pathOf(maxPath, directory.path()));
+    REQUIRE(socket.path.native().size() == maxPath);
     CHECK(isReachable(socket.path));
 
     // The file is there all the same: a socket can be moved to where no address leads.
-    const auto tooLong = pathOf(longest + 1, directory.path());
-    REQUIRE(tooLong.native().size() == longest + 1);
+    const auto tooLong = pathOf(maxPath + 1, directory.path());
+    REQUIRE(tooLong.native().size() == maxPath + 1);
     std::filesystem::rename(socket.path, tooLong);
     CHECK_FALSE(isReachable(tooLong));
 }

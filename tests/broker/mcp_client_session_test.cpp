@@ -219,8 +219,8 @@ TEST_CASE("the path under which a process was started is recorded, not the kerne
 TEST_CASE("a path that leads nowhere is recorded as far as it leads") {
     const SessionStage stage;
     const Recorder process(stage.recorder(), "no such/server", stage.directory());
-    const auto directory = resolvedPath(stage.directory());
-    CHECK(stage.session("codex").executablePath == directory / "no such/server");
+    CHECK(stage.session("codex").executablePath ==
+          resolvedPath(stage.directory() / "no such/server"));
 }
 
 TEST_CASE("a path that is not UTF-8 is recorded and compared with its bytes replaced") {
