@@ -15,6 +15,9 @@ std::size_t count(std::string_view text);
 /// The full Unicode lower-case mapping, scalar by scalar, without locale or context.
 std::string lowercased(std::string_view text);
 
+/// Appends that mapping of one scalar which is not ASCII.
+void appendLowercased(std::string& text, char32_t scalar);
+
 /// Whether a character ends and another begins between two neighbouring scalars, judged by this
 /// pair alone. That is exact when one of the two is an ASCII letter or digit.
 bool isBoundary(char32_t before, char32_t after);

@@ -1,4 +1,4 @@
-// Characters by utf8proc, which keeps its tables in read-only memory and starts nothing up.
+// Unicode's properties from utf8proc, whose tables are read-only memory: nothing is initialised.
 
 #include "support/graphemes.h"
 
@@ -25,7 +25,7 @@ std::size_t count(std::string_view text) {
     for (bool first = true; !text.empty(); first = false) {
         const utf8::Step next = utf8::step(text);
         text.remove_prefix(next.length);
-        // Among ASCII neighbours only a carriage return and its line feed belong together.
+        // Of two ASCII neighbours only a carriage return and its line feed belong together.
         const bool ascii = before < 0x80 && next.scalar < 0x80;
         const bool boundary = ascii ? !(before == '\r' && next.scalar == '\n')
                                     : utf8proc_grapheme_break_stateful(
@@ -37,24 +37,13 @@ std::size_t count(std::string_view text) {
     return characters;
 }
 
-std::string lowercased(std::string_view text) {
-    std::string result;
-    result.reserve(text.size());
-    while (!text.empty()) {
-        const utf8::Step next = utf8::step(text);
-        text.remove_prefix(next.length);
-        if (next.scalar < 0x80) {
-            const bool upper = next.scalar >= 'A' && next.scalar <= 'Z';
-            result += static_cast<char>(upper ? next.scalar + ('a' - 'A') : next.scalar);
-        } else if (next.scalar == capitalIWithDot) {
-            utf8::append(result, U'i');
-            utf8::append(result, combiningDotAbove);
-        } else {
-            const auto lower = utf8proc_tolower(codepoint(next.scalar));
-            utf8::append(result, static_cast<char32_t>(lower));
-        }
+void appendLowercased(std::string& text, char32_t scalar) {
+    if (scalar == capitalIWithDot) {
+        utf8::append(text, U'i');
+        utf8::append(text, combiningDotAbove);
+    } else {
+        utf8::append(text, static_cast<char32_t>(utf8proc_tolower(codepoint(scalar))));
     }
-    return result;
 }
 
 bool isBoundary(char32_t before, char32_t after) {

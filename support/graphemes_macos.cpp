@@ -1,14 +1,15 @@
-// Characters by CoreFoundation. What it calls a composed character is an extended grapheme cluster,
-// but for what is decided here before it is asked: a carriage return and its line feed belong
-// together, other controls stand alone, some scalars continue whatever they follow though they are
-// no marks, some marks and ASCII continue nothing, a prepended mark belongs to what follows it, and
-// a joiner joins nothing to what is no picture.
+// Characters by CoreFoundation. Its composed characters are extended grapheme clusters but for some
+// cases, which are decided here before it is asked: a carriage return and its line feed are one
+// character, every other control is one by itself, some scalars continue a character though they
+// are no marks, some marks and all of ASCII do not, a prepended mark belongs to what follows it, a
+// joiner joins nothing to what is no picture, and two letters of a flag are one character.
 
 #include "support/graphemes.h"
 
 #include <algorithm>
 #include <array>
 #include <new>
+#include <optional>
 
 #include "support/core_foundation.h"
 #include "support/utf8.h"
@@ -78,6 +79,9 @@ bool isControl(char32_t scalar) {
     return isAscii(scalar) ? scalar < 0x20 || scalar == 0x7F : isOneOf(controls, scalar);
 }
 
+// Unicode's regional indicators.
+bool isFlagLetter(char32_t scalar) { return scalar >= 0x1F1E6 && scalar <= 0x1F1FF; }
+
 // Extended_Pictographic begins there, but for two signs.
 bool mayBePicture(char32_t scalar) {
     return scalar >= 0x203C || scalar == U'\u00A9' || scalar == U'\u00AE';
@@ -89,39 +93,59 @@ CFOwner<CFStringRef> stringOf(std::string_view text) {
     return string;
 }
 
-// Whether a character ends and another begins between two neighbouring scalars of a text, the
-// second of which stands at `index`. The text is looked at only when that one is not ASCII.
-bool isBoundary(char32_t before, char32_t after, CFStringRef text, CFIndex index) {
-    if (before == '\r' && after == '\n') return false;
-    if (isControl(before) || isControl(after)) return true;
-    if (isOneOf(continuations, after) || isOneOf(prependedMarks, before)) return false;
-    return isAscii(after) || isOneOf(separateMarks, after) ||
-           ::CFStringGetRangeOfComposedCharactersAtIndex(text, index).location == index;
-}
-
 // CoreFoundation counts in UTF-16.
 CFIndex units(char32_t scalar) { return scalar > 0xFFFF ? 2 : 1; }
 
-char lowerAscii(char32_t scalar) {
-    const bool upper = scalar >= 'A' && scalar <= 'Z';
-    return static_cast<char>(upper ? scalar + ('a' - 'A') : scalar);
+// Whether a character ends and another begins between two neighbouring scalars, where that is
+// decided without CoreFoundation.
+std::optional<bool> knownBoundary(char32_t before, char32_t after) {
+    if (before == '\r' && after == '\n') return false;
+    if (isControl(before) || isControl(after)) return true;
+    if (isOneOf(continuations, after) || isOneOf(prependedMarks, before)) return false;
+    if (isAscii(after) || isOneOf(separateMarks, after)) return true;
+    return std::nullopt;
 }
 
-// One scalar at a time: so no final sigma and no other neighbour counts, and no locale does.
-void appendLowercased(std::string& result, char32_t scalar) {
-    std::string text;
-    utf8::append(text, scalar);
-    const CFOwner lower(::CFStringCreateMutableCopy(nullptr, 0, stringOf(text).get()));
-    if (!lower) throw std::bad_alloc();
-    ::CFStringLowercase(lower.get(), nullptr);
+/// Takes a text scalar by scalar. CoreFoundation, which reads a whole composed character for each
+/// answer, is asked for each of them once: the time grows with the text, not with its square.
+class Segmenter {
+  public:
+    /// `text` is not used for scalars of ASCII.
+    explicit Segmenter(CFStringRef text) : text_(text) {}
 
-    // The longest mapping has three scalars.
-    std::array<UInt8, 12> bytes{};
-    CFIndex count = 0;
-    ::CFStringGetBytes(lower.get(), CFRangeMake(0, ::CFStringGetLength(lower.get())),
-                       kCFStringEncodingUTF8, 0, 0, bytes.data(), bytes.size(), &count);
-    result.append(bytes.begin(), bytes.begin() + count);
-}
+    /// Whether the next scalar begins a character.
+    bool begins(char32_t scalar) {
+        const bool result = index_ == 0 || isBoundaryBefore(scalar);
+        if (result) base_ = scalar;
+        flagLetters_ = isFlagLetter(scalar) ? flagLetters_ + 1 : 0;
+        before_ = scalar;
+        index_ += units(scalar);
+        return result;
+    }
+
+  private:
+    bool isBoundaryBefore(char32_t scalar) {
+        // Two make a flag. CoreFoundation would go back to the first of a row for each of them.
+        if (isFlagLetter(scalar) && flagLetters_ > 0) return flagLetters_ % 2 == 0;
+        if (before_ == joiner && !mayBePicture(base_)) return isBoundary(U'a', scalar);
+        const auto known = knownBoundary(before_, scalar);
+        return known ? *known : beginsComposedCharacter();
+    }
+
+    bool beginsComposedCharacter() {
+        if (index_ < composedEnd_) return false;
+        const CFRange range = ::CFStringGetRangeOfComposedCharactersAtIndex(text_, index_);
+        composedEnd_ = range.location + range.length;
+        return range.location == index_;
+    }
+
+    CFStringRef text_;
+    CFIndex index_ = 0;
+    CFIndex composedEnd_ = 0;     // of the composed character that was asked for last
+    char32_t base_ = 0;           // the first scalar of the present character
+    char32_t before_ = 0;         // the last scalar
+    std::size_t flagLetters_ = 0; // how many of them are the last scalars
+};
 
 } // namespace
 
@@ -133,47 +157,40 @@ std::size_t count(std::string_view text) {
         text = repaired;
         string = stringOf(text);
     }
+    Segmenter segmenter(string.get());
     std::size_t characters = 0;
-    char32_t base = 0; // the first scalar of the present character
-    char32_t before = 0;
-    for (CFIndex index = 0; !text.empty();) {
+    while (!text.empty()) {
         const utf8::Step next = utf8::step(text);
         text.remove_prefix(next.length);
-        const bool joinsNothing = before == joiner && !mayBePicture(base);
-        if (index == 0 || (joinsNothing ? isBoundary(U'a', next.scalar)
-                                        : isBoundary(before, next.scalar, string.get(), index))) {
-            ++characters;
-            base = next.scalar;
-        }
-        before = next.scalar;
-        index += units(next.scalar);
+        if (segmenter.begins(next.scalar)) ++characters;
     }
     return characters;
 }
 
-std::string lowercased(std::string_view text) {
-    std::string result;
-    result.reserve(text.size());
-    while (!text.empty()) {
-        const utf8::Step next = utf8::step(text);
-        text.remove_prefix(next.length);
-        if (isAscii(next.scalar))
-            result += lowerAscii(next.scalar);
-        else
-            appendLowercased(result, next.scalar);
-    }
-    return result;
+// One scalar at a time: so no final sigma and no other neighbour counts, and no locale does.
+void appendLowercased(std::string& text, char32_t scalar) {
+    std::string upper;
+    utf8::append(upper, scalar);
+    const CFOwner lower(::CFStringCreateMutableCopy(nullptr, 0, stringOf(upper).get()));
+    if (!lower) throw std::bad_alloc();
+    ::CFStringLowercase(lower.get(), nullptr);
+
+    // The longest mapping has three scalars.
+    std::array<UInt8, 12> bytes{};
+    CFIndex count = 0;
+    ::CFStringGetBytes(lower.get(), CFRangeMake(0, ::CFStringGetLength(lower.get())),
+                       kCFStringEncodingUTF8, 0, 0, bytes.data(), bytes.size(), &count);
+    text.append(bytes.begin(), bytes.begin() + count);
 }
 
 bool isBoundary(char32_t before, char32_t after) {
-    CFOwner<CFStringRef> string(nullptr);
-    if (!isAscii(after)) {
-        std::string pair;
-        utf8::append(pair, before);
-        utf8::append(pair, after);
-        string = stringOf(pair);
-    }
-    return isBoundary(before, after, string.get(), units(before));
+    if (const auto known = knownBoundary(before, after)) return *known;
+    std::string pair;
+    utf8::append(pair, before);
+    utf8::append(pair, after);
+    const CFIndex index = units(before);
+    return ::CFStringGetRangeOfComposedCharactersAtIndex(stringOf(pair).get(), index).location ==
+           index;
 }
 
 } // namespace sorvane::graphemes

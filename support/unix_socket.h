@@ -12,7 +12,7 @@
 #include "support/unique_descriptor.h"
 
 /// Unix-domain stream sockets that raise no signal when the peer has gone: the send fails instead.
-/// How that is had differs by system, as does the address record.
+/// How that is achieved differs by system, as does the address record.
 namespace sorvane {
 
 /// A new unconnected socket, closed in child programs; owns nothing when the system gives none.
@@ -21,8 +21,8 @@ UniqueDescriptor makeSocket();
 /// Switches the signal off where that is a property of the socket. False when the system refuses.
 bool suppressSigpipe(const UniqueDescriptor& socket);
 
-/// Two connected quiet sockets, closed in child programs; both own nothing when the system gives
-/// none.
+/// Two connected sockets without the signal, closed in child programs; both own nothing when the
+/// system gives none. The buffers are for a file that is written to the first.
 std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair();
 
 /// One `send` without a signal, as the system answers it.

@@ -2,10 +2,7 @@
 
 #include "support/unix_socket.h"
 
-#include <algorithm>
 #include <array>
-#include <cstddef>
-#include <string>
 
 namespace sorvane {
 
@@ -23,16 +20,6 @@ std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair() {
 
 ssize_t sendWithoutSigpipe(const UniqueDescriptor& socket, std::string_view bytes) {
     return ::send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-}
-
-std::optional<SocketAddress> socketAddress(const std::filesystem::path& path) {
-    const std::string& text = path.native();
-    SocketAddress address{};
-    if (text.size() + 1 > sizeof address.record.sun_path) return std::nullopt;
-    address.record.sun_family = AF_UNIX;
-    std::copy(text.begin(), text.end(), address.record.sun_path);
-    address.length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + text.size() + 1);
-    return address;
 }
 
 } // namespace sorvane

@@ -67,6 +67,7 @@ TEST_CASE("lower case is that of every scalar alone") {
         {"\u212A\u212B\u2126", "k\u00E5\u03C9"},
         {"\u2160\u24B6", "\u2170\u24D0"},
         {"\u10A0\u13A0", "\u2D00\uAB70"},
+        {"\u1C90", "\u10D0"},
         {"\uFF21", "\uFF41"},
         {"\U00010400\U0001E900", "\U00010428\U0001E922"},
         {"\u4E00\U0001F600", "\u4E00\U0001F600"},

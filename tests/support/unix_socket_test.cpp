@@ -21,7 +21,7 @@ using test::TemporaryDirectory;
 
 namespace {
 
-constexpr std::size_t longestPath = sizeof(sockaddr_un::sun_path) - 1;
+constexpr std::size_t maxPath = sizeof(sockaddr_un::sun_path) - 1;
 
 bool closesInPrograms(const UniqueDescriptor& socket) {
     return ::fcntl(socket.get(), F_GETFD) == FD_CLOEXEC;
@@ -113,8 +113,8 @@ TEST_CASE("a socket that does not wait takes what fits") {
 
 TEST_CASE("a path as long as the system allows is bound and connected to") {
     const TemporaryDirectory directory;
-    const auto path = pathOfLength(directory.path(), longestPath);
-    REQUIRE(path.native().size() == longestPath);
+    const auto path = pathOfLength(directory.path(), maxPath);
+    REQUIRE(path.native().size() == maxPath);
     const auto address = socketAddress(path);
     REQUIRE(address);
     const UniqueDescriptor server = makeSocket();
@@ -126,8 +126,8 @@ TEST_CASE("a path as long as the system allows is bound and connected to") {
 }
 
 TEST_CASE("a path that is longer than the system allows has no address") {
-    CHECK_FALSE(socketAddress(pathOfLength("/tmp", longestPath + 1)));
-    CHECK_FALSE(socketAddress(pathOfLength("/tmp", longestPath + 2)));
+    CHECK_FALSE(socketAddress(pathOfLength("/tmp", maxPath + 1)));
+    CHECK_FALSE(socketAddress(pathOfLength("/tmp", maxPath + 2)));
     CHECK_FALSE(socketAddress(pathOfLength("/tmp", 5000)));
 }
 
