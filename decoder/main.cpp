@@ -8,7 +8,6 @@
 
 #include <charconv>
 #include <chrono>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -60,7 +59,7 @@ int main(int count, char** arguments) {
         decoder::ByteSource file(STDIN_FILENO);
         const std::string text = answerFor(file, explains);
         return !text.empty() && answer(text) ? 0 : failure;
-    } catch (const std::bad_alloc&) {
+    } catch (...) { // memory is short, or the system's own reader throws
         return failure;
     }
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -19,8 +20,11 @@ namespace sorvane::decoder {
 
 namespace {
 
-// Any file may come, a film as well. One uncompressed picture of the whole budget, four channels of
-// 32 bits, takes half of this.
+// The input may be any file, a film as well: what has no type by these bytes is no picture, and the
+// rest is not read.
+constexpr std::size_t typeSize = 65'536;
+
+// One uncompressed picture of the whole budget, four channels of 32 bits, takes half of this.
 constexpr CFIndex maxFile = CFIndex{2} << 30;
 
 constexpr std::size_t firstImage = 0;
@@ -31,6 +35,15 @@ constexpr std::size_t bytesPerPixel = 4;
 constexpr std::uint32_t rgbaPremultiplied =
     std::uint32_t{kCGImageAlphaPremultipliedLast} | std::uint32_t{kCGBitmapByteOrder32Big};
 static_assert(rgbaPremultiplied == 0x4001);
+
+bool hasType(std::string_view beginning) {
+    const CFOwner data(::CFDataCreateMutable(nullptr, 0));
+    if (!data) return false;
+    ::CFDataAppendBytes(data.get(), reinterpret_cast<const UInt8*>(beginning.data()),
+                        static_cast<CFIndex>(beginning.size()));
+    const CFOwner source(::CGImageSourceCreateWithData(data.get(), nullptr));
+    return source && ::CGImageSourceGetType(source.get()) != nullptr;
+}
 
 // Nothing for a file that is too large.
 CFOwner<CFMutableDataRef> wholeFile(ByteSource& file) {
@@ -71,8 +84,8 @@ std::optional<Size> declaredSize(CGImageSourceRef source) {
                             static_cast<std::uint64_t>(*height));
 }
 
-// The whole picture, upright: a "thumbnail" is the reader's name for one that it has turned. Never
-// the preview that a file may carry, and no smaller than the picture.
+// The whole picture, turned upright, which the reader does for a "thumbnail" only: one as large as
+// the picture, and never the preview that a file may contain.
 CFOwner<CGImageRef> uprightImage(CGImageSourceRef source, Size declared) {
     const std::int64_t longestSide = std::max(declared.width, declared.height);
     const CFOwner limit(::CFNumberCreate(nullptr, kCFNumberSInt64Type, &longestSide));
@@ -134,6 +147,8 @@ void prepareLibraries() {}
 std::uint64_t maxPixelIdentityMemory() { return 0; }
 
 std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
+    const std::string_view beginning = file.peek(typeSize);
+    if (beginning.size() == typeSize && !hasType(beginning)) return std::nullopt;
     const auto data = wholeFile(file);
     if (!data) return std::nullopt;
     const CFOwner source(::CGImageSourceCreateWithData(data.get(), nullptr));

@@ -9,12 +9,12 @@ namespace sorvane {
 namespace {
 
 // The most that the system answers.
-constexpr std::size_t longestPath = 4096;
+constexpr std::size_t maxPath = 4096;
 
 } // namespace
 
 std::optional<std::filesystem::path> executablePath(pid_t process) {
-    std::array<char, longestPath> buffer{};
+    std::array<char, maxPath> buffer{};
     const int length = ::proc_pidpath(process, buffer.data(), buffer.size());
     if (length <= 0) return std::nullopt;
     const std::string_view path(buffer.data(), static_cast<std::size_t>(length));

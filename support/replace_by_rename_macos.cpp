@@ -4,8 +4,8 @@
 
 namespace sorvane {
 
-bool replaceByRename(const std::filesystem::path& file, const std::filesystem::path& place) {
-    return ::rename(file.c_str(), place.c_str()) == 0;
+bool replaceByRename(const std::filesystem::path& file, const std::filesystem::path& target) {
+    return ::rename(file.c_str(), target.c_str()) == 0;
 }
 
 } // namespace sorvane
