@@ -3,19 +3,22 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
 #include <doctest/doctest.h>
 
 #include "support/helper_failure.h"
 #include "tests/macos_fakes/world.h"
+#include "tests/temporary_directory.h"
 
 using namespace sorvane;
-using test::apple::World;
+using test::macos::World;
 
 namespace {
 
 const std::string quiet = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
-const std::string receiving = "setsockopt(SO_RCVTIMEO, 2, 16 bytes)";
-const std::string sending = "setsockopt(SO_SNDTIMEO, 2, 16 bytes)";
+const std::string receiving = "setsockopt(SO_RCVTIMEO, 2 s 0 us, 16 bytes)";
+const std::string sending = "setsockopt(SO_SNDTIMEO, 2 s 0 us, 16 bytes)";
 const std::string connecting = "connect(/run/link, length byte 0, family 1, 11 bytes)";
 
 // Why a call fails; every one does here, for nobody is at the other end.
@@ -30,7 +33,7 @@ std::string failure(const std::string& path = "/run/link") {
 
 } // namespace
 
-TEST_CASE("a link is made quiet, given its time-outs and connected, in this order") {
+TEST_CASE("a link is made quiet, given its timeouts and connected, in this order") {
     World world;
     CHECK(failure() == "Tandem Link request failed.");
     CHECK(world.calls == std::vector{quiet, receiving, sending, connecting});
@@ -43,7 +46,7 @@ TEST_CASE("a link that cannot be made quiet is not used") {
     CHECK(world.calls == std::vector{quiet});
 }
 
-TEST_CASE("a link without its time-outs is used all the same") {
+TEST_CASE("a link without its timeouts is used all the same") {
     World world;
     world.failing = {"SO_RCVTIMEO", "SO_SNDTIMEO"};
     CHECK(failure() == "Tandem Link request failed.");
@@ -56,8 +59,23 @@ TEST_CASE("a link whose path does not fit is configured and never connected") {
     CHECK(world.calls == std::vector{quiet, receiving, sending});
 }
 
-TEST_CASE("a link that nobody serves is told of") {
+TEST_CASE("a link that nobody serves is tried once") {
     World world;
     world.failing = {"connect"};
     CHECK(failure() == "Sorvane is not running or Tandem Link is unavailable.");
+    CHECK(world.calls == std::vector{quiet, receiving, sending, connecting});
+}
+
+TEST_CASE("the probe connects once and sets no option, whatever comes of it") {
+    const test::TemporaryDirectory directory;
+    const auto path = directory.path() / "link";
+    REQUIRE(::mknod(path.c_str(), S_IFSOCK | 0600, 0) == 0);
+    const std::string connect = "connect(" + path.native() + ", length byte 0, family 1, " +
+                                std::to_string(path.native().size() + 2) + " bytes)";
+    for (const bool accepted : {true, false}) {
+        World world;
+        if (!accepted) world.failing = {"connect"};
+        CHECK(BrokerClient::isLocalBrokerReachable(path) == accepted);
+        CHECK(world.calls == std::vector{connect});
+    }
 }

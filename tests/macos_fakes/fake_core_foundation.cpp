@@ -7,7 +7,7 @@
 #include "tests/macos_fakes/fake_objects.h"
 
 using namespace sorvane;
-using namespace sorvane::test::apple;
+using namespace sorvane::test::macos;
 
 namespace {
 
@@ -67,7 +67,7 @@ std::string described(const void* value) {
 
 } // namespace
 
-namespace sorvane::test::apple {
+namespace sorvane::test::macos {
 
 std::string text(const FakeString& string) {
     std::string result;
@@ -86,7 +86,7 @@ std::string described(const FakeDictionary* dictionary) {
     return '{' + result + '}';
 }
 
-} // namespace sorvane::test::apple
+} // namespace sorvane::test::macos
 
 extern "C" {
 
@@ -162,14 +162,18 @@ void CFStringLowercase(CFMutableStringRef string, CFLocaleRef locale) {
 
 CFRange CFStringGetRangeOfComposedCharactersAtIndex(CFStringRef string, CFIndex index) {
     const std::u32string& scalars = world().use(string, "composed characters").text;
+    ++world().composedCharactersAsked;
     CFIndex begin = 0;
     CFIndex at = 0;
     utf8proc_int32_t state = 0;
-    for (std::size_t i = 0; i < scalars.size() && at <= index; ++i) {
+    for (std::size_t i = 0; i < scalars.size(); ++i) {
         const bool clustered =
             i > 0 && !utf8proc_grapheme_break_stateful(codepoint(scalars[i - 1]),
                                                        codepoint(scalars[i]), &state);
-        if (i == 0 || !composes(scalars[i - 1], scalars[i], clustered)) begin = at;
+        if (i == 0 || !composes(scalars[i - 1], scalars[i], clustered)) {
+            if (at > index) break;
+            begin = at;
+        }
         at += units(scalars[i]);
     }
     return {begin, at - begin};

@@ -4,7 +4,7 @@
 
 #include "tests/macos_fakes/fake_objects.h"
 
-using namespace sorvane::test::apple;
+using namespace sorvane::test::macos;
 
 namespace {
 

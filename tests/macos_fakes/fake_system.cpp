@@ -10,15 +10,18 @@
 #include <fstream>
 #include <libproc.h>
 #include <string>
+#include <vector>
 
+#include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "tests/macos_fakes/world.h"
 
-using sorvane::test::apple::World;
+using sorvane::test::macos::World;
 
 namespace {
 
@@ -26,6 +29,10 @@ std::string nameOf(int option) {
     switch (option) {
     case SO_NOSIGPIPE:
         return "SO_NOSIGPIPE";
+    case SO_SNDBUF:
+        return "SO_SNDBUF";
+    case SO_RCVBUF:
+        return "SO_RCVBUF";
     case SO_RCVTIMEO:
         return "SO_RCVTIMEO";
     case SO_SNDTIMEO:
@@ -46,6 +53,18 @@ std::string described(const sockaddr* address, socklen_t length) {
            " bytes";
 }
 
+// An option's value: a number, or the seconds and microseconds of a time.
+std::string described(const void* value, socklen_t length) {
+    if (length == sizeof(timeval)) {
+        timeval time{};
+        std::memcpy(&time, value, sizeof time);
+        return std::to_string(time.tv_sec) + " s " + std::to_string(time.tv_usec) + " us";
+    }
+    int number = 0;
+    std::memcpy(&number, value, std::min<std::size_t>(length, sizeof number));
+    return std::to_string(number);
+}
+
 } // namespace
 
 extern "C" {
@@ -58,7 +77,7 @@ int CC_SHA256_Init(CC_SHA256_CTX* context) {
 int CC_SHA256_Update(CC_SHA256_CTX* context, const void* data, CC_LONG length) {
     World& world = World::current();
     world.digestedLengths.push_back(length);
-    if (world.hashes)
+    if (world.digests)
         sha256_update(&context->context, length, static_cast<const std::uint8_t*>(data));
     return 1;
 }
@@ -114,9 +133,7 @@ int setsockopt(int /*descriptor*/, int level, int option, const void* value,
                socklen_t length) noexcept {
     World& world = World::current();
     const auto name = level == SOL_SOCKET ? nameOf(option) : "another";
-    int number = 0;
-    std::memcpy(&number, value, std::min<std::size_t>(length, sizeof number));
-    const bool granted = world.called("setsockopt", name + ", " + std::to_string(number) + ", " +
+    const bool granted = world.called("setsockopt", name + ", " + described(value, length) + ", " +
                                                         std::to_string(length) + " bytes") &&
                          !world.failing.contains(name);
     return granted ? 0 : -1;
@@ -133,6 +150,17 @@ int bind(int /*descriptor*/, const sockaddr* address, socklen_t length) noexcept
 
 int listen(int /*descriptor*/, int /*backlog*/) noexcept {
     return World::current().called("listen") ? 0 : -1;
+}
+
+// A descriptor that is asked for no event tells of none, not even of its end.
+int poll(pollfd* descriptors, nfds_t count, int milliseconds) {
+    std::vector<pollfd> asked(descriptors, descriptors + count);
+    for (pollfd& one : asked)
+        if (one.events == 0) one.fd = -1;
+    const timespec time{milliseconds / 1000, milliseconds % 1000 * 1'000'000L};
+    const int ready = ::ppoll(asked.data(), count, milliseconds < 0 ? nullptr : &time, nullptr);
+    for (nfds_t i = 0; i < count; ++i) descriptors[i].revents = asked[i].revents;
+    return ready;
 }
 
 int access(const char* path, int mode) noexcept {

@@ -13,13 +13,19 @@
 #include "tests/support/grapheme_rows.h"
 
 using namespace sorvane;
-using test::apple::World;
+using test::macos::World;
 
 namespace {
 
 bool breaks(char32_t before, char32_t after) {
     return utf8proc_grapheme_break(static_cast<utf8proc_int32_t>(before),
                                    static_cast<utf8proc_int32_t>(after));
+}
+
+std::string repeated(const std::string& text, std::size_t times) {
+    std::string result;
+    for (; times > 0; --times) result += text;
+    return result;
 }
 
 // The planes in which characters are assigned, without the surrogates.
@@ -56,6 +62,24 @@ TEST_CASE("texts are counted in extended grapheme clusters") {
           Row{"\u00e4\r\n\u00e4", 3}, Row{"\u0301", 1}, Row{"a\xff", 2}}) {
         CAPTURE(row.text);
         CHECK(graphemes::count(row.text) == row.characters);
+    }
+}
+
+TEST_CASE("each composed character of a text is asked for once, and no flag is") {
+    const struct {
+        std::string text;
+        std::size_t characters;
+        std::size_t asked;
+    } rows[] = {
+        {"a" + repeated("\u0301", 100'000), 1, 1},
+        {repeated("\U0001F1E6", 100'001), 50'001, 0},
+        {"\u0600" + repeated("\U0001F1E6", 3) + "\u0301\U0001F1E6", 3, 2},
+        {repeated("e\u0301\u0301", 100), 100, 100},
+    };
+    for (const auto& row : rows) {
+        World world;
+        CHECK(graphemes::count(row.text) == row.characters);
+        CHECK(world.composedCharactersAsked == row.asked);
     }
 }
 

@@ -3,14 +3,19 @@
 #include <algorithm>
 #include <new>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <doctest/doctest.h>
 
+#include "support/unique_descriptor.h"
 #include "tests/decoder/input_file.h"
 #include "tests/macos_fakes/world.h"
+#include "tests/temporary_directory.h"
 
 using namespace sorvane;
 using namespace sorvane::test;
-using apple::World;
+using macos::World;
 
 namespace {
 
@@ -26,6 +31,26 @@ std::optional<PixelIdentity> identityOf(const Bytes& bytes) {
     InputFile file(bytes);
     return decoder::pixelIdentity(file.source());
 }
+
+/// A file on the disk, which may be larger than a pipe.
+class LargeFile {
+  public:
+    explicit LargeFile(std::size_t size) {
+        putFile(directory_.path() / "file", std::string(size, 'x'));
+        descriptor_ = UniqueDescriptor(::open((directory_.path() / "file").c_str(), O_RDONLY));
+    }
+
+    std::optional<PixelIdentity> identity() const {
+        decoder::ByteSource source(descriptor_.get());
+        return decoder::pixelIdentity(source);
+    }
+
+    off_t bytesRead() const { return ::lseek(descriptor_.get(), 0, SEEK_CUR); }
+
+  private:
+    TemporaryDirectory directory_;
+    UniqueDescriptor descriptor_;
+};
 
 std::size_t count(const Calls& calls, std::string_view function) {
     return static_cast<std::size_t>(std::count_if(
@@ -94,6 +119,35 @@ TEST_CASE("a file of many pieces reaches the reader whole") {
           "CGImageSourceCreateWithData(" + std::string(65'000, 'x') + ", no options)");
 }
 
+TEST_CASE("a file of 64 KiB and more is read on only when its beginning has a type") {
+    for (const std::size_t size : {65'535U, 65'536U, 200'000U}) {
+        CAPTURE(size);
+        const LargeFile file(size);
+        World world;
+        CHECK(file.identity());
+        const std::string whole = "CGImageSourceCreateWithData(" + std::string(size, 'x');
+        if (size < 65'536) {
+            CHECK(world.calls[0] == whole + ", no options)");
+            continue;
+        }
+        CHECK(world.calls[0] ==
+              "CGImageSourceCreateWithData(" + std::string(65'536, 'x') + ", no options)");
+        CHECK(world.calls[1] == "CGImageSourceGetType()");
+        CHECK(world.calls[2] == whole + ", no options)");
+    }
+}
+
+TEST_CASE("a file without a type is not read on") {
+    for (const char* function : {"CGImageSourceGetType", "CGImageSourceCreateWithData"}) {
+        const LargeFile file(200'000);
+        World world;
+        world.failing = {function};
+        CHECK_FALSE(file.identity());
+        CHECK(file.bytesRead() == 65'536);
+        CHECK(count(world.calls, "CGImageSource") <= 2);
+    }
+}
+
 TEST_CASE("what the reader does not know has no identity") {
     World world;
     world.failing = {"CGImageSourceCreateWithData"};
@@ -116,7 +170,7 @@ TEST_CASE("a picture without properties has no identity") {
 }
 
 TEST_CASE("a declared size that is missing, no whole number or not positive gives no identity") {
-    using Declared = apple::Picture::Declared;
+    using Declared = macos::Picture::Declared;
     for (const Declared& side :
          {Declared(std::monostate()), Declared(1.5), Declared("2"), Declared(std::int64_t{0}),
           Declared(std::int64_t{-1}), Declared(std::int64_t{1} << 32 | 1)}) {

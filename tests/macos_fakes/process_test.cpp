@@ -11,7 +11,7 @@
 #include "tests/macos_fakes/world.h"
 
 using namespace sorvane;
-using test::apple::World;
+using test::macos::World;
 
 TEST_CASE("the kernel's path of a process is asked for in an empty buffer of 4,096 bytes") {
     World world;
@@ -56,7 +56,7 @@ TEST_CASE("a child gets no descriptor that no action names") {
     ::posix_spawn_file_actions_destroy(&actions);
 }
 
-TEST_CASE("a descriptor is put in its place, and one that stays there is named as inherited") {
+TEST_CASE("a descriptor is given its number, and one that has it already is named as inherited") {
     World world;
     posix_spawn_file_actions_t actions;
     REQUIRE(::posix_spawn_file_actions_init(&actions) == 0);
@@ -67,7 +67,7 @@ TEST_CASE("a descriptor is put in its place, and one that stays there is named a
     ::posix_spawn_file_actions_destroy(&actions);
 }
 
-TEST_CASE("a descriptor that cannot be put in its place is told of") {
+TEST_CASE("a descriptor that cannot be given its number is told of") {
     World world;
     world.failing = {"adddup2", "addinherit"};
     posix_spawn_file_actions_t actions;

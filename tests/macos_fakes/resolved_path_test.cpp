@@ -8,7 +8,7 @@
 #include "tests/temporary_directory.h"
 
 using namespace sorvane;
-using test::apple::World;
+using test::macos::World;
 
 TEST_CASE("a resolved path is not spelled by the way through /private") {
     World world;

@@ -5,7 +5,7 @@
 #include "tests/macos_fakes/world.h"
 
 using namespace sorvane;
-using test::apple::World;
+using test::macos::World;
 
 TEST_CASE("a session's change is told at once, with the agent and nothing else") {
     World world;

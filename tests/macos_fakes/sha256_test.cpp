@@ -9,7 +9,7 @@
 #include "tests/macos_fakes/world.h"
 
 using namespace sorvane;
-using test::apple::World;
+using test::macos::World;
 
 namespace {
 
@@ -47,7 +47,7 @@ TEST_CASE("a digest is 64 lower-case hexadecimal digits, whatever the pieces") {
 
 TEST_CASE("more than 32 bits can count is digested in several pieces") {
     World world;
-    world.hashes = false;
+    world.digests = false;
     const std::size_t pieces = 2 * std::size_t{0xFFFF'FFFF};
     const Unread memory(pieces + 5);
     Sha256 digest;

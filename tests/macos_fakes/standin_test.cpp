@@ -1,7 +1,9 @@
 // The stand-in's end of the link, where quiet is a property of the socket.
 
+#include <chrono>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 #include <doctest/doctest.h>
 
@@ -11,7 +13,7 @@
 #include "tools/standin/link.h"
 
 using namespace sorvane;
-using test::apple::World;
+using test::macos::World;
 
 TEST_CASE("a client that has gone already, and cannot be made quiet any more, is a client") {
     World world;
@@ -19,6 +21,17 @@ TEST_CASE("a client that has gone already, and cannot be made quiet any more, is
     peer.reset();
     world.failing = {"setsockopt"};
     CHECK(standin::Client(std::move(client)).readLine() == std::nullopt);
+}
+
+TEST_CASE("a pause ends when the client goes") {
+    World world;
+    auto [client, peer] = makeSocketPair();
+    standin::Client waiting(std::move(client));
+    std::thread leaving([&peer] { peer.reset(); });
+    const auto before = std::chrono::steady_clock::now();
+    waiting.pause(std::chrono::seconds(20));
+    CHECK((std::chrono::steady_clock::now() - before < std::chrono::seconds(10)));
+    leaving.join();
 }
 
 TEST_CASE("what listens is quiet before it listens, and so are its clients") {

@@ -4,7 +4,7 @@
 
 #include <doctest/doctest.h>
 
-namespace sorvane::test::apple {
+namespace sorvane::test::macos {
 
 namespace {
 
@@ -25,6 +25,7 @@ World& World::current() { return *here; }
 
 bool World::called(const std::string& function, const std::string& detail) {
     calls.push_back(function + '(' + detail + ')');
+    if (function == throwing) throw std::logic_error(function);
     return !failing.contains(function);
 }
 
@@ -50,4 +51,4 @@ void World::check(const Object* object, const char* function) {
         faults.push_back(std::string(function) + " of a " + object->kind + " after its end");
 }
 
-} // namespace sorvane::test::apple
+} // namespace sorvane::test::macos

@@ -10,9 +10,9 @@
 #include <variant>
 #include <vector>
 
-/// The fake behind Apple's headers: it does what a test's script says, writes down what it is asked
+/// The fake below Apple's headers: it does what a test's script says, writes down what it is asked
 /// for, and keeps watch over who owns what.
-namespace sorvane::test::apple {
+namespace sorvane::test::macos {
 
 /// An object as a framework hands it out. It stays in memory after its last release, so that a
 /// later use is noticed.
@@ -48,8 +48,8 @@ struct Notification {
     bool immediate;
 };
 
-/// Where one test takes place; the test's end fails it if an object was left, released too often or
-/// used after its end.
+/// The surroundings of one test; its end fails the test if an object was left, released too often
+/// or used after its end.
 class World {
   public:
     World();
@@ -62,18 +62,20 @@ class World {
     // The script.
     Picture picture;
     std::set<std::string> failing; ///< functions that give nothing, or an error; socket options
+    std::string throwing;          ///< a function that throws
     std::set<std::string, std::less<>> existing; ///< paths of files
     std::string processPath;                     ///< what proc_pidpath puts into the buffer
     int processPathLength = 0;                   ///< and what it answers
     std::vector<std::string> arguments;
     long presentBytes = 0; ///< in every data object, beside what is appended
-    bool hashes = true;    ///< false: what is digested is counted and not read
+    bool digests = true;   ///< false: what is digested is counted and not read
 
     // What happened.
     std::vector<std::string> calls;
     std::vector<std::string> faults;
     std::vector<Notification> notifications;
     std::vector<std::uint32_t> digestedLengths;
+    std::size_t composedCharactersAsked = 0;
 
     /// Writes a call down; whether it is to succeed.
     bool called(const std::string& function, const std::string& detail = "");
@@ -98,4 +100,4 @@ class World {
     std::vector<std::unique_ptr<Object>> objects_;
 };
 
-} // namespace sorvane::test::apple
+} // namespace sorvane::test::macos
