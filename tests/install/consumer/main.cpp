@@ -21,7 +21,7 @@ int main(int count, char** arguments) {
     const bool decodes = record::decode<PairingRequestRecord>(parseJSON(text)) == request;
     const bool runs = runProcess("/bin/echo", {"yes"}).output == "yes\n";
     const bool alone = !BrokerClient::isLocalBrokerReachable("/nowhere");
-    const bool placed = MCPClientSession::url("codex").filename() == "codex-mcp-session.json";
+    const bool named = MCPClientSession::url("codex").filename() == "codex-mcp-session.json";
     HelperIO::writeLine(HelperIO::attachmentIdentity(arguments[1]));
-    return decodes && runs && alone && placed ? 0 : 1;
+    return decodes && runs && alone && named ? 0 : 1;
 }
