@@ -37,7 +37,7 @@ std::size_t FileReader::read(std::span<char> piece) {
         const ssize_t count =
             ::read(descriptor_.get(), piece.data() + filled, piece.size() - filled);
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail(errno); // also where others would wait: the kernel's log, say
+        if (count < 0) fail(errno); // also where a read would wait: the kernel's log, say
         if (count == 0) break;
         filled += static_cast<std::size_t>(count);
     }

@@ -9,10 +9,11 @@
 
 namespace sorvane {
 
-/// Reads regular files, and only those, without ever waiting: a directory, FIFO, socket or device
-/// is a read failure like a missing file. The one way of reading a manifest, a credential or an
-/// attachment. Failures are thrown as std::system_error, whose text is one line that names the file
-/// and the system's reason.
+/// Reads regular files, and only those: a directory, FIFO, socket or device is a read failure like
+/// a missing file, so nothing is waited for but the file system itself (a disk, a network, a file
+/// that lies in a cloud and has to be fetched first). The one way of reading a manifest, a
+/// credential or an attachment. Failures are thrown as std::system_error, whose text is one line
+/// that names the file and the system's reason.
 class FileReader {
   public:
     explicit FileReader(const std::filesystem::path& path);
