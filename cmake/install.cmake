@@ -13,6 +13,14 @@ install(TARGETS sorvane-hook)
 install(TARGETS sorvane-pixels DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
 if(NOT APPLE)
     install(TARGETS sorvane-pixels-extra DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
+else()
+    # After the strip. The linker signs one architecture alone, and a check of the signature wants all.
+    foreach(program IN ITEMS
+            ${CMAKE_INSTALL_BINDIR}/sorvane-hook
+            ${CMAKE_INSTALL_LIBEXECDIR}/sorvane/sorvane-pixels)
+        install(CODE "execute_process(COMMAND codesign --force --sign -
+            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${program}\" COMMAND_ERROR_IS_FATAL ANY)")
+    endforeach()
 endif()
 
 # After stripping, which an install may do to what the rules above lay down and which breaks a
