@@ -19,8 +19,8 @@ inline constexpr std::uint64_t maxHeifFileBytes = std::uint64_t{8} * pixelBudget
 inline constexpr std::uint64_t heifMemory =
     3 * maxHeifFileBytes + std::uint64_t{4} * 8 * pixelBudget;
 
-/// Starts libheif without the decoders that newer releases load from the system's folders: ours stand
-/// in for them, and one that could not be loaded would be told on standard error.
+/// Starts libheif without the decoders that newer releases load from the system's folders: ours
+/// stand in for them, and one that could not be loaded would be told on standard error.
 void prepareHeif();
 
 /// HEIF with a picture in HEVC (HEIC) or AV1 (AVIF): the primary item, be it coded, a grid or
