@@ -18,23 +18,23 @@ struct DecoderRow {
     ImageFormat format;
     /// `file` must outlive the decoder.
     std::unique_ptr<Decoder> (*open)(ByteSource& file);
-    /// What the decoder and its library take beside the frame, at most, in bytes of address space.
+    /// The most that the decoder and its library take beside the frame, in bytes of address space.
     std::uint64_t memory;
 };
 
 extern const std::span<const DecoderRow> decoderTable;
 
-/// What the program's shared libraries take of address space, as they are mapped whole.
+/// The address space that the program's shared libraries take; they are mapped whole.
 extern const std::uint64_t sharedLibraryMemory;
 
-/// Lets the libraries open and ask whatever they need for good, as long as they may: called once,
-/// before the process is confined.
+/// Lets the libraries make every system call that they would make later on: called once, before the
+/// process is confined.
 void prepareDecoders();
 
 /// The decoder of a format; null when another program reads it. `file` must outlive the decoder.
 std::unique_ptr<Decoder> openDecoder(ImageFormat format, ByteSource& file);
 
-/// What the hungriest of the program's decoders takes, its libraries included.
+/// The most that any of the program's decoders takes, its libraries included.
 std::uint64_t decoderMemory();
 
 /// Whether a table has exactly the formats that `imageFormats` gives to a program, in its order.

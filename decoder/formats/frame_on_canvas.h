@@ -8,8 +8,8 @@
 
 namespace sorvane::decoder {
 
-/// Sets a frame on its canvas, which is transparent where the frame does not cover it; what of the
-/// frame lies beyond the canvas is cut off. Everything is RGBA, 8 bits a channel, straight.
+/// Sets a frame on its canvas, which is transparent where the frame does not cover it; the part of
+/// the frame beyond the canvas is cut off. Everything is RGBA, 8 bits a channel, straight.
 class FrameOnCanvas {
   public:
     /// `corner` is the canvas position of the frame's first pixel; it may lie outside. Takes memory

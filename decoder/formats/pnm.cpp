@@ -13,13 +13,13 @@ namespace sorvane::decoder {
 
 namespace {
 
-// A PAM's lines are a word and a number, or a kind of tuple; comments may be of any length.
-constexpr std::size_t longestLine = 100;
+// A line of a PAM's header is a word and a number, or a tuple type; comments may be of any length.
+constexpr std::size_t maxLineLength = 100;
 
-// Behind every number a file may have one digit more than this has.
-constexpr std::uint32_t largestNumber = 4'000'000'000;
+// Ten times this and a digit more still fits 64 bits.
+constexpr std::uint32_t maxNumber = 4'000'000'000;
 
-constexpr std::uint32_t largestMaximum = 65'535;
+constexpr std::uint32_t maxMaximum = 65'535;
 
 bool isSpace(std::uint8_t byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
 bool isDigit(std::uint8_t byte) { return byte >= '0' && byte <= '9'; }
@@ -41,7 +41,7 @@ class TextReader {
   public:
     explicit TextReader(SequentialReader& file) : file_(file) {}
 
-    /// The next byte; a comment, with the end of its line, is that end.
+    /// The next byte; a comment and the end of its line count as the end of the line alone.
     std::optional<std::uint8_t> byte() {
         auto next = file_.byte();
         if (next != '#') return next;
@@ -49,21 +49,21 @@ class TextReader {
         return next;
     }
 
-    /// The next byte that is no white space.
-    std::optional<std::uint8_t> mark() {
+    /// The next byte that is not white space.
+    std::optional<std::uint8_t> visible() {
         auto next = byte();
         while (next && isSpace(*next)) next = byte();
         return next;
     }
 
-    /// The next number, with the one byte behind it, or the end of the file.
+    /// The next number; takes the white space of one byte after it too, if the file goes on.
     std::optional<std::uint32_t> number() {
-        auto next = mark();
+        auto next = visible();
         if (!next || !isDigit(*next)) return std::nullopt;
         std::uint64_t value = 0;
         for (; next && isDigit(*next); next = byte()) {
             value = 10 * value + (*next - std::uint64_t{'0'});
-            if (value > largestNumber) return std::nullopt;
+            if (value > maxNumber) return std::nullopt;
         }
         if (next && !isSpace(*next)) return std::nullopt;
         return static_cast<std::uint32_t>(value);
@@ -77,7 +77,7 @@ class TextReader {
             if (*next == '\n') return text;
             comment |= text.empty() && *next == '#';
             if (comment) continue;
-            if (text.size() == longestLine) return std::nullopt;
+            if (text.size() == maxLineLength) return std::nullopt;
             text += static_cast<char>(*next);
         }
         return std::nullopt;
@@ -146,15 +146,14 @@ class PamHeader {
     static bool takeNumber(std::uint32_t& number, std::string_view digits) {
         std::uint64_t value = 0;
         for (const char digit : digits) {
-            if (!isDigit(static_cast<std::uint8_t>(digit)) || value > largestNumber / 10)
-                return false;
+            if (!isDigit(static_cast<std::uint8_t>(digit)) || value > maxNumber / 10) return false;
             value = 10 * value + static_cast<std::uint64_t>(digit - '0');
         }
         number = static_cast<std::uint32_t>(value);
         return true;
     }
 
-    // A picture that does not say what its tuples are is told by their length.
+    // Without a tuple type the depth decides.
     std::optional<Channels> channels() const {
         constexpr std::array byDepth = {Channels::grey, Channels::greyAlpha, Channels::rgb,
                                         Channels::rgba};
@@ -186,7 +185,7 @@ class PnmDecoder final : public Decoder {
     std::optional<PnmHeader> readOwnHeader();
     bool readRow();
     std::optional<std::uint32_t> readText();
-    bool put(std::size_t place, std::uint32_t value);
+    bool put(std::size_t index, std::uint32_t value);
 
     SequentialReader file_;
     TextReader text_{file_};
@@ -207,7 +206,7 @@ std::optional<PnmHeader> PnmDecoder::readOwnHeader() {
 
 std::optional<PictureHeader> PnmDecoder::readHeader() {
     const auto own = readOwnHeader();
-    if (!own || own->maximum == 0 || own->maximum > largestMaximum) return std::nullopt;
+    if (!own || own->maximum == 0 || own->maximum > maxMaximum) return std::nullopt;
     header_ = *own;
     PictureHeader header;
     header.size = header_.size;
@@ -228,7 +227,7 @@ bool PnmDecoder::readPixels(PixelSink& sink) {
     return true;
 }
 
-// Bits count ink: 1 is black.
+// A bit of 1 is black.
 bool PnmDecoder::readRow() {
     if (!file_.read(stored_)) return false;
     const std::size_t count = channelCount(header_.channels) * header_.size.width;
@@ -249,20 +248,20 @@ bool PnmDecoder::readRow() {
 
 std::optional<std::uint32_t> PnmDecoder::readText() {
     if (header_.form == Form::text) return text_.number();
-    const auto bit = text_.mark();
+    const auto bit = text_.visible();
     if (!bit || (*bit != '0' && *bit != '1')) return std::nullopt;
     return static_cast<std::uint32_t>('1' - *bit);
 }
 
-bool PnmDecoder::put(std::size_t place, std::uint32_t value) {
+bool PnmDecoder::put(std::size_t index, std::uint32_t value) {
     const std::uint32_t maximum = header_.maximum;
     if (value > maximum) return false;
     if (header_.sixteenBits()) {
         const auto sample =
             static_cast<std::uint16_t>((value * std::uint64_t{65'535} + maximum / 2) / maximum);
-        std::memcpy(samples_.data() + sizeof sample * place, &sample, sizeof sample);
+        std::memcpy(samples_.data() + sizeof sample * index, &sample, sizeof sample);
     } else {
-        samples_[place] = static_cast<std::uint8_t>((value * 255 + maximum / 2) / maximum);
+        samples_[index] = static_cast<std::uint8_t>((value * 255 + maximum / 2) / maximum);
     }
     return true;
 }

@@ -14,10 +14,10 @@ namespace sorvane::decoder {
 inline constexpr std::uint64_t pnmMemory = std::uint64_t{2} * 8 * pixelBudget;
 
 /// The portable maps: bits, greys and colours, in text (P1 to P3) and in bytes (P4 to P6), and PAM
-/// (P7) of black and white, grey and RGB, each with alpha or without. Values up to 255 are scaled
-/// to 8 bits, longer ones to 16, to the nearest each. Of several pictures the first counts. One
-/// that is cut short, or has a value beyond its own maximum, is none. `file` must outlive the
-/// decoder.
+/// (P7) of black and white, grey and RGB, each with alpha or without. Values are scaled to 8 bits
+/// when their maximum is at most 255, else to 16, rounding to the nearest. Of several pictures the
+/// first counts. A picture that is cut short, or has a value above its own maximum, is rejected.
+/// `file` must outlive the decoder.
 std::unique_ptr<Decoder> openPnm(ByteSource& file);
 
 } // namespace sorvane::decoder

@@ -46,10 +46,10 @@ class PsdDecoder final : public Decoder {
 
     bool readPlane(std::size_t channel);
     bool readRow(Row& row);
-    void place(const Row& row, std::uint8_t* to) const;
+    void interleave(const Row& row, std::uint8_t* to) const;
     template<class Sample>
     void finish(std::span<std::uint8_t> row) const;
-    void lookUp(const std::uint8_t* places, Row& colours) const;
+    void lookUp(const std::uint8_t* indices, Row& colours) const;
 
     SequentialReader file_;
     std::uint64_t version_ = 0;
@@ -61,7 +61,7 @@ class PsdDecoder final : public Decoder {
     std::array<std::uint8_t, 768> palette_{};
     std::optional<IccProfile> profile_;
     bool transparent_ = false;
-    // Of the samples that are stored: a place in the palette counts as grey.
+    // Of the stored samples: an index in the palette counts as grey.
     Channels channels_ = Channels::grey;
     bool runLength_ = false;
     std::unique_ptr<std::uint8_t[]> samples_;
@@ -130,8 +130,8 @@ bool PsdDecoder::readResources() {
     return file_.skipTo(end);
 }
 
-// A signature, a number, a name and the data, the last two filled up to an even length. False: what
-// follows is none, or is not of interest any more.
+// A signature, a number, a name and the data, the last two padded to an even length. False: the
+// profile has been found, or no resource follows.
 bool PsdDecoder::readResource(std::uint64_t end) {
     constexpr std::size_t shortest = 12;
     if (end - file_.offset() < shortest || !file_.skip(4)) return false;
@@ -149,8 +149,9 @@ bool PsdDecoder::readResource(std::uint64_t end) {
     return false;
 }
 
-// All that counts of the layers is whether the merged picture's alpha is theirs: their number is
-// negative then. Of 16 bits they lie in a block of their own behind.
+// Of the layers only one thing counts: their number is negative when the first channel beyond the
+// colours is the merged picture's alpha. Layers of 16 bits stand in a block of their own, after the
+// others.
 bool PsdDecoder::readLayers() {
     const auto all = length();
     if (!all || *all > UINT64_MAX - file_.offset()) return false;
@@ -178,8 +179,8 @@ bool PsdDecoder::readLayerCount(std::uint64_t end) {
     return count.has_value();
 }
 
-// A signature, a name of four letters and the data, filled up to a multiple of four. False: what
-// follows is none.
+// A signature, a name of four letters and the data, padded to a multiple of four. False: no block
+// follows.
 bool PsdDecoder::readLayerBlock(std::uint64_t sectionEnd) {
     using namespace std::string_view_literals;
     // In large documents these have a length of eight bytes.
@@ -217,7 +218,7 @@ Channels PsdDecoder::channels() const {
 bool PsdDecoder::readPixels(PixelSink& sink) {
     const std::size_t rowBytes = storedChannels() * (depth_ == 16 ? 2 : 1) * size_.width;
     samples_ = std::make_unique_for_overwrite<std::uint8_t[]>(rowBytes * size_.height);
-    // Before the runs stand their lengths, row by row; each row's end is seen without them.
+    // Before the runs stand their lengths, row by row, which are not needed to find a row's end.
     const std::uint64_t rows = fileChannels_ * size_.height;
     if (runLength_ && !file_.skip(rows * (version_ == largeDocument ? 4 : 2))) return false;
     for (std::size_t channel = 0; channel < storedChannels(); ++channel)
@@ -242,7 +243,7 @@ bool PsdDecoder::readPlane(std::size_t channel) {
     Row row((size_.width * depth_ + 7) / 8);
     for (std::uint32_t y = 0; y < size_.height; ++y) {
         if (!readRow(row)) return false;
-        place(row, samples_.get() + width * y + sampleBytes * channel);
+        interleave(row, samples_.get() + width * y + sampleBytes * channel);
     }
     return true;
 }
@@ -269,8 +270,9 @@ bool PsdDecoder::readRow(Row& row) {
     return true;
 }
 
-/// Puts a channel's row among the others. Bits are ink; 16 bits come in the machine's order.
-void PsdDecoder::place(const Row& row, std::uint8_t* to) const {
+/// Stores a channel's row among the samples of the others. A bit of 1 is black; 16 bits are stored
+/// in the machine's order.
+void PsdDecoder::interleave(const Row& row, std::uint8_t* to) const {
     const std::size_t channels = storedChannels();
     for (std::size_t x = 0; x < size_.width; ++x) {
         if (depth_ == 16) {
@@ -284,34 +286,35 @@ void PsdDecoder::place(const Row& row, std::uint8_t* to) const {
     }
 }
 
-/// Makes of stored samples those that are handed over: inks are counted from 0, and colours with
-/// alpha are stored as they look on white.
+/// Turns stored samples into those that are handed over: inks are stored as what they leave of
+/// white, and colours with alpha as they look on white.
 template<class Sample>
 void PsdDecoder::finish(std::span<std::uint8_t> row) const {
-    constexpr unsigned most = Sample(-1);
+    constexpr unsigned maxSample = Sample(-1);
     if (channels_ != Channels::cmyk && !hasAlpha(channels_)) return;
     const std::size_t channels = storedChannels();
     std::array<Sample, 4> pixel;
     for (; !row.empty(); row = row.subspan(channels * sizeof(Sample))) {
         std::memcpy(pixel.data(), row.data(), channels * sizeof(Sample));
         const unsigned alpha = pixel[channels - 1];
-        const unsigned white = most - alpha;
+        const unsigned white = maxSample - alpha;
         for (std::size_t i = 0; i < channels; ++i) {
             if (channels_ == Channels::cmyk)
-                pixel[i] = static_cast<Sample>(most - pixel[i]);
+                pixel[i] = static_cast<Sample>(maxSample - pixel[i]);
             else if (alpha > 0 && i + 1 < channels)
                 pixel[i] = static_cast<Sample>(std::min<std::uint64_t>(
-                    most, (std::uint64_t{most} * (pixel[i] - std::min<unsigned>(pixel[i], white)) +
-                           alpha / 2) /
-                              alpha));
+                    maxSample,
+                    (std::uint64_t{maxSample} * (pixel[i] - std::min<unsigned>(pixel[i], white)) +
+                     alpha / 2) /
+                        alpha));
         }
         std::memcpy(row.data(), pixel.data(), channels * sizeof(Sample));
     }
 }
 
-void PsdDecoder::lookUp(const std::uint8_t* places, Row& colours) const {
+void PsdDecoder::lookUp(const std::uint8_t* indices, Row& colours) const {
     for (std::size_t x = 0; x < size_.width; ++x)
-        for (std::size_t i = 0; i < 3; ++i) colours[3 * x + i] = palette_[256 * i + places[x]];
+        for (std::size_t i = 0; i < 3; ++i) colours[3 * x + i] = palette_[256 * i + indices[x]];
 }
 
 } // namespace

@@ -51,7 +51,7 @@ class TgaDecoder final : public Decoder {
 
   private:
     bool readPalette(std::uint16_t first, std::uint16_t count, std::uint8_t depth);
-    bool depthIsRight() const;
+    bool hasValidDepth() const;
     bool readRow(std::span<std::uint8_t> row);
     bool readPixel(std::span<std::uint8_t> pixel);
     void makeSamples(const std::vector<std::uint8_t>& row, std::vector<std::uint8_t>& samples);
@@ -66,7 +66,7 @@ class TgaDecoder final : public Decoder {
     Channels channels_ = Channels::rgba;
     std::size_t paletteBegin_ = 0;
     std::vector<Colour> palette_;
-    // Of the run or the literals that are being read, which may go on in the next row.
+    // What is left of the current run or literals, which may go on in the next row.
     std::size_t left_ = 0;
     bool repeated_ = false;
     std::array<std::uint8_t, 4> repeatedPixel_{};
@@ -82,10 +82,10 @@ std::optional<PictureHeader> TgaDecoder::readHeader() {
     depth_ = fields[16];
     rightToLeft_ = (fields[17] & fromTheRight) != 0;
     topDown_ = (fields[17] & fromTheTop) != 0;
-    if (!depthIsRight() || !file_.skip(fields[0])) return std::nullopt;
-    const bool paletteThere = fields[1] == 1;
-    if (kind_ == indexed && !paletteThere) return std::nullopt;
-    if (paletteThere && !readPalette(*numbers.u16(3), *numbers.u16(5), fields[7]))
+    if (!hasValidDepth() || !file_.skip(fields[0])) return std::nullopt;
+    const bool hasPalette = fields[1] == 1;
+    if (kind_ == indexed && !hasPalette) return std::nullopt;
+    if (hasPalette && !readPalette(*numbers.u16(3), *numbers.u16(5), fields[7]))
         return std::nullopt;
     if (kind_ == grey) channels_ = depth_ == 16 ? Channels::greyAlpha : Channels::grey;
     PictureHeader header;
@@ -95,7 +95,7 @@ std::optional<PictureHeader> TgaDecoder::readHeader() {
     return header;
 }
 
-bool TgaDecoder::depthIsRight() const {
+bool TgaDecoder::hasValidDepth() const {
     if (kind_ == trueColour) return isColourDepth(depth_);
     return (kind_ == indexed || kind_ == grey) && (depth_ == 8 || depth_ == 16);
 }
@@ -163,9 +163,9 @@ void TgaDecoder::makeSamples(const std::vector<std::uint8_t>& row,
         if (kind_ == trueColour) {
             colour = colourOf(stored, depth_);
         } else {
-            const std::size_t place = step == 1 ? stored[0] : stored[0] + stored[1] * 256U;
-            // A place before the palette's first wraps round to one far behind its last.
-            if (place - paletteBegin_ < palette_.size()) colour = palette_[place - paletteBegin_];
+            const std::size_t index = step == 1 ? stored[0] : stored[0] + stored[1] * 256U;
+            // Unsigned: an index before the palette's first is a number beyond its last.
+            if (index - paletteBegin_ < palette_.size()) colour = palette_[index - paletteBegin_];
         }
         std::memcpy(to, colour.data(), channels);
     }

@@ -39,7 +39,7 @@ def every_form(checker):
                         continue
                     bitmap = Bitmap(*size, depth)
                     # Pillow knows fewer headers and depths, spreads 5 bits without rounding, and
-                    # looks for a sign in the wrong place of OS/2's palettes.
+                    # looks for a sign at the wrong offset of OS/2's palettes.
                     known = form in (CORE, WINDOWS, WINDOWS4, WINDOWS5) and depth not in (2, 16)
                     judged(checker, 'header of %d, %d bits%s, %dx%d' % (
                         form, depth, ', top down' if top_down else '', *size),
@@ -80,16 +80,16 @@ def palettes(checker):
                     answer(full.pixels()))
     long = Bitmap(17, 9, 4, colours=20)
     checker.answers('a palette longer than its depth', long.file(), answer(long.pixels()))
-    checker.answers('a palette longer than its depth, no place of the pixels', long.file(offset=0),
+    checker.answers('a palette longer than its depth, no offset of the pixels', long.file(offset=0),
                     answer(long.pixels()))
     true = Bitmap(5, 5, 24)
     true.palette = [(1, 2, 3)] * 7
     checker.answers('a palette of a true-colour picture', true.file(), answer(true.pixels()))
-    checker.answers('a palette of a true-colour picture, no place of the pixels',
+    checker.answers('a palette of a true-colour picture, no offset of the pixels',
                     true.file(offset=0), answer(true.pixels()))
 
 
-def places(checker):
+def offsets(checker):
     for form in (CORE, WINDOWS, WINDOWS5):
         for depth in (4, 24):
             bitmap = Bitmap(10, 6, depth)
@@ -97,8 +97,8 @@ def places(checker):
             name = ', header of %d, %d bits' % (form, depth)
             checker.answers('a gap before the pixels' + name, bitmap.file(form, gap=b'gap' * 999),
                             expected)
-            checker.answers('no place of the pixels' + name, bitmap.file(form, offset=0), expected)
-            checker.answers('more behind the pixels' + name, bitmap.file(form) + bytes(300_000),
+            checker.answers('no offset of the pixels' + name, bitmap.file(form, offset=0), expected)
+            checker.answers('more after the pixels' + name, bitmap.file(form) + bytes(300_000),
                             expected)
             checker.refuses('pixels inside the header' + name, bitmap.file(form, offset=20))
             for offset in (5000, 2**31, 2**32 - 1):
@@ -165,16 +165,16 @@ def colours(checker):
             name = ', %d bits%s' % (depth, ', top down' if top_down else '')
             checker.answers('a profile of sRGB' + name,
                             bitmap.profiled_file(tags.rgb_profile(), top_down), expected)
-            checker.answers('a profile of sRGB behind a gap' + name, bitmap.profiled_file(
+            checker.answers('a profile of sRGB after a gap' + name, bitmap.profiled_file(
                 tags.rgb_profile(), top_down, bytes(100_000)), expected)
             checker.answers_otherwise('another profile' + name,
                                       bitmap.profiled_file(other, top_down), expected)
             checker.answers('a profile that is cut short is as none' + name,
                             bitmap.profiled_file(other, top_down)[:-9], expected)
     checker.answers('a profile of zeros is as none', bitmap.profiled_file(bytes(500)), expected)
-    for place, length in ((2**32 - 1, 500), (200, 2**32 - 1), (0, 500)):
-        checker.answers('a profile of %d bytes at %d is as none' % (length, place), bitmap.file(
-            WINDOWS5, space=0x4d424544, profile_place=place, profile_length=length), expected)
+    for offset, length in ((2**32 - 1, 500), (200, 2**32 - 1), (0, 500)):
+        checker.answers('a profile of %d bytes at %d is as none' % (length, offset), bitmap.file(
+            WINDOWS5, space=0x4d424544, profile_offset=offset, profile_length=length), expected)
     grey = Bitmap(12, 5, 8)
     grey.palette = [(i, i, i) for i in range(256)]
     judged(checker, 'a palette of greys', grey.file(), grey.pixels(), True, True)
@@ -233,5 +233,5 @@ def sizes_and_damage(checker):
                                   uniform_digest(1920, 1080, opaque), 16)
 
 
-CASES = (every_form, masks, palettes, places, run_length_codings, passed_over, colours,
+CASES = (every_form, masks, palettes, offsets, run_length_codings, passed_over, colours,
          sizes_and_damage)

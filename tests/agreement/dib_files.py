@@ -29,7 +29,7 @@ def padded(row, multiple=4):
 
 
 class Bitmap:
-    """Random stored pixels: places in a palette, or values under masks."""
+    """Random stored pixels: indices in a palette, or values under masks."""
 
     def __init__(self, width, height, depth, masks=None, colours=None, seed=0):
         chance = random.Random('%s' % ((width, height, depth, masks, colours, seed),))
@@ -65,7 +65,7 @@ class Bitmap:
         return b''.join(self.packed(row) for row in (self.rows if top_down else self.rows[::-1]))
 
     def description(self, form=WINDOWS, compression=None, top_down=False, height=None, used=None,
-                    space=0, profile_place=0, profile_length=0):
+                    space=0, profile_offset=0, profile_length=0):
         """The header with its masks and palette."""
         height = self.height if height is None else height
         if compression is None:
@@ -81,7 +81,7 @@ class Bitmap:
             if form in (WINDOWS4, WINDOWS5):
                 header += struct.pack('<I48x', space)
             if form == WINDOWS5:
-                header += struct.pack('<IIII', 4, profile_place, profile_length, 0)
+                header += struct.pack('<IIII', 4, profile_offset, profile_length, 0)
             header = header[:form] + bytes(max(0, form - len(header)))
         if form == WINDOWS and compression in (BIT_FIELDS, ALPHA_BIT_FIELDS):
             header += struct.pack('<4I', *self.masks)[:12 if compression == BIT_FIELDS else 16]
@@ -89,7 +89,7 @@ class Bitmap:
                                  for colour in self.palette)
 
     def file(self, form=WINDOWS, top_down=False, gap=b'', data=None, offset=None, **more):
-        """A BMP file. `gap` stands before the pixels, `data` in their place."""
+        """A BMP file. `gap` stands before the pixels, `data` instead of them."""
         description = self.description(form, top_down=top_down, **more)
         data = self.plain(top_down) if data is None else data
         start = 14 + len(description) + len(gap)
@@ -98,10 +98,10 @@ class Bitmap:
                 description + gap + data)
 
     def profiled_file(self, profile, top_down=False, between=b''):
-        """A BMP file with its profile behind the pixels."""
+        """A BMP file with its profile after the pixels."""
         data = self.plain(top_down)
-        place = len(self.description(WINDOWS5)) + len(data) + len(between)
-        return self.file(WINDOWS5, top_down, space=0x4d424544, profile_place=place,
+        offset = len(self.description(WINDOWS5)) + len(data) + len(between)
+        return self.file(WINDOWS5, top_down, space=0x4d424544, profile_offset=offset,
                          profile_length=len(profile), data=data + between + profile)
 
 

@@ -146,7 +146,7 @@ def extensions(checker):
     answers('an empty extension', extension(0xfe, b''))
     answers('an unknown extension', extension(0x42, b'what' * 500))
     answers('a text to be drawn', extension(0x01, bytes(12) + b'text', 12))
-    answers('a control extension behind other extensions', loop + comment() + control(3), 3)
+    answers('a control extension after other extensions', loop + comment() + control(3), 3)
     answers('a control extension before other extensions', control(3) + comment() + loop, 3)
     answers('the last of two control extensions counts', control(3) + control(4), 4)
     answers('the last of two control extensions counts, if it is without transparency',
@@ -156,7 +156,7 @@ def extensions(checker):
     answers('a control extension with more than it needs', extension(0xf9, b'\1\0\0\3\0'), 3)
     answers('a control extension of several blocks', extension(0xf9, b'\1\0\0\3' + b'\1\0\0\4', 4),
             3)
-    answers('a control extension behind the frame is the next frame\'s', b'', None, control(2) +
+    answers('a control extension after the frame is the next frame\'s', b'', None, control(2) +
             image(random_rows(12, 7, 8, 1)) + TRAILER)
     profile = extension(0xff, b'ICCRGBG1012' + bytes(244), 11)
     answers('a profile is passed over', profile)
@@ -172,7 +172,7 @@ def animations(checker):
     checker.answers('a second frame that is cut', first + second[:-9], expected)
     checker.answers('a second frame that is damaged', first + second[:30] + b'\xff' * 40, expected)
     checker.answers('no trailer', first, expected)
-    checker.answers('garbage behind the frame', first + b'garbage' * 50000, expected)
+    checker.answers('garbage after the frame', first + b'garbage' * 50000, expected)
 
 
 def other_reader(checker):
@@ -284,14 +284,14 @@ def bombs(checker):
     expected = answer(painted(rows, colours))
     begin, frame = screen(12, 7, colours), image(rows)
     small = image([[1]])
-    checker.answers_within_memory('a million frames behind the first',
+    checker.answers_within_memory('a million frames after the first',
                                   [begin, frame, *[small * 10_000] * 100, TRAILER], expected, 16)
     megabyte = (b'\xff' + bytes(255)) * 4096
     checker.answers_within_memory('a comment of a gigabyte',
                                   [begin, b'!\xfe', *[megabyte] * 1024, b'\0', frame], expected, 16)
     checker.answers_within_memory('20 million comments',
                                   [begin, *[comment(b'') * 200_000] * 100, frame], expected, 16)
-    checker.answers_within_memory('a gigabyte of data behind the last pixel',
+    checker.answers_within_memory('a gigabyte of data after the last pixel',
                                   [begin, frame[:-1], *[megabyte] * 1024, b'\0'], expected, 16)
 
 

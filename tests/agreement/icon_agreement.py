@@ -79,19 +79,19 @@ def directories(checker):
     checker.answers('the first picture counts', file([first, second]), expected)
     checker.answers('the size in the directory does not', file([(99, 3, 7, first[3])]), expected)
     checker.answers('a gap before the picture', file([first], gap=bytes(100_000)), expected)
-    checker.answers('more behind it', file([first]) + b'more' * 100_000, expected)
+    checker.answers('more after it', file([first]) + b'more' * 100_000, expected)
     checker.answers('a byte of 255 from another writer', file([first], reserved=255), expected)
-    checker.answers('the first in the directory lies behind the second',
-                    file([first, second], places=(6 + 32 + len(second[3]), 6 + 32))[:38] +
+    checker.answers('the first in the directory lies after the second',
+                    file([first, second], offsets=(6 + 32 + len(second[3]), 6 + 32))[:38] +
                     second[3] + first[3], expected)
     many = [first] + [second] * 65_534
-    place = 6 + 16 * len(many)
-    whole = file([entry[:3] + (b'',) for entry in many], places=[place] * len(many)) + first[3]
+    offset = 6 + 16 * len(many)
+    whole = file([entry[:3] + (b'',) for entry in many], offsets=[offset] * len(many)) + first[3]
     checker.answers_within_memory('65,535 entries', whole, expected, 16)
     checker.refuses('65,535 entries that are not there', file([first], count=65_535)[:60])
     checker.refuses('no entry', file([first], count=0))
-    for place in (0, 6, 21, 2**24 - 1, 2**31, 2**32 - 1):
-        checker.refuses('a picture at %d' % place, file([first], places=[place]))
+    for offset in (0, 6, 21, 2**24 - 1, 2**31, 2**32 - 1):
+        checker.refuses('a picture at %d' % offset, file([first], offsets=[offset]))
 
 
 def sizes_and_damage(checker):

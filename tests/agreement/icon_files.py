@@ -9,14 +9,14 @@ from reference import premultiplied
 ICON, CURSOR = 1, 2
 
 
-def file(pictures, kind=ICON, places=None, gap=b'', reserved=0, count=None):
+def file(pictures, kind=ICON, offsets=None, gap=b'', reserved=0, count=None):
     """`pictures`: of each its width, height, depth and data."""
-    place = 6 + 16 * len(pictures) + len(gap)
+    offset = 6 + 16 * len(pictures) + len(gap)
     directory = struct.pack('<HHH', 0, kind, len(pictures) if count is None else count)
     for i, (width, height, depth, data) in enumerate(pictures):
         directory += struct.pack('<BBBBHHII', width & 255, height & 255, 0, reserved, 1, depth,
-                                 len(data), places[i] if places else place)
-        place += len(data)
+                                 len(data), offsets[i] if offsets else offset)
+        offset += len(data)
     return directory + gap + b''.join(picture[3] for picture in pictures)
 
 

@@ -68,7 +68,7 @@ def exif_oddities(checker):
                         answer(rows))
     checker.answers('the first Exif counts', with_segments(jpeg, six + exif_segment(tags.exif(3))),
                     answer(rows, 6))
-    checker.answers('Exif behind other data of its marker',
+    checker.answers('Exif after other data of its marker',
                     with_segments(jpeg, segment(0xe1, b'http://ns.adobe.com/xap/1.0/\0<x/>') + six),
                     answer(rows, 6))
     checker.answers('an orientation in the entry of another directory is not followed',
@@ -126,8 +126,8 @@ def inks(checker):
     for length in range(jpeg.index(b'\xff\xda') + 20, len(jpeg), len(jpeg) // 20):
         cut = jpeg[:length]
         checker.answers('inks cut after %d bytes' % length, cut, answer(decoded_inks(cut)))
-    place = jpeg.index(b'\xff\xc0')
-    checker.refuses('five channels', jpeg[:place + 9] + b'\5' + jpeg[place + 10:])
+    offset = jpeg.index(b'\xff\xc0')
+    checker.refuses('five channels', jpeg[:offset + 9] + b'\5' + jpeg[offset + 10:])
 
 
 def inks_of_profiles(checker):
@@ -163,18 +163,18 @@ def damage(checker):
                             answer(decoded(cut)))
         for length in range(0, first_scan, 7):
             checker.refuses('cut after %d bytes, before any pixel' % length, jpeg[:length])
-        checker.answers('garbage behind the end, ' + form[0], jpeg + b'\xff\xd8garbage' * 20000,
+        checker.answers('garbage after the end, ' + form[0], jpeg + b'\xff\xd8garbage' * 20000,
                         answer(decoded(jpeg)))
     whole = encoded(ppm(50, 50), '-restart', '1')
-    for place in range(whole.index(b'\xff\xda') + 30, len(whole), 97):
-        hurt = whole[:place] + bytes((whole[place] ^ 0x10,)) + whole[place + 1:]
-        checker.answers('a byte changed at %d' % place, hurt, answer(decoded(hurt)))
+    for offset in range(whole.index(b'\xff\xda') + 30, len(whole), 97):
+        hurt = whole[:offset] + bytes((whole[offset] ^ 0x10,)) + whole[offset + 1:]
+        checker.answers('a byte changed at %d' % offset, hurt, answer(decoded(hurt)))
 
 
 def resized(jpeg, width, height):
     """The file declaring another size than its own."""
-    place = max(jpeg.find(b'\xff\xc0'), jpeg.find(b'\xff\xc2'))
-    return jpeg[:place + 5] + struct.pack('>HH', height, width) + jpeg[place + 9:]
+    offset = max(jpeg.find(b'\xff\xc0'), jpeg.find(b'\xff\xc2'))
+    return jpeg[:offset + 5] + struct.pack('>HH', height, width) + jpeg[offset + 9:]
 
 
 def sizes(checker):

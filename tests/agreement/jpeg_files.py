@@ -182,20 +182,20 @@ def icc_segments(profile, pieces=1, order=None):
 
 
 def with_segments(jpeg, segments):
-    """The file with more segments right behind its first marker."""
+    """The file with more segments right after its first marker."""
     return jpeg[:2] + segments + jpeg[2:]
 
 
 def with_scans(jpeg, count):
     """The file with its last scan, and the tables before it, repeated `count` times more."""
-    place, scan = 2, 0
-    while jpeg[place + 1] != 0xd9:
-        if jpeg[place + 1] == 0xda:
-            start = scan or place
-            place += 2
-            while jpeg[place] != 0xff or jpeg[place + 1] == 0 or 0xd0 <= jpeg[place + 1] <= 0xd7:
-                place += 1
-            last, scan = jpeg[start:place], place
+    offset, scan = 2, 0
+    while jpeg[offset + 1] != 0xd9:
+        if jpeg[offset + 1] == 0xda:
+            start = scan or offset
+            offset += 2
+            while jpeg[offset] != 0xff or jpeg[offset + 1] == 0 or 0xd0 <= jpeg[offset + 1] <= 0xd7:
+                offset += 1
+            last, scan = jpeg[start:offset], offset
         else:
-            place += 2 + struct.unpack('>H', jpeg[place + 2:place + 4])[0]
-    return jpeg[:place] + last * count + jpeg[place:]
+            offset += 2 + struct.unpack('>H', jpeg[offset + 2:offset + 4])[0]
+    return jpeg[:offset] + last * count + jpeg[offset:]

@@ -88,7 +88,7 @@ def other_chunks(checker):
     expected = answer(picture.pixels())
     checker.answers('a text chunk before the pixels changes nothing', picture.file(before=TEXT),
                     expected)
-    checker.answers('a text chunk behind the pixels changes nothing', picture.file(after=TEXT),
+    checker.answers('a text chunk after the pixels changes nothing', picture.file(after=TEXT),
                     expected)
     checker.answers('what follows the end changes nothing', picture.file() + b'garbage' * 50000,
                     expected)
@@ -99,7 +99,7 @@ def other_chunks(checker):
     whole = picture.file()
     begin = whole.index(b'IDAT') - 4
     huge = chunk(b'tEXt', b'Comment\0' + bytes(64 << 20))
-    checker.answers_within_memory('texts of 1 GiB, poured, are passed over',
+    checker.answers_within_memory('texts of 1 GiB are passed over',
                                   [whole[:begin], *[huge] * 16, whole[begin:]], expected, 16)
     many = chunk(b'eXIf', bytes(100_000)) * 500
     checker.answers_within_memory('a chunk that is repeated 500 times fills no memory',
@@ -182,7 +182,7 @@ def orientations(checker):
     checker.answers('an orientation whose chunk fails its checksum is as none',
                     picture.file(before=turned[:-1] + b'?'), answer(picture.pixels()))
     late_orientations(checker)
-    checker.answers('upright, told behind the pixels',
+    checker.answers('upright, told after the pixels',
                     picture.file(after=chunk(b'eXIf', tags.exif(1))), answer(picture.pixels()))
     checker.answers('the first orientation counts', picture.file(before=turned, after=chunk(
         b'eXIf', tags.exif(3))), answer(picture.pixels(), 6))
@@ -228,8 +228,8 @@ def damage(checker):
     palette = Picture(9, 9, PALETTE, 8)
     for name in (b'IHDR', b'PLTE', b'IDAT', b'IEND'):
         whole = bytearray(palette.file())
-        place = whole.index(name)
-        whole[place + 4 + struct.unpack('>I', whole[place - 4:place])[0]] ^= 1
+        offset = whole.index(name)
+        whole[offset + 4 + struct.unpack('>I', whole[offset - 4:offset])[0]] ^= 1
         checker.refuses('a wrong checksum of ' + name.decode(), bytes(whole))
     checker.refuses('no palette', palette.file().replace(b'PLTE', b'pLTE'))
     raw = picture.raw(False)
@@ -249,7 +249,7 @@ def damage(checker):
                     picture.file(data=zlib.compress(b'\x09' + raw[1:])))
     checker.answers('a row too many', picture.file(data=zlib.compress(raw + bytes(97))),
                     answer(picture.pixels()))
-    checker.answers('bytes behind the compressed data', picture.file(data=data + b'more'),
+    checker.answers('bytes after the compressed data', picture.file(data=data + b'more'),
                     answer(picture.pixels()))
     wide = Picture(400, 3, GREY, 8)
     wide.rows = [wide.rows[0]] * 3

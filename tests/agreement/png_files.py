@@ -35,7 +35,7 @@ def packed(samples, depth):
 
 
 def filtered(kind, row, above, step):
-    """One row behind its filter byte; `step` is the number of bytes to the pixel on the left."""
+    """One row after its filter byte; `step` is the number of bytes to the pixel on the left."""
     left = bytes(step) + row
     corner = bytes(step) + above
 
@@ -101,7 +101,7 @@ class Picture:
         return [[self.pixel(stored) for stored in row] for row in self.rows]
 
     def raw(self, interlaced):
-        """The rows, each behind its filter byte; all five filters take turns."""
+        """The rows, each after its filter byte; all five filters take turns."""
         bits = CHANNELS[self.colour_type] * self.depth
         parts = []
         for x0, y0, dx, dy in PASSES if interlaced else ((0, 0, 1, 1),):

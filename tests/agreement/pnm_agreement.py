@@ -81,8 +81,8 @@ def spaces_and_comments(checker):
         checker.answers('%r between the bits' % space, bits.bits_in_text(space=space),
                         answer(bits.pixels()))
     text = grey.in_text()
-    checker.answers('no line end behind the last value', text[:-1], answer(grey.pixels()))
-    checker.answers('more behind the values', text + b'more', answer(grey.pixels()))
+    checker.answers('no line end after the last value', text[:-1], answer(grey.pixels()))
+    checker.answers('more after the values', text + b'more', answer(grey.pixels()))
     two = grey.in_bytes() + Picture(3, 3, 1, 255).in_bytes()
     checker.answers('of two pictures the first counts', two, answer(grey.pixels()))
     data = grey.in_bytes()

@@ -98,7 +98,7 @@ def colours(checker):
         checker.answers('a resource cut short' + name, picture.file(resources=around[:7]), expected)
 
 
-def poured(checker, head, count, tail):
+def streamed(checker, head, count, tail):
     """The program's output when `count` MiB of zeros stand between head and tail."""
     process = subprocess.Popen((checker.program, '60'), stdin=subprocess.PIPE,
                                stdout=subprocess.PIPE, env={})
@@ -135,7 +135,7 @@ def damage_and_sizes(checker):
                     answer(one.pixels()))
     checker.answers('many empty runs', one.file(
         data=b'\0\1\0\2' + b'\x80' * 1_000_000 + b'\xfd\x09'), answer(one.pixels()))
-    checker.answers('more behind', one.file() + bytes(300_000), answer(one.pixels()))
+    checker.answers('more after it', one.file() + bytes(300_000), answer(one.pixels()))
     for width, height in ((0, 5), (5, 0), (8000, 8000), (2**32 - 1, 2**32 - 1), (60_000_001, 1)):
         one.width, one.height = width, height
         checker.refuses('%dx%d' % (width, height), one.file(data=b'\0\0' + bytes(999)))
@@ -145,14 +145,14 @@ def damage_and_sizes(checker):
                     '%s 60000000 1\n' % uniform_digest(60_000_000, 1, b'\7\7\7\xff' * 60_000_000))
     small = Picture(9, 4, RGB, 8, 1)
     whole = small.file(large=True, layers=layers(2, True))
-    place = whole.index(layers(2, True)) - 8
+    offset = whole.index(layers(2, True)) - 8
     for claimed in (2**40, 2**63, 2**64 - 1):
-        checker.refuses('layers of %d bytes' % claimed, whole[:place] + claimed.to_bytes(8, 'big') +
-                        whole[place + 8:])
+        checker.refuses('layers of %d bytes' % claimed, whole[:offset] + claimed.to_bytes(8, 'big') +
+                        whole[offset + 8:])
     gigabytes = 2 << 30
-    head = whole[:place] + (gigabytes + 20).to_bytes(8, 'big') + gigabytes.to_bytes(8, 'big')
+    head = whole[:offset] + (gigabytes + 20).to_bytes(8, 'big') + gigabytes.to_bytes(8, 'big')
     tail = bytes(12) + small.data(False, True)
-    output = poured(checker, head, gigabytes >> 20, tail)
+    output = streamed(checker, head, gigabytes >> 20, tail)
     checker.check('layers of 2 GiB', output == answer(small.pixels()), output)
 
 

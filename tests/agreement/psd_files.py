@@ -125,5 +125,5 @@ def layers(count, large=False, body=b'', blocks=b''):
 
 
 def layers_behind(blocks, large=False):
-    """The section where the layers lie in blocks behind the usual place."""
+    """The section where the layers lie in blocks after the usual section."""
     return bytes(8 if large else 4) + struct.pack('>I', 6) + bytes(6) + blocks

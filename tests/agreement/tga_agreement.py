@@ -38,7 +38,7 @@ def oddities(checker):
         name = ', kind %d of %d bits' % (kind, depth)
         checker.answers('runs across rows' + name, picture.file(True, across=True), expected)
         checker.answers('a text' + name, picture.file(text=b'made by hand' * 21), expected)
-        checker.answers('more behind' + name, picture.file(True) + bytes(300_000) + FOOTER,
+        checker.answers('more after it' + name, picture.file(True) + bytes(300_000) + FOOTER,
                         expected)
     late = Picture(21, 9, INDEXED, 8, 24, 40, first=100)
     checker.answers('a palette that begins late', late.file(), answer(late.pixels()))
@@ -62,11 +62,11 @@ def damage(checker):
                 checker.refuses('cut after %d of %d bytes, kind %d of %d bits%s' % (
                     length, len(whole), kind, depth, ' in runs' if runs else ''), whole[:length])
     data = Picture(9, 4, TRUE_COLOUR, 24).file()
-    for place, value in ((1, 2), (1, 1), (2, 0), (2, 1), (2, 4), (2, 8), (2, 32), (3, 1), (5, 1),
+    for offset, value in ((1, 2), (1, 1), (2, 0), (2, 1), (2, 4), (2, 8), (2, 32), (3, 1), (5, 1),
                          (7, 24), (12, 0), (14, 0), (16, 8), (16, 1), (16, 64), (17, 0x40),
                          (17, 0x80)):
-        checker.refuses('%d at %d' % (value, place),
-                        data[:place] + bytes((value,)) + data[place + 1:] + bytes(9999))
+        checker.refuses('%d at %d' % (value, offset),
+                        data[:offset] + bytes((value,)) + data[offset + 1:] + bytes(9999))
     large = Picture(1, 1, GREY, 8)
     for width, height in ((8000, 8000), (65535, 65535), (65535, 916)):
         large.width, large.height = width, height

@@ -40,10 +40,10 @@ class Picture:
             return premultiplied(grey, grey, grey, alpha)
         if self.kind == TRUE_COLOUR:
             return premultiplied(*colour(stored, self.depth))
-        place = stored - self.first
-        if not 0 <= place < len(self.palette):
+        index = stored - self.first
+        if not 0 <= index < len(self.palette):
             return b'\0\0\0\xff'
-        return premultiplied(*colour(self.palette[place], self.palette_depth))
+        return premultiplied(*colour(self.palette[index], self.palette_depth))
 
     def pixels(self):
         return [[self.pixel(stored) for stored in row] for row in self.rows]

@@ -135,8 +135,8 @@ def orientations(checker):
                     exif = chunk(b'EXIF', prefix + tags.exif(orientation, order))
                     before = header(flags, 21, 12)
                     called = '%s of orientation %d %s%s, Exif ' % (
-                        name, orientation, order, ' behind its name' if prefix else '')
-                    checker.answers(called + 'behind the pixels', riff(before, pixels, exif),
+                        name, orientation, order, ' after its name' if prefix else '')
+                    checker.answers(called + 'after the pixels', riff(before, pixels, exif),
                                     answer(expected, orientation))
                     checker.answers(called + 'before the pixels', riff(before, exif, pixels),
                                     answer(expected, orientation))
@@ -160,11 +160,11 @@ def exif_oddities(checker):
     answers('the first Exif counts', riff(extended, pixels, six, three), 6)
     answers('the first Exif counts, even when it says nothing',
             riff(extended, chunk(b'EXIF', b'nothing'), pixels, six))
-    answers('Exif behind other chunks', riff(extended, pixels, chunk(b'XMP ', b'<x/>'),
+    answers('Exif after other chunks', riff(extended, pixels, chunk(b'XMP ', b'<x/>'),
                                              chunk(b'what', bytes(99999)), six), 6)
     answers('Exif of an odd length, unpadded at the end',
             riff(extended, pixels, chunk(b'EXIF', tags.exif(6) + b'?'))[:-1], 6)
-    answers('Exif behind the end of the container', riff(extended, pixels) + six)
+    answers('Exif after the end of the container', riff(extended, pixels) + six)
     large = riff(extended, pixels, chunk(b'EXIF', tags.exif(8) + bytes(100_000_000)))
     checker.answers_within_memory('Exif of 100 MB', large, answer(expected, 8), 32)
     whole = riff(extended, pixels, six)
@@ -184,7 +184,7 @@ def colours(checker):
             'the first profile counts': riff(tagged, same, other, pixels),
             'a profile that is not announced': riff(header(0, 21, 12), other, pixels),
             'a profile of a file without a header': riff(other, pixels),
-            'a profile behind the pixels': riff(tagged, pixels, other),
+            'a profile after the pixels': riff(tagged, pixels, other),
             'a profile that never comes': riff(tagged, pixels),
             'a profile of zeros': riff(tagged, chunk(b'ICCP', bytes(500)), pixels),
             'an empty profile': riff(tagged, chunk(b'ICCP'), pixels),
@@ -229,9 +229,9 @@ def animations(checker):
                                                   chunk(b'more', bytes(99))), other),
             answer(on_canvas(expected, 30, 20, 2, 4)))
     whole = riff(begin, frame(2, 4, 13, 9, pixels), other, other)
-    behind = len(begin) + 12 + len(frame(2, 4, 13, 9, pixels))
-    for length in range(behind, len(whole), 17):
-        checker.answers('cut behind the first frame, at %d' % length, whole[:length],
+    after = len(begin) + 12 + len(frame(2, 4, 13, 9, pixels))
+    for length in range(after, len(whole), 17):
+        checker.answers('cut after the first frame, at %d' % length, whole[:length],
                         answer(on_canvas(expected, 30, 20, 2, 4)))
     for name, first in {'no pixels': b'', 'chunks without pixels': chunk(b'what', b'ever'),
                         'alpha alone': chunk(b'ALPH', bytes(200))}.items():
@@ -352,28 +352,28 @@ def bombs(checker):
     pixels, expected = pixel_chunks(webp), answer(finished(rows))
     megabyte = bytes(1 << 20)
 
-    def poured(name, told, flags, *parts):
+    def streamed(name, told, flags, *parts):
         size = 4 + sum(len(part) for part in parts) + 18
         checker.answers_within_memory(
             name, [b'RIFF' + struct.pack('<I', size) + b'WEBP', header(flags, 13, 9), *parts],
             told, 16)
 
     gigabyte = [b'what' + struct.pack('<I', 1 << 30), *[megabyte] * 1024]
-    poured('a gigabyte before the picture', expected, 0, *gigabyte, pixels)
-    poured('a gigabyte behind the picture', expected, 0, pixels, *gigabyte)
+    streamed('a gigabyte before the picture', expected, 0, *gigabyte, pixels)
+    streamed('a gigabyte after the picture', expected, 0, pixels, *gigabyte)
     exif = chunk(b'EXIF', tags.exif(8))
-    poured('a gigabyte before the Exif data', answer(finished(rows), 8), EXIF, pixels, *gigabyte,
+    streamed('a gigabyte before the Exif data', answer(finished(rows), 8), EXIF, pixels, *gigabyte,
            exif)
-    poured('millions of chunks', answer(finished(rows), 8), EXIF,
+    streamed('millions of chunks', answer(finished(rows), 8), EXIF,
            *[chunk(b'what') * 100_000] * 50, pixels, *[chunk(b'what') * 100_000] * 50, exif)
     frames = frame(0, 0, 1, 1, even(1, 1, *RED, 255)) * 10_000
-    poured('a million frames behind the first', answer(finished(rows), 8),
+    streamed('a million frames after the first', answer(finished(rows), 8),
            ANIMATION | EXIF, frame(0, 0, 13, 9, pixels), *[frames] * 100, exif)
     profile = [b'ICCP' + struct.pack('<I', 200 << 20), *[megabyte] * 200]
-    poured('a profile of 200 MB', expected, ICC, *profile, pixels)
+    streamed('a profile of 200 MB', expected, ICC, *profile, pixels)
     longer = pixels[:4] + struct.pack('<I', len(pixels) - 8 + (200 << 20)) + pixels[8:]
     checker.answers_within_memory(
-        'pixels with 200 MB behind the last one',
+        'pixels with 200 MB after the last one',
         [b'RIFF' + struct.pack('<I', len(longer) + (200 << 20) + 4) + b'WEBP', longer,
          *[megabyte] * 200], expected, 64)
 

@@ -65,13 +65,13 @@ def header(flags, width, height):
 
 
 def chunks(webp):
-    """The chunks of a file as they lie in it, behind their names."""
-    found, place = [], 12
-    while place < len(webp):
-        size = struct.unpack('<I', webp[place + 4:place + 8])[0]
+    """The chunks of a file as they lie in it, after their names."""
+    found, offset = [], 12
+    while offset < len(webp):
+        size = struct.unpack('<I', webp[offset + 4:offset + 8])[0]
         size += 8 + size % 2
-        found.append((webp[place:place + 4], webp[place:place + size]))
-        place += size
+        found.append((webp[offset:offset + 4], webp[offset:offset + size]))
+        offset += size
     return found
 
 

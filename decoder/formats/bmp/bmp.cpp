@@ -43,7 +43,7 @@ std::optional<PictureHeader> BmpDecoder::readHeader() {
         header.colour.emplace_back(DeclaredSrgb{});
     } else if (dib_->colours == DibColours::profile) {
         // The colours must be known before the first pixel is handed over, and writers put the
-        // profile behind the last.
+        // profile after the last.
         kept_.emplace(dib_->size, header.samples.pixelBytes());
         if (!readDibPixels(*dib_, file_, *kept_)) return std::nullopt;
         header.rowsInOrder = true;
@@ -59,8 +59,8 @@ bool BmpDecoder::readPixels(PixelSink& sink) {
 }
 
 std::optional<IccProfile> BmpDecoder::readProfile() {
-    const std::uint64_t place = std::uint64_t{fileHeaderLength} + dib_->profilePlace;
-    if (dib_->profileLength > maxProfileBytes || !file_.skipTo(place)) return std::nullopt;
+    const std::uint64_t offset = std::uint64_t{fileHeaderLength} + dib_->profileOffset;
+    if (dib_->profileLength > maxProfileBytes || !file_.skipTo(offset)) return std::nullopt;
     IccProfile profile;
     profile.bytes.resize(dib_->profileLength);
     if (!file_.read(profile.bytes)) return std::nullopt;

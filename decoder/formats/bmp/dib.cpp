@@ -13,22 +13,22 @@ namespace {
 
 using Row = std::vector<std::uint8_t>;
 
-/// A channel of a pixel's value, brought to 8 bits.
+/// Takes one channel out of a pixel's value and scales it to 8 bits.
 class MaskedChannel {
   public:
     explicit MaskedChannel(std::uint32_t mask)
-        : mask_(mask), shift_(mask == 0 ? 0 : std::countr_zero(mask)), most_(mask >> shift_) {}
+        : mask_(mask), shift_(mask == 0 ? 0 : std::countr_zero(mask)), maxValue_(mask >> shift_) {}
 
     std::uint8_t of(std::uint32_t pixel) const {
         const std::uint32_t value = (pixel & mask_) >> shift_;
-        if (most_ == 255 || most_ == 0) return static_cast<std::uint8_t>(value);
-        return static_cast<std::uint8_t>((value * std::uint64_t{255} + most_ / 2) / most_);
+        if (maxValue_ == 255 || maxValue_ == 0) return static_cast<std::uint8_t>(value);
+        return static_cast<std::uint8_t>((value * std::uint64_t{255} + maxValue_ / 2) / maxValue_);
     }
 
   private:
     std::uint32_t mask_;
     int shift_;
-    std::uint32_t most_;
+    std::uint32_t maxValue_;
 };
 
 /// Turns stored rows into samples and hands them over.
@@ -43,7 +43,8 @@ class RowMaker {
                                [](std::uint32_t mask) { return MaskedChannel(mask); });
     }
 
-    /// `packed`: a row as the file has it when it is not run-length coded.
+    /// `number` counts the rows as they come in the file. `packed`: a row of a file without
+    /// run-length coding, as it stands there.
     void take(std::uint32_t number, const Row& packed) {
         for (std::uint32_t x = 0; x < header_.size.width; ++x)
             if (header_.depth <= 8)
@@ -53,7 +54,7 @@ class RowMaker {
         handOver(number);
     }
 
-    /// `units`: of each pixel its place in the palette, or blue, green and red.
+    /// `units`: for each pixel its index in the palette, or blue, green and red.
     void takeUnits(std::uint32_t number, const Row& units) {
         for (std::size_t x = 0; x < header_.size.width; ++x)
             if (header_.depth <= 8)
@@ -105,7 +106,8 @@ bool readPlain(const DibHeader& header, SequentialReader& file, RowMaker& rows) 
     return true;
 }
 
-/// The run-length codings: a pair of a count and what is repeated, or a zero and a command.
+/// The run-length codings: pairs of a count and the unit that it repeats, or of a zero and a
+/// command.
 class RunReader {
   public:
     RunReader(const DibHeader& header, SequentialReader& file, RowMaker& rows)
@@ -115,7 +117,7 @@ class RunReader {
           unit_(header.coding == DibCoding::rle24 ? 3 : 1),
           units_(unit_ * header.size.width) {}
 
-    // A picture is whole when its last pixel is there: its end need not be told as well.
+    // A picture whose last pixel has come is whole, even without the command that ends it.
     bool read() {
         while (number_ < header_.size.height && !(onLastRow() && x_ == header_.size.width))
             if (!readPair()) return false;
@@ -169,7 +171,7 @@ class RunReader {
         return true;
     }
 
-    // Literals fill whole pairs of bytes.
+    // Literals take an even number of bytes.
     bool readLiterals(std::size_t count) {
         std::array<std::uint8_t, 3> unit{};
         const std::size_t length = nibbles() ? (count + 1) / 2 : count * unit_;
@@ -220,7 +222,7 @@ bool readDibPixels(const DibHeader& header, SequentialReader& file, PixelSink& s
     return RunReader(header, file, rows).read();
 }
 
-void KeptRows::take(const PixelRun& span) { std::memcpy(row(span.row), span.samples, rowBytes_); }
+void KeptRows::take(const PixelRun& run) { std::memcpy(row(run.row), run.samples, rowBytes_); }
 
 void KeptRows::handOver(PixelSink& sink) {
     for (std::uint32_t y = 0; y < size_.height; ++y)

@@ -10,16 +10,17 @@
 
 namespace sorvane::decoder {
 
-/// What the bitmap's pixels are handed over as: RGB, or RGBA where the masks have bits of alpha. 8
-/// bits each, rounded to the nearest from masks of other widths.
+/// The channels of the samples, of 8 bits each: RGB, or RGBA where the masks have bits of alpha.
+/// Channels of other widths are scaled, rounding to the nearest.
 Channels dibChannels(const DibHeader& header);
 
-/// Hands over the pixels, at which `file` stands, row by row in the file's order. False: they are
-/// cut short. In a run-length coding pixels that are passed over have the palette's first colour
-/// (in true colour black), and what goes beyond its row is clipped. Rows must be within the budget.
+/// Hands over the pixels, which are next in `file`, row by row in the file's order. False: they are
+/// cut short. In a run-length coding, pixels that are passed over have the palette's first colour
+/// (black in true colour), and pixels beyond the end of their row are dropped. Rows must be within
+/// the budget.
 bool readDibPixels(const DibHeader& header, SequentialReader& file, PixelSink& sink);
 
-/// A whole picture's rows, kept until what lies behind them in the file has been read.
+/// A whole picture's rows, kept until what comes after them in the file has been read.
 class KeptRows : public PixelSink {
   public:
     /// Takes the memory at once: the size must be within the budget.
@@ -29,7 +30,7 @@ class KeptRows : public PixelSink {
           bytes_(std::make_unique_for_overwrite<std::uint8_t[]>(rowBytes_ * size.height)) {}
 
     /// Whole rows only.
-    void take(const PixelRun& span) override;
+    void take(const PixelRun& run) override;
 
     std::uint8_t* row(std::uint32_t y) { return bytes_.get() + rowBytes_ * y; }
     void handOver(PixelSink& sink);

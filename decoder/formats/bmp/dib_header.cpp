@@ -10,7 +10,7 @@ namespace sorvane::decoder {
 
 namespace {
 
-// The header's forms, named by their length, which is their first field.
+// The header's forms, told apart by their length, which is their first field.
 constexpr std::uint32_t os2Core = 12;
 constexpr std::uint32_t os2Short = 16;
 constexpr std::uint32_t windows = 40;
@@ -30,7 +30,7 @@ constexpr std::uint32_t bitFields = 3;
 constexpr std::uint32_t os2Rle24 = 4;
 constexpr std::uint32_t alphaBitFields = 6;
 
-constexpr std::size_t maskPlace = 40;
+constexpr std::size_t maskOffset = 40;
 
 constexpr std::array<std::uint32_t, 4> masks555 = {0x7c00, 0x03e0, 0x001f, 0};
 constexpr std::array<std::uint32_t, 4> masks888 = {0xff0000, 0x00ff00, 0x0000ff, 0};
@@ -50,8 +50,8 @@ class HeaderReader {
   private:
     bool isOs2() const { return form_ == os2Core || form_ == os2Short || form_ == os2Full; }
     bool hasPalette() const { return header_.depth <= 8; }
-    std::uint32_t u16(std::size_t place) const { return numbers_.u16(place).value_or(0); }
-    std::uint32_t u32(std::size_t place) const { return numbers_.u32(place).value_or(0); }
+    std::uint32_t u16(std::size_t offset) const { return numbers_.u16(offset).value_or(0); }
+    std::uint32_t u32(std::size_t offset) const { return numbers_.u32(offset).value_or(0); }
 
     bool readFields();
     bool chooseCoding();
@@ -62,7 +62,7 @@ class HeaderReader {
     SequentialReader& file_;
     std::uint64_t pixels_;
     std::array<std::uint8_t, windows5> fields_{};
-    // Fields that a shorter form does not have are 0, their meaning in the longer ones.
+    // Fields that a shorter form lacks are 0, which is their default in the longer ones.
     NumberReader numbers_{fields_, ByteOrder::little};
     std::uint32_t form_ = 0;
     std::uint32_t compression_ = plain;
@@ -87,8 +87,8 @@ bool HeaderReader::readFields() {
     return header_.size.width >> 31 == 0;
 }
 
-// The three run-length codings belong each to one depth; of the values under 3 and 4 OS/2 has
-// others than Windows.
+// Each of the three run-length codings belongs to one depth. The values 3 and 4 mean something
+// else in OS/2 than in Windows.
 bool HeaderReader::chooseCoding() {
     switch (compression_) {
     case plain:
@@ -113,32 +113,32 @@ bool HeaderReader::chooseCoding() {
     return std::ranges::find(depths, int{header_.depth}) != depths.end();
 }
 
-bool withoutGap(std::uint32_t mask) {
+bool hasNoGap(std::uint32_t mask) {
     return mask == 0 || std::has_single_bit((mask >> std::countr_zero(mask)) + std::uint64_t{1});
 }
 
 bool HeaderReader::readMasks() {
     header_.masks = header_.depth == 16 ? masks555 : masks888;
-    header_.fourthByteUnsaid = header_.depth == 32 && compression_ == plain;
+    header_.fourthByteUnspecified = header_.depth == 32 && compression_ == plain;
     if (compression_ != bitFields && compression_ != alphaBitFields) return true;
-    // Behind the shortest form that can have them they stand apart, and there alpha is one of them
-    // only if the compression says so.
+    // After the shortest form that can have masks they stand apart from it, and alpha is one of
+    // them only if the compression says so.
     std::size_t count = form_ >= windowsAlphaMask ? 4 : 3;
     if (form_ == windows) {
         count = compression_ == alphaBitFields ? 4 : 3;
-        if (!file_.read(std::span(fields_).subspan(maskPlace, 4 * count))) return false;
+        if (!file_.read(std::span(fields_).subspan(maskOffset, 4 * count))) return false;
     }
     std::uint32_t any = 0;
     for (std::size_t i = 0; i < header_.masks.size(); ++i) {
-        header_.masks[i] = i < count ? u32(maskPlace + 4 * i) : 0;
+        header_.masks[i] = i < count ? u32(maskOffset + 4 * i) : 0;
         any |= header_.masks[i];
     }
     const bool inside = header_.depth == 32 || any >> header_.depth == 0;
-    return any != 0 && inside && std::ranges::all_of(header_.masks, withoutGap);
+    return any != 0 && inside && std::ranges::all_of(header_.masks, hasNoGap);
 }
 
-// A palette ends where the pixels begin, whatever the number of its entries. Pictures of true
-// colour may have one too, for devices that lack them: it is passed over.
+// A palette ends where the pixels begin, whatever its number of entries says. Pictures of true
+// colour may have one too, for displays with few colours: it is passed over.
 bool HeaderReader::readPalette() {
     const std::uint32_t entryLength = form_ == os2Core ? 3 : 4;
     std::uint64_t entries = form_ >= windows ? u32(32) : 0;
@@ -166,7 +166,7 @@ void HeaderReader::readColours() {
     if (space == srgb || space == windowsColours) header_.colours = DibColours::srgb;
     if (space != embeddedProfile || form_ < windows5) return;
     header_.colours = DibColours::profile;
-    header_.profilePlace = u32(112);
+    header_.profileOffset = u32(112);
     header_.profileLength = u32(116);
 }
 

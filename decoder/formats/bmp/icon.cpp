@@ -13,29 +13,29 @@ namespace sorvane::decoder {
 
 namespace {
 
-// The directory's own header, and its first entry.
+// The header of the directory and its first entry.
 constexpr std::size_t directoryLength = 6 + 16;
 constexpr std::size_t pictureField = 6 + 12;
 
 constexpr std::size_t pixelBytes = 4;
 constexpr std::uint32_t fourthByte = 0xff000000;
 
-/// Brings a bitmap's rows into a picture with alpha.
+/// Stores a bitmap's rows in a picture with alpha.
 class AlphaRows final : public PixelSink {
   public:
     AlphaRows(KeptRows& picture, bool withAlpha) : picture_(picture), withAlpha_(withAlpha) {}
 
-    void take(const PixelRun& span) override {
+    void take(const PixelRun& run) override {
         const std::size_t stored = withAlpha_ ? pixelBytes : pixelBytes - 1;
-        std::uint8_t* to = picture_.row(span.row);
-        for (std::size_t x = 0; x < span.count; ++x, to += pixelBytes) {
+        std::uint8_t* to = picture_.row(run.row);
+        for (std::size_t x = 0; x < run.count; ++x, to += pixelBytes) {
             to[pixelBytes - 1] = 255;
-            std::memcpy(to, span.samples + stored * x, stored);
+            std::memcpy(to, run.samples + stored * x, stored);
             anyAlpha_ |= withAlpha_ && to[pixelBytes - 1] != 0;
         }
     }
 
-    /// Some pixel had an alpha of its own other than 0.
+    /// Some pixel had an alpha in the file, and it was not 0.
     bool anyAlpha() const { return anyAlpha_; }
 
   private:
@@ -71,12 +71,12 @@ std::optional<PictureHeader> IconDecoder::readHeader() {
     return png_->readHeader();
 }
 
-// A bitmap in an icon says the height of its pixels and its mask together.
+// In an icon the height of a bitmap is that of its pixels and its mask together.
 std::optional<PictureHeader> IconDecoder::readBitmapHeader() {
     dib_ = readDibHeader(file_, 0);
     if (!dib_) return std::nullopt;
     dib_->size.height /= 2;
-    if (dib_->fourthByteUnsaid) dib_->masks[3] = fourthByte;
+    if (dib_->fourthByteUnspecified) dib_->masks[3] = fourthByte;
     PictureHeader header;
     header.size = dib_->size;
     header.samples.channels = Channels::rgba;

@@ -14,10 +14,11 @@ namespace sorvane::decoder {
 inline constexpr std::uint64_t iconBitmapMemory = bmpMemory + pixelBudget / 8;
 
 /// Windows icons and cursors: of their pictures the first in the directory, a PNG or a bitmap,
-/// whose own size counts and not the directory's. A bitmap has a mask of one bit a pixel after it,
-/// which makes pixels transparent. In 32 bits alpha does that instead, unless it is 0 everywhere:
-/// then it was never written, and the mask decides. A first picture that is cut short, or lies
-/// before the end of the directory, is none. `file` must outlive the decoder.
+/// whose own size counts and not the directory's. A bitmap is followed by a mask of one bit a
+/// pixel, which makes pixels transparent. In 32 bits alpha does that instead, unless it is 0
+/// everywhere: then it was never written, and the mask decides. A first picture that is cut short,
+/// or begins before the end of the directory's first entry, is rejected. `file` must outlive the
+/// decoder.
 std::unique_ptr<Decoder> openIcon(ByteSource& file);
 
 } // namespace sorvane::decoder

@@ -10,12 +10,12 @@
 
 namespace sorvane::decoder {
 
-/// An ICC profile that a JPEG carries in numbered pieces, in whatever order they come.
+/// An ICC profile that a JPEG carries in numbered pieces, which may come in any order.
 class IccPieces {
   public:
-    /// Takes one piece: its number from 1, the number of all pieces, the profile's bytes. Never
-    /// throws, being called from a library written in C; without memory, and for a number that
-    /// does not fit those before it, there will be no profile.
+    /// Takes one piece: its number from 1, the number of pieces, then bytes of the profile. Never
+    /// throws, being called from a library written in C: when memory runs out, or the numbers
+    /// contradict those of earlier pieces, there will be no profile.
     void add(std::span<const std::uint8_t> piece) noexcept;
 
     /// The profile, when every piece is there exactly once.

@@ -26,20 +26,20 @@ constexpr int exifMarker = JPEG_APP0 + 1;
 constexpr int iccMarker = JPEG_APP0 + 2;
 constexpr std::string_view exifName = "Exif\0\0"sv;
 constexpr std::string_view iccName = "ICC_PROFILE\0"sv;
-constexpr std::size_t longestMarker = 65'533;
+constexpr std::size_t maxMarkerLength = 65'533;
 
-// A channel has 64 coefficients, each of them sent once for every bit of its 14 and each time in a
-// scan of its own: no picture needs more. Each scan costs the time of all pixels, so that a small
-// file could otherwise keep the decoder busy for minutes.
-constexpr int scanLimit = 64 * 14;
+// A channel has 64 coefficients of 14 bits, each bit sent in a scan of its own at worst: no picture
+// needs more. Each scan costs the time of all pixels, so that a small file could otherwise keep the
+// decoder busy for minutes.
+constexpr int maxScansPerChannel = 64 * 14;
 
 J_COLOR_SPACE outputSpace(int channels) {
     if (channels == 1) return JCS_GRAYSCALE;
     return channels == 4 ? JCS_CMYK : JCS_RGB;
 }
 
-// Adobe's programs store what an ink leaves of the paper's white, and so does everybody after them.
-// Their marker in the file is no sign of it: other readers, too, hold to this without one.
+// Adobe's programs store what an ink leaves of the paper's white, and other writers do the same,
+// with Adobe's marker in the file or without it; other readers do not look for it either.
 void countInks(std::span<std::uint8_t> samples) {
     for (std::uint8_t& sample : samples) sample = static_cast<std::uint8_t>(255 - sample);
 }
@@ -59,8 +59,8 @@ class JpegDecoder final : public Decoder {
         return completes(escape_, call);
     }
 
-    // A call that may be suspended, which happens when the file ends inside a segment: it is made
-    // once more, and finds the end of the picture in that segment's place.
+    // For calls that libjpeg suspends when the file ends inside a segment: the call is made once
+    // more, and finds the end of the picture instead of that segment.
     template<class Call>
     bool proceed(const Call& call) {
         return attempt([&] {
@@ -96,7 +96,7 @@ class JpegDecoder final : public Decoder {
     std::jmp_buf escape_;
     std::optional<Orientation> orientation_;
     IccPieces profile_;
-    std::array<std::uint8_t, longestMarker> marker_;
+    std::array<std::uint8_t, maxMarkerLength> marker_;
 };
 
 JpegDecoder::JpegDecoder(ByteSource& file) : file_(file) {
@@ -117,13 +117,13 @@ JpegDecoder::JpegDecoder(ByteSource& file) : file_(file) {
 
 void JpegDecoder::onProgress(j_common_ptr jpeg) {
     JpegDecoder& decoder = self(jpeg);
-    if (decoder.jpeg_.input_scan_number > scanLimit * decoder.jpeg_.num_components)
+    if (decoder.jpeg_.input_scan_number > maxScansPerChannel * decoder.jpeg_.num_components)
         decoder.giveUp();
 }
 
-// A file that ends too early is ended with the marker that it lacks, as often as one is asked for.
-// Inside a segment that would be read as the segment's content and fail the picture: there the call
-// is suspended instead, for `proceed` to end the picture where the segment began.
+// A file that ends too early gets the marker that ends a picture, as often as more is asked for.
+// Inside a segment the marker would be read as the segment's content, and the picture would fail:
+// there the call is suspended, and `proceed` ends the picture where the segment began.
 boolean JpegDecoder::fillInput(j_decompress_ptr jpeg) {
     static constexpr std::array<JOCTET, 2> endOfImage = {0xff, JPEG_EOI};
     std::span<const std::uint8_t> piece = self(jpeg).file_.takePiece();

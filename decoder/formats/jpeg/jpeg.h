@@ -14,8 +14,8 @@ namespace sorvane::decoder {
 inline constexpr std::uint64_t jpegMemory = std::uint64_t{4} * 2 * pixelBudget;
 
 /// JPEG, baseline and progressive, of one channel (grey), three (YCbCr, RGB) or four (CMYK, YCCK).
-/// A picture that is cut short or damaged keeps what decoded, and the rest of its pixels are what
-/// the library makes of the gap. `file` must outlive the decoder.
+/// A picture that is cut short or damaged keeps the pixels that could be decoded; the others are
+/// what the library fills in. `file` must outlive the decoder.
 std::unique_ptr<Decoder> openJpeg(ByteSource& file);
 
 } // namespace sorvane::decoder

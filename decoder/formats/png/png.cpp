@@ -20,23 +20,23 @@ namespace sorvane::decoder {
 
 namespace {
 
-// The chunks that decide how the pixels look and that are read here and not by libpng, which holds
-// to another precedence among them. Each name with its closing zero, as libpng wants them.
+// The chunks of colours and orientation are read here and not by libpng, which has another order of
+// precedence among them. Each name with its closing zero, as libpng wants them.
 constexpr std::string_view ownChunks("iCCP\0sRGB\0gAMA\0cHRM\0eXIf\0", 25);
 constexpr std::size_t ownChunkStride = 5;
 constexpr std::size_t ownChunkCount = ownChunks.size() / ownChunkStride;
 
-// A chunk of these names is kept in memory only up to this size, twice what a profile may have.
-constexpr png_alloc_size_t chunkLimit = 2 * maxProfileBytes;
+// A chunk of these names is kept in memory only up to this size, twice that of the largest profile.
+constexpr png_alloc_size_t maxKeptChunk = 2 * maxProfileBytes;
 
 // A picture has one chunk of each name; libpng's count stops two short of the number it is given.
 // Repeats would otherwise fill the memory.
-constexpr png_uint_32 chunkCountLimit = 2 * ownChunkCount + 2;
+constexpr png_uint_32 maxChunks = 2 * ownChunkCount + 2;
 
 // Each side may use up the whole budget; the product is checked before pixel memory is taken.
-constexpr png_uint_32 sideLimit = pixelBudget;
+constexpr png_uint_32 maxSide = pixelBudget;
 
-/// The pixels that one pass over the picture brings: where it begins and how it steps.
+/// The pixels of one pass over the picture: the first one, and the steps to the next ones.
 struct Pass {
     Position first;
     std::uint32_t columnStep;
@@ -124,11 +124,11 @@ void PngDecoder::onWarning(png_structp png, png_const_charp message) {
     static_cast<PngDecoder*>(png_get_error_ptr(png))->noteDamage(message);
 }
 
-// Two kinds of damage are to libpng no reason to stop, and its words are their only sign: a wrong
-// checksum of an ancillary chunk, which is kept all the same; and a flaw in the compressed data
-// behind the last pixel, their checksum above all. What it finds there beyond the picture is none.
-// It looks no further than the piece in which it finds the end of the pixels, or the one after;
-// what lies behind is still held to its own checksum, that of the chunk.
+// Two kinds of damage do not stop libpng, and its warnings are their only sign: a wrong checksum of
+// an ancillary chunk, which it keeps all the same; and an error in the compressed data after the
+// last pixel, in their checksum above all. Data beyond the picture are not damage. libpng inflates
+// no further than the piece in which the pixels end, or the one after it; of the rest it still
+// checks the checksums of the chunks.
 void PngDecoder::noteDamage(std::string_view warning) {
     constexpr std::array harmless = {
         std::string_view("IDAT: Extra compressed data"),
@@ -146,9 +146,9 @@ void PngDecoder::noteDamage(std::string_view warning) {
 
 std::optional<PictureHeader> PngDecoder::readHeader() {
     const bool read = attempt([this] {
-        png_set_user_limits(png_, sideLimit, sideLimit);
-        png_set_chunk_malloc_max(png_, chunkLimit);
-        png_set_chunk_cache_max(png_, chunkCountLimit);
+        png_set_user_limits(png_, maxSide, maxSide);
+        png_set_chunk_malloc_max(png_, maxKeptChunk);
+        png_set_chunk_cache_max(png_, maxChunks);
         png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
         png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_ALWAYS,
                                     reinterpret_cast<png_const_bytep>(ownChunks.data()),
@@ -220,18 +220,18 @@ PngPalette PngDecoder::palette() const {
     return palette;
 }
 
-// libpng has read up to the data of the first pixel chunk, and is not called again.
+// libpng has read up to the data of the first pixel chunk, and reads nothing more.
 bool PngDecoder::readRows(PixelSink& sink) {
     PngRowForm form{size_, png_get_channels(png_, info_), std::nullopt};
     if (png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE) form.palette = palette();
     PngChunks chunks(file_, chunkHeader_);
     PngInflater data(chunks);
     if (!readPngRows(data, form, sink)) return false;
-    const auto end = readPngEnd(chunks, paletteSeen_, chunkLimit);
-    if (!end) return false;
-    constexpr std::size_t place = ownChunks.find("eXIf") / ownChunkStride;
-    if (end->orientation && !end->orientationDamaged && !ownChunkDamaged_[place])
-        lateOrientation_ = exifOrientation(*end->orientation);
+    const auto trailer = readPngTrailer(chunks, paletteSeen_, maxKeptChunk);
+    if (!trailer) return false;
+    constexpr std::size_t index = ownChunks.find("eXIf") / ownChunkStride;
+    if (trailer->exif && !trailer->exifDamaged && !ownChunkDamaged_[index])
+        lateOrientation_ = exifOrientation(*trailer->exif);
     return true;
 }
 
@@ -257,15 +257,15 @@ std::vector<PngChunk> PngDecoder::chunksBeside(png_infop info) const {
     std::vector<PngChunk> chunks;
     for (int i = 0; i < count; ++i) {
         const std::string_view name(reinterpret_cast<const char*>(kept[i].name), 4);
-        const std::size_t place = ownChunks.find(name) / ownChunkStride;
-        if (place < ownChunkCount && !ownChunkDamaged_[place])
+        const std::size_t index = ownChunks.find(name) / ownChunkStride;
+        if (index < ownChunkCount && !ownChunkDamaged_[index])
             chunks.push_back({name, {kept[i].data, kept[i].size}});
     }
     return chunks;
 }
 
 // libpng is not asked to undo the interlace, for which it would need the whole picture: it gives
-// the passes as they are, leaving out those without pixels.
+// the rows of each pass, and skips passes without pixels.
 bool PngDecoder::readPass(const Pass& pass, std::vector<std::uint8_t>& row, PixelSink& sink) {
     const auto [column, firstRow] = pass.first;
     if (column >= size_.width) return true;
@@ -279,11 +279,11 @@ bool PngDecoder::readPass(const Pass& pass, std::vector<std::uint8_t>& row, Pixe
 
 bool PngDecoder::readEnd() {
     const bool ended = attempt([this] {
-        // Of what stands behind the pixels the orientation alone counts, and has room of its own.
+        // After the pixels only the orientation counts, and it has room of its own.
         png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER,
                                     reinterpret_cast<png_const_bytep>(ownChunks.data()),
                                     static_cast<int>(ownChunkCount - 1));
-        png_set_chunk_cache_max(png_, chunkCountLimit);
+        png_set_chunk_cache_max(png_, maxChunks);
         png_read_end(png_, endInfo_);
     });
     if (!ended || dataDamaged_) return false;

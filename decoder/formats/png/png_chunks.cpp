@@ -11,7 +11,7 @@ namespace sorvane::decoder {
 namespace {
 
 constexpr std::size_t nameLength = 4;
-constexpr std::uint32_t longestChunk = 0x7fff'ffff;
+constexpr std::uint32_t maxChunkLength = 0x7fff'ffff;
 
 std::uint32_t numberIn(std::span<const std::uint8_t> bytes) {
     return *NumberReader(bytes, ByteOrder::big).u32(0);
@@ -41,7 +41,7 @@ bool PngChunks::close() {
 bool PngChunks::next() {
     if (file_.read(header_) != header_.size()) return false;
     open();
-    return length_ <= longestChunk && std::ranges::all_of(name(), isLetter);
+    return length_ <= maxChunkLength && std::ranges::all_of(name(), isLetter);
 }
 
 void PngChunks::open() {

@@ -13,24 +13,24 @@ namespace sorvane::decoder {
 /// A chunk's length and name, as they stand in the file.
 using PngChunkHeader = std::array<std::uint8_t, 8>;
 
-/// A PNG's chunks, one after the other and each in pieces, with their checksums.
+/// Reads a PNG's chunks one after the other, each in pieces, and checks their checksums.
 class PngChunks {
   public:
-    /// Stands in the chunk of `header`, whose data are the next bytes of `file`. `file` must
+    /// Begins in the chunk of `header`, whose data are the next bytes of `file`. `file` must
     /// outlive this.
     PngChunks(ByteSource& file, const PngChunkHeader& header) : file_(file), header_(header) {
         open();
     }
 
-    /// Of the chunk at hand.
+    /// Of the current chunk.
     std::string_view name() const;
     std::uint32_t length() const { return length_; }
 
-    /// The chunk's next data, as many as lie ready; none at its end or the file's. Valid until the
+    /// The chunk's next data, as many as are ready; none at its end or the file's. Valid until the
     /// next call.
     std::span<const std::uint8_t> take();
 
-    /// Takes what is left of the chunk. False: the file ends in it, or its checksum is wrong.
+    /// Reads the rest of the chunk. False: the file ends in it, or its checksum is wrong.
     bool close();
 
     /// Goes on from a closed chunk to the next. False: the file ends, or what comes is no chunk.

@@ -1,6 +1,6 @@
-// Three of the filters go from pixel to pixel, each needing the one on its left. So what is done at
-// once is a pixel of each of four rows: every row goes two pixels behind the one above it and finds
-// there what it needs, whatever the filters of both.
+// In three of the filters each pixel needs the one on its left, so the pixels of a row cannot be
+// undone at once. Instead one pixel of each of four rows is: every row runs two pixels later than
+// the row above it and finds there what it needs, whatever the filters of both.
 
 #include "decoder/formats/png/png_filters.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t lag = 2;
 
-// The compiler's own vectors: they are written once for all processors.
+// The compiler's own vectors serve all processors.
 using Bytes [[gnu::vector_size(16)]] = std::uint8_t;
 using Pixels [[gnu::vector_size(16)]] = std::uint32_t;
 
@@ -26,9 +26,9 @@ Bytes smaller(Bytes one, Bytes other) { return one < other ? one : other; }
 Bytes whereAtMost(Bytes one, Bytes other) { return Bytes(one <= other); }
 Bytes average(Bytes one, Bytes other) { return (one & other) + ((one ^ other) >> 1); }
 
-// Of the three the one that is nearest to left + above - aboveLeft; aboveLeft only where it is
-// nearer than both others. The largest is `rise` more than aboveLeft and the smallest `fall` less:
-// so the largest is `fall` away from that sum, and the smallest `rise`.
+// The one of the three that is nearest to left + above - aboveLeft; aboveLeft only where it is
+// nearer than both others. The largest is aboveLeft + rise and the smallest aboveLeft - fall. So
+// the largest is `fall` away from that sum, and the smallest `rise`.
 Bytes nearest(Bytes left, Bytes above, Bytes aboveLeft) {
     const Bytes rise = larger(larger(left, above), aboveLeft) - aboveLeft;
     const Bytes fall = aboveLeft - smaller(smaller(left, above), aboveLeft);
@@ -37,8 +37,8 @@ Bytes nearest(Bytes left, Bytes above, Bytes aboveLeft) {
     return aboveLeft + (toLargest - toSmallest);
 }
 
-/// What the filters of up to four rows make of a pixel's neighbours. All but the average take the
-/// nearest, most of them with some neighbour as 0.
+/// What the filters of up to four rows predict from a pixel's neighbours. All but the average are
+/// the nearest of three, with some of the neighbours taken as 0.
 class Prediction {
   public:
     explicit Prediction(FilteredRows rows) {
@@ -91,7 +91,7 @@ void store(std::uint8_t* to, std::uint32_t pixel) {
     std::memcpy(to, &pixel, bytes);
 }
 
-// In one piece they would go by way of the stack, and wait there.
+// A copy of three bytes would go through the stack and wait there.
 template<>
 std::uint32_t load<3>(const std::uint8_t* from) {
     return load<2>(from) | std::uint32_t{from[2]} << 16;
@@ -102,8 +102,8 @@ void store<3>(std::uint8_t* to, std::uint32_t pixel) {
     to[2] = static_cast<std::uint8_t>(pixel >> 16);
 }
 
-/// The pixels that are undone at once: in column x of the first row, and in every other one `lag`
-/// to the left of the one in the row above. `whole`: there is one in each of four rows.
+/// The pixels that are undone at once: the one in column x of the first row, and in every other row
+/// the one `lag` columns further left than in the row above. `whole`: all four are in the picture.
 template<std::size_t bytes, bool whole>
 class Diagonal {
   public:
@@ -126,10 +126,10 @@ class Diagonal {
     }
 
   private:
-    // With three bytes goes the one behind them, and comes back as it was.
+    // Three bytes are moved with the one after them, which comes back as it was.
     static constexpr std::size_t moved = whole && bytes == 3 ? 4 : bytes;
 
-    // A column on the left of the picture is a number beyond its width.
+    // Unsigned: a column to the left of the picture is a number beyond its width.
     bool has(std::size_t row, std::size_t x) const {
         return whole || (row < rows_.count && x - lag * row < rows_.width);
     }
@@ -165,8 +165,8 @@ void restoreTogether(FilteredRows rows) {
             Pixels next = whole.gather(x);
             for (; x < rows.width; ++x) {
                 const Pixels differences = next;
-                // Not later: it would wait for what is scattered beside it. Behind the last
-                // column this is for nothing, and reads the next row.
+                // Loaded early: after the scatter it would wait for the stores beside it. After the
+                // last column it is not needed, and reads from the next row.
                 next = whole.gather(x + 1);
                 whole.scatter(x, restored(differences, whole.aboveFirst(x)));
             }

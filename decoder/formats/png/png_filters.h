@@ -5,8 +5,8 @@
 
 namespace sorvane::decoder {
 
-/// Rows as they lie in a PNG's data, one behind the other: each is the number of its filter, which
-/// is one byte, and its pixels.
+/// Rows as they stand in a PNG's data, one after the other: each is the number of its filter, in
+/// one byte, and its pixels.
 struct FilteredRows {
     std::uint8_t* first;
     std::size_t count;
@@ -17,11 +17,12 @@ struct FilteredRows {
     std::size_t stride() const { return 1 + pixelBytes * width; }
 };
 
-/// Most filters are undone in so many rows at once. It is the same in fewer, but takes as long.
+/// Most filters are undone in this many rows at once. Fewer rows give the same result, but take as
+/// long.
 inline constexpr std::size_t rowsAtOnce = 4;
 
-/// Undoes the filters of rows in place; their numbers stay. In front of the first row stands the
-/// one above it, undone; zeros above a picture. False: there is no such filter.
+/// Undoes the filters of rows in place; their numbers stay. Before the first row stands the row
+/// above it, undone, or zeros at the top of a picture. False: a filter does not exist.
 bool unfilterRows(FilteredRows rows);
 
 namespace png_filter {

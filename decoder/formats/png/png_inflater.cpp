@@ -8,8 +8,7 @@ namespace sorvane::decoder {
 
 namespace {
 
-// The widest window that the stream's first byte can declare: 32 KiB, and the method. The library
-// takes any.
+// The stream's first byte with the widest window there is, 32 KiB. The library accepts wider ones.
 constexpr std::uint8_t widestWindow = 0x78;
 
 } // namespace
@@ -25,7 +24,7 @@ PngInflater::~PngInflater() = default;
 bool PngInflater::fill(std::span<std::uint8_t> to) {
     state_->next_out = to.data();
     state_->avail_out = static_cast<std::uint32_t>(to.size());
-    // It looks ahead: there may be something to come even when all that it was fed is taken.
+    // The library looks ahead: it may have more to give even when it has taken all its input.
     do {
         damaged_ = damaged_ || ::isal_inflate(state_.get()) != ISAL_DECOMP_OK;
     } while (!damaged_ && state_->avail_out > 0 && !ended() && feed());

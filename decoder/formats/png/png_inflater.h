@@ -10,19 +10,18 @@ struct inflate_state;
 
 namespace sorvane::decoder {
 
-/// What a PNG's pixel chunks hold, inflated: they are cut anywhere out of one zlib stream.
+/// Inflates the data of a PNG's pixel chunks, which together are one zlib stream.
 class PngInflater {
   public:
-    /// `chunks` stands in the first pixel chunk and must outlive this.
+    /// `chunks` is in the first pixel chunk and must outlive this.
     explicit PngInflater(PngChunks& chunks);
     ~PngInflater();
 
     /// False: the data are damaged or end before `to` is full.
     bool fill(std::span<std::uint8_t> to);
 
-    /// Goes on to the end of the stream, which may hold more than the picture. False: it is
-    /// damaged, has no end, or its checksum is wrong. `chunks` is left in the chunk that holds the
-    /// end.
+    /// Inflates the rest of the stream, which may hold more than the picture. False: it is damaged,
+    /// has no end, or its checksum is wrong. `chunks` is left in the chunk that holds the end.
     bool finish();
 
   private:

@@ -17,7 +17,7 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::uint8_t lastRenderingIntent = 3;
-constexpr std::size_t longestProfileName = 79;
+constexpr std::size_t maxProfileName = 79;
 
 std::optional<Bytes> chunkData(const std::vector<PngChunk>& chunks, std::string_view name) {
     const auto found = std::ranges::find(chunks, name, &PngChunk::name);
@@ -50,8 +50,7 @@ class Inflater {
     bool ready_ = false;
 };
 
-// A profile begins with its own length, so no more of it is inflated than it says, and no more
-// than the limit is ever taken.
+// A profile begins with its own length: no more is inflated than that, and no more than the limit.
 std::optional<IccProfile> inflatedProfile(Bytes compressed) {
     Inflater inflater(compressed);
     std::vector<std::uint8_t> profile(4);
@@ -65,7 +64,7 @@ std::optional<IccProfile> inflatedProfile(Bytes compressed) {
 
 // Name, a zero byte, the compression method (always 0), the zlib stream.
 std::optional<IccProfile> readProfile(Bytes chunk) {
-    const Bytes name = chunk.first(std::min(chunk.size(), longestProfileName + 1));
+    const Bytes name = chunk.first(std::min(chunk.size(), maxProfileName + 1));
     const auto end = static_cast<std::size_t>(std::ranges::find(name, 0) - name.begin());
     if (end == name.size() || end + 2 > chunk.size() || chunk[end + 1] != 0) return std::nullopt;
     return inflatedProfile(chunk.subspan(end + 2));

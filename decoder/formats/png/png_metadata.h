@@ -18,7 +18,7 @@ struct PngChunk {
 };
 
 /// What a PNG's chunks say about its colours: iCCP, then sRGB, then gAMA together with cHRM. A
-/// chunk of the wrong form says nothing, nor does a second one of its name.
+/// malformed chunk says nothing, and a second one of the same name is ignored.
 ColourStatements pngColour(const std::vector<PngChunk>& chunks);
 
 /// What the first eXIf chunk says; nothing when there is none.

@@ -12,18 +12,18 @@ namespace sorvane::decoder {
 
 namespace {
 
-// Rows are inflated in batches of about this size: each begins with some copying inside the
-// library, and a larger one would leave the processor's cache.
+// Rows are inflated in batches of about this size: each call makes the library copy something, and
+// a larger batch would not stay in the processor's cache.
 constexpr std::size_t batchSize = 262'144;
 
-void lookUp(const PngPalette& palette, std::span<const std::uint8_t> numbers,
+void lookUp(const PngPalette& palette, std::span<const std::uint8_t> indices,
             std::uint8_t* samples) {
     const std::size_t channels = palette.transparent ? 4 : 3;
-    for (const std::uint8_t number : numbers)
-        samples = std::copy_n(palette.colours[number].data(), channels, samples);
+    for (const std::uint8_t index : indices)
+        samples = std::copy_n(palette.colours[index].data(), channels, samples);
 }
 
-// A multiple of what is undone at once.
+// A multiple of the rows that are undone at once.
 std::uint32_t rowsInBatch(std::size_t stride) {
     return static_cast<std::uint32_t>((batchSize / stride / rowsAtOnce + 1) * rowsAtOnce);
 }
@@ -34,16 +34,16 @@ class RowReader {
         : data_(data),
           form_(form),
           stride_(1 + form.pixelBytes * form.size.width),
-          most_(std::min(form.size.height, rowsInBatch(stride_))),
-          batch_(std::make_unique_for_overwrite<std::uint8_t[]>((1 + most_) * stride_)) {
-        std::memset(slot(most_), 0, stride_);
+          batchRows_(std::min(form.size.height, rowsInBatch(stride_))),
+          batch_(std::make_unique_for_overwrite<std::uint8_t[]>((1 + batchRows_) * stride_)) {
+        std::memset(slot(batchRows_), 0, stride_);
         if (form.palette) samples_.resize(std::size_t{4} * form.size.width);
     }
 
     bool read(PixelSink& sink) {
-        for (std::uint32_t y = 0; y < form_.size.height; y += most_) {
-            const std::uint32_t count = std::min(most_, form_.size.height - y);
-            std::memcpy(slot(0), slot(most_), stride_);
+        for (std::uint32_t y = 0; y < form_.size.height; y += batchRows_) {
+            const std::uint32_t count = std::min(batchRows_, form_.size.height - y);
+            std::memcpy(slot(0), slot(batchRows_), stride_);
             if (!data_.fill({slot(1), count * stride_})) return false;
             if (!unfilterRows({slot(1), count, form_.size.width, form_.pixelBytes})) return false;
             for (std::uint32_t i = 0; i < count; ++i) handOver(y + i, slot(1 + i) + 1, sink);
@@ -52,9 +52,9 @@ class RowReader {
     }
 
   private:
-    // The batch's rows stand in the slots from 1 on, each behind its filter byte; in slot 0 stands
-    // the row above them.
-    std::uint8_t* slot(std::uint32_t number) { return batch_.get() + number * stride_; }
+    // The batch's rows are in the slots from 1 on, each after its filter byte; in slot 0 is the row
+    // above them.
+    std::uint8_t* slot(std::uint32_t index) { return batch_.get() + index * stride_; }
 
     void handOver(std::uint32_t y, const std::uint8_t* row, PixelSink& sink) {
         if (form_.palette) {
@@ -67,7 +67,7 @@ class RowReader {
     PngInflater& data_;
     const PngRowForm& form_;
     std::size_t stride_;
-    std::uint32_t most_;
+    std::uint32_t batchRows_;
     std::unique_ptr<std::uint8_t[]> batch_;
     std::vector<std::uint8_t> samples_;
 };

@@ -25,17 +25,17 @@ class RiffChunks {
     /// The chunks in the next `length` bytes of `file`, which must outlive this.
     RiffChunks(ByteSource& file, std::uint64_t length) : file_(&file), left_(length) {}
 
-    /// The chunks in what has not been taken yet of `outer`'s present chunk.
+    /// The chunks in the rest of `outer`'s current chunk.
     explicit RiffChunks(RiffChunks& outer) : outer_(&outer), left_(outer.unread_) {}
 
-    /// Goes on to the next chunk. Nothing at the end, and where the stretch ends within a chunk.
+    /// Goes on to the next chunk. Nothing at the end, or where the stretch ends within a chunk.
     std::optional<RiffChunk> next();
 
-    /// Takes the present chunk's next bytes until `to` is full; gives how many came, fewer only at
-    /// the end of its data or of the file.
+    /// Reads the current chunk's next bytes until `to` is full; returns how many came, fewer only
+    /// at the end of its data or of the file.
     std::size_t read(std::span<std::uint8_t> to);
 
-    /// True once the stretch has turned out shorter than it was said to be.
+    /// True once the file has ended before the stretch did.
     bool cut() const { return cut_; }
 
   private:

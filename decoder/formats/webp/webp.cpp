@@ -17,16 +17,16 @@ namespace sorvane::decoder {
 
 namespace {
 
-// libwebp is shown the picture's data so much at a time, or a little of them each: it begins the
-// tables of a lossless picture anew whenever they are not all there.
-constexpr std::size_t leastPiece = std::size_t{4} << 10;
-constexpr std::size_t mostPieces = 64;
+// libwebp is given the picture's data in pieces of this size or, of large ones, in this many: it
+// starts the tables of a lossless picture again whenever they are not complete.
+constexpr std::size_t minPiece = std::size_t{4} << 10;
+constexpr std::size_t maxPieces = 64;
 
-// Rows are given back together, since it takes a call to the system.
-constexpr std::size_t leastRelease = std::size_t{1} << 20;
+// Rows are freed together, since freeing is a system call.
+constexpr std::size_t minRelease = std::size_t{1} << 20;
 
-/// Where libwebp puts the frame's pixels. It wants room for all of them; those that have been
-/// handed over are given back to the system, so a large picture never stands here whole.
+/// Where libwebp puts the frame's pixels. It wants room for all of them; the memory of those that
+/// have been handed over is freed, so that a large picture is never here as a whole.
 class FrameMemory {
   public:
     explicit FrameMemory(Size frame)
@@ -44,7 +44,7 @@ class FrameMemory {
         const auto begin = reinterpret_cast<std::uintptr_t>(bytes_.get());
         const std::uintptr_t from = (begin + released_ + page - 1) / page * page;
         const std::uintptr_t to = (begin + stride_ * y) / page * page;
-        if (to < from + leastRelease) return;
+        if (to < from + minRelease) return;
         ::madvise(bytes_.get() + (from - begin), to - from, MADV_DONTNEED);
         released_ = to - begin;
     }
@@ -96,7 +96,7 @@ bool WebpDecoder::readPixels(PixelSink& sink) {
     canvas.above(sink);
     std::uint32_t row = 0;
     VP8StatusCode status = VP8_STATUS_SUSPENDED;
-    const std::size_t piece = std::max(leastPiece, picture_.chunksSize / mostPieces);
+    const std::size_t piece = std::max(minPiece, picture_.chunksSize / maxPieces);
     for (std::size_t shown = 0; status == VP8_STATUS_SUSPENDED && shown < picture_.chunksSize;) {
         shown = std::min(shown + piece, picture_.chunksSize);
         status = WebPIUpdate(decoder.get(), picture_.chunks.get(), shown);

@@ -24,13 +24,13 @@ constexpr std::string_view exifName = "Exif\0\0"sv;
 constexpr unsigned profileAnnounced = 0x20;
 constexpr unsigned exifAnnounced = 0x08;
 
-// Of Exif data only so much is read. The orientation stands in their first directory; a JPEG could
-// carry no more than 64 KiB of them.
-constexpr std::size_t exifLimit = std::size_t{16} << 20;
+// No more of Exif data is read. The orientation stands in their first directory, and a JPEG could
+// carry only 64 KiB of them.
+constexpr std::size_t maxExifLength = std::size_t{16} << 20;
 
 constexpr std::size_t chunkHeaderSize = 8;
 
-// As much of a chunk of pixels as tells their size.
+// The part of a chunk of pixels that holds their size.
 constexpr std::size_t pixelHeaderSize = 10;
 
 std::uint32_t u24(std::span<const std::uint8_t> bytes, std::size_t offset) {
@@ -61,7 +61,7 @@ class ContainerReader {
     std::optional<WebpPicture> read();
 
   private:
-    // What a chunk was to the search for the picture.
+    // What a chunk meant for the search for the picture.
     enum class Found { nothing, picture, damage };
 
     Found take(const RiffChunk& chunk);
@@ -111,7 +111,7 @@ ContainerReader::Found ContainerReader::take(const RiffChunk& chunk) {
     return takePixels(file_, chunk);
 }
 
-// Flags, three bytes of nothing, the canvas; each side is less by one.
+// Flags, three reserved bytes, the canvas; each side is stored less one.
 ContainerReader::Found ContainerReader::takeHeader() {
     std::array<std::uint8_t, 10> header;
     if (file_.read(header) != header.size()) return Found::damage;
@@ -122,7 +122,7 @@ ContainerReader::Found ContainerReader::takeHeader() {
     return withinBudget(picture_.canvas) ? Found::nothing : Found::damage;
 }
 
-// Half the place, the size less by one, how long and how it is shown; then chunks of its own.
+// Half of the frame's position, its size less one, its duration and flags; then chunks of its own.
 ContainerReader::Found ContainerReader::takeFrame() {
     std::array<std::uint8_t, 16> header;
     if (file_.read(header) != header.size()) return Found::damage;
@@ -143,7 +143,7 @@ ContainerReader::Found ContainerReader::takePixels(RiffChunks& from, const RiffC
 
 ContainerReader::Found ContainerReader::keepAlpha(RiffChunks& from, const RiffChunk& chunk) {
     const std::size_t kept =
-        std::min<std::size_t>(chunk.size, alphaChunkLimit(pixelsOf(picture_.frame)));
+        std::min<std::size_t>(chunk.size, maxAlphaChunk(pixelsOf(picture_.frame)));
     alphaSize_ = chunkHeaderSize + kept + kept % 2;
     alpha_ = std::make_unique_for_overwrite<std::uint8_t[]>(alphaSize_);
     alpha_[alphaSize_ - 1] = 0;
@@ -163,7 +163,7 @@ ContainerReader::Found ContainerReader::keepColours(RiffChunks& from, const Riff
 
     // Chunks of alpha belong to the lossy kind alone; the other has its own.
     const std::size_t before = chunk.name() == "VP8 " ? alphaSize_ : 0;
-    const std::size_t kept = std::min<std::size_t>(chunk.size, colourChunkLimit(pixelsOf(*size)));
+    const std::size_t kept = std::min<std::size_t>(chunk.size, maxColourChunk(pixelsOf(*size)));
     picture_.chunksSize = before + chunkHeaderSize + kept;
     picture_.chunks = std::make_unique_for_overwrite<std::uint8_t[]>(picture_.chunksSize);
     std::uint8_t* to = std::copy_n(alpha_.get(), before, picture_.chunks.get());
@@ -178,11 +178,11 @@ void ContainerReader::takeProfile(const RiffChunk& chunk) {
     if (file_.read(profile.bytes) == chunk.size) picture_.colour.emplace_back(std::move(profile));
 }
 
-// Some writers put the name before the data that a JPEG has there. Data that are cut short do not
-// count, and the search for them goes on until it finds the end of the file.
+// Some writers put the name before the data that they have in a JPEG. Data that are cut short do
+// not count; the search then goes on and finds the end of the file.
 void ContainerReader::takeExif(const RiffChunk& chunk) {
     if (orientation_) return;
-    std::vector<std::uint8_t> bytes(std::min<std::size_t>(chunk.size, exifLimit));
+    std::vector<std::uint8_t> bytes(std::min<std::size_t>(chunk.size, maxExifLength));
     if (file_.read(bytes) != bytes.size()) return;
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     const std::size_t name = text.starts_with(exifName) ? exifName.size() : 0;

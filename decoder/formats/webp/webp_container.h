@@ -25,22 +25,22 @@ struct WebpPicture {
     std::size_t chunksSize = 0;
 };
 
-/// What of a chunk of pixels is kept, for a picture of `pixels`: four codes of 15 bits each, and
-/// their tables. A chunk may be longer than that, but not what decodes of it.
-constexpr std::size_t colourChunkLimit(std::uint64_t pixels) {
+/// How much of a chunk of pixels is kept, for a picture of `pixels`: four codes of 15 bits each,
+/// and their tables. A chunk may be longer, but decoding needs no more of it.
+constexpr std::size_t maxColourChunk(std::uint64_t pixels) {
     return (std::size_t{32} << 20) + 8 * pixels;
 }
 
 /// The same of a chunk of alpha, which is one code.
-constexpr std::size_t alphaChunkLimit(std::uint64_t pixels) {
+constexpr std::size_t maxAlphaChunk(std::uint64_t pixels) {
     return (std::size_t{16} << 20) + 2 * pixels;
 }
 
 /// Reads a file up to its first picture, and further only where its header announces Exif data that
 /// have not come yet. Nothing: there is no picture, it is over the budget, its sizes do not agree,
-/// or the file ends too early; also where it ends before the announced Exif data, since it may have
-/// lost its orientation. Profile and Exif data count when the header announces them, the profile
-/// when it stands before the picture, of each the first one. Everything else is passed over and
+/// or the file ends too early. It also ends too early without the announced Exif data, since it may
+/// have lost its orientation. Profile and Exif data count when the header announces them, the
+/// profile only before the picture, and of each the first one. Everything else is passed over and
 /// takes no memory.
 std::optional<WebpPicture> readWebpContainer(ByteSource& file);
 

@@ -17,7 +17,7 @@ int orientationIn(std::string_view exif) { return static_cast<int>(exifOrientati
 
 } // namespace
 
-TEST_CASE("the orientation is found in either byte order, behind other entries too") {
+TEST_CASE("the orientation is found in either byte order, after other entries too") {
     CHECK(orientationIn("MM\0*\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0\x06\0\0"sv) == 6);
     CHECK(orientationIn("II*\0\x08\0\0\0\x01\0\x12\x01\x03\0\x01\0\0\0\x08\0\0\0"sv) == 8);
     CHECK(orientationIn("II*\0\x0a\0\0\0??\x02\0\0\x01\x04\0\x01\0\0\0\xff\xff\xff\xff"

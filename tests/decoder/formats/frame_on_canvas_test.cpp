@@ -14,9 +14,9 @@ struct FirstBytes : PixelSink {
     Bytes pixels;
     std::vector<std::uint32_t> rows;
 
-    void take(const PixelRun& span) override {
-        rows.push_back(span.row);
-        for (std::size_t i = 0; i < span.count; ++i) pixels.push_back(span.samples[4 * i]);
+    void take(const PixelRun& run) override {
+        rows.push_back(run.row);
+        for (std::size_t i = 0; i < run.count; ++i) pixels.push_back(run.samples[4 * i]);
     }
 };
 

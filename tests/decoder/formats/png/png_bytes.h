@@ -42,7 +42,7 @@ inline Bytes pngFileAround(const PngForm& form, const Bytes& pixels) {
                    pixels, pngChunk("IEND")});
 }
 
-/// `rows`: every row behind its filter byte. `before` and `after`: chunks around the pixels.
+/// `rows`: every row after its filter byte. `before` and `after`: chunks around the pixels.
 inline Bytes pngFile(const PngForm& form, const Bytes& rows, const Bytes& before = {},
                      const Bytes& after = {}) {
     return pngFileAround(form, joined({before, pngChunk("IDAT", deflated(rows)), after}));

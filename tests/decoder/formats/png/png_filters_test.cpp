@@ -12,7 +12,7 @@ using namespace sorvane::test;
 
 namespace {
 
-/// Rows with the one above them, each behind its filter's number.
+/// Rows with the one above them, each after its filter's number.
 struct Rows {
     std::size_t width;
     std::size_t pixelBytes;

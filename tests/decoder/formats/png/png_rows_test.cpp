@@ -1,4 +1,4 @@
-// libpng is the judge: whatever a file holds, the rows that are read here are the ones it reads.
+// libpng is the reference: whatever a file holds, both read the same rows.
 
 #include <random>
 
@@ -49,12 +49,12 @@ Bytes randomRows(const PngForm& form, std::uint8_t filter, std::mt19937& chance)
 
 // Gives whether the picture is whole, once both say the same.
 bool checkAlike(const Bytes& file) {
-    const RecordedPicture judge(openPngByLibpng, file);
+    const RecordedPicture reference(openPngByLibpng, file);
     const RecordedPicture ours(openPng, file);
-    CHECK(ours.header.has_value() == judge.header.has_value());
-    CHECK(ours.whole == judge.whole);
-    if (judge.whole) CHECK(ours.samples == judge.samples);
-    return judge.whole;
+    CHECK(ours.header.has_value() == reference.header.has_value());
+    CHECK(ours.whole == reference.whole);
+    if (reference.whole) CHECK(ours.samples == reference.samples);
+    return reference.whole;
 }
 
 Bytes cutIntoChunks(const Bytes& data, std::size_t size) {
@@ -106,9 +106,9 @@ TEST_CASE("rows that fill many batches, and rows longer than one") {
         for (std::size_t y = 0; y < form.height; ++y)
             rows[y * (rows.size() / form.height)] = static_cast<std::uint8_t>(y % 5);
         for (std::size_t i = 0; i < 500; ++i) {
-            const std::size_t place = chance() % rows.size();
-            if (place % (rows.size() / form.height) != 0)
-                rows[place] = static_cast<std::uint8_t>(chance());
+            const std::size_t index = chance() % rows.size();
+            if (index % (rows.size() / form.height) != 0)
+                rows[index] = static_cast<std::uint8_t>(chance());
         }
         REQUIRE(checkAlike(pngFile(form, rows)));
     }
@@ -129,7 +129,7 @@ TEST_CASE("pixel chunks of every size, empty ones among them") {
     }
 }
 
-TEST_CASE("what stands behind the pixels") {
+TEST_CASE("what stands after the pixels") {
     const PngForm form{2, 1, 8, rgb};
     const Bytes rows = {0, 1, 2, 3, 4, 5, 6};
     const Bytes palette = pngChunk("PLTE", {1, 2, 3});
@@ -159,7 +159,7 @@ TEST_CASE("what stands behind the pixels") {
     CHECK(whole({}, joined({pngChunk("IEND"), pngChunk("XyZw")})));
 }
 
-TEST_CASE("the first byte of the compressed data is the judge's business too") {
+TEST_CASE("the first byte of the compressed data is checked as libpng checks it") {
     const PngForm form{1, 1};
     for (unsigned first = 0; first < 256; ++first) {
         CAPTURE(first);

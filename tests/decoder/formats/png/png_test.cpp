@@ -110,10 +110,10 @@ TEST_CASE("a picture that is cut short or damaged is not whole") {
         const auto end = file.begin() + static_cast<std::ptrdiff_t>(length);
         CHECK_FALSE(recorded(Bytes(file.begin(), end)).whole);
     }
-    for (std::size_t place = 0; place < file.size(); ++place) {
-        CAPTURE(place);
+    for (std::size_t index = 0; index < file.size(); ++index) {
+        CAPTURE(index);
         Bytes hurt = file;
-        hurt[place] ^= 0x04;
+        hurt[index] ^= 0x04;
         CHECK_FALSE(recorded(hurt).whole);
     }
 }

@@ -14,11 +14,6 @@ namespace {
 
 RecordedPicture recorded(const Bytes& file) { return RecordedPicture(openWebp, file); }
 
-Bytes littleEndian32(std::uint32_t value) {
-    const Bytes big = bigEndian32(value);
-    return {big.rbegin(), big.rend()};
-}
-
 Bytes chunk(std::string_view name, const Bytes& data) {
     return joined({bytes(name), littleEndian32(static_cast<std::uint32_t>(data.size())), data,
                    Bytes(data.size() % 2)});
@@ -57,15 +52,15 @@ TEST_CASE("pixels are handed over straight, in the order red, green, blue, alpha
 }
 
 TEST_CASE("a frame stands on its transparent canvas") {
-    const Bytes place = {1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 9, 0, 0, 0};
+    const Bytes position = {1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 9, 0, 0, 0};
     const auto picture =
-        recorded(riff({header(0, 5, 3), chunk("ANMF", joined({place, pixels})), pixels}));
+        recorded(riff({header(0, 5, 3), chunk("ANMF", joined({position, pixels})), pixels}));
     REQUIRE(picture.whole);
     CHECK(picture.header->size == Size{5, 3});
     CHECK(picture.samples == joined({Bytes(4 * 12), colours, colours, Bytes(4)}));
 }
 
-TEST_CASE("an orientation counts where it is announced, behind the pixels too") {
+TEST_CASE("an orientation counts where it is announced, after the pixels too") {
     const auto orientation = [](std::uint8_t flags, const Bytes& before, const Bytes& after) {
         return recorded(riff({header(flags, 2, 1), before, pixels, after})).header->orientation;
     };
