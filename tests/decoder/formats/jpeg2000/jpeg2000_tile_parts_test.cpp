@@ -73,6 +73,7 @@ TEST_CASE("a tile has as many parts as one of them announces") {
     CHECK(complete(joined({part(0, 0, 0), part(0, 0, 1)}), one));
     CHECK_FALSE(complete(part(0, 2, 0), one));
     CHECK_FALSE(complete(joined({part(0, 0, 0), part(0, 3, 1)}), one));
+    CHECK_FALSE(complete(joined({part(0, 3, 0), part(0, 0, 1)}), one));
 }
 
 TEST_CASE("the last part may reach to the end of the codestream") {
@@ -124,9 +125,10 @@ TEST_CASE("the main header begins with the size, and its segments have a length"
     Bytes other = joined({mainHeader({}), fourTiles});
     other[3] = 0x52;
     CHECK_FALSE(hasAllTileParts(other));
-    Bytes empty = joined({mainHeader({}), fourTiles});
-    empty[5] = 1;
-    CHECK_FALSE(hasAllTileParts(empty));
+    // What follows the length of 1 would lead on to the tile-parts.
+    const Bytes size = withoutLast(mainHeader({}), 6);
+    CHECK(hasAllTileParts(joined({size, fourTiles})));
+    CHECK_FALSE(hasAllTileParts(joined({size, {0xff, 0x64}, u16(1), {0, 0, 2}, fourTiles})));
 }
 
 TEST_CASE("in a container the first codestream counts") {
