@@ -1,13 +1,9 @@
 #include "support/child_process.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <ctime>
+#include <csignal>
 #include <system_error>
-#include <utility>
 
 #include <fcntl.h>
-#include <sys/wait.h>
 
 #include "support/child_isolation.h"
 
@@ -36,7 +32,7 @@ class SpawnAttributes {
     SpawnAttributes& operator=(const SpawnAttributes&) = delete;
     ~SpawnAttributes() { ::posix_spawnattr_destroy(&attributes_); }
 
-    const posix_spawnattr_t* get() const { return &attributes_; }
+    posix_spawnattr_t& get() { return attributes_; }
 
   private:
     posix_spawnattr_t attributes_;
@@ -49,17 +45,6 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     result.push_back(nullptr);
     return result;
 }
-
-int reap(pid_t id) {
-    int status = 0;
-    while (::waitpid(id, &status, 0) < 0 && errno == EINTR) continue;
-    return status;
-}
-
-// A child that has closed its streams ends within microseconds: begin there, and double up to the
-// time that nobody notices.
-constexpr long firstPauseNanoseconds = 20'000;
-constexpr long longestPauseNanoseconds = 5'000'000;
 
 } // namespace
 
@@ -77,48 +62,32 @@ void ChildStreams::connectNull(int as) {
     check(::posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", O_RDWR, 0), "/dev/null");
 }
 
-ChildProcess::ScopedDefaultSigchld::ScopedDefaultSigchld() {
-    struct sigaction byDefault {};
-    byDefault.sa_handler = SIG_DFL;
-    ::sigaction(SIGCHLD, &byDefault, &before_);
-}
-
-ChildProcess::ScopedDefaultSigchld::~ScopedDefaultSigchld() {
-    ::sigaction(SIGCHLD, &before_, nullptr);
-}
-
 ChildProcess::ChildProcess(const std::filesystem::path& path, std::vector<std::string> arguments,
                            std::vector<std::string> environment, ChildStreams&& streams) {
-    const SpawnAttributes attributes(closeOtherDescriptors(streams.actions_));
-    check(::posix_spawn(&id_, path.c_str(), &streams.actions_, attributes.get(),
-                        pointers(arguments).data(), pointers(environment).data()),
-          path.c_str());
+    SpawnAttributes attributes(closeOtherDescriptors(streams.actions_));
+    status_.emplace(path.c_str(), streams.actions_, attributes.get(), pointers(arguments).data(),
+                    pointers(environment).data());
 }
 
 ChildProcess::~ChildProcess() {
-    if (id_ >= 0) succeeds(Clock::now());
+    if (status_) succeeds(Clock::now());
 }
 
 std::int32_t ChildProcess::wait() {
-    int status = reap(std::exchange(id_, -1)); // some systems' macros take its address
-    return WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
+    const ChildEnd end = status_->awaitEnd();
+    status_.reset();
+    return end.number;
 }
 
 bool ChildProcess::succeeds(Clock::time_point deadline) {
-    const pid_t id = std::exchange(id_, -1);
-    int status = 0;
-    pid_t ended = 0;
-    timespec pause{0, firstPauseNanoseconds};
-    while ((ended = ::waitpid(id, &status, WNOHANG)) == 0 && Clock::now() < deadline) {
-        ::nanosleep(&pause, nullptr);
-        pause.tv_nsec = std::min(2 * pause.tv_nsec, longestPauseNanoseconds);
+    auto end = status_->awaitEnd(deadline);
+    const bool inTime = end.has_value();
+    if (!inTime) {
+        status_->kill();
+        end = status_->awaitEnd();
     }
-    if (ended == 0) {
-        ::kill(id, SIGKILL);
-        reap(id);
-        return false;
-    }
-    return ended == id && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    status_.reset();
+    return inTime && end->exited && end->number == 0;
 }
 
 } // namespace sorvane

@@ -1,14 +1,14 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include <signal.h> // NOLINT(modernize-deprecated-headers): sigaction is not of the language
 #include <spawn.h>
-#include <sys/types.h>
+
+#include "support/child_status.h"
 
 namespace sorvane {
 
@@ -31,10 +31,11 @@ class ChildStreams {
 };
 
 /// A running child program, reaped exactly once: by `wait` or `succeeds`, whichever is called, or
-/// killed and reaped at the end.
+/// killed and reaped at the end. Nothing that this process does with SIGCHLD matters; see
+/// child_status.h.
 class ChildProcess {
   public:
-    using Clock = std::chrono::steady_clock;
+    using Clock = ChildStatus::Clock;
 
     /// Starts the program at `path` directly, without a shell or a search, with all signals at
     /// their defaults. `arguments` begin with the program's own name; `environment` holds
@@ -53,21 +54,7 @@ class ChildProcess {
     bool succeeds(Clock::time_point deadline);
 
   private:
-    /// While a child lives its end is waited for, even in a process that ignores the ends of its
-    /// children: those would be gone before their status is asked for.
-    class ScopedDefaultSigchld {
-      public:
-        ScopedDefaultSigchld();
-        ScopedDefaultSigchld(const ScopedDefaultSigchld&) = delete;
-        ScopedDefaultSigchld& operator=(const ScopedDefaultSigchld&) = delete;
-        ~ScopedDefaultSigchld();
-
-      private:
-        struct sigaction before_;
-    };
-
-    ScopedDefaultSigchld scopedDefaultSigchld_;
-    pid_t id_ = -1;
+    std::optional<ChildStatus> status_; // until the child is reaped
 };
 
 } // namespace sorvane

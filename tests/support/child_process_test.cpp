@@ -1,5 +1,6 @@
 #include "support/child_process.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -7,10 +8,12 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <doctest/doctest.h>
@@ -59,6 +62,52 @@ std::string outputOf(const std::filesystem::path& program, Texts words, Texts en
     CHECK(child.succeeds(inAnHour()));
     return content;
 }
+
+std::int32_t shellStatus(const std::string& script) {
+    return ChildProcess("/bin/sh", shellWords(script), {}, NoStreams()).wait();
+}
+
+/// What a process may do with the signal that tells of its children's ends.
+struct SigchldUse {
+    const char* name;
+    void (*handler)(int);
+    int flags;
+};
+
+void reapAll(int /*signal*/) {
+    const int before = errno;
+    while (::waitpid(-1, nullptr, WNOHANG) > 0) continue;
+    errno = before;
+}
+
+const SigchldUse sigchldUses[] = {{"default", SIG_DFL, 0},
+                                  {"ignored", SIG_IGN, 0},
+                                  {"reaped by the system", SIG_DFL, SA_NOCLDWAIT},
+                                  {"reaped by a handler", reapAll, SA_RESTART}};
+
+class ScopedSigchld {
+  public:
+    explicit ScopedSigchld(const SigchldUse& use) : use_(use) {
+        struct sigaction action {};
+        action.sa_handler = use.handler;
+        action.sa_flags = use.flags;
+        ::sigaction(SIGCHLD, &action, &before_);
+    }
+    ScopedSigchld(const ScopedSigchld&) = delete;
+    ScopedSigchld& operator=(const ScopedSigchld&) = delete;
+    ~ScopedSigchld() { ::sigaction(SIGCHLD, &before_, nullptr); }
+
+    bool isPresent() const {
+        struct sigaction present {};
+        ::sigaction(SIGCHLD, nullptr, &present);
+        constexpr int flags = SA_NOCLDWAIT | SA_RESTART;
+        return present.sa_handler == use_.handler && (present.sa_flags & flags) == use_.flags;
+    }
+
+  private:
+    const SigchldUse& use_;
+    struct sigaction before_ {};
+};
 
 /// A child that waits for an input that never comes, and has said that it runs.
 class WaitingChild {
@@ -181,12 +230,78 @@ TEST_CASE("a child has all signals at their defaults, whatever this process does
     }
 }
 
-TEST_CASE("a child's end is learnt though this process ignores its children's ends") {
-    const ScopedSignal ignored(SIGCHLD, SIG_IGN);
-    CHECK(shellSucceeds("exit 0"));
-    CHECK_FALSE(shellSucceeds("exit 3"));
-    ChildProcess child("/bin/sh", shellWords("exit 3"), {}, NoStreams());
-    CHECK(child.wait() == 3);
+TEST_CASE("a child's end is learnt whatever this process does with its children's ends") {
+    for (const SigchldUse& use : sigchldUses) {
+        CAPTURE(use.name);
+        const ScopedSigchld scope(use);
+        CHECK(shellSucceeds("exit 0"));
+        CHECK_FALSE(shellSucceeds("exit 3"));
+        CHECK(shellStatus("exit 3") == 3);
+        CHECK(shellStatus("sleep 0.05; exit 4") == 4);
+        CHECK(shellStatus("kill -TERM $$") == SIGTERM);
+        CHECK(outputOf("/bin/sh", shellWords("echo $PPID | wc -l; sleep 0.05")) == "1\n");
+        CHECK(failureToStart("/nowhere") == std::errc::no_such_file_or_directory);
+        CHECK(hasNoChild());
+    }
+}
+
+TEST_CASE("a child that has not ended at the deadline is killed by a process of any SIGCHLD") {
+    for (const SigchldUse& use : sigchldUses) {
+        CAPTURE(use.name);
+        const ScopedSigchld scope(use);
+        WaitingChild child("trap '' TERM INT HUP");
+        const Clock::time_point before = Clock::now();
+        CHECK_FALSE(child.process->succeeds(Clock::now() + 20ms));
+        CHECK(Clock::now() - before < 5s);
+        CHECK(hasNoChild());
+    }
+}
+
+TEST_CASE("a child's life leaves what this process does with SIGCHLD alone") {
+    for (const SigchldUse& use : sigchldUses) {
+        CAPTURE(use.name);
+        const ScopedSigchld scope(use);
+        {
+            WaitingChild child;
+            CHECK(scope.isPresent());
+        }
+        CHECK(scope.isPresent());
+    }
+}
+
+TEST_CASE("two threads' children do not disturb one another's ends, nor SIGCHLD") {
+    for (const SigchldUse& use : sigchldUses) {
+        CAPTURE(use.name);
+        const ScopedSigchld scope(use);
+        std::atomic<int> wrong = 0;
+        const auto runMany = [&wrong](int first) {
+            for (int status = first; status < first + 20; ++status)
+                if (shellStatus("exit " + std::to_string(status)) != status) ++wrong;
+        };
+        std::thread other(runMany, 100);
+        runMany(10);
+        other.join();
+        CHECK(wrong == 0);
+        CHECK(scope.isPresent());
+        CHECK(hasNoChild());
+    }
+}
+
+TEST_CASE("a child whose end is reported leaves no descriptor behind and takes none along") {
+    const ScopedSigchld scope(sigchldUses[1]);
+    const int before = ::dup(0);
+    ::close(before);
+    Pipe unrelated;
+    {
+        const WaitingChild child;
+        unrelated.writer.reset();
+        char byte = 0;
+        CHECK(::read(unrelated.reader.get(), &byte, 1) == 0); // nobody else has the other end
+    }
+    unrelated.reader.reset();
+    const int after = ::dup(0);
+    ::close(after);
+    CHECK(after == before);
 }
 
 TEST_CASE("a child has no signal blocked, whatever this process has") {
@@ -242,7 +357,7 @@ TEST_CASE("a stream that already has its number is handed on") {
 
 TEST_CASE("a program that cannot be started is a failure with the system's reason") {
     const TemporaryDirectory directory;
-    const auto place = [&](const char* name, std::string_view content, mode_t mode) {
+    const auto put = [&](const char* name, std::string_view content, mode_t mode) {
         const std::filesystem::path path = directory.path() / name;
         test::putFile(path, content);
         ::chmod(path.c_str(), mode);
@@ -251,14 +366,14 @@ TEST_CASE("a program that cannot be started is a failure with the system's reaso
     CHECK(failureToStart(directory.path() / "missing") == std::errc::no_such_file_or_directory);
     CHECK(failureToStart("") == std::errc::no_such_file_or_directory);
     CHECK(failureToStart(directory.path()) == std::errc::permission_denied);
-    CHECK(failureToStart(place("closed", "#!/bin/sh\n", 0644)) == std::errc::permission_denied);
+    CHECK(failureToStart(put("closed", "#!/bin/sh\n", 0644)) == std::errc::permission_denied);
     // Whoever has a shell guess what a text without a first line means may run anything.
-    CHECK(failureToStart(place("text", "exit 0\n", 0755)) == std::errc::executable_format_error);
-    CHECK(failureToStart(place("nonsense",
-                               "\x7F"
-                               "ELF",
-                               0755)) == std::errc::executable_format_error);
-    CHECK_FALSE(failureToStart(place("script", "#!/bin/sh\nexit 0\n", 0755)));
+    CHECK(failureToStart(put("text", "exit 0\n", 0755)) == std::errc::executable_format_error);
+    CHECK(failureToStart(put("nonsense",
+                             "\x7F"
+                             "ELF",
+                             0755)) == std::errc::executable_format_error);
+    CHECK_FALSE(failureToStart(put("script", "#!/bin/sh\nexit 0\n", 0755)));
     CHECK(hasNoChild());
 }
 

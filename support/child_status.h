@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+#include <spawn.h>
+#include <sys/types.h>
+
+#include "support/unique_descriptor.h"
+
+namespace sorvane {
+
+/// How a child ended: by itself with an exit status, or by a signal.
+struct ChildEnd {
+    bool exited;
+    int number; ///< the exit status, or the signal's number
+};
+
+/// A started program and how it ends, which is learnt whatever this process does with SIGCHLD: it
+/// may ignore the signal, or reap every child in a handler. Nothing is changed that the threads of
+/// the process share. A status that another thread takes by a wait for any child, or that is lost
+/// because the process begins to ignore the signal meanwhile, counts as an end by SIGKILL.
+class ChildStatus {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Starts the program; the arguments are those of `posix_spawn`. Throws std::system_error when
+    /// it cannot be started.
+    ChildStatus(const char* path, const posix_spawn_file_actions_t& actions,
+                posix_spawnattr_t& attributes, char* const* arguments, char* const* environment);
+
+    /// Waits until the child has ended, and reaps it. To be called until there is an answer, and
+    /// never after that.
+    ChildEnd awaitEnd();
+
+    /// The same, or nothing when the child has not ended by the deadline.
+    std::optional<ChildEnd> awaitEnd(Clock::time_point deadline);
+
+    /// Ends a child that has not been reaped.
+    void kill() const;
+
+  private:
+    void endReports();
+
+    pid_t program_ = -1;
+    pid_t waiter_ = -1;        ///< the process that waits for the program in our place, if any
+    UniqueDescriptor reports_; ///< where the end is told, unless `waitid` tells it
+};
+
+} // namespace sorvane

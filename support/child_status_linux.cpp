@@ -1,0 +1,167 @@
+// The status of a child belongs to whoever waits first, and to nobody in a process that ignores
+// SIGCHLD; that signal announces the end of every program that is started, whatever signal its
+// process was made with. So where this process has its own way with SIGCHLD, a fork of it, in which
+// the signal has its default, starts the program, waits for it and reports.
+
+#include "support/child_status.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <system_error>
+#include <utility>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/unix_socket.h"
+
+namespace sorvane {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = ChildStatus::Clock;
+
+// What is said of a child whose status somebody else has taken.
+constexpr ChildEnd unknownEnd{false, SIGKILL};
+
+struct StartReport {
+    int failure; // the number of an error; 0: none
+    pid_t program;
+};
+
+// A handler may reap whatever child has ended.
+bool hasDefaultSigchld() {
+    struct sigaction present {};
+    ::sigaction(SIGCHLD, nullptr, &present);
+    return present.sa_handler == SIG_DFL && (present.sa_flags & SA_NOCLDWAIT) == 0;
+}
+
+void send(int socket, const auto& report) { ::send(socket, &report, sizeof report, MSG_NOSIGNAL); }
+
+// Leaves the report as it is when none comes.
+void receive(int socket, auto& report) {
+    auto received = report;
+    ssize_t count = 0;
+    do {
+        count = ::recv(socket, &received, sizeof received, MSG_WAITALL);
+    } while (count < 0 && errno == EINTR);
+    if (count == sizeof received) report = received;
+}
+
+std::optional<ChildEnd> endOf(pid_t child, int options) {
+    siginfo_t info{};
+    while (::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | options) < 0)
+        if (errno != EINTR) return unknownEnd;
+    if (info.si_pid == 0) return std::nullopt;
+    return ChildEnd{info.si_code == CLD_EXITED, info.si_status};
+}
+
+// A child that has closed its streams ends within microseconds: begin there, and double up to the
+// time that nobody notices.
+constexpr long firstPauseNanoseconds = 20'000;
+constexpr long maxPauseNanoseconds = 5'000'000;
+
+std::optional<ChildEnd> pollEnd(pid_t child, Clock::time_point deadline) {
+    timespec pause{0, firstPauseNanoseconds};
+    while (true) {
+        const auto end = endOf(child, WNOHANG);
+        if (end || Clock::now() >= deadline) return end;
+        ::nanosleep(&pause, nullptr);
+        pause.tv_nsec = std::min(2 * pause.tv_nsec, maxPauseNanoseconds);
+    }
+}
+
+bool hasReport(int socket, Clock::time_point deadline) {
+    while (true) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd waiting{socket, POLLIN, 0};
+        const int ready = ::poll(&waiting, 1, static_cast<int>(std::max(left, 0ms).count()));
+        if (ready >= 0 || errno != EINTR) return ready > 0;
+    }
+}
+
+// The fork's whole life. It has all descriptors of this process and must close them: somebody
+// waits for the end of what is written to one. It does not reap the program before this process has
+// taken the report, so that the program's number names nothing else as long as it may be killed.
+[[noreturn]] void startAndReport(int socket, const auto& start) {
+    std::signal(SIGCHLD, SIG_DFL);
+    StartReport started{};
+    started.failure = start(started.program);
+    ::dup2(socket, 0);
+    ::closefrom(1);
+    send(0, started);
+    if (started.failure != 0) ::_exit(0);
+    send(0, endOf(started.program, WNOWAIT).value_or(unknownEnd));
+    char taken = 0;
+    receive(0, taken);
+    ::_exit(0);
+}
+
+// With every signal blocked: the handlers are this process's, and its terminal interrupts both.
+pid_t forkWithoutSignals(const auto& body) {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    const pid_t child = ::fork();
+    if (child == 0) body();
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return child;
+}
+
+} // namespace
+
+ChildStatus::ChildStatus(const char* path, const posix_spawn_file_actions_t& actions,
+                         posix_spawnattr_t& attributes, char* const* arguments,
+                         char* const* environment) {
+    const auto check = [path](int failure) {
+        if (failure != 0) throw std::system_error(failure, std::generic_category(), path);
+    };
+    const auto start = [&](pid_t& program) {
+        return ::posix_spawn(&program, path, &actions, &attributes, arguments, environment);
+    };
+    if (hasDefaultSigchld()) {
+        check(start(program_));
+        return;
+    }
+    auto [ours, theirs] = makeSocketPair();
+    if (!ours) check(errno);
+    waiter_ = forkWithoutSignals([&, socket = theirs.get()] { startAndReport(socket, start); });
+    if (waiter_ < 0) check(errno);
+    theirs.reset();
+    reports_ = std::move(ours);
+    StartReport started{ECHILD, -1};
+    receive(reports_.get(), started);
+    program_ = started.program;
+    if (started.failure != 0) endReports();
+    check(started.failure);
+}
+
+ChildEnd ChildStatus::awaitEnd() {
+    if (!reports_) return endOf(program_, 0).value_or(unknownEnd);
+    ChildEnd end = unknownEnd;
+    receive(reports_.get(), end);
+    endReports();
+    return end;
+}
+
+std::optional<ChildEnd> ChildStatus::awaitEnd(Clock::time_point deadline) {
+    if (!reports_) return pollEnd(program_, deadline);
+    if (!hasReport(reports_.get(), deadline)) return std::nullopt;
+    return awaitEnd();
+}
+
+void ChildStatus::kill() const { ::kill(program_, SIGKILL); }
+
+void ChildStatus::endReports() {
+    send(reports_.get(), 'x');
+    reports_.reset();
+    while (::waitpid(waiter_, nullptr, 0) < 0 && errno == EINTR) continue;
+}
+
+} // namespace sorvane
