@@ -2,11 +2,12 @@
 
 #include <exception>
 #include <string>
+#include <string_view>
 
 namespace sorvane {
 
 /// The one error type of our own. Thrown anywhere below the entry, caught once, in
-/// `SorvaneHook::main`, whose user sees `errorDescription()` behind "Sorvane: ".
+/// `SorvaneHook::main`, whose user sees `errorDescription()` after "Sorvane: ".
 class HelperFailure : public std::exception {
   public:
     enum class Kind {
@@ -28,19 +29,26 @@ class HelperFailure : public std::exception {
     static HelperFailure denied();
     static HelperFailure timedOut();
 
-    /// The text for the user: the prefix of the kind, then the message as it stands.
+    Kind kind() const { return kind_; }
+
+    /// The message that the failure was made with; empty for `denied` and `timedOut`.
+    const std::string& message() const { return message_; }
+
+    /// The text for the user: the prefix of the kind, then the message as it stands; a sentence of
+    /// its own for the kinds without a message.
     std::string errorDescription() const { return description_; }
     const char* what() const noexcept override { return description_.c_str(); }
 
     /// Equal when kind and message are.
     friend bool operator==(const HelperFailure& left, const HelperFailure& right) {
-        return left.kind_ == right.kind_ && left.description_ == right.description_;
+        return left.kind_ == right.kind_ && left.message_ == right.message_;
     }
 
   private:
-    HelperFailure(Kind kind, std::string description);
+    HelperFailure(Kind kind, std::string_view prefix, std::string message);
 
     Kind kind_;
+    std::string message_;
     std::string description_;
 };
 
