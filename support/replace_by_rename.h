@@ -5,8 +5,8 @@
 namespace sorvane {
 
 /// Moves a file to a path of the same file system, over whatever file is there: who opens that path
-/// finds the one or the other, whole. Where the power fails soon after, it may be empty. False,
-/// with `errno`: it cannot, as where a directory is, and both stay.
-bool replaceByRename(const std::filesystem::path& file, const std::filesystem::path& place);
+/// finds the one or the other, whole. After a power failure soon after it may be empty. False, with
+/// `errno`, when the file cannot be moved, as over a directory: both stay as they are.
+bool replaceByRename(const std::filesystem::path& file, const std::filesystem::path& target);
 
 } // namespace sorvane
