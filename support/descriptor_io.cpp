@@ -1,11 +1,15 @@
 #include "support/descriptor_io.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
+
+#include "support/nonblocking_writer.h"
 
 namespace sorvane {
 
@@ -15,17 +19,37 @@ namespace {
 // string would write zeros there first.
 constexpr std::size_t pieceSize = 16'384;
 
-constexpr int withoutLimit = -1;
-
-// A reader that stopped reading must not hold up the prompt.
-constexpr int writePatienceMilliseconds = 2000;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
 // After a failed call: whether it is to be made again.
-bool retries(int descriptor, short event, int milliseconds) {
+bool retries(int descriptor, short event) {
     if (errno == EINTR) return true;
     if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+    constexpr int withoutLimit = -1;
     pollfd waiting{descriptor, event, 0};
-    return ::poll(&waiting, 1, milliseconds) > 0 || errno == EINTR;
+    return ::poll(&waiting, 1, withoutLimit) > 0 || errno == EINTR;
+}
+
+// What is left of a regular file, or is in a pipe or a socket by now; 0 where nobody knows.
+std::size_t waitingBytes(int descriptor) {
+    int count = 0;
+    return ::ioctl(descriptor, FIONREAD, &count) == 0 ? static_cast<std::size_t>(std::max(count, 0))
+                                                      : 0;
+}
+
+// False, with ETIMEDOUT, when the descriptor takes nothing before the deadline. One that can only
+// fail is ready at once.
+bool awaitRoom(int descriptor, Clock::time_point deadline) {
+    if (descriptor < 0) return true; // `poll` would look past it
+    while (true) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd waiting{descriptor, POLLOUT, 0};
+        const int ready = ::poll(&waiting, 1, static_cast<int>(std::max(left, 0ms).count()));
+        if (ready > 0) return true;
+        if (ready == 0) errno = ETIMEDOUT;
+        if (errno != EINTR) return false;
+    }
 }
 
 } // namespace
@@ -34,11 +58,12 @@ ssize_t readSome(int descriptor, std::span<char> piece) {
     ssize_t count = 0;
     do {
         count = ::read(descriptor, piece.data(), piece.size());
-    } while (count < 0 && retries(descriptor, POLLIN, withoutLimit));
+    } while (count < 0 && retries(descriptor, POLLIN));
     return count;
 }
 
 bool appendToEnd(int descriptor, std::string& content) {
+    content.reserve(content.size() + waitingBytes(descriptor));
     std::array<char, pieceSize> piece;
     while (true) {
         const ssize_t count = readSome(descriptor, piece);
@@ -47,19 +72,23 @@ bool appendToEnd(int descriptor, std::string& content) {
     }
 }
 
-bool becomesWritable(int descriptor) {
-    pollfd waiting{descriptor, POLLOUT, 0};
-    int ready = 0;
-    do {
-        ready = ::poll(&waiting, 1, writePatienceMilliseconds);
-    } while (ready < 0 && errno == EINTR);
-    return ready > 0;
-}
-
 bool writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && retries(descriptor, POLLOUT, writePatienceMilliseconds)) continue;
+        if (count < 0 && retries(descriptor, POLLOUT)) continue;
+        if (count <= 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+bool writeWithin(std::chrono::milliseconds timeout, int descriptor, std::string_view bytes) {
+    const Clock::time_point deadline = Clock::now() + timeout;
+    const NonblockingWriter writer(descriptor);
+    while (!bytes.empty()) {
+        if (!awaitRoom(descriptor, deadline)) return false;
+        const ssize_t count = writer.write(bytes);
+        if (count < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
         if (count <= 0) return false;
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }

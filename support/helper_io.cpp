@@ -1,6 +1,7 @@
 #include "support/helper_io.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <system_error>
 
@@ -24,25 +25,23 @@ constexpr mode_t defaultMode = 0666;
 }
 
 void writeNewFile(const std::filesystem::path& path, std::string_view bytes) {
-    const UniqueDescriptor file(
+    UniqueDescriptor file(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, defaultMode));
     if (!file) fail(errno, path);
-    if (!writeAll(file.get(), bytes)) {
+    if (!writeAll(file.get(), bytes) || !file.close()) {
         const int reason = errno;
         ::unlink(path.c_str());
         fail(reason, path);
     }
 }
 
-// A stream that nobody empties is not waited for without end, even where writing would be.
-void printLine(int descriptor, std::string_view line) {
-    if (becomesWritable(descriptor)) writeAll(descriptor, line);
-}
+// A reader that stopped reading must not hold up the prompt.
+constexpr std::chrono::seconds lineTimeout{5};
 
 } // namespace
 
 void createParentDirectory(const std::filesystem::path& path) {
-    std::filesystem::create_directories(path.parent_path());
+    if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path());
 }
 
 void replaceFile(const std::filesystem::path& path, std::string_view bytes) {
@@ -67,7 +66,7 @@ void writeLine(const nlohmann::json& value, int descriptor) noexcept try {
     if (!value.is_structured()) return;
     std::string line = jsonText(value);
     line += '\n';
-    printLine(descriptor, line);
+    writeWithin(lineTimeout, descriptor, line);
 } catch (...) {
     // A line that cannot be made is a line that is not printed.
 }
@@ -86,7 +85,7 @@ std::string shellQuoted(std::string_view text) {
 void error(std::string_view message, int descriptor) noexcept try {
     std::string line(message);
     line += '\n';
-    printLine(descriptor, line);
+    writeWithin(lineTimeout, descriptor, line);
 } catch (...) {
     // Without memory for one line there is nothing to say.
 }

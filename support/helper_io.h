@@ -15,8 +15,8 @@
 
 namespace sorvane::HelperIO {
 
-/// Makes the directory that holds `path`, with every missing one above it.
-/// Throws std::filesystem::filesystem_error.
+/// Makes the directory that holds `path`, with every missing one above it; the one that holds a
+/// mere name is there. Throws std::filesystem::filesystem_error.
 void createParentDirectory(const std::filesystem::path& path);
 
 /// Replaces the file at `path` whole: the bytes go to a new file beside it, which then takes its
@@ -51,14 +51,20 @@ Record readJSON(const std::filesystem::path& path) {
     return record::decode<Record>(parseJSON(readFile(path)));
 }
 
-/// Writes an object or an array as one JSON line, in one write. Never fails: any other value, and
-/// one without a JSON form, writes nothing.
+/// Writes an object or an array as one JSON line. Never fails: any other value, and one without a
+/// JSON form, writes nothing.
+///
+/// A line is one write where the stream takes it whole; else the rest follows as the stream gives
+/// room, whether or not it blocks. After 5 seconds in all the run goes on without it: the line is
+/// lost when the stream took nothing until then, and torn, without its line feed, when it took a
+/// part. The same holds when the stream fails. Only a stream to which others write meanwhile may
+/// mix the pieces of a line that was not taken whole with theirs, or block for longer.
 void writeLine(const nlohmann::json& value, int descriptor = STDOUT_FILENO) noexcept;
 
 /// The text as one word of a POSIX shell's command line.
 std::string shellQuoted(std::string_view text);
 
-/// Writes a message as one line, in one write, without a prefix. Never fails.
+/// Writes a message as one line, without a prefix, as `writeLine` does.
 void error(std::string_view message, int descriptor = STDERR_FILENO) noexcept;
 
 } // namespace sorvane::HelperIO

@@ -6,8 +6,7 @@
 
 namespace sorvane {
 
-/// Owns one file descriptor and closes it exactly once; -1 owns nothing. The result of `close` is
-/// ignored: everything that must be known about a write is known before.
+/// Owns one file descriptor and closes it exactly once; -1 owns nothing.
 class UniqueDescriptor {
   public:
     UniqueDescriptor() = default;
@@ -23,8 +22,14 @@ class UniqueDescriptor {
     int get() const { return descriptor_; }
     explicit operator bool() const { return descriptor_ >= 0; }
     void reset() {
+        if (descriptor_ >= 0) close();
+    }
+
+    /// Closes what is owned. False, with `errno`, when the system tells only now that something
+    /// written is lost, as network file systems do; nothing is owned any more then either.
+    bool close() {
         // NOLINTNEXTLINE(clang-analyzer-*): it loses the members of a pair that is taken apart
-        if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+        return ::close(std::exchange(descriptor_, -1)) == 0;
     }
 
   private:

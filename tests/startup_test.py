@@ -32,9 +32,10 @@ RUN = [
     "rt_sigaction", "rt_sigaction",  # a broken pipe, a file-size limit
     *READING_A_FILE,  # the manifest
     *READING_A_FILE,  # the credential
-    "read", "read",  # the event
+    "ioctl", "read", "read",  # the event, and first how much of it waits
     "fstat",  # is there a directory of agents?
-    "getrandom", "openat", "write", "close", "renameat2", "unlink", "chmod",  # the observation, over the last one
+    "getrandom", "openat", "write", "close",  # the observation
+    "fstat", "renameat2", "unlink", "chmod",  # over the last one, which is a file
     "exit_group",
 ]
 # On a file system where names cannot be exchanged.

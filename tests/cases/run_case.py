@@ -6,6 +6,7 @@ README.md names the files of a case. Status 0: the runs were as expected; 1: one
 """
 
 import argparse
+import contextlib
 import errno
 import json
 import os
@@ -33,11 +34,16 @@ FILES = {
 }
 PROCESS_WORDS = {
     "stdin": 1, "stdout": 1, "stderr": 1, "descriptors": 1, "file-size": 1, "ignored": (1, 2, 3),
-    "working-directory": 1, "account-home": 0, "socket-path": (1, 2), "simultaneous": 1, "fault": 1, "seconds": 2,
+    "working-directory": 1, "account-home": 0, "stack": 1, "data": 1, "socket-path": (1, 2), "simultaneous": 1, "fault": 1, "seconds": 2,
     "decoder": 1,
 }
-ALONE = re.compile(rb"^(simultaneous|descriptors|file-size|ignored) |(closed|broken-pipe)$", re.MULTILINE)
+LIMITS = {
+    "file-size": resource.RLIMIT_FSIZE, "stack": resource.RLIMIT_STACK, "data": resource.RLIMIT_DATA,
+    "descriptors": resource.RLIMIT_NOFILE,
+}
+ALONE = re.compile(rb"^(simultaneous|descriptors|file-size|stack|data|ignored) |(closed|broken-pipe)$", re.MULTILINE)
 SKIPPED = 77
+LATE = 3  # seconds until a late reader comes
 TIMEOUT = 20  # seconds for a run; many at once get three times that
 JOBS = 4  # cases of a topic at a time: those that wait for a timeout of the hook's overlap
 USUAL_EVENT = b'{"prompt":"Look at sorvane://image/@HASH@","cwd":"@WORKSPACE@"}'
@@ -59,6 +65,7 @@ class Case:
             raise BadCase("one stream has two expectations")
         self.names = names
         self.process = self.process_words()
+        self.late, self.late_threads = {}, []  # what late readers read, and they themselves
         self.agent = (self.bytes("agent") or b"codex").strip()
         self.token = b"token-of-" + self.agent
         self.has_application = bool(names & {"broker", "answer"})
@@ -165,8 +172,9 @@ class Case:
 
     def command(self):
         command = [os.fsencode(self.programs / "sorvane-hook")] + self.arguments
-        if "descriptors" in self.process and b"__ubsan_" in (self.programs / "sorvane-hook").read_bytes():
-            raise Skipped("the sanitizers need descriptors of their own")
+        limited = {"descriptors", "stack", "data"} & self.process.keys()
+        if limited and b"__ubsan_" in (self.programs / "sorvane-hook").read_bytes():
+            raise Skipped("the sanitizers need descriptors and memory of their own")
         if "fault" in self.process:
             require_strace()
             call = self.word("fault").partition(":")[0]
@@ -192,14 +200,36 @@ class Case:
             reader, writer = os.pipe()
             os.close(reader)
             return writer, [writer], []
+        if name != "stdin" and kind == "late":
+            return self.late_reader(name)
         raise BadCase(f"process: {name} {kind} is unknown")
+
+    def late_reader(self, name):
+        """A pipe that is full, and that somebody begins to read after some seconds."""
+        reader, writer = os.pipe()
+        os.set_blocking(writer, False)
+        filling = 0
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                filling += os.write(writer, bytes(4096))
+        os.set_blocking(writer, True)
+
+        def read():
+            time.sleep(LATE)
+            with open(reader, "rb") as stream:
+                self.late[name] = stream.read()[filling:]
+
+        thread = threading.Thread(target=read)
+        thread.start()
+        self.late_threads.append(thread)
+        return writer, [writer], []
 
     def before_exec(self):
         """What must be done between fork and exec, or nothing, which is faster."""
         closed = [number for number, name in enumerate(("stdin", "stdout", "stderr")) if self.word(name) == "closed"]
-        descriptors, file_size = self.word("descriptors"), self.word("file-size")
+        limits = [(limit, int(self.word(word))) for word, limit in LIMITS.items() if self.word(word)]
         ignored = [getattr(signal, name) for name in self.process.get("ignored", [])]
-        if not (closed or descriptors or file_size or ignored):
+        if not (closed or limits or ignored):
             return None
 
         def settle():
@@ -207,10 +237,8 @@ class Case:
                 signal.signal(number, signal.SIG_IGN)
             for number in closed:
                 os.close(number)
-            if file_size:
-                resource.setrlimit(resource.RLIMIT_FSIZE, (int(file_size), int(file_size)))
-            if descriptors:
-                resource.setrlimit(resource.RLIMIT_NOFILE, (int(descriptors), int(descriptors)))
+            for limit, value in limits:
+                resource.setrlimit(limit, (value, value))
 
         return settle
 
@@ -235,7 +263,9 @@ class Case:
             for _, _, held in streams.values():
                 for descriptor in held:
                     os.close(descriptor)
-        return output or b"", error or b"", process.returncode
+        for thread in self.late_threads:
+            thread.join()
+        return self.late.get("stdout", output) or b"", self.late.get("stderr", error) or b"", process.returncode
 
     def play_all(self, watch):
         """The results of all runs of the case; `watch` is called all the while when there are many at once."""

@@ -1,5 +1,6 @@
 #include "support/helper_io.h"
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <thread>
 #include <tuple>
 #include <type_traits>
 #include <vector>
@@ -137,6 +139,18 @@ TEST_CASE("a record is written into directories that are made on the way") {
     CHECK(modeOf(path) == 0600);
     CHECK(modeOf(path.parent_path()) == 0755);
     CHECK(namesIn(path.parent_path()) == std::set<std::string>{"note.json"});
+}
+
+TEST_CASE("a record may be written under a mere name, into the current directory") {
+    const TemporaryDirectory directory;
+    CHECK(inForkedChild([&] {
+              std::filesystem::current_path(directory.path());
+              HelperIO::writeJSON(Note{"a"}, "state.json");
+              HelperIO::writeJSON(Note{"b"}, "state.json");
+              return HelperIO::readJSON<Note>("state.json") == Note{"b"};
+          }) == 0);
+    CHECK(namesIn(directory.path()) == std::set<std::string>{"state.json"});
+    CHECK(modeOf(directory.path() / "state.json") == 0600);
 }
 
 TEST_CASE("a record that was written is read back the same") {
@@ -461,14 +475,30 @@ TEST_CASE("a stream that takes nothing is no failure") {
     }
 }
 
-TEST_CASE("a pipe that is full and that nobody reads is not waited for without end") {
-    const Pipe pipe;
-    ::fcntl(pipe.writer.get(), F_SETFL, O_NONBLOCK);
-    const std::string filling(4096, 'x');
-    while (::write(pipe.writer.get(), filling.data(), filling.size()) > 0) continue;
-    ::fcntl(pipe.writer.get(), F_SETFL, 0);
-    HelperIO::writeLine({{"continue", true}}, pipe.writer.get());
-    CHECK(pipe.reader);
+TEST_CASE("a line that nobody takes is given up after five seconds, whole or torn") {
+    const std::string text(10'000, 'x');
+    const Pipe full;
+    const Pipe onePage;
+    const Pipe nonBlocking;
+    for (const Pipe* pipe : {&full, &onePage, &nonBlocking}) {
+        ::fcntl(pipe->writer.get(), F_SETFL, O_NONBLOCK);
+        const std::string filling(4096, 'f');
+        while (::write(pipe->writer.get(), filling.data(), filling.size()) > 0) continue;
+    }
+    std::vector<char> page(4096);
+    for (const Pipe* pipe : {&onePage, &nonBlocking})
+        REQUIRE(::read(pipe->reader.get(), page.data(), page.size()) == 4096);
+    for (const Pipe* pipe : {&full, &onePage}) ::fcntl(pipe->writer.get(), F_SETFL, 0);
+
+    const auto before = std::chrono::steady_clock::now();
+    std::thread first([&] { HelperIO::writeLine({{"continue", true}}, full.writer.get()); });
+    std::thread second([&] { HelperIO::error(text, onePage.writer.get()); });
+    HelperIO::error(text, nonBlocking.writer.get());
+    first.join();
+    second.join();
+    const auto taken = std::chrono::steady_clock::now() - before;
+    CHECK(taken > std::chrono::milliseconds(4900));
+    CHECK(taken < std::chrono::seconds(8));
 }
 
 TEST_CASE("lines go to standard output and messages to standard error") {

@@ -1,0 +1,34 @@
+#include "support/nonblocking_writer.h"
+
+#include <cerrno>
+#include <climits>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+namespace sorvane {
+
+NonblockingWriter::NonblockingWriter(int descriptor) : descriptor_(descriptor) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) return;
+    takesAll_ = S_ISREG(status.st_mode) || (::fcntl(descriptor, F_GETFL) & O_NONBLOCK) != 0;
+    if (takesAll_ || S_ISSOCK(status.st_mode)) return;
+    // A pipe or a terminal that is opened anew has flags of its own.
+    const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+    constexpr int flags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    assistant_ = UniqueDescriptor(::open(path.c_str(), flags));
+}
+
+ssize_t NonblockingWriter::write(std::string_view bytes) const {
+    if (assistant_) return ::write(assistant_.get(), bytes.data(), bytes.size());
+    if (takesAll_) return ::write(descriptor_, bytes.data(), bytes.size());
+    const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_DONTWAIT);
+    if (count >= 0 || errno != ENOTSOCK) return count;
+    // What a pipe takes that is ready, though this user may not open it.
+    bytes = bytes.substr(0, PIPE_BUF);
+    return ::write(descriptor_, bytes.data(), bytes.size());
+}
+
+} // namespace sorvane
