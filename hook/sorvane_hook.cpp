@@ -57,15 +57,10 @@ Invocation readInvocation(std::span<char* const> arguments) {
     return {required("--agent"), required("--client-id"), required("--credential-file")};
 }
 
-// Room for the largest prompts that people paste: a text that outgrows its room is copied, and room
-// that nothing is written to costs addresses, no memory.
-constexpr std::size_t eventRoom = 12'000'000;
-
 // The event, or nothing for an input that is not for this hook. An input that breaks off is what
 // was read of it.
 std::optional<nlohmann::json> readEvent(int input) {
     std::string text;
-    text.reserve(eventRoom);
     appendToEnd(input, text);
     if (text.empty()) return std::nullopt;
     nlohmann::json event = parseJSON(text);
