@@ -70,6 +70,8 @@ struct ScaledTo16 {
         return static_cast<std::uint16_t>((reader.next() * std::uint64_t{65'535} + max / 2) / max);
     }
 };
+template<class Reader>
+ScaledTo16(Reader, std::uint64_t) -> ScaledTo16<Reader>;
 
 // Keeps the first `taken` of each pixel's `step` samples; in `to` a pixel has `stride` samples.
 template<class Reader>

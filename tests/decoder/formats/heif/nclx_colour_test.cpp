@@ -40,8 +40,8 @@ TEST_CASE("a plain gamma becomes a profile of sRGB's primaries") {
         const auto& profile = std::get<IccProfile>(*statement).bytes;
         CHECK(judgeProfile(profile, Channels::rgb) == ProfileVerdict::other);
         const auto curve = bytes("para");
-        const auto found = std::ranges::search(profile, curve);
-        const NumberReader numbers({found.begin(), profile.end()}, ByteOrder::big);
+        const auto found = std::search(profile.begin(), profile.end(), curve.begin(), curve.end());
+        const NumberReader numbers({found, profile.end()}, ByteOrder::big);
         CHECK(numbers.u32(12) == std::lround(gamma * 65536));
         CHECK(nclxColour(2, transfer));
     }
