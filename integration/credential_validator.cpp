@@ -27,7 +27,7 @@ CredentialValidator::validate(std::string_view agent, std::string_view clientID,
     const auto manifest = HelperIO::readJSON<AgentManifest>(paths.agentFile(agent, ".json"));
 
     const bool samePath =
-        isTesting() || manifest.credentialPath == absolutePath(credentialFile.native());
+        isTesting() || manifest.credentialPath == absolutePath(credentialFile.native()).native();
     if (manifest.agent != agent || manifest.clientID != clientID || !samePath)
         throw HelperFailure::invalidRequest(
             "Client identity does not match the managed registration.");
