@@ -206,7 +206,7 @@ TEST_CASE("the exchange fails, and nothing more, when the application closes bef
 
 TEST_CASE("the exchange sends a request that is larger than any buffer, whole") {
     const Link link;
-    const std::string text(4'000'000, 'x');
+    const std::string text(1'000'000, 'x');
     FakeApplication application(link.socket, [](Conversation& client) {
         Conversation::pause();
         agreeing()(client);
@@ -218,7 +218,7 @@ TEST_CASE("the exchange sends a request that is larger than any buffer, whole") 
 TEST_CASE("the exchange goes on sending after an interruption") {
     const Link link;
     const Alarms interruptions;
-    const std::string text(4'000'000, 'x');
+    const std::string text(1'000'000, 'x');
     FakeApplication application(link.socket, [](Conversation& client) {
         Alarms::start();
         while (alarms < 20) Conversation::pause();
