@@ -2,23 +2,19 @@
 
 #include <cmath>
 #include <stdexcept>
+#include <vector>
 
 namespace sorvane {
 
 namespace {
 
-template<class Container>
-void appendElements(std::string& text, const Container& container, char open, char close,
-                    auto appendElement) {
-    text += open;
-    bool first = true;
-    for (const auto& element : container) {
-        if (!first) text += ',';
-        first = false;
-        appendElement(element);
-    }
-    text += close;
-}
+// A container that is being written, and its next element.
+struct OpenContainer {
+    const nlohmann::json& value;
+    nlohmann::json::const_iterator next;
+
+    bool isAtEnd() const { return next == value.end(); }
+};
 
 void appendLeaf(std::string& text, const nlohmann::json& leaf) {
     if (leaf.is_number_float() && !std::isfinite(leaf.get<double>()))
@@ -34,18 +30,27 @@ void appendLeaf(std::string& text, const nlohmann::json& leaf) {
 
 } // namespace
 
+// As in reading, the thread's stack does not grow with the depth.
 void appendJSON(std::string& text, const nlohmann::json& value) {
-    if (value.is_object()) {
-        appendElements(text, value.items(), '{', '}', [&text](const auto& member) {
-            appendLeaf(text, member.key());
+    std::vector<OpenContainer> open;
+    const nlohmann::json* current = &value;
+    while (true) {
+        if (current->is_structured()) {
+            text += current->is_object() ? '{' : '[';
+            open.push_back({*current, current->begin()});
+        } else {
+            appendLeaf(text, *current);
+        }
+        for (; !open.empty() && open.back().isAtEnd(); open.pop_back())
+            text += open.back().value.is_object() ? '}' : ']';
+        if (open.empty()) return;
+        auto& [container, next] = open.back();
+        if (next != container.begin()) text += ',';
+        if (container.is_object()) {
+            appendLeaf(text, next.key());
             text += ':';
-            appendJSON(text, member.value());
-        });
-    } else if (value.is_array()) {
-        appendElements(text, value, '[', ']',
-                       [&text](const nlohmann::json& element) { appendJSON(text, element); });
-    } else {
-        appendLeaf(text, value);
+        }
+        current = &*next++;
     }
 }
 
@@ -81,10 +86,9 @@ std::optional<std::int64_t> integerValue(const nlohmann::json& value) {
     if (value.is_number_integer()) return value.get<std::int64_t>();
     if (!value.is_number_float()) return std::nullopt;
     const auto number = value.get<double>();
-    // The first doubles outside the 64-bit integers. The lower one is the least integer too, but
-    // written as an integer that has been read above; here it is the rounding of a lesser number.
+    // The least 64-bit integer is a double; the greatest is not, and this is the next one.
     constexpr double limit = 0x1p63;
-    if (!(number > -limit && number < limit) || number != std::trunc(number)) return std::nullopt;
+    if (!(number >= -limit && number < limit) || number != std::trunc(number)) return std::nullopt;
     return static_cast<std::int64_t>(number);
 }
 

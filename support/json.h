@@ -7,13 +7,13 @@
 
 #include <nlohmann/json.hpp>
 
-/// JSON text in and out, and the only way values are taken out of it. Every place that reads or
+/// JSON text in and out, and the only way values are taken out of it. Everything that reads or
 /// writes JSON goes through here, so that strictness, escaping and number form cannot differ.
 namespace sorvane {
 
-/// Objects and arrays within one another. Deeper texts come from no agent, and every later step
-/// recurses as deep as the value.
-inline constexpr int jsonNestingLimit = 512;
+/// Objects and arrays within one another. Deeper texts come from no agent, and whoever copies a
+/// value recurses as deep as it is; reading and writing do not.
+inline constexpr int maxJsonNesting = 512;
 
 /// Reads one JSON text: RFC 8259 to the letter, in UTF-8, one leading byte-order mark skipped; the
 /// top level is an object or an array; of a key that is written twice the last value counts. Throws

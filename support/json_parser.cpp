@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "support/json.h"
 #include "support/utf8.h"
@@ -45,7 +47,8 @@ class Parser {
         if (text_.starts_with(byteOrderMark)) at_ = byteOrderMark.size();
         skipBlanks();
         if (!stands('{') && !stands('[')) fail("neither an object nor an array");
-        nlohmann::json value = readValue();
+        nlohmann::json value;
+        readInto(&value);
         if (at_ < text_.size()) fail("something after the value");
         return value;
     }
@@ -57,11 +60,16 @@ class Parser {
 
     bool stands(char c) const { return at_ < text_.size() && text_[at_] == c; }
 
+    bool standsNumber() const {
+        return at_ < text_.size() &&
+               (text_[at_] == '-' || (text_[at_] >= '0' && text_[at_] <= '9'));
+    }
+
     void skipBlanks() {
         while (at_ < text_.size() && isBlank(text_[at_])) ++at_;
     }
 
-    // Every reader begins at what it reads and ends behind the blanks that follow.
+    // Every reader begins at what it reads and ends after the blanks that follow.
 
     bool take(char c) {
         if (!stands(c)) return false;
@@ -70,47 +78,51 @@ class Parser {
         return true;
     }
 
-    nlohmann::json readValue() {
-        if (stands('{')) return readObject();
-        if (stands('[')) return readArray();
-        if (stands('"')) return readText();
-        return readWord();
-    }
-
-    nlohmann::json readObject() {
-        nlohmann::json::object_t members;
-        readList('{', '}', [&] {
-            if (!stands('"')) fail("no key");
-            std::string key = readText();
-            if (!take(':')) fail("no colon");
-            members.insert_or_assign(std::move(key), readValue());
-        });
-        return members;
-    }
-
-    nlohmann::json readArray() {
-        nlohmann::json::array_t elements;
-        readList('[', ']', [&] { elements.push_back(readValue()); });
-        return elements;
-    }
-
-    void readList(char open, char close, const auto& readElement) {
-        if (++levels_ > jsonNestingLimit)
-            fail("nested more than " + std::to_string(jsonNestingLimit) + " levels deep");
-        take(open);
-        if (!stands(close)) {
-            do readElement();
-            while (take(','));
+    // The containers that stand open are kept in a list, not on the thread's stack, of which the
+    // agent may have left us little.
+    void readInto(nlohmann::json* value) {
+        while (true) {
+            bool isEmpty = stands('{') || stands('['); // the innermost container, so far
+            if (isEmpty)
+                open(*value);
+            else
+                *value = stands('"') ? nlohmann::json(readText()) : readWord();
+            while (!open_.empty() && takeEnd()) {
+                open_.pop_back();
+                isEmpty = false;
+            }
+            if (open_.empty()) return;
+            if (!isEmpty && !take(',')) fail("no comma and no end");
+            value = &newElement();
         }
-        if (!take(close)) fail("no comma and no end");
-        --levels_;
+    }
+
+    void open(nlohmann::json& container) {
+        if (std::ssize(open_) == maxJsonNesting)
+            fail("nested more than " + std::to_string(maxJsonNesting) + " levels deep");
+        container = stands('{') ? nlohmann::json::object() : nlohmann::json::array();
+        open_.push_back(&container);
+        take(text_[at_]);
+    }
+
+    bool takeEnd() { return take(open_.back()->is_object() ? '}' : ']'); }
+
+    // Room for the next element of the innermost container, which stays where it is until that
+    // element has been read.
+    nlohmann::json& newElement() {
+        nlohmann::json& container = *open_.back();
+        if (container.is_array()) return container.emplace_back();
+        if (!stands('"')) fail("no key");
+        std::string key = readText();
+        if (!take(':')) fail("no colon");
+        return container[std::move(key)];
     }
 
     nlohmann::json readWord() {
         std::size_t end = at_;
         while (end < text_.size() && isWordCharacter(text_[end])) ++end;
         nlohmann::json value = nlohmann::json::parse(text_.substr(at_, end - at_), nullptr, false);
-        if (value.is_discarded()) fail("no value, or a number too large");
+        if (value.is_discarded()) fail(standsNumber() ? "no number, or one too large" : "no value");
         at_ = end;
         skipBlanks();
         return value;
@@ -132,12 +144,12 @@ class Parser {
     // The first quote with an even number of backslashes before it. The opening quote, which is no
     // backslash, ends the way back.
     std::size_t closingQuote() const {
-        for (std::size_t place = at_;; ++place) {
-            place = text_.find('"', place);
-            if (place == std::string_view::npos) fail("unterminated string");
+        for (std::size_t quote = at_;; ++quote) {
+            quote = text_.find('"', quote);
+            if (quote == std::string_view::npos) fail("unterminated string");
             std::size_t backslashes = 0;
-            while (text_[place - 1 - backslashes] == '\\') ++backslashes;
-            if (backslashes % 2 == 0) return place;
+            while (text_[quote - 1 - backslashes] == '\\') ++backslashes;
+            if (backslashes % 2 == 0) return quote;
         }
     }
 
@@ -153,9 +165,9 @@ class Parser {
             if (kind == 'u') {
                 utf8::append(text, takeScalar(raw));
             } else {
-                const std::size_t place = escapes.find(kind);
-                if (place == std::string_view::npos) fail("invalid escape");
-                text += escaped[place];
+                const std::size_t index = escapes.find(kind);
+                if (index == std::string_view::npos) fail("invalid escape");
+                text += escaped[index];
             }
         }
     }
@@ -183,7 +195,7 @@ class Parser {
 
     std::string_view text_;
     std::size_t at_ = 0;
-    int levels_ = 0;
+    std::vector<nlohmann::json*> open_; // the containers around `at_`, the outermost first
 };
 
 } // namespace

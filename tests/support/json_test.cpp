@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "support/utf8.h"
+#include "tests/small_stack.h"
 
 using namespace sorvane;
 using namespace std::string_view_literals;
@@ -21,7 +22,7 @@ using nlohmann::json;
 
 namespace {
 
-constexpr std::size_t longestFailureText = 100;
+constexpr std::size_t maxFailureText = 100;
 
 std::string repeated(std::string_view text, std::size_t times) {
     std::string result;
@@ -49,7 +50,7 @@ bool isOneShortLine(const std::string& text) {
     const bool oneLine = std::none_of(text.begin(), text.end(), [](char character) {
         return static_cast<unsigned char>(character) < 0x20;
     });
-    return oneLine && !text.empty() && text.size() <= longestFailureText && utf8::isValid(text);
+    return oneLine && !text.empty() && text.size() <= maxFailureText && utf8::isValid(text);
 }
 
 json element(std::string_view text) { return parseJSON("[" + std::string(text) + "]").at(0); }
@@ -221,6 +222,40 @@ TEST_CASE("the failure's text stays short however long the broken token is") {
     }
 }
 
+TEST_CASE("the failure's text tells a number from another word") {
+    const auto saysNumber = [](std::string_view text) {
+        return failure(text).value_or("").find("number") != std::string::npos;
+    };
+    for (const std::string_view text :
+         {"[1e400]", "[-1e400]", "[01]", "[-]", "[1.]", "{\"a\":1x"}) {
+        CAPTURE(text);
+        CHECK(saysNumber(text));
+    }
+    for (const std::string_view text : {"[]]", "[nul]", "[True]", "[]1", "[", "[,", "{\"a\":}"}) {
+        CAPTURE(text);
+        CHECK_FALSE(saysNumber(text));
+    }
+}
+
+TEST_CASE("512 levels are read, and given back, on a small stack") {
+    const std::vector<std::string> texts = {nested("[", "", "]", 512),
+                                            nested(R"({"a":)", "{}", "}", 511),
+                                            nested(R"({"a":[1,)", "[]", R"(,{"z":2}]})", 255)};
+    int read = 0;
+    test::onStack(64 * 1024, [&] {
+        for (const std::string& text : texts) read += parseJSON(text).is_structured() ? 1 : 0;
+    });
+    CHECK(read == 3);
+}
+
+TEST_CASE("512 levels are written on a small stack") {
+    const std::string text = nested(R"({"a":[1,)", "[]", R"(,{"z":2}]})", 255);
+    const json value = parseJSON(text);
+    std::string written;
+    test::onStack(64 * 1024, [&] { written = jsonText(value); });
+    CHECK(written == text);
+}
+
 TEST_CASE("the failure's text repeats nothing of the input") {
     for (const std::string_view text :
          {"[\"secret", "[\"secret\n\"]", "[\"secret\\x\"]", "[\"secret\xFF\"]", "[secret]",
@@ -351,6 +386,8 @@ TEST_CASE("a number without fraction is an integer, however it is written") {
         {"0e9", 0},
         {"9223372036854775807", INT64_MAX},
         {"-9223372036854775808", INT64_MIN},
+        {"-9223372036854775808.0", INT64_MIN},
+        {"-9223372036854775.808e3", INT64_MIN},
         {"9.2e18", 9'200'000'000'000'000'000},
         {"9223372036854774784.0", 9223372036854774784},
         {"-9.2e18", -9'200'000'000'000'000'000},
@@ -358,7 +395,6 @@ TEST_CASE("a number without fraction is an integer, however it is written") {
         {"9223372036854775808.0", std::nullopt},
         {"18446744073709551615", std::nullopt},
         {"18446744073709551616", std::nullopt},
-        {"-9223372036854775809", std::nullopt},
         {"-9223372036854777856", std::nullopt},
         {"9.3e18", std::nullopt},
         {"-9.3e18", std::nullopt},
