@@ -34,7 +34,7 @@ std::optional<json> readHere(std::string_view text) {
 
 bool mayBeTooDeep(std::string_view text) {
     const auto opens = [](char c) { return c == '[' || c == '{'; };
-    return std::ranges::count_if(text, opens) > sorvane::jsonNestingLimit;
+    return std::ranges::count_if(text, opens) > sorvane::maxJsonNesting;
 }
 
 } // namespace
