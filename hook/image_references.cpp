@@ -10,8 +10,8 @@ namespace sorvane::ImageReferences {
 
 namespace {
 
-constexpr std::size_t hashLength = 64;
-constexpr std::size_t referenceLength = prefix.size() + hashLength;
+constexpr std::size_t digestLength = 64;
+constexpr std::size_t referenceLength = prefix.size() + digestLength;
 
 constexpr bool isDecimalDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -23,11 +23,12 @@ constexpr bool isLetterOrDigit(char c) {
     return isDecimalDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// Whether the text right behind a prefix is that of a reference.
-bool hasHash(std::string_view text) {
-    const std::string_view hash = text.substr(0, hashLength);
-    return hash.size() == hashLength && std::all_of(hash.begin(), hash.end(), isHexadecimalDigit) &&
-           (text.size() == hashLength || !isLetterOrDigit(text[hashLength]));
+// Whether the text right after a prefix is that of a reference.
+bool hasDigest(std::string_view text) {
+    const std::string_view digest = text.substr(0, digestLength);
+    return digest.size() == digestLength &&
+           std::all_of(digest.begin(), digest.end(), isHexadecimalDigit) &&
+           (text.size() == digestLength || !isLetterOrDigit(text[digestLength]));
 }
 
 // std::string_view::find stops at every `s`, four characters in a hundred; memmem takes a quarter
@@ -35,9 +36,9 @@ bool hasHash(std::string_view text) {
 std::size_t findPrefix(std::string_view text, std::size_t from) {
     const std::string_view rest = text.substr(from);
     if (rest.empty()) return std::string_view::npos;
-    const void* place = ::memmem(rest.data(), rest.size(), prefix.data(), prefix.size());
-    if (place == nullptr) return std::string_view::npos;
-    return static_cast<std::size_t>(static_cast<const char*>(place) - text.data());
+    const void* found = ::memmem(rest.data(), rest.size(), prefix.data(), prefix.size());
+    if (found == nullptr) return std::string_view::npos;
+    return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
 }
 
 char32_t lastScalar(std::string_view text) {
@@ -46,8 +47,8 @@ char32_t lastScalar(std::string_view text) {
     return utf8::step(text.substr(start)).scalar;
 }
 
-// Whether the piece of the prompt begins and ends where characters do.
-bool isWholeCharacters(std::string_view prompt, std::size_t start, std::size_t length) {
+// Whether the piece of the prompt begins and ends where graphemes do.
+bool isWholeGraphemes(std::string_view prompt, std::size_t start, std::size_t length) {
     const std::string_view before = prompt.substr(0, start);
     const std::string_view after = prompt.substr(start + length);
     if (!before.empty() &&
@@ -64,11 +65,11 @@ std::vector<std::string_view> inPrompt(std::string_view prompt) {
     std::vector<std::string_view> references;
     std::size_t start = findPrefix(prompt, 0);
     while (start != std::string_view::npos) {
-        // No prefix begins inside another or inside a hash, so nothing is missed behind a failure.
+        // No prefix begins inside another or inside a digest, so nothing is missed after a failure.
         std::size_t next = start + prefix.size();
-        if (hasHash(prompt.substr(next))) {
-            next += hashLength;
-            if (isWholeCharacters(prompt, start, referenceLength))
+        if (hasDigest(prompt.substr(next))) {
+            next += digestLength;
+            if (isWholeGraphemes(prompt, start, referenceLength))
                 references.push_back(prompt.substr(start, referenceLength));
         }
         start = findPrefix(prompt, next);
@@ -78,9 +79,9 @@ std::vector<std::string_view> inPrompt(std::string_view prompt) {
 
 std::optional<std::string> assetHash(std::string_view reference) {
     if (!reference.starts_with(prefix)) return std::nullopt;
-    const std::string_view hash = reference.substr(prefix.size());
-    if (hash.size() != hashLength || !hasHash(hash)) return std::nullopt;
-    return graphemes::lowercased(hash);
+    const std::string_view digest = reference.substr(prefix.size());
+    if (digest.size() != digestLength || !hasDigest(digest)) return std::nullopt;
+    return graphemes::lowercased(digest);
 }
 
 } // namespace sorvane::ImageReferences

@@ -12,11 +12,11 @@ inline constexpr std::string_view prefix = "sorvane://image/";
 
 /// The references in a prompt, in order of appearance, as they are written, repeated ones repeated:
 /// the prefix and exactly 64 hexadecimal digits of either case, not followed by an ASCII letter or
-/// digit. One that begins or ends inside a character, because a combining mark follows it, say, is
+/// digit. One that begins or ends inside a grapheme, because a combining mark follows it, say, is
 /// none. The views last as long as the prompt.
 std::vector<std::string_view> inPrompt(std::string_view prompt);
 
-/// The asset hash of one reference, 64 lower-case hexadecimal digits; absent when the text is
+/// The asset digest of one reference, 64 lower-case hexadecimal digits; absent when the text is
 /// anything but the prefix and 64 hexadecimal digits.
 std::optional<std::string> assetHash(std::string_view reference);
 

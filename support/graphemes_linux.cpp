@@ -1,4 +1,4 @@
-// Unicode's properties from utf8proc, whose tables are read-only memory: nothing is initialised.
+// Graphemes by utf8proc, which keeps its tables in read-only memory and starts nothing up.
 
 #include "support/graphemes.h"
 
@@ -19,7 +19,7 @@ utf8proc_int32_t codepoint(char32_t scalar) { return static_cast<utf8proc_int32_
 } // namespace
 
 std::size_t count(std::string_view text) {
-    std::size_t characters = 0;
+    std::size_t graphemes = 0;
     char32_t before = 0;
     utf8proc_int32_t state = 0;
     for (bool first = true; !text.empty(); first = false) {
@@ -31,10 +31,10 @@ std::size_t count(std::string_view text) {
                                     : utf8proc_grapheme_break_stateful(
                                           codepoint(before), codepoint(next.scalar), &state);
         if (ascii) state = 0;
-        if (first || boundary) ++characters;
+        if (first || boundary) ++graphemes;
         before = next.scalar;
     }
-    return characters;
+    return graphemes;
 }
 
 void appendLowercased(std::string& text, char32_t scalar) {

@@ -34,7 +34,7 @@ Pipe makePipe() {
     return {UniqueDescriptor(ends[0]), UniqueDescriptor(ends[1])};
 }
 
-// Inherited places come first; the added ones are there even if they are so twice.
+// The inherited directories come first; the others are added even when they stand there already.
 std::vector<std::string> extendedEnvironment() {
     constexpr std::string_view pathName = "PATH=";
     std::vector<std::string> environment;

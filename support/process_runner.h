@@ -14,10 +14,10 @@ struct ProcessResult {
 
 /// Runs a program to its end: directly, without a shell, its arguments as they are (its own name
 /// not among them), its input empty, its environment this process's with "PATH" extended by the
-/// usual places of user-installed tools. A program that fails is a result like another.
+/// usual directories of user-installed tools. A program that fails is a result like another.
 ///
 /// Blocks until the program has ended and whoever inherited its output has closed it; there is no
-/// time-out. Throws std::system_error when the program cannot be started.
+/// timeout. Throws std::system_error when the program cannot be started.
 ProcessResult runProcess(const std::filesystem::path& executable,
                          const std::vector<std::string>& arguments);
 

@@ -102,48 +102,49 @@ inline constexpr bool isList = false;
 template<class T>
 inline constexpr bool isList<std::vector<T>> = true;
 
-// Room for a record that is never made: only its members' addresses are compared.
+// Memory for a record that is never made: only its members' addresses are compared.
 template<class Record>
-union Unborn {
-    constexpr Unborn() : nothing() {}
-    constexpr ~Unborn() {} // NOLINT(modernize-use-equals-default): that would be deleted
+union Uninitialized {
+    constexpr Uninitialized() : nothing() {}
+    constexpr ~Uninitialized() {} // NOLINT(modernize-use-equals-default): that would be deleted
     char nothing;
     Record record;
 };
 
-// Builds a member of exactly its type: an optional would be made of another optional too.
+// Stands for a value of exactly this type, where an optional value would also do for its element.
 template<class T>
-struct Exactly {
+struct Placeholder {
     operator T() const { throw std::logic_error("only asked about, never built"); }
 };
 
-// Members of different types cannot change places unseen: the aggregate would not build.
+// Fields of different types need no look: in another order the aggregate would not build.
 template<class Record, class Left, class Right>
-constexpr bool inOrder(const Field<Record, Left>& left, const Field<Record, Right>& right) {
+constexpr bool isBefore(const Field<Record, Left>& left, const Field<Record, Right>& right) {
     if constexpr (std::same_as<std::remove_const_t<Left>, std::remove_const_t<Right>>) {
-        const Unborn<Record> unborn;
-        const Left* first = &(unborn.record.*left.member);
-        const Right* second = &(unborn.record.*right.member);
+        const Uninitialized<Record> memory;
+        const Left* first = &(memory.record.*left.member);
+        const Right* second = &(memory.record.*right.member);
         return first < second;
     }
     return true;
 }
 
+// Whether each field stands before all that follow it, under another key.
+constexpr bool areInOrder() { return true; }
+
+template<class First, class... Rest>
+constexpr bool areInOrder(const First& first, const Rest&... rest) {
+    return ((isBefore(first, rest) && first.key != rest.key) && ...) && areInOrder(rest...);
+}
+
 template<class Record, class... Members>
 constexpr bool isComplete(const std::tuple<Field<Record, Members>...>& table) {
-    constexpr bool builds = requires { Record{Exactly<std::remove_const_t<Members>>()...}; };
-    constexpr bool forgets = requires { Record{Exactly<std::remove_const_t<Members>>()..., {}}; };
-    if (!builds || forgets) return false;
-    return std::apply(
-        [](const auto&... all) {
-            const auto fits = [&](std::size_t index, const auto& one) {
-                std::size_t other = 0;
-                return ((other++ >= index || (inOrder(all, one) && all.key != one.key)) && ...);
-            };
-            std::size_t index = 0;
-            return (fits(index++, all) && ...);
-        },
-        table);
+    constexpr bool builds = requires { Record{Placeholder<std::remove_const_t<Members>>()...}; };
+    constexpr bool takesMore = requires {
+        Record{Placeholder<std::remove_const_t<Members>>()..., {}};
+    };
+    if (!builds || takesMore) return false;
+    return std::apply([](const auto&... fields) { return areInOrder(fields...); }, table);
 }
 
 template<Described Record>

@@ -8,7 +8,7 @@
 namespace sorvane {
 
 /// An incremental SHA-256. Feed it in pieces with `update`, then take the digest once with `hex`.
-/// One file per system holds the engine behind it.
+/// One file per system holds its engine.
 class Sha256 {
   public:
     Sha256();

@@ -89,13 +89,13 @@ inline std::vector<nlohmann::json> nearMisses(Kind kind) {
     return {};
 }
 
-/// Tries the members of the object at a place within a whole document: a required one must be
-/// there, an optional one may be missing or null and is then absent; one of another kind is refused
-/// in either case; and what nobody knows is ignored.
+/// Tries the members of the object at a JSON pointer within a whole document: a required one must
+/// be there, an optional one may be missing or null and is then absent; one of another kind is
+/// refused in either case; and what nobody knows is ignored.
 template<record::Described Record>
-void tryMembers(const nlohmann::json& whole, const std::string& place,
+void tryMembers(const nlohmann::json& whole, const std::string& pointer,
                 const std::vector<Member>& members) {
-    const nlohmann::json::json_pointer at(place);
+    const nlohmann::json::json_pointer at(pointer);
     REQUIRE(isRead<Record>(whole));
     CHECK(whole.at(at).size() == members.size());
     const auto changed = [&](const char* key, const nlohmann::json& value) {

@@ -62,9 +62,9 @@ HelperRepresentation representation(std::int64_t byteCount,
     return {uuid(representationID), "public.png", byteCount, {}, {}, {}, false, metadata, {}};
 }
 
-json changed(const char* place, const json& value) {
+json changed(const char* pointer, const json& value) {
     json entry = parseJSON(completeEntry);
-    entry.at(json::json_pointer(place)) = value;
+    entry.at(json::json_pointer(pointer)) = value;
     return entry;
 }
 

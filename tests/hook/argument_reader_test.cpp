@@ -14,7 +14,7 @@ TEST_CASE("the argument reader keeps the words it was given, in their order") {
     CHECK(ArgumentReader({}).values().empty());
 }
 
-TEST_CASE("the argument reader answers the word behind the first occurrence of an option") {
+TEST_CASE("the argument reader answers the word after the first occurrence of an option") {
     struct Row {
         std::vector<std::string> words;
         const char* option;

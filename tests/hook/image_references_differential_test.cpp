@@ -1,6 +1,6 @@
 // The small matcher against a general one: the same references in generated prompts as a real
-// regular-expression engine finds, less those that a walk over the whole prompt, character by
-// character, sees begin or end inside one.
+// regular-expression engine finds, less those that a walk over the whole prompt, grapheme by
+// grapheme, sees begin or end inside one.
 
 #include <cstdint>
 #include <random>
@@ -21,7 +21,7 @@ namespace {
 
 constexpr int prompts = 40'000;
 
-// Whether a character begins at each byte of a text, and at its end.
+// Whether a grapheme begins at each byte of a text, and at its end.
 std::vector<bool> boundaries(std::string_view text) {
     std::vector<bool> begins(text.size() + 1, false);
     const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
@@ -42,7 +42,7 @@ std::vector<bool> boundaries(std::string_view text) {
 
 struct Expected {
     std::vector<std::string> references;
-    int insideCharacters = 0;
+    int insideGraphemes = 0;
 };
 
 Expected expected(const std::string& prompt) {
@@ -56,7 +56,7 @@ Expected expected(const std::string& prompt) {
         if (begins[start] && begins[start + static_cast<std::size_t>(match->length())])
             result.references.push_back(match->str());
         else
-            ++result.insideCharacters;
+            ++result.insideGraphemes;
     }
     return result;
 }
@@ -178,7 +178,7 @@ class PromptMaker {
 TEST_CASE("references in generated prompts are those that a regular-expression engine finds") {
     PromptMaker maker;
     std::size_t found = 0;
-    int insideCharacters = 0;
+    int insideGraphemes = 0;
     for (int number = 0; number < prompts; ++number) {
         const std::string prompt = maker.prompt();
         const Expected right = expected(prompt);
@@ -188,11 +188,11 @@ TEST_CASE("references in generated prompts are those that a regular-expression e
         REQUIRE(std::vector<std::string>(views.begin(), views.end()) == right.references);
         for (const auto view : views) REQUIRE(ImageReferences::assetHash(view));
         found += views.size();
-        insideCharacters += right.insideCharacters;
+        insideGraphemes += right.insideGraphemes;
     }
     // The prompts are of some use only as long as they hold enough of both.
     CHECK(found > prompts / 4);
-    CHECK(insideCharacters > prompts / 40);
+    CHECK(insideGraphemes > prompts / 40);
 }
 
 } // namespace sorvane

@@ -83,7 +83,7 @@ TEST_CASE("image references are views into the prompt") {
     CHECK(references[1].data() == prompt.data() + 3 + reference.size() + 1);
 }
 
-TEST_CASE("image references are found behind the beginning of another") {
+TEST_CASE("image references are found after the beginning of another") {
     for (const std::string& broken :
          {prefix, prefix + hash.substr(1), prefix + hash + "0", prefix + hash + "z ",
           std::string("sorvane://image"), prefix + "x"}) {
@@ -149,7 +149,7 @@ TEST_CASE("image references are none when anything is missing, changed or too mu
         CHECK(found(reference.substr(0, length)).empty());
 }
 
-TEST_CASE("image references are none when a character reaches into them or out of them") {
+TEST_CASE("image references are none when a grapheme reaches into them or out of them") {
     struct Row {
         const char* before;
         const char* after;

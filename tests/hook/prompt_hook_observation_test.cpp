@@ -63,7 +63,7 @@ TEST_CASE("an observation lies in the agents directory under the agent's name") 
     CHECK_FALSE(fs::exists(root.agents));
 }
 
-TEST_CASE("an observation has its place by the environment of the moment") {
+TEST_CASE("an observation lies where the environment of the moment says") {
     const Root first;
     const fs::path before = PromptHookObservation::url("codex");
     const Root second;

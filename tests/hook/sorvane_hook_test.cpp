@@ -1,11 +1,14 @@
 #include "hook/sorvane_hook.h"
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -55,6 +58,18 @@ json changed(json object, const json& changes) {
 
 json image(const std::string& path) {
     return {{"relativePath", path}, {"uti", "public.png"}, {"width", 800}, {"height", 600}};
+}
+
+// Until the pipe takes nothing more; gives the number of bytes.
+std::size_t fill(const Pipe& pipe) {
+    std::size_t length = 0;
+    ::fcntl(pipe.writer.get(), F_SETFL, O_NONBLOCK);
+    const std::string page(4096, 'f');
+    ssize_t count = 0;
+    while ((count = ::write(pipe.writer.get(), page.data(), page.size())) > 0)
+        length += static_cast<std::size_t>(count);
+    ::fcntl(pipe.writer.get(), F_SETFL, 0);
+    return length;
 }
 
 json match(const std::vector<json>& images) { return {{"matched", true}, {"images", images}}; }
@@ -283,7 +298,7 @@ TEST_CASE("a prompt without images is observed with all attachments, usable or n
 TEST_CASE("the workspace is unknown without a word, even for the agent that waits for one") {
     const HookStage stage;
     FakeApplication application(stage.socket, agreeing());
-    const std::vector<json> places = {
+    const std::vector<json> workspaces = {
         json::object(),
         {{"cwd", nullptr}},
         {{"cwd", 5}},
@@ -299,8 +314,8 @@ TEST_CASE("the workspace is unknown without a word, even for the agent that wait
         {{"cwd", true}, {"workspace_roots", json::array()}},
         {{"CWD", "/project"}},
     };
-    for (const json& place : places) {
-        const json event = changed({{"prompt", reference}, {"attachments", {1, 2}}}, place);
+    for (const json& workspace : workspaces) {
+        const json event = changed({{"prompt", reference}, {"attachments", {1, 2}}}, workspace);
         CAPTURE(event.dump());
         for (const char* agent : {"codex", "cursor"}) {
             CHECK(stage.submit(agent, event).isSilent());
@@ -316,7 +331,7 @@ TEST_CASE("the workspace is unknown without a word, even for the agent that wait
 TEST_CASE(
     "the workspace is the current directory when that is a text, else the first of the roots") {
     struct Row {
-        const char* place;
+        const char* workspace;
         const char* root;
     };
     for (const Row row :
@@ -328,10 +343,10 @@ TEST_CASE(
           Row{R"({"cwd":1,"workspace_roots":["/b","/c"]})", "/b"},
           Row{R"({"workspace_roots":[""]})", ""}, Row{R"({"workspace_roots":["","/c"]})", ""},
           Row{R"({"cwd":"relative/\u00e4"})", "relative/\u00e4"}}) {
-        CAPTURE(row.place);
+        CAPTURE(row.workspace);
         const HookStage stage;
         FakeApplication application(stage.socket, agreeing());
-        stage.submit("codex", changed({{"prompt", reference}}, json::parse(row.place)));
+        stage.submit("codex", changed({{"prompt", reference}}, json::parse(row.workspace)));
         CHECK(application.request().at("workspaceRoot") == row.root);
     }
 }
@@ -518,6 +533,32 @@ TEST_CASE("an exact match with an image that cannot be described is silent for e
     }
 }
 
+TEST_CASE("an exact match is observed before it is told") {
+    const HookStage stage;
+    FakeApplication application(stage.socket, agreeing(match({image("a.png")})));
+    for (const char* agent : {"codex", "cursor"}) {
+        CAPTURE(agent);
+        Pipe input;
+        Pipe output;
+        HookStage::put(input, prompt.dump());
+        input.writer.reset();
+        const std::size_t filling = fill(output);
+        std::thread run([&] {
+            HookStage::play(stage.commandLine(agent),
+                            {input.reader.get(), output.writer.get(), -1});
+        });
+        // As long as nobody reads, the run cannot get beyond telling.
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+        while (stage.outcome(agent) != "matched" && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        CHECK(stage.outcome(agent) == "matched");
+        std::string taken(filling, '\0');
+        CHECK(::read(output.reader.get(), taken.data(), filling) == static_cast<ssize_t>(filling));
+        run.join();
+        CHECK(output.content().ends_with("}\n"));
+    }
+}
+
 TEST_CASE("no exact match lets the prompt go on") {
     for (const json& members : {json::object(), json{{"matched", false}}, json{{"matched", true}},
                                 match({}), match({image("a"), image("b")}), match({"a.png"}),
@@ -535,7 +576,7 @@ TEST_CASE("no exact match lets the prompt go on") {
     }
 }
 
-TEST_CASE("a run in a bad place goes on as ever when its observation cannot be written") {
+TEST_CASE("a run in bad surroundings goes on as ever when its observation cannot be written") {
     const HookStage stage;
     test::putFile(stage.observationFile("codex") / "inner", "in the way");
     test::putFile(stage.observationFile("cursor") / "inner", "in the way");
@@ -547,7 +588,26 @@ TEST_CASE("a run in a bad place goes on as ever when its observation cannot be w
     CHECK(run.error.empty());
 }
 
-TEST_CASE("a run in a bad place goes on as ever when the disk is full") {
+TEST_CASE("a run in bad surroundings goes on as ever when its agents directory has gone for good") {
+    for (const char* agent : {"codex", "cursor"}) {
+        CAPTURE(agent);
+        const HookStage stage;
+        const auto integrations = stage.agents.parent_path();
+        FakeApplication application(stage.socket, [&](Conversation& client) {
+            const json request = client.request();
+            std::filesystem::remove_all(integrations);
+            test::putFile(integrations, "in the way");
+            client.send(agreement(request, match({image("a.png")})).dump() + "\n");
+        });
+        const Finished run = stage.submit(agent, prompt);
+        CHECK(run.error.empty());
+        CHECK((agent == std::string("cursor") ? run.output == "{\"continue\":true}\n"
+                                              : run.output.find("- a.png") != std::string::npos));
+        CHECK(test::fileContent(integrations) == "in the way");
+    }
+}
+
+TEST_CASE("a run in bad surroundings goes on as ever when the disk is full") {
     const HookStage stage;
     const ScopedSignal deadly(SIGXFSZ, SIG_DFL);
     FakeApplication application(stage.socket, agreeing(match({image("a.png")})));
@@ -561,7 +621,7 @@ TEST_CASE("a run in a bad place goes on as ever when the disk is full") {
     CHECK(stage.outcome("codex") == "none");
 }
 
-TEST_CASE("a run in a bad place ends quietly when nobody reads its streams") {
+TEST_CASE("a run in bad surroundings ends quietly when nobody reads its streams") {
     const HookStage stage;
     const ScopedSignal deadly(SIGPIPE, SIG_DFL);
     for (const char* event : {"{}", "nonsense"}) {
@@ -579,7 +639,7 @@ TEST_CASE("a run in a bad place ends quietly when nobody reads its streams") {
     CHECK(stage.outcome("cursor") == "no-image-identities");
 }
 
-TEST_CASE("a run in a bad place ends quietly when its streams are closed") {
+TEST_CASE("a run in bad surroundings ends quietly when its streams are closed") {
     const HookStage stage;
     for (const char* event : {"{}", "nonsense"}) {
         Pipe input;
@@ -591,7 +651,7 @@ TEST_CASE("a run in a bad place ends quietly when its streams are closed") {
     CHECK(stage.outcome("cursor") == "no-image-identities");
 }
 
-TEST_CASE("a run in a bad place keeps what it has to say to one stream") {
+TEST_CASE("a run in bad surroundings keeps what it has to say to one stream") {
     const HookStage stage;
     for (const char* agent : {"codex", "cursor"})
         for (const char* event : {"{}", "[]", "{", ""}) {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-/// What characters are, whichever library tells: for the tests of every twin.
+/// What graphemes are, whichever library tells: for the tests of every twin.
 namespace sorvane::test {
 
 using namespace std::string_view_literals;

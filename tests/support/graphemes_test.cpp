@@ -20,18 +20,18 @@ constexpr std::string_view emojiForm = "\uFE0F";
 
 } // namespace
 
-TEST_CASE("characters are counted as a reader sees them") {
+TEST_CASE("graphemes are counted as a reader sees them") {
     for (const test::CountedText& row : test::countedTexts()) {
         const std::string text = row.text();
         CAPTURE(text);
         CHECK(graphemes::count(text) == row.count);
-        // The same behind and before what nothing belongs to.
+        // The same after and before what nothing belongs to.
         const std::size_t joined = text.ends_with('\r') ? 1 : 0;
         CHECK(graphemes::count("\n" + text + "\n") == row.count + 2 - joined);
     }
 }
 
-TEST_CASE("a length of 64 is counted in characters") {
+TEST_CASE("a length of 64 is counted in graphemes") {
     const std::string digits(64, 'a');
     CHECK(graphemes::count(digits) == 64);
     CHECK(graphemes::count(digits + std::string(combiningAcute)) == 64);
@@ -93,7 +93,7 @@ TEST_CASE("lower case is final") {
     CHECK(faults == 0);
 }
 
-TEST_CASE("a character ends between two scalars that do not belong together") {
+TEST_CASE("a grapheme ends between two scalars that do not belong together") {
     for (const test::Neighbours& row : test::neighbours()) {
         CAPTURE(static_cast<unsigned>(row.before));
         CAPTURE(static_cast<unsigned>(row.after));

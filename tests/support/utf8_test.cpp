@@ -90,8 +90,8 @@ TEST_CASE("every scalar is read as it was appended, whatever follows") {
     for (char32_t scalar = 0; scalar <= lastScalar; ++scalar) {
         if (isSurrogate(scalar)) continue;
         const std::string text = encoded(scalar);
-        for (const char* behind : {"", "a", "\x80"}) {
-            const utf8::Step step = utf8::step(text + behind);
+        for (const char* after : {"", "a", "\x80"}) {
+            const utf8::Step step = utf8::step(text + after);
             if (!step.valid || step.scalar != scalar || step.length != text.size()) ++faults;
         }
         if (text.size() != expectedLength(scalar) || !utf8::isValid(text)) ++faults;
@@ -106,8 +106,8 @@ TEST_CASE("a scalar that breaks off is one ill-formed piece of the bytes that ar
         if (isSurrogate(scalar)) continue;
         const std::string whole = encoded(scalar);
         for (std::size_t length = 1; length < whole.size(); ++length) {
-            for (const char* behind : {"", "a", "\xC3\xA9"}) {
-                const std::string text = whole.substr(0, length) + behind;
+            for (const char* after : {"", "a", "\xC3\xA9"}) {
+                const std::string text = whole.substr(0, length) + after;
                 const utf8::Step step = utf8::step(text);
                 if (step.valid || step.scalar != 0xFFFD || step.length != length) ++faults;
                 if (utf8::isValid(text)) ++faults;

@@ -71,16 +71,16 @@ TEST_CASE("what is not quite a UUID is refused") {
     }
 }
 
-TEST_CASE("no other character is accepted in any place") {
+TEST_CASE("no other character is accepted at any index") {
     const std::string uuid = "9b2f4c1e-3a7d-4f5b-8c6e-2d1a0f9e8b7c";
-    for (std::size_t place = 0; place < uuid.size(); ++place) {
+    for (std::size_t index = 0; index < uuid.size(); ++index) {
         for (int other = 0; other < 256; ++other) {
             const char character = static_cast<char>(other);
             const bool digit = "0123456789abcdefABCDEF"sv.find(character) != std::string::npos;
             std::string text = uuid;
-            text[place] = character;
+            text[index] = character;
             CAPTURE(text);
-            CHECK(Uuid::parse(text).has_value() == (uuid[place] == '-' ? other == '-' : digit));
+            CHECK(Uuid::parse(text).has_value() == (uuid[index] == '-' ? other == '-' : digit));
         }
     }
 }
@@ -100,16 +100,16 @@ TEST_CASE("random UUIDs are of version 4, all different, and vary everywhere els
         const std::string text = Uuid::random().lowerText();
         REQUIRE(Uuid::parse(text));
         texts.insert(text);
-        for (std::size_t place = 0; place < text.size(); ++place) seen[place].insert(text[place]);
+        for (std::size_t index = 0; index < text.size(); ++index) seen[index].insert(text[index]);
     }
     CHECK(texts.size() == many);
     CHECK(seen[14] == std::set{'4'});
     CHECK(seen[19] == std::set{'8', '9', 'a', 'b'});
-    for (std::size_t place = 0; place < seen.size(); ++place) {
-        CAPTURE(place);
-        if (place == 8 || place == 13 || place == 18 || place == 23)
-            CHECK(seen[place] == std::set{'-'});
-        else if (place != 14 && place != 19)
-            CHECK(seen[place].size() == 16);
+    for (std::size_t index = 0; index < seen.size(); ++index) {
+        CAPTURE(index);
+        if (index == 8 || index == 13 || index == 18 || index == 23)
+            CHECK(seen[index] == std::set{'-'});
+        else if (index != 14 && index != 19)
+            CHECK(seen[index].size() == 16);
     }
 }
