@@ -4,7 +4,7 @@ namespace sorvane::hookAnswer {
 
 std::optional<nlohmann::json> goOn(std::string_view agent) {
     if (agent != "cursor") return std::nullopt;
-    return nlohmann::json{{"continue", true}};
+    return std::make_optional<nlohmann::json>({{"continue", true}});
 }
 
 nlohmann::json context(std::string_view agent, std::string_view block) {
