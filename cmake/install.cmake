@@ -9,28 +9,17 @@ set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Sorvane)
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/sorvane)
 
-install(TARGETS sorvane-hook)
+install(TARGETS sorvane-hook sorvane-doctor)
 install(TARGETS sorvane-pixels DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
 if(NOT APPLE)
     install(TARGETS sorvane-pixels-extra DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
-else()
-    # After the strip. The linker signs one architecture alone, and a check of the signature wants all.
-    foreach(program IN ITEMS
-            ${CMAKE_INSTALL_BINDIR}/sorvane-hook
-            ${CMAKE_INSTALL_LIBEXECDIR}/sorvane/sorvane-pixels)
-        install(CODE "execute_process(COMMAND codesign --force --sign -
-            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${program}\" COMMAND_ERROR_IS_FATAL ANY)")
-    endforeach()
 endif()
 
 # After stripping, which an install may do to what the rules above lay down and which breaks a
 # signature; and the linker's own is of one architecture. Every slice must be signed to be started.
 if(APPLE)
-    set(signed ${CMAKE_INSTALL_BINDIR}/sorvane-hook
+    set(signed ${CMAKE_INSTALL_BINDIR}/sorvane-hook ${CMAKE_INSTALL_BINDIR}/sorvane-doctor
         ${CMAKE_INSTALL_LIBEXECDIR}/sorvane/sorvane-pixels)
-    if(TARGET sorvane-doctor)
-        list(APPEND signed ${CMAKE_INSTALL_BINDIR}/sorvane-doctor)
-    endif()
     install(CODE "set(signed ${signed})" COMPONENT programs)
     install(CODE [[
         list(TRANSFORM signed PREPEND "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/")

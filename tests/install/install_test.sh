@@ -27,6 +27,7 @@ for file in bash-completion/completions/sorvane-hook fish/vendor_completions.d/s
     zsh/site-functions/_sorvane; do
     [[ -f $prefix/share/$file ]] || fail "no $file"
 done
+[[ $("$prefix/bin/sorvane-doctor" --version) == *1.0.0* ]] || fail 'no doctor'
 [[ ! -e $prefix/bin/sorvane-standin ]] || fail 'the stand-in is no product'
 said=$("$prefix/bin/sorvane-hook" 2>&1 </dev/null)
 [[ $said == 'Sorvane: Invalid arguments: Agent identity is required.' ]] || fail "hook: $said"

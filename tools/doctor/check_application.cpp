@@ -1,8 +1,12 @@
 // The root of the shared state, and the socket on which the application answers.
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <future>
 #include <system_error>
+#include <thread>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,6 +32,18 @@ std::string octal(mode_t mode) {
 
 Finding failed(std::string text, std::string remedy, std::string command = {}) {
     return {"socket", Status::failed, std::move(text), std::move(remedy), std::move(command)};
+}
+
+// The probe itself waits as long as the application's queue is full. A thread that still waits then
+// ends with the process.
+bool answersInTime(const std::filesystem::path& socket) {
+    constexpr std::chrono::seconds timeout{2};
+    std::promise<bool> promise;
+    std::future<bool> answer = promise.get_future();
+    std::thread([socket, promise = std::move(promise)]() mutable {
+        promise.set_value(BrokerClient::isLocalBrokerReachable(socket));
+    }).detach();
+    return answer.wait_for(timeout) == std::future_status::ready && answer.get();
 }
 
 const char* const startApplication = "Start Sorvane, and see that Tandem Link is switched on.";
@@ -82,7 +98,7 @@ Finding checkSocket(const HelperPaths& paths) {
         return failed("others may open " + path + " (mode " + octal(status.st_mode) +
                           "), so it is not trusted",
                       "Take the others' permissions away.", "chmod 600 " + quoted);
-    if (!BrokerClient::isLocalBrokerReachable(paths.socket))
+    if (!answersInTime(paths.socket))
         return failed("nobody answers on " + path + ": Sorvane has ended or hangs",
                       startApplication);
     return {"socket", Status::ok, "Sorvane answers on " + path};
