@@ -20,13 +20,13 @@ const std::string reference = "sorvane://image/" + hash;
 
 TEST_CASE("an event with a reference becomes the request that the hook would send") {
     const json event = {{"prompt", "look at " + reference},
-                        {"workspace_roots", {"/work/a", "/b"}},
+                        {"workspace_roots", {"/projects/a", "/b"}},
                         {"session_id", 7},
                         {"conversation_id", "c1"}};
     const json report = eventReport(event, "codex");
     CHECK(report["outcome"] == "resolving");
     CHECK(report["references"] == json::array({reference}));
-    CHECK(report["workspaceRoot"] == json{{"key", "workspace_roots"}, {"value", "/work/a"}});
+    CHECK(report["workspaceRoot"] == json{{"key", "workspace_roots"}, {"value", "/projects/a"}});
     CHECK(report["session"] == json{{"key", "conversation_id"}, {"value", "c1"}});
     CHECK_FALSE(report.contains("turn"));
     const json& request = report["request"];
