@@ -87,8 +87,8 @@ std::optional<Size> declaredSize(CGImageSourceRef source) {
 // The whole picture, turned upright, which the reader does for a "thumbnail" only: one as large as
 // the picture, and never the preview that a file may contain.
 CFOwner<CGImageRef> uprightImage(CGImageSourceRef source, Size declared) {
-    const std::int64_t longestSide = std::max(declared.width, declared.height);
-    const CFOwner limit(::CFNumberCreate(nullptr, kCFNumberSInt64Type, &longestSide));
+    const std::int64_t maxSide = std::max(declared.width, declared.height);
+    const CFOwner limit(::CFNumberCreate(nullptr, kCFNumberSInt64Type, &maxSide));
     if (!limit) return CFOwner<CGImageRef>(nullptr);
     std::array<const void*, 3> keys{kCGImageSourceCreateThumbnailFromImageAlways,
                                     kCGImageSourceCreateThumbnailWithTransform,

@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view scheme = "sorvane:";
 constexpr std::string_view prefix = ImageReferences::prefix;
 constexpr std::size_t hashLength = 64;
-constexpr std::size_t longestExcerpt = 120;
+constexpr std::size_t maxExcerpt = 120;
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
@@ -37,7 +37,7 @@ std::string quoted(char c) {
 }
 
 std::string excerpt(std::string_view text) {
-    const std::size_t end = std::min(text.find_first_of(" \t\r\n"), longestExcerpt);
+    const std::size_t end = std::min(text.find_first_of(" \t\r\n"), maxExcerpt);
     return utf8::repaired(text.substr(0, end)); // it may be cut inside a character
 }
 
