@@ -16,16 +16,18 @@ const std::string digest = "0123456789abcdef0123456789abcdef0123456789abcdef0123
 } // namespace
 
 TEST_CASE("an identity is the same after an answer") {
-    for (const auto& [width, height] : std::vector<std::pair<std::int64_t, std::int64_t>>{
-             {1, 1}, {1024, 768}, {60'000'000, 1}, {1, 60'000'000}}) {
-        CAPTURE(width);
-        const std::string line = decoderAnswer({digest, width, height});
+    for (const PixelIdentity& told : std::vector<PixelIdentity>{{digest, 1, 1},
+                                                                {digest, 1024, 768},
+                                                                {digest, 60'000'000, 1},
+                                                                {digest, 1, 60'000'000}}) {
+        CAPTURE(told.width);
+        const std::string line = decoderAnswer(told);
         CHECK(line.size() <= maxDecoderAnswer);
         const auto identity = parseDecoderAnswer(line);
         REQUIRE(identity);
-        CHECK(identity->digest == digest);
-        CHECK(identity->width == width);
-        CHECK(identity->height == height);
+        CHECK(identity->digest == told.digest);
+        CHECK(identity->width == told.width);
+        CHECK(identity->height == told.height);
     }
     CHECK(decoderAnswer({digest, 1024, 768}) == digest + " 1024 768\n");
 }

@@ -27,7 +27,7 @@ TEST_CASE("a pause ends when the client goes") {
     World world;
     auto [client, peer] = makeSocketPair();
     standin::Client waiting(std::move(client));
-    std::thread leaving([&peer] { peer.reset(); });
+    std::thread leaving([&end = peer] { end.reset(); });
     const auto before = std::chrono::steady_clock::now();
     waiting.pause(std::chrono::seconds(20));
     CHECK((std::chrono::steady_clock::now() - before < std::chrono::seconds(10)));

@@ -51,7 +51,7 @@ extern "C" int close(int descriptor) {
     return -1;
 }
 
-extern "C" int getentropy(void* bytes, std::size_t count) noexcept {
+extern "C" int getentropy(void* bytes, std::size_t count) {
     auto* const first = static_cast<unsigned char*>(bytes);
     std::fill_n(first, count, static_cast<unsigned char>(0));
     if (randomBytesAreZero) return 0;

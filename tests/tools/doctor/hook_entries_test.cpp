@@ -94,7 +94,8 @@ TEST_CASE("a text that is no such document is refused with one line") {
                                      {"s.json", ""},
                                      {"c.toml", "a =\n\n"},
                                      {"c.toml", "[a\n"}}) {
-        CAPTURE(text);
+        const std::string shown = text;
+        CAPTURE(shown);
         try {
             readHookConfiguration(row("Codex"), file, text);
             FAIL("it was read");
