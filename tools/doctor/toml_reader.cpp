@@ -6,8 +6,13 @@
 #include <stdexcept>
 #include <string>
 
-#define TOML_ASSERT(condition)                                                                     \
-    ((condition) ? void() : throw std::runtime_error("it is not written as TOML is"))
+namespace {
+
+[[noreturn]] void endReading() { throw std::runtime_error("it is not written as TOML is"); }
+
+} // namespace
+
+#define TOML_ASSERT(condition) ((condition) ? void() : endReading())
 #define TOML_HEADER_ONLY 1
 #define TOML_ENABLE_FORMATTERS 0
 #include <toml++/toml.h>
