@@ -8,7 +8,7 @@ from PIL import Image
 
 import gif_files
 from gif_files import TRAILER, comment, control, descriptor, extension, image, screen
-from reference import answer, premultiplied, uniform_digest
+from reference import answer, on_canvas, premultiplied, uniform_digest
 
 CLEAR = bytes(4)
 BLACK = premultiplied(0, 0, 0, 255)
@@ -37,15 +37,6 @@ def painted(rows, colours, transparent=None):
             return CLEAR
         return premultiplied(*colours[index], 255) if index < len(colours) else BLACK
     return [[pixel(index) for index in row] for row in rows]
-
-
-def on_canvas(pixels, width, height, x, y):
-    canvas = [[CLEAR] * width for _ in range(height)]
-    for row, line in enumerate(pixels):
-        for column, pixel in enumerate(line):
-            if y + row < height and x + column < width:
-                canvas[y + row][x + column] = pixel
-    return canvas
 
 
 def every_form(checker):

@@ -23,6 +23,16 @@ def upright(rows, orientation):
     return [list(row) for row in turns[orientation]()]
 
 
+def on_canvas(pixels, width, height, x, y):
+    """A frame of premultiplied pixels on a transparent canvas, which clips it."""
+    canvas = [[bytes(4)] * width for _ in range(height)]
+    for row, line in enumerate(pixels):
+        for column, pixel in enumerate(line):
+            if y + row < height and x + column < width:
+                canvas[y + row][x + column] = pixel
+    return canvas
+
+
 def digest(rows):
     """`rows`: upright, each a sequence of pixels of four premultiplied bytes."""
     sha = hashlib.sha256(b'%dx%d:rgba8-srgb:' % (len(rows[0]), len(rows)))

@@ -12,7 +12,7 @@ from PIL import Image
 import tags
 import webp_files
 from colour_spaces import ADOBE
-from reference import answer, premultiplied, uniform_digest
+from reference import answer, on_canvas, premultiplied, uniform_digest
 from webp_files import (ALPHA, ANIMATION, EXIF, ICC, XMP, alpha_chunk, animation, chunk, decoded,
                         encoded, even, finished, frame, header, lossless, pam, pixel_chunks, riff)
 
@@ -199,15 +199,6 @@ def colours(checker):
                     riff(header(ICC, 21 * 12, 1), chunk(b'ICCP', ADOBE.profile),
                          pixel_chunks(lossless(in_adobe))), answer(looks))
     checker.refuses('a profile that is cut', riff(tagged, other)[:-20])
-
-
-def on_canvas(pixels, width, height, x, y):
-    canvas = [[CLEAR] * width for _ in range(height)]
-    for row, line in enumerate(pixels):
-        for column, pixel in enumerate(line):
-            if y + row < height and x + column < width:
-                canvas[y + row][x + column] = pixel
-    return canvas
 
 
 def animations(checker):
