@@ -3,13 +3,15 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace sorvane::test {
 
 /// Sets (or, given nothing, removes) an environment variable for the time of a scope.
 class ScopedEnvironment {
   public:
-    ScopedEnvironment(std::string name, std::optional<std::string> value) : name_(std::move(name)) {
+    ScopedEnvironment(std::string name, const std::optional<std::string>& value)
+        : name_(std::move(name)) {
         if (const char* before = std::getenv(name_.c_str())) before_ = before;
         set(value);
     }

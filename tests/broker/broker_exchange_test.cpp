@@ -91,7 +91,7 @@ class Alarms {
     static void stop() { everyMilliseconds(0); }
 
   private:
-    static void everyMilliseconds(int milliseconds) {
+    static void everyMilliseconds(suseconds_t milliseconds) {
         const itimerval timer{{0, milliseconds * 1000}, {0, milliseconds * 1000}};
         ::setitimer(ITIMER_REAL, &timer, nullptr);
     }

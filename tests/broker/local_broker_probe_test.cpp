@@ -50,7 +50,7 @@ class SocketFile {
 
     bool hasVisitor() const {
         ::fcntl(listener_.get(), F_SETFL, O_NONBLOCK);
-        return UniqueDescriptor(::accept(listener_.get(), nullptr, nullptr)) ? true : false;
+        return static_cast<bool>(UniqueDescriptor(::accept(listener_.get(), nullptr, nullptr)));
     }
 
     const std::filesystem::path path;

@@ -211,7 +211,11 @@ class GreetingBus {
 };
 
 // An agent's name that no socket takes at once.
-std::string longName() { return std::string(20'000'000, 'x'); }
+std::string longName() {
+    std::string name;
+    name.resize(20'000'000, 'x');
+    return name;
+}
 
 } // namespace
 

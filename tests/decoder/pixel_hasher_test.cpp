@@ -33,15 +33,13 @@ PictureHeader header(Size size, Channels channels, Orientation orientation = Ori
     return result;
 }
 
-PixelHasher hasher(const PictureHeader& of) {
-    return PixelHasher(of, ColourStep(of.colour, of.samples));
-}
+PixelHasher hasher(const PictureHeader& of) { return {of, ColourStep(of.colour, of.samples)}; }
 
 std::string digestOf(const PictureHeader& of, const Bytes& samples) {
     PixelHasher result = hasher(of);
     const auto stride = of.size.width * of.samples.pixelBytes();
     for (std::uint32_t y = 0; y < of.size.height; ++y)
-        result.take({y, 0, 1, of.size.width, samples.data() + y * stride});
+        result.take(PixelRun::wholeRow(y, of.size.width, samples.data() + y * stride));
     return result.hex();
 }
 
@@ -85,7 +83,7 @@ TEST_CASE("after a restart all that counts is what comes then, in the new orient
             result.take(PixelRun::wholeRow(0, 3, other.data()));
             result.restart(orientation);
             for (std::uint32_t y = 0; y < 2; ++y)
-                result.take(PixelRun::wholeRow(y, 3, stored.data() + 3 * y));
+                result.take(PixelRun::wholeRow(y, 3, stored.data() + std::size_t{3} * y));
             CHECK(result.hex() == digestOf(header({3, 2}, Channels::grey, orientation), stored));
         }
 }

@@ -16,7 +16,7 @@ using namespace sorvane::decoder;
 namespace {
 
 // More pixels take time and reach no more code.
-constexpr std::uint64_t maxPixels = 256 * 256;
+constexpr std::uint64_t maxPixels = 65'536;
 
 constexpr ImageFormat format =
     std::ranges::find(imageFormats, SORVANE_FUZZED_FORMAT, &ImageFormatRow::name)->format;

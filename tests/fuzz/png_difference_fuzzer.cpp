@@ -22,7 +22,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 // More pixels take time and reach no more code.
-constexpr std::uint64_t maxPixels = 256 * 256;
+constexpr std::uint64_t maxPixels = 65'536;
 
 class Samples : public PixelSink {
   public:

@@ -58,7 +58,7 @@ HelperRepresentation completeRepresentation() {
 }
 
 HelperRepresentation representation(std::int64_t byteCount,
-                                    std::optional<HelperImageMetadata> metadata) {
+                                    const std::optional<HelperImageMetadata>& metadata) {
     return {uuid(representationID), "public.png", byteCount, {}, {}, {}, false, metadata, {}};
 }
 

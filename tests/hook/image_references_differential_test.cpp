@@ -32,7 +32,7 @@ std::vector<bool> boundaries(std::string_view text) {
         const auto length =
             utf8proc_iterate(bytes + at, static_cast<utf8proc_ssize_t>(text.size() - at), &scalar);
         if (length <= 0) throw std::runtime_error("a prompt that is not UTF-8");
-        begins[at] = at == 0 || utf8proc_grapheme_break_stateful(before, scalar, &state) != 0;
+        begins[at] = at == 0 || utf8proc_grapheme_break_stateful(before, scalar, &state);
         before = scalar;
         at += static_cast<std::size_t>(length);
     }

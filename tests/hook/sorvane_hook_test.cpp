@@ -89,8 +89,8 @@ TEST_CASE(
         lines.push_back(words);
     }
     lines.push_back({"sorvane-hook", "--agent", "codex", "--client-id"});
-    lines.push_back(Words(all.begin(), all.end() - 1));
-    lines.push_back(Words(all.begin() + 1, all.end()));
+    lines.emplace_back(all.begin(), all.end() - 1);
+    lines.emplace_back(all.begin() + 1, all.end());
     lines.push_back({"sorvane-hook", "--agent=codex", "--client-id=c", "--credential-file=f"});
     lines.push_back(
         {"sorvane-hook", "--Agent", "codex", "--client-id", "c", "--credential-file", "f"});

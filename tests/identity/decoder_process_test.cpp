@@ -142,7 +142,7 @@ TEST_CASE("a decoder that is not there, or is no program, gives no identity") {
 
 TEST_CASE("without descriptors to be had there is no identity, and no failure") {
     const std::string right = decoder("answers_right");
-    for (const rlim_t max : {3u, 4u, 5u}) {
+    for (const rlim_t max : {3U, 4U, 5U}) {
         CAPTURE(max);
         CHECK(inForkedChild([&] {
                   for (int descriptor = 3; descriptor < 256; ++descriptor) ::close(descriptor);

@@ -53,7 +53,7 @@ TEST_CASE("a file that is no picture has its digest alone") {
 }
 
 TEST_CASE("the digest is of all bytes, wherever the pieces end") {
-    for (const std::size_t length : {131'071u, 131'072u, 131'073u, 262'144u, 300'001u}) {
+    for (const std::size_t length : {131'071U, 131'072U, 131'073U, 262'144U, 300'001U}) {
         CAPTURE(length);
         std::string content;
         for (int number = 0; content.size() < length; ++number) content += std::to_string(number);

@@ -358,7 +358,7 @@ TEST_CASE("a stream that already has its number is handed on") {
 TEST_CASE("a program that cannot be started is a failure with the system's reason") {
     const TemporaryDirectory directory;
     const auto put = [&](const char* name, std::string_view content, mode_t mode) {
-        const std::filesystem::path path = directory.path() / name;
+        std::filesystem::path path = directory.path() / name;
         test::putFile(path, content);
         ::chmod(path.c_str(), mode);
         return path;

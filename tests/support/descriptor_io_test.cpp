@@ -97,8 +97,8 @@ void writePlainly(const UniqueDescriptor& descriptor, std::string_view text) {
 } // namespace
 
 TEST_CASE("everything up to the end is appended to what is there") {
-    for (const std::size_t length : {0u, 1u, 16'383u, 16'384u, 16'385u, 60'000u}) {
-        for (const std::size_t before : {0u, 1u, 16'384u, 20'000u}) {
+    for (const std::size_t length : {0U, 1U, 16'383U, 16'384U, 16'385U, 60'000U}) {
+        for (const std::size_t before : {0U, 1U, 16'384U, 20'000U}) {
             CAPTURE(length);
             CAPTURE(before);
             Pipe pipe;
@@ -189,7 +189,8 @@ TEST_CASE("waiting for room goes on after an interruption") {
     const Beside reader([&] {
         Interruptions::await(20);
         std::vector<char> piece(100'000);
-        (void)!::read(pipe.reader.get(), piece.data(), piece.size());
+        [[maybe_unused]] const ssize_t count =
+            ::read(pipe.reader.get(), piece.data(), piece.size());
     });
     CHECK(writeWithin(1h, pipe.writer.get(), "after all"));
 }
@@ -261,7 +262,7 @@ TEST_CASE("a reader that goes in the middle ends the writing") {
         Pipe pipe;
         const Beside reader([&] {
             char byte = 0;
-            (void)!::read(pipe.reader.get(), &byte, 1);
+            [[maybe_unused]] const ssize_t count = ::read(pipe.reader.get(), &byte, 1);
             pipe.reader.reset();
         });
         CHECK_FALSE(write(pipe.writer.get(), muchText()));
@@ -271,7 +272,7 @@ TEST_CASE("a reader that goes in the middle ends the writing") {
 TEST_CASE(
     "a reader that takes nothing is waited for until the timeout, be the descriptor what it may") {
     for (const bool blocking : {true, false}) {
-        for (const std::size_t room : {0u, 4096u}) {
+        for (const std::size_t room : {0U, 4096U}) {
             for (const bool socket : {true, false}) {
                 CAPTURE(blocking);
                 CAPTURE(room);
@@ -302,7 +303,8 @@ TEST_CASE("the timeout is one for the whole text, however often a reader takes a
         const Beside reader([&] {
             char piece[4096];
             while (!ended) {
-                (void)!::read(pipe.reader.get(), piece, sizeof piece);
+                [[maybe_unused]] const ssize_t count =
+                    ::read(pipe.reader.get(), piece, sizeof piece);
                 std::this_thread::sleep_for(30ms);
             }
         });
@@ -323,7 +325,7 @@ TEST_CASE("writing leaves the descriptor as it was, blocking or not") {
 }
 
 TEST_CASE("room is taken for what waits, not for what might come") {
-    for (const std::size_t length : {10u, 50'000u}) {
+    for (const std::size_t length : {10U, 50'000U}) {
         Pipe pipe;
         writePlainly(pipe.writer, muchText().substr(0, length));
         pipe.writer.reset();

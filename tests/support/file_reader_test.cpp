@@ -54,7 +54,7 @@ std::optional<Failure> failure(const Path& path) {
 TEST_CASE("a file is read whole, whatever its length") {
     const TemporaryDirectory directory;
     for (const std::size_t length :
-         {0u, 1u, 16'383u, 16'384u, 16'385u, 32'768u, 65'537u, 1'000'000u, 5'000'001u}) {
+         {0U, 1U, 16'383U, 16'384U, 16'385U, 32'768U, 65'537U, 1'000'000U, 5'000'001U}) {
         CAPTURE(length);
         const std::string content = textOfLength(length);
         putFile(directory.path() / "file", content);

@@ -97,9 +97,10 @@ TEST_CASE("a failure is caught as an exception and keeps its text in copies") {
     std::string text;
     try {
         const HelperFailure original = HelperFailure::invalidRequest("a");
-        const HelperFailure copy = original;
+        HelperFailure copy = HelperFailure::denied();
+        copy = original;
         CHECK(copy == original);
-        throw copy;
+        throw HelperFailure(copy);
     } catch (const std::exception& failure) {
         text = failure.what();
     }

@@ -304,7 +304,7 @@ TEST_CASE("a replacement that does not fit on the disk leaves the old file and n
     const TemporaryDirectory directory;
     const Path path = directory.path() / "note.json";
     putFile(path, "older");
-    for (const rlim_t bytes : {0u, 1u, 5'000u}) {
+    for (const rlim_t bytes : {0U, 1U, 5'000U}) {
         CAPTURE(bytes);
         std::error_code reason;
         {

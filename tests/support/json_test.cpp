@@ -23,6 +23,7 @@ using nlohmann::json;
 namespace {
 
 constexpr std::size_t maxFailureText = 100;
+constexpr std::size_t smallStack = 65'536;
 
 std::string repeated(std::string_view text, std::size_t times) {
     std::string result;
@@ -242,7 +243,7 @@ TEST_CASE("512 levels are read, and given back, on a small stack") {
                                             nested(R"({"a":)", "{}", "}", 511),
                                             nested(R"({"a":[1,)", "[]", R"(,{"z":2}]})", 255)};
     int read = 0;
-    test::onStack(64 * 1024, [&] {
+    test::onStack(smallStack, [&] {
         for (const std::string& text : texts) read += parseJSON(text).is_structured() ? 1 : 0;
     });
     CHECK(read == 3);
@@ -252,7 +253,7 @@ TEST_CASE("512 levels are written on a small stack") {
     const std::string text = nested(R"({"a":[1,)", "[]", R"(,{"z":2}]})", 255);
     const json value = parseJSON(text);
     std::string written;
-    test::onStack(64 * 1024, [&] { written = jsonText(value); });
+    test::onStack(smallStack, [&] { written = jsonText(value); });
     CHECK(written == text);
 }
 

@@ -109,7 +109,7 @@ TEST_CASE("this process's own input is not touched") {
               test::Pipe pipe;
               if (::write(pipe.writer.get(), "for me", 6) != 6) return false;
               ::dup2(pipe.reader.get(), STDIN_FILENO);
-              if (shell("cat").output != "") return false;
+              if (!shell("cat").output.empty()) return false;
               char text[16];
               return ::read(STDIN_FILENO, text, sizeof text) == 6;
           }) == 0);
@@ -344,7 +344,7 @@ TEST_CASE("no descriptor of this process leaks into a child") {
               for (int descriptor = 3; descriptor < 10; ++descriptor)
                   if (::dup2(STDERR_FILENO, descriptor) != descriptor) return false;
               return shell("for fd in 3 4 5 6 7 8 9; do (: >&$fd) 2>/dev/null && echo $fd; done")
-                         .output == "";
+                  .output.empty();
           }) == 0);
 }
 

@@ -52,7 +52,7 @@ TEST_CASE("the digests are those of the standard's examples") {
 TEST_CASE("pieces have the digest of the whole") {
     std::string text;
     for (int number = 0; text.size() < 1000; ++number) text += std::to_string(number);
-    for (const std::size_t pieceSize : {1u, 7u, 55u, 56u, 63u, 64u, 65u, 127u, 128u, 999u}) {
+    for (const std::size_t pieceSize : {1U, 7U, 55U, 56U, 63U, 64U, 65U, 127U, 128U, 999U}) {
         CAPTURE(pieceSize);
         CHECK(digestInPieces(text, pieceSize) == HelperIO::sha256(text));
     }

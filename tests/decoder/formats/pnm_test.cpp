@@ -14,7 +14,7 @@ using namespace std::string_view_literals;
 
 namespace {
 
-RecordedPicture recorded(std::string_view file) { return RecordedPicture(openPnm, bytes(file)); }
+RecordedPicture recorded(std::string_view file) { return {openPnm, bytes(file)}; }
 
 Bytes samples(std::string_view file) {
     const auto picture = recorded(file);

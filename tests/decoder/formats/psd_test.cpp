@@ -47,7 +47,7 @@ Bytes psd(const Form& form, std::uint8_t coding, const Bytes& pixels) {
 }
 
 RecordedPicture recorded(const Form& form, std::uint8_t coding, const Bytes& pixels) {
-    return RecordedPicture(openPsd, psd(form, coding, pixels));
+    return {openPsd, psd(form, coding, pixels)};
 }
 
 // The section of layers whose number is negative, without any.

@@ -48,7 +48,7 @@ struct RecordedPicture : decoder::PixelSink {
     void read(decoder::Decoder& decoder) {
         header = decoder.readHeader();
         if (!header) return;
-        samples.resize(header->size.width * header->size.height * header->samples.pixelBytes());
+        samples.resize(header->samples.pixelBytes() * header->size.width * header->size.height);
         whole = decoder.readPixels(*this);
     }
 };

@@ -27,7 +27,7 @@ struct Form {
 
 // 2 by 2 pixels.
 Bytes tga(const Form& form, const Bytes& content) {
-    const bool palette = form.entries != 0;
+    const std::uint8_t palette = form.entries != 0 ? 1 : 0;
     return joined({{0, palette, form.kind},
                    littleEndian16(form.firstEntry),
                    littleEndian16(form.entries),
@@ -36,7 +36,7 @@ Bytes tga(const Form& form, const Bytes& content) {
 }
 
 RecordedPicture recorded(const Form& form, const Bytes& content) {
-    return RecordedPicture(openTga, tga(form, content));
+    return {openTga, tga(form, content)};
 }
 
 } // namespace

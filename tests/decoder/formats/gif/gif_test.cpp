@@ -9,7 +9,7 @@ using namespace sorvane::test;
 
 namespace {
 
-RecordedPicture recorded(const Bytes& file) { return RecordedPicture(openGif, file); }
+RecordedPicture recorded(const Bytes& file) { return {openGif, file}; }
 
 // A logical screen of 2 by 2 pixels with a map of two colours.
 const Bytes screen =

@@ -12,7 +12,7 @@ using namespace std::string_view_literals;
 
 namespace {
 
-RecordedPicture recorded(const Bytes& file) { return RecordedPicture(openJpeg, file); }
+RecordedPicture recorded(const Bytes& file) { return {openJpeg, file}; }
 
 // 8 by 8 pixels of grey 200: `cjpeg -optimize -grayscale`, without the JFIF segment.
 const Bytes quantization = bytes(

@@ -38,7 +38,8 @@ inline Bytes pngFileAround(const PngForm& form, const Bytes& pixels) {
     return joined({bytes("\x89PNG\r\n\x1a\n"sv),
                    pngChunk("IHDR", joined({bigEndian32(form.width),
                                             bigEndian32(form.height),
-                                            {form.depth, form.colourType, 0, 0, form.interlaced}})),
+                                            {form.depth, form.colourType, 0, 0,
+                                             static_cast<std::uint8_t>(form.interlaced)}})),
                    pixels, pngChunk("IEND")});
 }
 

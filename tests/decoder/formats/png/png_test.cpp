@@ -13,7 +13,7 @@ using namespace sorvane::test;
 
 namespace {
 
-RecordedPicture recorded(const Bytes& file) { return RecordedPicture(openPng, file); }
+RecordedPicture recorded(const Bytes& file) { return {openPng, file}; }
 
 Bytes orientationChunk(std::uint8_t orientation) {
     return pngChunk("eXIf", joined({bytes("MM"),

@@ -27,7 +27,7 @@ Bytes greyFile(const std::vector<TiffEntry>& more = {}) {
     return joined({tiff.header(), tiff.directory(entries), pixels});
 }
 
-RecordedPicture recorded(const Bytes& file) { return RecordedPicture(openTiff, file); }
+RecordedPicture recorded(const Bytes& file) { return {openTiff, file}; }
 
 } // namespace
 

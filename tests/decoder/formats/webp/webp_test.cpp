@@ -12,7 +12,7 @@ using namespace std::string_view_literals;
 
 namespace {
 
-RecordedPicture recorded(const Bytes& file) { return RecordedPicture(openWebp, file); }
+RecordedPicture recorded(const Bytes& file) { return {openWebp, file}; }
 
 Bytes chunk(std::string_view name, const Bytes& data) {
     return joined({bytes(name), littleEndian32(static_cast<std::uint32_t>(data.size())), data,
@@ -57,7 +57,7 @@ TEST_CASE("a frame stands on its transparent canvas") {
         recorded(riff({header(0, 5, 3), chunk("ANMF", joined({position, pixels})), pixels}));
     REQUIRE(picture.whole);
     CHECK(picture.header->size == Size{5, 3});
-    CHECK(picture.samples == joined({Bytes(4 * 12), colours, colours, Bytes(4)}));
+    CHECK(picture.samples == joined({Bytes(48), colours, colours, Bytes(4)}));
 }
 
 TEST_CASE("an orientation counts where it is announced, after the pixels too") {
