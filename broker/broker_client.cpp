@@ -23,7 +23,7 @@ namespace {
 // The application answers from memory. A prompt waits no longer than this for one read or write.
 constexpr timeval timeout{2, 0};
 
-// A socket file that others may write to may be answered by others.
+// The mode with which the application makes its socket file. A wider one is not its work.
 constexpr mode_t ownerOnly = 0600;
 
 constexpr std::size_t chunkSize = 4096;
@@ -46,7 +46,7 @@ UniqueDescriptor connectedSocket(const std::filesystem::path& path) {
     if (!socket) throw HelperFailure::unavailable("Tandem Link transport is unavailable.");
     if (!suppressSigpipe(socket))
         throw HelperFailure::unavailable("Tandem Link transport could not be configured.");
-    // The link works without its timeouts: these may fail.
+    // Best effort: a socket without timeouts is better than none.
     ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
     const auto address = socketAddress(path);

@@ -10,15 +10,15 @@
 
 namespace sorvane {
 
-/// Who asks: sent with every request.
+/// The client, as it names itself in every request.
 struct BrokerIdentity {
     const std::string agent;
     const std::string clientID;
     const std::string credential;
 };
 
-/// The request as it goes over the link: the envelope with the fields of an operation; a field
-/// named like a member of the envelope takes its place.
+/// The request as it goes over the link: the envelope with the fields of an operation. A field
+/// named like a member of the envelope replaces it.
 nlohmann::json brokerRequest(const BrokerIdentity& identity, std::string_view operation,
                              const std::string& requestID, nlohmann::json fields);
 
@@ -30,18 +30,18 @@ class BrokerClient {
     explicit BrokerClient(BrokerIdentity identity,
                           std::filesystem::path socketURL = HelperPaths().socket);
 
-    /// Sends an operation with its fields, an object (see `brokerRequest`). Gives the whole answer
-    /// object of an application that agrees.
+    /// Sends an operation with its fields, an object (see `brokerRequest`), and returns the whole
+    /// answer object when the application agrees.
     /// Throws HelperFailure::unavailable when the application cannot be reached, answers badly or
-    /// refuses; what `appendJSON` and `parseJSON` throw for fields without a JSON form and an
-    /// answer that is not JSON.
+    /// refuses; for fields without a JSON form what `appendJSON` throws, and for an answer that is
+    /// not JSON what `parseJSON` throws.
     nlohmann::json call(std::string_view operation,
                         nlohmann::json fields = nlohmann::json::object()) const;
 
     /// Whether the application's socket can be used now: a socket file that belongs to this user,
     /// with permissions for its owner only (0600), to which one `connect` succeeds. Nothing is sent
-    /// or read. Every failure is false. Blocks as long as `connect` does: where the listener's
-    /// queue is full, some systems wait until it accepts. Whoever needs a bound puts it around the
+    /// or read. Every failure is false. There is no timeout: `connect` blocks on some systems
+    /// while the listener's queue is full. A caller that needs a timeout sets one around the
     /// call.
     static bool
     isLocalBrokerReachable(const std::filesystem::path& at = HelperPaths().socket) noexcept;

@@ -24,12 +24,12 @@ std::string resolved(const std::filesystem::path& path) {
 }
 
 void writeSession(const BrokerIdentity& identity, std::string_view clientName) noexcept try {
-    // The path under which the process was started, not the one that the kernel found.
+    // The path under which the process was started, not the one that the kernel reports.
     const MCPClientSession session{identity.clientID, ::getpid(), resolved(absolutePath(argv0())),
                                    std::string(clientName), ReferenceClock::now()};
     HelperIO::writeJSON(session, MCPClientSession::url(identity.agent));
 } catch (...) {
-    // Whoever misses the file is told all the same.
+    // The notification is posted all the same.
 }
 
 } // namespace

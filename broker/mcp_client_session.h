@@ -39,8 +39,8 @@ struct MCPClientSession {
 
     /// Writes the session of this process, then posts "com.sorvane.client-session-changed" so that
     /// the application rereads it; the notification goes out even when the file could not be
-    /// written. With SORVANE_DIAGNOSTIC set to exactly "1" it does neither. Merely observes:
-    /// failures are swallowed.
+    /// written. With SORVANE_DIAGNOSTIC set to exactly "1" it does neither. Failures are
+    /// swallowed: the server runs without its session file too.
     static void record(const BrokerIdentity& identity, std::string_view clientName) noexcept;
 
     /// Whether the process lives and still runs the recorded program. An id that belongs to

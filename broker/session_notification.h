@@ -4,9 +4,9 @@
 
 namespace sorvane {
 
-/// Tells every process of the user's session that the session of an agent has changed: the name
-/// "com.sorvane.client-session-changed" with the agent's identifier. It is on its way when the call
-/// returns. Never fails: where nothing carries it, or not within a second, nobody is told.
+/// Posts "com.sorvane.client-session-changed" with the agent's identifier to every process of the
+/// user's login session. When the call returns, the system's notification service has it. Never
+/// fails: without such a service, or when it takes longer than a second, nothing is posted.
 void postSessionChanged(const std::string& agent) noexcept;
 
 } // namespace sorvane

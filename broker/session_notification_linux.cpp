@@ -1,5 +1,5 @@
-// The notification as a signal on the D-Bus session bus, by sd-bus. Without a bus nothing happens:
-// no program is started to have one, and no other host is asked.
+// The notification as a signal on the D-Bus session bus, by sd-bus. Without a bus nothing is
+// posted: no program is started to get one, and no other host is contacted.
 
 #include "broker/session_notification.h"
 
@@ -26,8 +26,8 @@ constexpr auto timeout = std::chrono::seconds(1);
 
 using Bus = std::unique_ptr<sd_bus, decltype(&sd_bus_close_unref)>;
 
-// The Unix-domain sockets of a list of addresses. Another address may start a program
-// ("unixexec:") or look for a host ("tcp:"), which nothing bounds in time.
+// The Unix-domain sockets of a list of addresses. The other transports start a program
+// ("unixexec:") or resolve a host ("tcp:"), and have no timeout.
 std::string socketAddresses(std::string_view list) {
     std::string sockets;
     while (!list.empty()) {
@@ -59,7 +59,7 @@ Bus openSessionBus() {
     return opened;
 }
 
-// Whether a condition of the bus comes true before the deadline, while the bus is read and written.
+// Reads and writes the bus until a condition holds. False when it does not before the deadline.
 template<class Condition>
 bool awaits(sd_bus* bus, Clock::time_point deadline, Condition holds) {
     while (!holds()) {
@@ -94,7 +94,7 @@ void postSessionChanged(const std::string& agent) noexcept try {
                            "ss", "com.sorvane.client-session-changed", agent.c_str()) >= 0)
         awaits(bus, deadline, [bus] { return isWritten(bus); });
 } catch (const std::bad_alloc&) {
-    // Nobody is told.
+    // Nothing is posted.
 }
 
 } // namespace sorvane

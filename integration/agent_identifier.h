@@ -5,7 +5,7 @@
 namespace sorvane::AgentIdentifier {
 
 /// Whether a text names a coding agent: "codex", "claude-code", "cursor", or "custom-" followed by
-/// a UUID in either case; exactly so. A valid identifier is safe as the beginning of a file name.
+/// a UUID in either case, and nothing more. A valid identifier is safe in a file name.
 bool isValid(std::string_view identifier);
 
 } // namespace sorvane::AgentIdentifier

@@ -32,8 +32,8 @@ CredentialValidator::validate(std::string_view agent, std::string_view clientID,
         throw HelperFailure::invalidRequest(
             "Client identity does not match the managed registration.");
 
-    // The digest comes before the form: a file that the application did not issue is invalid,
-    // whatever it contains.
+    // The digest is checked before the form: a file that the application did not issue is reported
+    // as invalid, whatever it contains.
     std::string token = readFile(credentialFile);
     if (Sha256::hexOf(token) != manifest.credentialHash)
         throw HelperFailure::invalidRequest("Client credential is invalid.");

@@ -9,7 +9,7 @@
 
 namespace sorvane {
 
-/// A client that the application installed, and the text by which it proves so.
+/// A client that the application installed, and the text that proves it.
 struct ValidatedCredential {
     const AgentManifest manifest;
     const std::string token; ///< the credential file's content, untrimmed

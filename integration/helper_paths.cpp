@@ -32,7 +32,7 @@ HelperPaths::HelperPaths()
 
 std::filesystem::path HelperPaths::agentFile(std::string_view agent,
                                              std::string_view suffix) const {
-    // Not with operator/, for which an identifier with a slash in front would be a whole path.
+    // Not by operator/: an identifier that begins with a slash would replace the directory.
     std::string file = agents.native();
     file.append("/").append(agent).append(suffix);
     return file;

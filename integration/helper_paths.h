@@ -8,9 +8,9 @@ namespace sorvane {
 /// Whether this run is a test of the integration: SORVANE_TESTING is exactly "1".
 bool isTesting();
 
-/// Where the application keeps what it shares with its helpers: nothing else knows the names of its
-/// directories. Construction reads the environment at that moment, touches nothing on disk
-/// and cannot fail; all locations are absolute.
+/// Where the application keeps what it shares with its helpers; no other code names its
+/// directories. Construction reads the environment, touches nothing on disk and does not fail; all
+/// locations are absolute.
 ///
 /// The root is "Library/Application Support/Sorvane" in the account's home directory; in testing
 /// mode, and only then, SORVANE_APP_SUPPORT replaces it when it is set.
@@ -24,8 +24,8 @@ struct HelperPaths {
     const std::filesystem::path database; ///< the clipboard history; only named here
     const std::filesystem::path socket;   ///< the Tandem Link
 
-    /// A file of one agent in `agents`: the identifier and the suffix are appended as text. Only a
-    /// valid identifier (agent_identifier.h) names a file of that directory itself.
+    /// A file of one agent in `agents`: the identifier and the suffix are appended as text. Only
+    /// with a valid identifier (agent_identifier.h) does it lie in that directory itself.
     std::filesystem::path agentFile(std::string_view agent, std::string_view suffix) const;
 };
 

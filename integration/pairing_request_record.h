@@ -12,8 +12,8 @@
 namespace sorvane {
 
 /// A tool's request to become an agent's client, and the application's answer to it, in a file of
-/// the requests directory. docs/pairing-request.md shows a complete one. Who a request is and when
-/// it expires never changes; `expiresAt` is stored here, not enforced.
+/// the requests directory. docs/pairing-request.md shows a complete one. What identifies a request
+/// and when it expires never changes; `expiresAt` is stored here, not enforced.
 struct PairingRequestRecord {
     enum class State { pending, awaitingApproval, approved, denied, consumed };
 

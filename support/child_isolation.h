@@ -4,13 +4,13 @@
 
 namespace sorvane {
 
-/// Gives the child the descriptor under the number `as`, which may be its own. Answers as the
-/// system's calls for actions do: 0, or the number of an error.
+/// Adds the action that gives the child `descriptor` under the number `as`; the two may be equal.
+/// Returns what the system's calls for actions return: 0 or an error number.
 int addConnection(posix_spawn_file_actions_t& actions, int descriptor, int as);
 
-/// Keeps every descriptor above 2 out of a child that is about to be started, those too that this
-/// process inherited. Called after all other actions are in; gives the start's further flags.
-/// Throws std::system_error: a child that would have them is not to be started.
+/// Keeps every descriptor above 2 out of the child, including those that this process inherited.
+/// To be called after all other actions have been added. Returns further flags for `posix_spawn`.
+/// Throws std::system_error; the child must not be started then.
 short closeOtherDescriptors(posix_spawn_file_actions_t& actions);
 
 } // namespace sorvane

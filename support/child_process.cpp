@@ -15,7 +15,7 @@ void check(int reason, const char* what) {
     if (reason != 0) throw std::system_error(reason, std::generic_category(), what);
 }
 
-/// Every signal at its default and none blocked, whatever this process does with them itself.
+/// Every signal at its default and none blocked, whatever this process has set for itself.
 class SpawnAttributes {
   public:
     explicit SpawnAttributes(short furtherFlags) {

@@ -16,10 +16,10 @@ struct ChildEnd {
     int number; ///< the exit status, or the signal's number
 };
 
-/// A started program and how it ends, which is learnt whatever this process does with SIGCHLD: it
-/// may ignore the signal, or reap every child in a handler. Nothing is changed that the threads of
-/// the process share. A status that another thread takes by a wait for any child, or that is lost
-/// because the process begins to ignore the signal meanwhile, counts as an end by SIGKILL.
+/// A started program and how it ends. The end is reported whatever this process has set for
+/// SIGCHLD: it may ignore the signal, or reap every child in a handler. Nothing is changed that the
+/// threads of the process share. A status that another thread takes by waiting for any child, or
+/// that is lost because the process starts to ignore the signal meanwhile, counts as SIGKILL.
 class ChildStatus {
   public:
     using Clock = std::chrono::steady_clock;
@@ -29,8 +29,8 @@ class ChildStatus {
     ChildStatus(const char* path, const posix_spawn_file_actions_t& actions,
                 posix_spawnattr_t& attributes, char* const* arguments, char* const* environment);
 
-    /// Waits until the child has ended, and reaps it. To be called until there is an answer, and
-    /// never after that.
+    /// Waits until the child has ended, and reaps it. Neither overload may be called again after
+    /// one has returned an end.
     ChildEnd awaitEnd();
 
     /// The same, or nothing when the child has not ended by the deadline.
@@ -43,8 +43,8 @@ class ChildStatus {
     void endReports();
 
     pid_t program_ = -1;
-    pid_t waiter_ = -1;        ///< the process that waits for the program in our place, if any
-    UniqueDescriptor reports_; ///< where the end is told, unless `waitid` tells it
+    pid_t waiter_ = -1;        ///< the process that waits for the program on our behalf, if any
+    UniqueDescriptor reports_; ///< reports the end; owns nothing where `waitid` does
 };
 
 } // namespace sorvane

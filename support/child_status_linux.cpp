@@ -1,7 +1,7 @@
-// The status of a child belongs to whoever waits first, and to nobody in a process that ignores
-// SIGCHLD; that signal announces the end of every program that is started, whatever signal its
-// process was made with. So where this process has its own way with SIGCHLD, a fork of it, in which
-// the signal has its default, starts the program, waits for it and reports.
+// A child's status goes to whoever waits first, and is lost in a process that ignores SIGCHLD. A
+// child made with another exit signal does not help: at exec the kernel sets the signal to SIGCHLD.
+// So where this process ignores or handles SIGCHLD, a fork of it, in which the signal has its
+// default, starts the program, waits for it and reports.
 
 #include "support/child_status.h"
 
@@ -26,15 +26,15 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = ChildStatus::Clock;
 
-// What is said of a child whose status somebody else has taken.
+// The end of a child whose status somebody else has taken.
 constexpr ChildEnd unknownEnd{false, SIGKILL};
 
 struct StartReport {
-    int failure; // the number of an error; 0: none
+    int failure; // an error number, or 0
     pid_t program;
 };
 
-// A handler may reap whatever child has ended.
+// A handler does not count as default: it may reap every child.
 bool hasDefaultSigchld() {
     struct sigaction present {};
     ::sigaction(SIGCHLD, nullptr, &present);
@@ -61,8 +61,8 @@ std::optional<ChildEnd> endOf(pid_t child, int options) {
     return ChildEnd{info.si_code == CLD_EXITED, info.si_status};
 }
 
-// A child that has closed its streams ends within microseconds: begin there, and double up to the
-// time that nobody notices.
+// A child that has closed its streams ends within microseconds: the pauses begin there and double
+// up to what nobody notices.
 constexpr long firstPauseNanoseconds = 20'000;
 constexpr long maxPauseNanoseconds = 5'000'000;
 
@@ -85,9 +85,9 @@ bool hasReport(int socket, Clock::time_point deadline) {
     }
 }
 
-// The fork's whole life. It has all descriptors of this process and must close them: somebody
-// waits for the end of what is written to one. It does not reap the program before this process has
-// taken the report, so that the program's number names nothing else as long as it may be killed.
+// All that the fork does. It closes the descriptors that it shares with this process: on one of
+// them somebody may wait for the end of the stream. It reaps the program only after this process
+// has taken the report: until then the process id may be killed and must not be used again.
 [[noreturn]] void startAndReport(int socket, const auto& start) {
     std::signal(SIGCHLD, SIG_DFL);
     StartReport started{};
@@ -102,7 +102,8 @@ bool hasReport(int socket, Clock::time_point deadline) {
     ::_exit(0);
 }
 
-// With every signal blocked: the handlers are this process's, and its terminal interrupts both.
+// With every signal blocked: the fork must not run this process's handlers, and an interrupt from
+// the terminal reaches both.
 pid_t forkWithoutSignals(const auto& body) {
     sigset_t all;
     sigset_t before;

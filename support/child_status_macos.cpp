@@ -1,5 +1,5 @@
-// The kernel tells a queue of events how a child ended, before anybody can reap it. The child is
-// started stopped, so that it cannot end before it is watched.
+// A kernel queue reports how a child ended, before anybody can reap it. The child is started
+// suspended, so that it cannot end before it is watched.
 
 #include "support/child_status.h"
 

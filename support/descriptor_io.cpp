@@ -15,14 +15,14 @@ namespace sorvane {
 
 namespace {
 
-// A piece is in the processor's nearest cache until it is appended. Reading straight into the
-// string would write zeros there first.
+// Small enough to stay in the processor's first cache until it is appended. Reading straight into
+// the string would write zeros there first.
 constexpr std::size_t pieceSize = 16'384;
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// After a failed call: whether it is to be made again.
+// After a failed call: whether to make it again, once the descriptor is ready.
 bool retries(int descriptor, short event) {
     if (errno == EINTR) return true;
     if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
@@ -31,17 +31,17 @@ bool retries(int descriptor, short event) {
     return ::poll(&waiting, 1, withoutLimit) > 0 || errno == EINTR;
 }
 
-// What is left of a regular file, or is in a pipe or a socket by now; 0 where nobody knows.
+// How much of a regular file is left, or how much a pipe or a socket holds now; 0 if unknown.
 std::size_t waitingBytes(int descriptor) {
     int count = 0;
     return ::ioctl(descriptor, FIONREAD, &count) == 0 ? static_cast<std::size_t>(std::max(count, 0))
                                                       : 0;
 }
 
-// False, with ETIMEDOUT, when the descriptor takes nothing before the deadline. One that can only
-// fail is ready at once.
+// Waits until the descriptor takes bytes, or would fail at once. False with ETIMEDOUT after the
+// deadline.
 bool awaitRoom(int descriptor, Clock::time_point deadline) {
-    if (descriptor < 0) return true; // `poll` would look past it
+    if (descriptor < 0) return true; // `poll` would ignore it
     while (true) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         pollfd waiting{descriptor, POLLOUT, 0};

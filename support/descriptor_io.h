@@ -7,25 +7,24 @@
 
 #include <sys/types.h>
 
-/// Reading and writing a file descriptor. An interrupted call is made again, and a descriptor that
-/// its owner set non-blocking is waited for as a blocking one would be. Every other failure is
-/// answered with `errno` as the system left it.
+/// Reading and writing a file descriptor. An interrupted call is made again, and a non-blocking
+/// descriptor is waited for as a blocking one would be. Every other failure is returned, with
+/// `errno` as the system left it.
 namespace sorvane {
 
 /// One `read`: the number of bytes, 0 at the end, negative on failure.
 ssize_t readSome(int descriptor, std::span<char> piece);
 
-/// Appends everything up to the end. Room is taken for what is known to wait, and doubled when that
-/// is not enough. False on failure, with what came before it appended.
+/// Appends everything up to the end. Memory is reserved for what is known to be waiting, and
+/// doubled when that is not enough. False on failure; what came before it has been appended.
 bool appendToEnd(int descriptor, std::string& content);
 
-/// Writes all bytes, in one `write` where the system takes them at once. False on failure.
+/// Writes all bytes, in one `write` if the system takes them at once. False on failure.
 bool writeAll(int descriptor, std::string_view bytes);
 
-/// Writes all bytes to a descriptor that may give no room for them, in one `write` where the system
-/// takes them at once, else the rest as there comes room; whether it blocks does not matter, and is
-/// not changed. False on failure, which is ETIMEDOUT when the timeout has passed before the last
-/// byte was taken. What was written by then stays written.
+/// The same within a timeout, for a descriptor whose reader may have stopped reading. Whether the
+/// descriptor blocks does not matter and is not changed. False on failure, with ETIMEDOUT when the
+/// timeout has passed before the last byte was taken. What was written until then stays written.
 bool writeWithin(std::chrono::milliseconds timeout, int descriptor, std::string_view bytes);
 
 } // namespace sorvane

@@ -14,13 +14,13 @@ namespace sorvane {
 
 namespace {
 
-// A manifest or a credential at one read; nothing to speak of for the memory.
+// Enough for a manifest or a credential in one read.
 constexpr std::size_t firstRoom = 4096;
 
 } // namespace
 
 FileReader::FileReader(const std::filesystem::path& path) : path_(path) {
-    // The system would read a path only up to a NUL byte: that is another file.
+    // The system would read the path only up to the NUL byte, which names another file.
     if (path.native().find('\0') != std::string::npos) fail(ENOENT);
     descriptor_ =
         UniqueDescriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -37,7 +37,7 @@ std::size_t FileReader::read(std::span<char> piece) {
         const ssize_t count =
             ::read(descriptor_.get(), piece.data() + filled, piece.size() - filled);
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail(errno); // also where a read would wait: the kernel's log, say
+        if (count < 0) fail(errno); // EAGAIN too, for example from /proc/kmsg
         if (count == 0) break;
         filled += static_cast<std::size_t>(count);
     }

@@ -1,4 +1,4 @@
-// Graphemes by utf8proc, which keeps its tables in read-only memory and starts nothing up.
+// Graphemes by utf8proc, whose tables are read-only memory and need no initialisation.
 
 #include "support/graphemes.h"
 

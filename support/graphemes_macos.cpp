@@ -1,8 +1,8 @@
-// Characters by CoreFoundation. Its composed characters are extended grapheme clusters but for some
-// cases, which are decided here before it is asked: a carriage return and its line feed are one
-// character, every other control is one by itself, some scalars continue a character though they
-// are no marks, some marks and all of ASCII do not, a prepended mark belongs to what follows it, a
-// joiner joins nothing to what is no picture, and two letters of a flag are one character.
+// Graphemes by CoreFoundation. Its composed characters are extended grapheme clusters with some
+// exceptions, which are decided here: a carriage return and its line feed are one grapheme; every
+// other control is one by itself; some scalars that are not marks continue a grapheme; some marks
+// and all of ASCII do not; a prepended mark belongs to what follows it; a joiner joins only
+// pictographs; two regional indicators are one grapheme, a flag.
 
 #include "support/graphemes.h"
 
@@ -23,8 +23,8 @@ struct ScalarRange {
     char32_t last;
 };
 
-// Unicode's Grapheme_Cluster_Break=Prepend: number signs of Arabic and its kin, vowel-less letters
-// of Indic scripts.
+// Unicode's Grapheme_Cluster_Break=Prepend: number signs of Arabic and related scripts, vowelless
+// letters of Indic ones.
 constexpr std::array prependedMarks = {
     ScalarRange{0x0600, 0x0605},   ScalarRange{0x06DD, 0x06DD},   ScalarRange{0x070F, 0x070F},
     ScalarRange{0x0890, 0x0891},   ScalarRange{0x08E2, 0x08E2},   ScalarRange{0x0D4E, 0x0D4E},
@@ -33,8 +33,8 @@ constexpr std::array prependedMarks = {
     ScalarRange{0x11A84, 0x11A89}, ScalarRange{0x11D46, 0x11D46}, ScalarRange{0x11F02, 0x11F02},
 };
 
-// Grapheme_Cluster_Break=Control beyond ASCII: controls, separators, and signs without a glyph that
-// only tell how to set a text.
+// Grapheme_Cluster_Break=Control beyond ASCII: controls, separators, and formatting characters
+// without a glyph.
 constexpr std::array controls = {
     ScalarRange{0x0080, 0x009F},   ScalarRange{0x00AD, 0x00AD},   ScalarRange{0x061C, 0x061C},
     ScalarRange{0x180E, 0x180E},   ScalarRange{0x200B, 0x200B},   ScalarRange{0x200E, 0x200F},
@@ -43,15 +43,15 @@ constexpr std::array controls = {
     ScalarRange{0x1BCA0, 0x1BCA3}, ScalarRange{0x1D173, 0x1D17A}, ScalarRange{0xE0001, 0xE0001},
 };
 
-// Extend, SpacingMark and ZWJ by the same property, and yet no marks: the vowels am of Thai and
-// Lao, the joiners, the voicing marks of narrow kana, skin tones, the letters of a flag's tag.
+// Extend, SpacingMark or ZWJ by the same property, but not marks: the vowels am of Thai and Lao,
+// the joiners, the voicing marks of narrow kana, skin tones, tag characters of flags.
 constexpr std::array continuations = {
     ScalarRange{0x0E33, 0x0E33}, ScalarRange{0x0EB3, 0x0EB3},   ScalarRange{0x200C, 0x200D},
     ScalarRange{0xFF9E, 0xFF9F}, ScalarRange{0x1F3FB, 0x1F3FF}, ScalarRange{0xE0020, 0xE007F},
 };
 
-// Marks, and yet none of these: vowels and tones of Myanmar and its kin. And the system's own hints
-// for other character sets, which lie in the private area.
+// Marks that continue nothing: vowels and tones of Myanmar and related scripts. And the system's
+// own hints for other character sets, in the private use area.
 constexpr std::array separateMarks = {
     ScalarRange{0x102B, 0x102C},   ScalarRange{0x1038, 0x1038}, ScalarRange{0x1062, 0x1064},
     ScalarRange{0x1067, 0x106D},   ScalarRange{0x1083, 0x1083}, ScalarRange{0x1087, 0x108C},
@@ -79,11 +79,10 @@ bool isControl(char32_t scalar) {
     return isAscii(scalar) ? scalar < 0x20 || scalar == 0x7F : isOneOf(controls, scalar);
 }
 
-// Unicode's regional indicators.
-bool isFlagLetter(char32_t scalar) { return scalar >= 0x1F1E6 && scalar <= 0x1F1FF; }
+bool isRegionalIndicator(char32_t scalar) { return scalar >= 0x1F1E6 && scalar <= 0x1F1FF; }
 
-// Extended_Pictographic begins there, but for two signs.
-bool mayBePicture(char32_t scalar) {
+// False only for what is not Extended_Pictographic: that begins at U+203C, but for two signs.
+bool mayBePictograph(char32_t scalar) {
     return scalar >= 0x203C || scalar == U'\u00A9' || scalar == U'\u00AE';
 }
 
@@ -96,8 +95,7 @@ CFOwner<CFStringRef> stringOf(std::string_view text) {
 // CoreFoundation counts in UTF-16.
 CFIndex units(char32_t scalar) { return scalar > 0xFFFF ? 2 : 1; }
 
-// Whether a character ends and another begins between two neighbouring scalars, where that is
-// decided without CoreFoundation.
+// `isBoundary`, where that is decided without CoreFoundation.
 std::optional<bool> knownBoundary(char32_t before, char32_t after) {
     if (before == '\r' && after == '\n') return false;
     if (isControl(before) || isControl(after)) return true;
@@ -106,18 +104,18 @@ std::optional<bool> knownBoundary(char32_t before, char32_t after) {
     return std::nullopt;
 }
 
-/// Takes a text scalar by scalar. CoreFoundation, which reads a whole composed character for each
-/// answer, is asked for each of them once: the time grows with the text, not with its square.
+/// Walks over a text scalar by scalar. CoreFoundation reads a whole composed character for each
+/// answer, so it is asked once for each of them: the time grows with the text, not with its square.
 class Segmenter {
   public:
-    /// `text` is not used for scalars of ASCII.
+    /// `text` may be null when all scalars will be ASCII.
     explicit Segmenter(CFStringRef text) : text_(text) {}
 
-    /// Whether the next scalar begins a character.
+    /// Whether the next scalar begins a grapheme.
     bool begins(char32_t scalar) {
         const bool result = index_ == 0 || isBoundaryBefore(scalar);
         if (result) base_ = scalar;
-        flagLetters_ = isFlagLetter(scalar) ? flagLetters_ + 1 : 0;
+        regionalIndicators_ = isRegionalIndicator(scalar) ? regionalIndicators_ + 1 : 0;
         before_ = scalar;
         index_ += units(scalar);
         return result;
@@ -125,9 +123,10 @@ class Segmenter {
 
   private:
     bool isBoundaryBefore(char32_t scalar) {
-        // Two make a flag. CoreFoundation would go back to the first of a row for each of them.
-        if (isFlagLetter(scalar) && flagLetters_ > 0) return flagLetters_ % 2 == 0;
-        if (before_ == joiner && !mayBePicture(base_)) return isBoundary(U'a', scalar);
+        // Two make a flag. CoreFoundation would go back to the first of the sequence for each.
+        if (isRegionalIndicator(scalar) && regionalIndicators_ > 0)
+            return regionalIndicators_ % 2 == 0;
+        if (before_ == joiner && !mayBePictograph(base_)) return isBoundary(U'a', scalar);
         const auto known = knownBoundary(before_, scalar);
         return known ? *known : beginsComposedCharacter();
     }
@@ -141,10 +140,10 @@ class Segmenter {
 
     CFStringRef text_;
     CFIndex index_ = 0;
-    CFIndex composedEnd_ = 0;     // of the composed character that was asked for last
-    char32_t base_ = 0;           // the first scalar of the present character
-    char32_t before_ = 0;         // the last scalar
-    std::size_t flagLetters_ = 0; // how many of them are the last scalars
+    CFIndex composedEnd_ = 0;            // of the composed character that was asked for last
+    char32_t base_ = 0;                  // the first scalar of the current grapheme
+    char32_t before_ = 0;                // the last scalar
+    std::size_t regionalIndicators_ = 0; // how many of them are the last scalars
 };
 
 } // namespace
@@ -158,16 +157,16 @@ std::size_t count(std::string_view text) {
         string = stringOf(text);
     }
     Segmenter segmenter(string.get());
-    std::size_t characters = 0;
+    std::size_t graphemes = 0;
     while (!text.empty()) {
         const utf8::Step next = utf8::step(text);
         text.remove_prefix(next.length);
-        if (segmenter.begins(next.scalar)) ++characters;
+        if (segmenter.begins(next.scalar)) ++graphemes;
     }
-    return characters;
+    return graphemes;
 }
 
-// One scalar at a time: so no final sigma and no other neighbour counts, and no locale does.
+// One scalar at a time, so that no neighbour counts (a final sigma), and without a locale.
 void appendLowercased(std::string& text, char32_t scalar) {
     std::string upper;
     utf8::append(upper, scalar);

@@ -7,13 +7,13 @@
 namespace sorvane {
 
 /// The one error type of our own. Thrown anywhere below the entry, caught once, in
-/// `SorvaneHook::main`, whose user sees `errorDescription()` after "Sorvane: ".
+/// `SorvaneHook::main`, which shows the user `errorDescription()` after "Sorvane: ".
 class HelperFailure : public std::exception {
   public:
     enum class Kind {
         invalidArguments, ///< the command line is unusable
         invalidRequest,   ///< the client's identity or credential is refused
-        configuration,    ///< a state file stands, but could not be restricted to its owner
+        configuration,    ///< a state file was written, but not restricted to its owner
         unavailable,      ///< the application cannot be reached, answered badly or refused
         denied,           ///< a pairing request was refused
         timedOut,         ///< a pairing request expired
@@ -34,8 +34,8 @@ class HelperFailure : public std::exception {
     /// The message that the failure was made with; empty for `denied` and `timedOut`.
     const std::string& message() const { return message_; }
 
-    /// The text for the user: the prefix of the kind, then the message as it stands; a sentence of
-    /// its own for the kinds without a message.
+    /// The text for the user: the prefix of the kind, then the message unchanged; for the kinds
+    /// without a message a sentence of their own.
     std::string errorDescription() const { return description_; }
     const char* what() const noexcept override { return description_.c_str(); }
 

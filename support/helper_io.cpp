@@ -17,7 +17,7 @@ namespace sorvane::HelperIO {
 
 namespace {
 
-// What a file gets when its creator asks for nothing; the process's mask takes its share away.
+// The usual mode of a new file, from which the system takes the process's umask away.
 constexpr mode_t defaultMode = 0666;
 
 [[noreturn]] void fail(int reason, const std::filesystem::path& path) {
@@ -56,7 +56,7 @@ void replaceFile(const std::filesystem::path& path, std::string_view bytes) {
 }
 
 void restrictPermissions(const std::filesystem::path& path, std::int16_t permissions) {
-    if (permissions < 0) std::abort(); // no mode at all: the caller is broken
+    if (permissions < 0) std::abort(); // a mistake in the caller
     if (::chmod(path.c_str(), static_cast<mode_t>(permissions)) != 0)
         throw HelperFailure::configuration("Could not restrict permissions for " +
                                            path.filename().native() + ".");
@@ -68,14 +68,14 @@ void writeLine(const nlohmann::json& value, int descriptor) noexcept try {
     line += '\n';
     writeWithin(lineTimeout, descriptor, line);
 } catch (...) {
-    // A line that cannot be made is a line that is not printed.
+    // A line that cannot be made is not printed.
 }
 
 std::string shellQuoted(std::string_view text) {
     std::string word = "'";
     for (const char character : text) {
         if (character == '\'')
-            word += R"('\'')"; // ends the quotes, a quote by itself, begins them again
+            word += R"('\'')"; // closes the quotes, adds an escaped quote, opens them again
         else
             word += character;
     }
@@ -87,7 +87,7 @@ void error(std::string_view message, int descriptor) noexcept try {
     line += '\n';
     writeWithin(lineTimeout, descriptor, line);
 } catch (...) {
-    // Without memory for one line there is nothing to say.
+    // Without memory for the line nothing is printed.
 }
 
 } // namespace sorvane::HelperIO

@@ -15,24 +15,24 @@
 
 namespace sorvane::HelperIO {
 
-/// Makes the directory that holds `path`, with every missing one above it; the one that holds a
-/// mere name is there. Throws std::filesystem::filesystem_error.
+/// Creates the directory that holds `path`, with every missing one above it; does nothing for a
+/// bare file name. Throws std::filesystem::filesystem_error.
 void createParentDirectory(const std::filesystem::path& path);
 
-/// Replaces the file at `path` whole: the bytes go to a new file beside it, which then takes its
-/// name, so that no reader sees half of them and a symbolic link at `path` is replaced, not
-/// followed. The file has the process's default mode and is not forced to the disk, where a power
-/// failure may leave it empty: a record of the last run is not worth a prompt that waits for it.
+/// Replaces the file at `path` atomically: the bytes go to a new file beside it, which is then
+/// renamed, so that no reader sees half of them and a symbolic link at `path` is replaced, not
+/// followed. The file has the process's default mode and is not forced to the disk: a power failure
+/// may leave it empty, but a record of the last run is not worth a prompt that waits for the disk.
 /// Throws std::system_error, with the old file untouched and nothing left beside it.
 void replaceFile(const std::filesystem::path& path, std::string_view bytes);
 
-/// Sets the mode of a file that stands. Throws HelperFailure::configuration. A negative mode is a
-/// mistake of the caller and ends the process.
+/// Sets the mode of an existing file. Throws HelperFailure::configuration. A negative mode is a
+/// mistake in the caller and aborts the process.
 void restrictPermissions(const std::filesystem::path& path, std::int16_t permissions);
 
-/// Writes a record as a JSON file: creates the parent directory, encodes, replaces the file, and
-/// last sets its mode, after the new file stands as the application's own writer does it. Throws
-/// what these steps throw; when only the mode cannot be set, the new file stays.
+/// Writes a record as a JSON file: creates the parent directory, encodes, replaces the file and
+/// sets its mode, in this order, which is that of the application's own writer. Throws what these
+/// steps throw; when only the mode cannot be set, the new file stays.
 template<record::Described Record>
 void writeJSON(const Record& value, const std::filesystem::path& path,
                std::int16_t permissions = 0600) {
@@ -54,11 +54,11 @@ Record readJSON(const std::filesystem::path& path) {
 /// Writes an object or an array as one JSON line. Never fails: any other value, and one without a
 /// JSON form, writes nothing.
 ///
-/// A line is one write where the stream takes it whole; else the rest follows as the stream gives
-/// room, whether or not it blocks. After 5 seconds in all the run goes on without it: the line is
-/// lost when the stream took nothing until then, and torn, without its line feed, when it took a
-/// part. The same holds when the stream fails. Only a stream to which others write meanwhile may
-/// mix the pieces of a line that was not taken whole with theirs, or block for longer.
+/// A line that the stream takes at once is one write; else the rest follows as the stream takes it,
+/// whether or not the stream blocks. After 5 seconds, or when the stream fails, the writing ends: a
+/// line of which nothing was taken is lost, one of which a part was taken is cut off and has no
+/// line feed. While others write to the same stream, the pieces of a line that was not taken at
+/// once may be mixed with theirs, and the writing may block for longer.
 void writeLine(const nlohmann::json& value, int descriptor = STDOUT_FILENO) noexcept;
 
 /// The text as one word of a POSIX shell's command line.

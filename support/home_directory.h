@@ -5,9 +5,8 @@
 namespace sorvane {
 
 /// The home directory of the account that runs the process, as the system's user database knows
-/// it; never taken from the environment. An account without an entry gets /var/empty, where
-/// nothing is found; so does, on macOS, a process whose sandbox keeps it from the directory
-/// service.
+/// it; never taken from the environment. Without an entry it is /var/empty, where nothing is found;
+/// so it is on macOS for a process whose sandbox does not let it ask the directory service.
 std::filesystem::path homeDirectory();
 
 } // namespace sorvane

@@ -86,7 +86,7 @@ std::optional<std::int64_t> integerValue(const nlohmann::json& value) {
     if (value.is_number_integer()) return value.get<std::int64_t>();
     if (!value.is_number_float()) return std::nullopt;
     const auto number = value.get<double>();
-    // The least 64-bit integer is a double; the greatest is not, and this is the next one.
+    // The smallest 64-bit integer is a double. The largest is not: this is one more than it.
     constexpr double limit = 0x1p63;
     if (!(number >= -limit && number < limit) || number != std::trunc(number)) return std::nullopt;
     return static_cast<std::int64_t>(number);

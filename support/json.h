@@ -7,16 +7,16 @@
 
 #include <nlohmann/json.hpp>
 
-/// JSON text in and out, and the only way values are taken out of it. Everything that reads or
-/// writes JSON goes through here, so that strictness, escaping and number form cannot differ.
+/// Reading and writing JSON, and taking values out of it. Everything that reads or writes JSON goes
+/// through here, so that strictness, escaping and the form of numbers cannot differ.
 namespace sorvane {
 
-/// Objects and arrays within one another. Deeper texts come from no agent, and whoever copies a
-/// value recurses as deep as it is; reading and writing do not.
+/// How deep objects and arrays may be nested. No agent sends deeper texts. The limit is for code
+/// that copies a value, which recurses; reading and writing do not.
 inline constexpr int maxJsonNesting = 512;
 
-/// Reads one JSON text: RFC 8259 to the letter, in UTF-8, one leading byte-order mark skipped; the
-/// top level is an object or an array; of a key that is written twice the last value counts. Throws
+/// Reads one JSON text: strictly RFC 8259, in UTF-8, with at most one leading byte-order mark. The
+/// top level is an object or an array; of a repeated key the last value counts. Throws
 /// std::runtime_error, whose text is one line and repeats nothing of the input.
 nlohmann::json parseJSON(std::string_view text);
 
@@ -25,7 +25,7 @@ nlohmann::json parseJSON(std::string_view text);
 /// is not UTF-8, raw bytes.
 void appendJSON(std::string& text, const nlohmann::json& value);
 
-/// The text that `appendJSON` writes, alone.
+/// What `appendJSON` writes, as a text of its own.
 std::string jsonText(const nlohmann::json& value);
 
 /// Loose reading: a value of another kind than the one asked for counts as absent. The views last
@@ -40,7 +40,7 @@ std::optional<std::string_view> textMember(const nlohmann::json& object, std::st
 std::optional<std::string_view> textMember(const nlohmann::json& object, std::string_view key,
                                            std::string_view fallback);
 
-/// A number without fraction that fits: 1024, 1024.0 and 1e3 are integers; 1024.5 and true are not.
+/// A number without a fraction that fits: 1024, 1024.0 and 1e3 do; 1024.5 and true do not.
 std::optional<std::int64_t> integerValue(const nlohmann::json& value);
 std::optional<std::int64_t> integerMember(const nlohmann::json& object, std::string_view key);
 std::optional<std::int64_t> integerMember(const nlohmann::json& object, std::string_view key,

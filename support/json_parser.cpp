@@ -1,7 +1,7 @@
 // Agents hand over whole prompts, with what was pasted into them, as one JSON text. The library's
 // lexer takes one character at a time; here the stretch up to the next escape is taken at once,
 // which makes prose twenty times as fast. Lists of words and numbers, which it is left with, take
-// up to twice as long; prompts hold few. The tests hold this reader to what the library reads.
+// up to twice as long; prompts hold few. Tests compare this reader with the library's.
 
 #include <algorithm>
 #include <charconv>
@@ -26,13 +26,13 @@ constexpr std::string_view escaped = "\"\\/\b\f\n\r\t";
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-// What words and numbers are made of.
+// Literals and numbers consist of these.
 bool isWordCharacter(char c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '+' ||
            c == '-' || c == '.';
 }
 
-// One minimum without an end before the last byte: the compiler makes vector instructions of it.
+// A minimum over all bytes instead of an early exit: compilers vectorize it.
 bool holdsControl(std::string_view text) {
     unsigned char least = ' ';
     for (const char c : text) least = std::min(least, static_cast<unsigned char>(c));
@@ -69,7 +69,7 @@ class Parser {
         while (at_ < text_.size() && isBlank(text_[at_])) ++at_;
     }
 
-    // Every reader begins at what it reads and ends after the blanks that follow.
+    // Every function that reads begins at the value and ends after the blanks that follow it.
 
     bool take(char c) {
         if (!stands(c)) return false;
@@ -78,8 +78,8 @@ class Parser {
         return true;
     }
 
-    // The containers that stand open are kept in a list, not on the thread's stack, of which the
-    // agent may have left us little.
+    // The open containers are kept in a list, not on the thread's stack, which a caller or a limit
+    // may have left small.
     void readInto(nlohmann::json* value) {
         while (true) {
             bool isEmpty = stands('{') || stands('['); // the innermost container, so far
@@ -107,8 +107,7 @@ class Parser {
 
     bool takeEnd() { return take(open_.back()->is_object() ? '}' : ']'); }
 
-    // Room for the next element of the innermost container, which stays where it is until that
-    // element has been read.
+    // Adds the next element to the innermost container. It does not move until it has been read.
     nlohmann::json& newElement() {
         nlohmann::json& container = *open_.back();
         if (container.is_array()) return container.emplace_back();
@@ -128,7 +127,7 @@ class Parser {
         return value;
     }
 
-    // What is wrong within a string is told of its beginning.
+    // A failure within a string is reported with the offset of the string's first byte.
     std::string readText() {
         const std::size_t start = ++at_;
         const std::size_t end = closingQuote();
@@ -141,8 +140,8 @@ class Parser {
         return text;
     }
 
-    // The first quote with an even number of backslashes before it. The opening quote, which is no
-    // backslash, ends the way back.
+    // The first quote with an even number of backslashes before it. Counting backwards ends at the
+    // opening quote at the latest.
     std::size_t closingQuote() const {
         for (std::size_t quote = at_;; ++quote) {
             quote = text_.find('"', quote);

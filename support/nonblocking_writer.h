@@ -8,22 +8,22 @@
 
 namespace sorvane {
 
-/// Writes to a descriptor as to one that does not block, and leaves it as it is: whether it blocks
-/// is a property that it shares with every process that inherited it. For one writer at a time: a
-/// second one may take the room that the first has seen.
+/// Writes to a descriptor without blocking and without setting O_NONBLOCK, a flag that would apply
+/// to every process that shares the descriptor. For one writer at a time: a second one may take the
+/// space that the first has found free, and the first then blocks.
 class NonblockingWriter {
   public:
-    /// The descriptor stays its owner's.
+    /// Does not take ownership.
     explicit NonblockingWriter(int descriptor);
 
-    /// To be called when the descriptor is ready for writing. One `write` of all bytes, of which
-    /// the system takes as many as there is room for; answers as the system does.
+    /// To be called when the descriptor is ready for writing. One `write`, of which the system
+    /// takes as many bytes as there is room for; returns what the system returns.
     ssize_t write(std::string_view bytes) const;
 
   private:
     int descriptor_;
-    bool takesAll_ = false;      ///< whether a plain write does not block: of a regular file, say
-    UniqueDescriptor assistant_; ///< what the system's way needs beside the descriptor, if anything
+    bool takesAll_ = false;      ///< whether a plain write never blocks, as to a regular file
+    UniqueDescriptor assistant_; ///< Linux: the stream, opened again; macOS: a kernel queue
 };
 
 } // namespace sorvane

@@ -15,7 +15,7 @@ NonblockingWriter::NonblockingWriter(int descriptor) : descriptor_(descriptor) {
     if (::fstat(descriptor, &status) != 0) return;
     takesAll_ = S_ISREG(status.st_mode) || (::fcntl(descriptor, F_GETFL) & O_NONBLOCK) != 0;
     if (takesAll_ || S_ISSOCK(status.st_mode)) return;
-    // A pipe or a terminal that is opened anew has flags of its own.
+    // A pipe or a terminal that is opened again has flags of its own.
     const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
     constexpr int flags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     assistant_ = UniqueDescriptor(::open(path.c_str(), flags));
@@ -26,7 +26,7 @@ ssize_t NonblockingWriter::write(std::string_view bytes) const {
     if (takesAll_) return ::write(descriptor_, bytes.data(), bytes.size());
     const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_DONTWAIT);
     if (count >= 0 || errno != ENOTSOCK) return count;
-    // What a pipe takes that is ready, though this user may not open it.
+    // A pipe that this user may not open: one that is ready takes this many bytes.
     bytes = bytes.substr(0, PIPE_BUF);
     return ::write(descriptor_, bytes.data(), bytes.size());
 }

@@ -1,5 +1,5 @@
-// Here a descriptor that is opened anew shares its flags with the first, and no send says for
-// itself that it does not block. The kernel tells how much room there is.
+// Here a descriptor that is opened again shares its flags with the first, and a single send cannot
+// be made non-blocking. But the kernel tells how much room there is.
 
 #include "support/nonblocking_writer.h"
 
@@ -16,7 +16,7 @@ namespace sorvane {
 
 namespace {
 
-// What a pipe or a socket that is ready takes at least.
+// The least that a pipe or a socket takes when it is ready.
 std::size_t room(int queue, int descriptor) {
     struct kevent watch;
     struct kevent event;

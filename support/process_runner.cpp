@@ -15,7 +15,7 @@
 #include "support/unique_descriptor.h"
 #include "support/utf8.h"
 
-// Declared by some systems' headers only.
+// Not every system's headers declare it.
 extern char** environ; // NOLINT(readability-redundant-declaration)
 
 namespace sorvane {
@@ -34,7 +34,7 @@ Pipe makePipe() {
     return {UniqueDescriptor(ends[0]), UniqueDescriptor(ends[1])};
 }
 
-// The inherited directories come first; the others are added even when they stand there already.
+// The inherited directories come first; the others are appended even when they are among them.
 std::vector<std::string> extendedEnvironment() {
     constexpr std::string_view pathName = "PATH=";
     std::vector<std::string> environment;
@@ -68,7 +68,7 @@ ProcessResult runProcess(const std::filesystem::path& executable,
     ChildProcess child(executable, std::move(words), extendedEnvironment(), std::move(streams));
     pipe.writingEnd.reset();
 
-    // Drained before the wait: a program that prints more than a pipe holds would never end.
+    // Read before the wait: a program that prints more than a pipe holds would never end.
     std::string output;
     appendToEnd(pipe.readingEnd.get(), output);
     const std::int32_t status = child.wait();

@@ -56,8 +56,8 @@ concept Described = requires {
     T::fields();
 };
 
-/// An enumeration is stored as a text: `texts` of any of its values, found beside the type, gives
-/// the texts of all of them, in the order of the values from 0.
+/// An enumeration that is stored as a text. A function `texts` beside the type, called with any of
+/// its values, returns the texts of all of them, in the order of the values from 0.
 template<class T>
 concept Named = std::is_enum_v<T> && requires(T value) {
     texts(value);
@@ -68,7 +68,7 @@ constexpr std::string_view text(Enum value) {
     return texts(value)[static_cast<std::size_t>(value)];
 }
 
-/// The value of a text, or nothing when it is none of them, to the letter.
+/// The value whose text this is, exactly; nothing when there is none.
 template<Named Enum>
 constexpr std::optional<Enum> named(std::string_view text) {
     const auto all = texts(Enum{});
@@ -77,8 +77,8 @@ constexpr std::optional<Enum> named(std::string_view text) {
     return std::nullopt;
 }
 
-/// Whether the table of `Record` holds each member exactly once, in declaration order, under keys
-/// that differ.
+/// Whether the table of `Record` holds each member exactly once, in declaration order, under
+/// different keys.
 template<Described Record>
 constexpr bool isComplete();
 
@@ -102,7 +102,7 @@ inline constexpr bool isList = false;
 template<class T>
 inline constexpr bool isList<std::vector<T>> = true;
 
-// Memory for a record that is never made: only its members' addresses are compared.
+// Memory for a record that is never constructed: only its members' addresses are compared.
 template<class Record>
 union Uninitialized {
     constexpr Uninitialized() : nothing() {}
@@ -111,13 +111,13 @@ union Uninitialized {
     Record record;
 };
 
-// Stands for a value of exactly this type, where an optional value would also do for its element.
+// Converts to exactly this type, so that an optional member does not pass for its element.
 template<class T>
 struct Placeholder {
-    operator T() const { throw std::logic_error("only asked about, never built"); }
+    operator T() const { throw std::logic_error("for unevaluated expressions only"); }
 };
 
-// Fields of different types need no look: in another order the aggregate would not build.
+// Fields of different types need no comparison: in another order the aggregate would not compile.
 template<class Record, class Left, class Right>
 constexpr bool isBefore(const Field<Record, Left>& left, const Field<Record, Right>& right) {
     if constexpr (std::same_as<std::remove_const_t<Left>, std::remove_const_t<Right>>) {
@@ -129,7 +129,7 @@ constexpr bool isBefore(const Field<Record, Left>& left, const Field<Record, Rig
     return true;
 }
 
-// Whether each field stands before all that follow it, under another key.
+// Whether each member is declared before those of all fields after it, and no key is repeated.
 constexpr bool areInOrder() { return true; }
 
 template<class First, class... Rest>

@@ -22,15 +22,15 @@ bool exchange(const char* one, const char* other) {
 
 } // namespace
 
-// The usual file system here, ext4, sends a new file's content to the disk before it lets the file
-// take the place of another: a prompt would wait for that longer than for everything else together.
-// Files that change places are not waited for. Nothing but a file is ever moved away: whoever kills
-// us in between must not find a directory under our file's name.
+// The usual file system here, ext4, writes a new file's content to the disk before it lets the file
+// replace another: a prompt would wait for that longer than for everything else together. It does
+// not do so when two files are exchanged. Only regular files are exchanged: a process killed
+// between the two calls must not leave a directory under our temporary name.
 bool replaceByRename(const std::filesystem::path& file, const std::filesystem::path& target) {
     if (!isRegularFile(target.c_str()) || !exchange(file.c_str(), target.c_str()))
         return ::rename(file.c_str(), target.c_str()) == 0;
     if (::unlink(file.c_str()) == 0) return true;
-    const int reason = errno; // not a file any more
+    const int reason = errno; // the target had become a directory meanwhile
     exchange(file.c_str(), target.c_str());
     errno = reason;
     return false;

@@ -7,8 +7,8 @@
 
 namespace sorvane {
 
-/// An incremental SHA-256. Feed it in pieces with `update`, then take the digest once with `hex`.
-/// One file per system holds its engine.
+/// An incremental SHA-256: any number of calls of `update`, then one of `hex`. Each system has its
+/// own engine.
 class Sha256 {
   public:
     Sha256();
@@ -20,14 +20,14 @@ class Sha256 {
 
     static constexpr std::size_t textLength = 64;
 
-    /// The digest text of bytes that are there at once.
+    /// The digest of bytes that are all in memory.
     static std::string hexOf(std::string_view bytes) {
         Sha256 digest;
         digest.update(bytes);
         return digest.hex();
     }
 
-    /// The digest text: 64 lower-case hexadecimal digits. Ends the computation.
+    /// The digest as 64 lower-case hexadecimal digits. Nothing may be called after it.
     std::string hex();
 
   private:

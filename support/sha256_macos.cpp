@@ -18,7 +18,7 @@ Sha256::Sha256() : engine_(std::make_unique<Engine>()) { ::CC_SHA256_Init(&engin
 Sha256::~Sha256() = default;
 
 void Sha256::update(std::string_view bytes) {
-    // One call counts in 32 bits.
+    // The length of one call has 32 bits.
     constexpr std::size_t maxPiece = std::numeric_limits<CC_LONG>::max();
     while (!bytes.empty()) {
         const std::size_t count = std::min(bytes.size(), maxPiece);

@@ -25,10 +25,10 @@ class UniqueDescriptor {
         if (descriptor_ >= 0) close();
     }
 
-    /// Closes what is owned. False, with `errno`, when the system tells only now that something
-    /// written is lost, as network file systems do; nothing is owned any more then either.
+    /// Closes what is owned; nothing is owned afterwards in any case. False, with `errno`, when the
+    /// system reports only now that something written is lost, as network file systems do.
     bool close() {
-        // NOLINTNEXTLINE(clang-analyzer-*): it loses the members of a pair that is taken apart
+        // NOLINTNEXTLINE(clang-analyzer-*): it does not follow members through structured bindings
         return ::close(std::exchange(descriptor_, -1)) == 0;
     }
 

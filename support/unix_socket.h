@@ -12,20 +12,20 @@
 #include "support/unique_descriptor.h"
 
 /// Unix-domain stream sockets that raise no signal when the peer has gone: the send fails instead.
-/// How that is achieved differs by system, as does the address record.
+/// Whether the socket or each send has to ask for that differs by system.
 namespace sorvane {
 
-/// A new unconnected socket, closed in child programs; owns nothing when the system gives none.
+/// A new unconnected socket, closed in child programs; owns nothing on failure.
 UniqueDescriptor makeSocket();
 
-/// Switches the signal off where that is a property of the socket. False when the system refuses.
+/// Turns the signal off where that is a property of the socket. False on failure.
 bool suppressSigpipe(const UniqueDescriptor& socket);
 
-/// Two connected sockets without the signal, closed in child programs; both own nothing when the
-/// system gives none. The buffers are for a file that is written to the first.
+/// Two connected sockets without the signal, closed in child programs; both own nothing on failure.
+/// Their buffers are sized for a file that is written to the first.
 std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair();
 
-/// One `send` without a signal, as the system answers it.
+/// One `send` without a signal; returns what the system returns.
 ssize_t sendWithoutSigpipe(const UniqueDescriptor& socket, std::string_view bytes);
 
 /// Where a socket file lies, in the form that `connect` and `bind` take.
@@ -36,7 +36,7 @@ struct SocketAddress {
     const sockaddr* generic() const { return reinterpret_cast<const sockaddr*>(&record); }
 };
 
-/// The address of a path, or nothing when the path with its NUL does not fit into the record.
+/// The address of a path; nothing when the path with its NUL does not fit into the record.
 std::optional<SocketAddress> socketAddress(const std::filesystem::path& path);
 
 } // namespace sorvane

@@ -1,4 +1,4 @@
-// Here the signal is a matter of each send, not of the socket.
+// Here each send asks for no signal, not the socket.
 
 #include "support/unix_socket.h"
 

@@ -10,8 +10,8 @@ namespace sorvane {
 
 namespace {
 
-// The mark cannot be set while the socket is made: a child that another thread starts in between
-// inherits the socket.
+// Close-on-exec cannot be set when the socket is made: a child that another thread starts in
+// between inherits the socket.
 UniqueDescriptor closedInChildren(int descriptor) {
     if (descriptor >= 0) ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     return UniqueDescriptor(descriptor);
@@ -20,7 +20,7 @@ UniqueDescriptor closedInChildren(int descriptor) {
 // The system's own buffers of 8 KB wake reader and writer some 2,500 times for a file of 20 MB.
 constexpr int bufferSize = 256 * 1024;
 
-// Where the system refuses, the buffers stay as they are and the file takes longer.
+// On failure the buffers stay as they are, and the file takes longer.
 void enlargeBuffers(const UniqueDescriptor& writer, const UniqueDescriptor& reader) {
     ::setsockopt(writer.get(), SOL_SOCKET, SO_SNDBUF, &bufferSize, sizeof bufferSize);
     ::setsockopt(reader.get(), SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);

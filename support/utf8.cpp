@@ -10,9 +10,9 @@ namespace {
 constexpr char32_t replacement = 0xFFFD;
 
 struct Lead {
-    std::size_t length;        // of the whole sequence; 0: no sequence begins so
-    char32_t bits;             // of the scalar, from the first byte
-    unsigned char secondFrom;  // the second byte's range shuts out overlong forms,
+    std::size_t length;        // of the whole sequence; 0: no sequence begins with this byte
+    char32_t bits;             // the scalar's highest bits
+    unsigned char secondFrom;  // the second byte's range excludes overlong forms,
     unsigned char secondUntil; // surrogates and values above U+10FFFF
 };
 
@@ -30,13 +30,13 @@ Lead lead(unsigned char byte) {
     return {0, 0, 0, 0};
 }
 
-// The controls of ASCII and of the following block, and the two separators that end a line too.
+// The controls of ASCII and of the block after it, and the line and paragraph separators.
 bool isControl(char32_t scalar) {
     return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0) || scalar == 0x2028 ||
            scalar == 0x2029;
 }
 
-// How many bytes of ASCII stand at the front, but for less than a word of them.
+// How many bytes at the beginning are ASCII, counted in whole words.
 std::size_t asciiLength(std::string_view text) {
     constexpr std::uint64_t beyondAscii = 0x8080'8080'8080'8080;
     std::size_t length = 0;

@@ -6,7 +6,7 @@
 
 namespace sorvane::utf8 {
 
-/// What stands at the beginning of a text.
+/// The first scalar of a text.
 struct Step {
     char32_t scalar;    ///< the scalar value; U+FFFD when the bytes are not UTF-8
     std::size_t length; ///< bytes taken: 1 to 4, or the longest ill-formed beginning of a sequence
@@ -22,8 +22,8 @@ void append(std::string& text, char32_t scalar);
 
 bool isValid(std::string_view text);
 
-/// The text, repaired, with a question mark for every control character: what a system's or a
-/// library's words must pass through to stay one line.
+/// The text, repaired, with a question mark for every control character. For messages of the system
+/// or of a library that have to fit on one line.
 std::string oneLine(std::string_view text);
 
 /// The text with every maximal ill-formed piece replaced by U+FFFD.

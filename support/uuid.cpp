@@ -30,7 +30,7 @@ std::optional<unsigned> digitValue(char digit) {
 
 Uuid Uuid::random() {
     Uuid uuid;
-    // Opens no file. macOS declares it in the one header, the C library of Linux in the other.
+    // Opens no file. Declared in <sys/random.h> by macOS, in <unistd.h> by the C library of Linux.
     if (::getentropy(uuid.bytes_.data(), uuid.bytes_.size()) != 0)
         throw std::system_error(errno, std::generic_category(), "random bytes");
     uuid.bytes_[6] = static_cast<std::uint8_t>((uuid.bytes_[6] & 0x0F) | 0x40); // version 4

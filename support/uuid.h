@@ -12,10 +12,10 @@ namespace sorvane {
 class Uuid {
   public:
     /// A new random UUID (version 4), from the system's generator, without opening a file. Throws
-    /// std::system_error when the system has no random bytes to give.
+    /// std::system_error when the system gives no random bytes.
     static Uuid random();
 
-    /// Reads exactly the 36-character form, hexadecimal letters in either case; nothing else.
+    /// Reads exactly the form of 36 characters, with hexadecimal letters in either case.
     static std::optional<Uuid> parse(std::string_view text);
 
     std::string upperText() const;
