@@ -7,8 +7,8 @@
 
 namespace sorvane {
 
-/// The name of the program that decodes a file whose first read gave these bytes; nothing when the
-/// file is no picture, and so not worth a decoder. An empty one never is.
+/// The name of the program that decodes a file whose first read gave these bytes; nothing for a
+/// file that no decoder is started for, as an empty one.
 std::optional<std::string_view> decoderProgramFor(std::string_view firstBytes);
 
 /// Where that program may lie, in the order in which it is tried: beside the running executable, in

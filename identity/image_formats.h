@@ -57,7 +57,7 @@ inline constexpr std::array imageFormats = {
     ImageFormatRow{ImageFormat::tga, "tga", extraDecoder, signatures::isTga},
 };
 
-/// The first row that recognises the file; nothing for a file that is no picture. `firstBytes` is
+/// The first row that recognises the file; nothing for a file of another format. `firstBytes` is
 /// what the first read gave.
 constexpr std::optional<ImageFormatRow> imageFormat(std::string_view firstBytes) {
     firstBytes = firstBytes.substr(0, signatures::length);

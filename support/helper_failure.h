@@ -12,7 +12,7 @@ class HelperFailure : public std::exception {
   public:
     enum class Kind {
         invalidArguments, ///< the command line is unusable
-        invalidRequest,   ///< the client's identity or credential is refused
+        invalidRequest,   ///< the client's identity or credential is rejected
         configuration,    ///< a state file was written, but not restricted to its owner
         unavailable,      ///< the application cannot be reached, answered badly or refused
         denied,           ///< a pairing request was refused

@@ -91,7 +91,7 @@ inline std::vector<nlohmann::json> nearMisses(Kind kind) {
 
 /// Tries the members of the object at a JSON pointer within a whole document: a required one must
 /// be there, an optional one may be missing or null and is then absent; one of another kind is
-/// refused in either case; and what nobody knows is ignored.
+/// rejected in either case; and what nobody knows is ignored.
 template<record::Described Record>
 void tryMembers(const nlohmann::json& whole, const std::string& pointer,
                 const std::vector<Member>& members) {

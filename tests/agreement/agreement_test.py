@@ -128,14 +128,14 @@ class Checker:
         self.check(name, status == 0 and output[64:] == expected[64:] and output != expected,
                    (output, status))
 
-    def refuses(self, name, data, timeout=None):
+    def rejects(self, name, data, timeout=None):
         output, status = self.run(data, timeout)
         self.check(name, output == '' and status != 0, (output, status))
 
-    def refuses_within(self, name, data, timeout):
+    def rejects_within(self, name, data, timeout):
         """No answer, and the end close to the timeout that the program was given."""
         begun = time.monotonic()
-        self.refuses(name, data, str(timeout))
+        self.rejects(name, data, str(timeout))
         elapsed = time.monotonic() - begun
         self.check(name + ' in time', elapsed < timeout + LATENESS, elapsed)
 

@@ -63,8 +63,8 @@ def masks(checker):
     bitmap = Bitmap(5, 4, 32, (0xff0000, 0xff00, 0xff, 0))
     checker.answers('masks without alpha are opaque', bitmap.file(), answer(bitmap.pixels()))
     for wrong in ((0xf0f000, 0xff00, 0xff, 0), (0, 0, 0, 0), (0xff0000, 0xff00, 0x5, 0)):
-        checker.refuses('masks %x %x %x' % wrong[:3], Bitmap(5, 4, 32, wrong).file())
-    checker.refuses('a mask beyond the pixel', Bitmap(5, 4, 16, (0x1f0000, 0x3e0, 0x1f, 0)).file())
+        checker.rejects('masks %x %x %x' % wrong[:3], Bitmap(5, 4, 32, wrong).file())
+    checker.rejects('a mask beyond the pixel', Bitmap(5, 4, 16, (0x1f0000, 0x3e0, 0x1f, 0)).file())
 
 
 def palettes(checker):
@@ -100,9 +100,9 @@ def offsets(checker):
             checker.answers('no offset of the pixels' + name, bitmap.file(form, offset=0), expected)
             checker.answers('more after the pixels' + name, bitmap.file(form) + bytes(300_000),
                             expected)
-            checker.refuses('pixels inside the header' + name, bitmap.file(form, offset=20))
+            checker.rejects('pixels inside the header' + name, bitmap.file(form, offset=20))
             for offset in (5000, 2**31, 2**32 - 1):
-                checker.refuses('pixels at %d' % offset + name, bitmap.file(form, offset=offset))
+                checker.rejects('pixels at %d' % offset + name, bitmap.file(form, offset=offset))
 
 
 def run_length_codings(checker):
@@ -121,12 +121,12 @@ def run_length_codings(checker):
                             answer(rows[::-1]))
             checker.answers('coding %d without its end, %dx%d' % (kind, *size),
                             bitmap.file(form, compression=kind, data=data[:-2]), answer(rows))
-            checker.refuses('coding %d cut short, %dx%d' % (kind, *size),
+            checker.rejects('coding %d cut short, %dx%d' % (kind, *size),
                             bitmap.file(form, compression=kind, data=data[:-3]))
 
 
 def passed_over(checker):
-    """Pixels that no run covers are of the first colour, as to the other readers; newer ones refuse
+    """Pixels that no run covers are of the first colour, as to the other readers; newer ones reject
     some of the files."""
     def seen(kind, rows, data, imagemagick=True):
         bitmap = Bitmap(5, len(rows), {RLE8: 8, RLE4: 4, RLE24: 24}[kind], seed=1)
@@ -185,7 +185,7 @@ def sizes_and_damage(checker):
         bitmap = Bitmap(11, 7, depth)
         whole = bitmap.file()
         for length in range(0, len(whole), 1 + len(whole) // 60):
-            checker.refuses('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
+            checker.rejects('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
     def sized(width, height, depth=24, compression=0):
         return (b'BM' + struct.pack('<IHHI', 0, 0, 0, 54) +
                 struct.pack('<IIIHHIIIIII', 40, width & 0xffffffff, height & 0xffffffff, 1, depth,
@@ -194,15 +194,15 @@ def sizes_and_damage(checker):
     for width, height in ((0, 5), (5, 0), (-5, 5), (8000, 8000), (2**31 - 1, 2**31 - 1),
                           (60_000_001, 1), (1, 60_000_001), (1, -60_000_001), (1, -2**31)):
         for compression, depth in ((0, 24), (0, 1), (1, 8)):
-            checker.refuses('%dx%d' % (width, height), sized(width, height, depth, compression))
+            checker.rejects('%dx%d' % (width, height), sized(width, height, depth, compression))
     for depth in (0, 3, 5, 15, 31, 48, 64, 65535):
-        checker.refuses('%d bits' % depth, sized(2, 2, depth))
+        checker.rejects('%d bits' % depth, sized(2, 2, depth))
     for compression, depth in ((1, 4), (1, 24), (2, 8), (3, 8), (4, 8), (4, 24), (5, 24), (6, 8),
                                (7, 24), (11, 8), (2**32 - 1, 24)):
-        checker.refuses('compression %d of %d bits' % (compression, depth),
+        checker.rejects('compression %d of %d bits' % (compression, depth),
                         sized(2, 2, depth, compression))
     for form in (0, 11, 13, 39, 41, 48, 65, 125, 2**32 - 1):
-        checker.refuses('a header of %d' % form,
+        checker.rejects('a header of %d' % form,
                         b'BM' + struct.pack('<IHHII', 0, 0, 0, 54, form) + bytes(5000))
     wide = b'\x5a' * (60_000_000 // 8)
     two = Bitmap(1, 1, 1)
@@ -222,7 +222,7 @@ def sizes_and_damage(checker):
                                                        bytes(tall.palette[0]) + b'\xff'),
                     LONG_TIMEOUT)
     still = Bitmap(4, 4, 8)
-    checker.refuses('moves that go nowhere', still.file(compression=RLE8,
+    checker.rejects('moves that go nowhere', still.file(compression=RLE8,
                                                         data=move(0, 0) * 3_000_000))
     screen = Bitmap(1, 1, 32)
     screen.width, screen.height = 1920, 1080

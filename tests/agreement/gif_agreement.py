@@ -119,7 +119,7 @@ def colour_maps(checker):
                     answer(painted(wide, four)))
     checker.answers('version 87a', screen(9, 7, four, b'87a') + image(rows) + TRAILER,
                     answer(painted(rows, four)))
-    checker.refuses('no colour map', screen(9, 7) + image(rows) + TRAILER)
+    checker.rejects('no colour map', screen(9, 7) + image(rows) + TRAILER)
     checker.answers('a transparent index that no pixel has',
                     screen(9, 7, four) + control(200) + image(rows), answer(painted(rows, four)))
 
@@ -198,7 +198,7 @@ def damage(checker):
                                                                          interlaced)
         checker.answers('whole', whole, answer(painted(rows, colours, 3)))
         for length in list(range(0, len(whole), 11)) + list(range(len(whole) - 9, len(whole))):
-            checker.refuses('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
+            checker.rejects('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
     begin = screen(25, 19, colours)
     frame = descriptor(0, 0, 25, 19)
     enough = gif_files.lzw([5] * 25 * 19, 6)
@@ -211,14 +211,14 @@ def damage(checker):
         checker.answers('first codes of %d bits' % size, file,
                         answer(painted([[5] * 25] * 19, colours)))
         for length in range(len(begin + frame), len(file)):
-            checker.refuses('first codes of %d bits, cut after %d of %d bytes' %
+            checker.rejects('first codes of %d bits, cut after %d of %d bytes' %
                             (size, length, len(file)), file[:length])
         few = gif_files.lzw([5] * 25 * 18, size)
         late = [5] * 400 + [256] + [5] * 74
         for name, data in {'a row too few': few, 'a row too few, without an end code': few[:-2],
                            'codes that mean nothing': b'\xff' * 600,
                            'an index of 9 bits': gif_files.lzw(late, size)}.items():
-            checker.refuses('first codes of %d bits, %s' % (size, name),
+            checker.rejects('first codes of %d bits, %s' % (size, name),
                             begin + frame + bytes((size,)) + gif_files.blocks(data))
     checker.answers('more data than pixels', begin + frame + b'\6' + gif_files.blocks(more),
                     answer(painted([[5] * 25] * 19, colours)))
@@ -233,8 +233,8 @@ def damage(checker):
             'no frame and no end': b'',
             'an unknown block': b'?' + frame + b'\6' + gif_files.blocks(enough),
     }.items():
-        checker.refuses(name, begin + data)
-    checker.refuses('an unknown version', begin.replace(b'89a', b'90a') + frame + b'\6' +
+        checker.rejects(name, begin + data)
+    checker.rejects('an unknown version', begin.replace(b'89a', b'90a') + frame + b'\6' +
                     gif_files.blocks(enough))
 
 
@@ -258,9 +258,9 @@ def sizes(checker):
     for canvas, frame in (((65535, 65535), (1, 1)), ((60001, 1000), (1, 1)), ((8000, 8000), (9, 9)),
                           ((0, 5), (1, 1)), ((5, 0), (1, 1)), ((0, 0), (3, 3)), ((5, 5), (0, 5)),
                           ((5, 5), (5, 0)), ((5, 5), (0, 0))):
-        checker.refuses('a canvas of %dx%d with a frame of %dx%d' % (*canvas, *frame),
+        checker.rejects('a canvas of %dx%d with a frame of %dx%d' % (*canvas, *frame),
                         even_file(canvas, frame))
-    checker.refuses_within('a frame far beyond the budget on a small canvas',
+    checker.rejects_within('a frame far beyond the budget on a small canvas',
                            even_file((5, 65535), (65535, 65535)), 2)
 
 

@@ -137,7 +137,7 @@ def damaged_grids(checker):
                 'that is declared smaller': grid(kind, tiles, 2, 2, (128, 128), declared=(50, 50)),
                 'that is its own tile': grid(kind, tiles[:3], 2, 2, (128, 128), parts=(1, 2, 3, 4)),
         }.items():
-            checker.refuses('%s, a grid %s' % (kind, name), heif)
+            checker.rejects('%s, a grid %s' % (kind, name), heif)
 
 
 def bytes_in_the_description(checker):
@@ -156,11 +156,11 @@ def bytes_in_the_description(checker):
                                 in_idat(with_properties(heif, rotation(3)), items),
                                 answer(decoded(heif).pixels(), 6))
         inside_idat = in_idat(heif, items)
-        checker.refuses('%s, idat cut' % kind, inside_idat[:-1])
+        checker.rejects('%s, idat cut' % kind, inside_idat[:-1])
         begin = inside(inside_idat, b'meta')[0]
         checker.answers('%s, all of it in a last box without a length' % kind,
                         inside_idat[:begin] + bytes(4) + inside_idat[begin + 4:], expected)
-        checker.refuses('%s without its idat' % kind, inside_idat.replace(b'idat', b'free'))
+        checker.rejects('%s without its idat' % kind, inside_idat.replace(b'idat', b'free'))
         laid = grid(kind, four_tiles(kind), 2, 2, (100, 90))
         items = {item: [data] for item, data in items_of(laid).items()}
         checker.answers('%s, a grid in idat' % kind, in_idat(laid, items),
@@ -183,7 +183,7 @@ def layers(checker):
             checker.answers('layers of %d channels, %s' % (channels, name),
                             in_idat(heif, {**items, 1: first}), expected)
     for missing in (1, 8, 9, 100):
-        checker.refuses('layers without their last %d bytes' % missing,
+        checker.rejects('layers without their last %d bytes' % missing,
                         without_end(in_idat(heif, {**items, 1: LAYERS}), missing))
 
 
@@ -233,7 +233,7 @@ def colour_statements(checker):
                           checker.run(with_properties(heif, colours(1, transfer))) !=
                           checker.run(with_properties(heif, colours(1, 13))))
         for primaries, transfer in ((9, 16), (9, 18), (1, 8), (4, 13), (767, 65535)):
-            checker.refuses('%s with colours %d, %d' % (kind, primaries, transfer),
+            checker.rejects('%s with colours %d, %d' % (kind, primaries, transfer),
                             with_properties(heif, colours(primaries, transfer)))
 
 
@@ -241,10 +241,10 @@ def damage(checker):
     for kind in (HEIC, AVIF):
         heif = encoded(soft(96, 80, 3), kind)
         for length in list(range(0, len(heif), max(1, len(heif) // 60))) + [len(heif) - 1]:
-            checker.refuses('%s cut after %d of %d bytes' % (kind, length, len(heif)),
+            checker.rejects('%s cut after %d of %d bytes' % (kind, length, len(heif)),
                             heif[:length])
         for name in (b'pitm', b'iloc', b'iinf', b'iprp'):
-            checker.refuses('%s without %s' % (kind, name.decode()), heif.replace(name, b'free'))
+            checker.rejects('%s without %s' % (kind, name.decode()), heif.replace(name, b'free'))
 
 
 def resized(heif, width, height):
@@ -260,7 +260,7 @@ def resized(heif, width, height):
 def sizes(checker):
     heif = encoded(soft(64, 64, 3), HEIC)
     for width, height in ((0, 64), (64, 0), (8000, 8000), (60_000_001, 1), (1 << 31, 2)):
-        checker.refuses('%dx%d is not decoded' % (width, height), resized(heif, width, height))
+        checker.rejects('%dx%d is not decoded' % (width, height), resized(heif, width, height))
 
 
 def bombs(checker):
@@ -274,9 +274,9 @@ def bombs(checker):
                                       bytes(100_000_000), expected, 24)
         checker.answers_within_memory('%s before a million boxes' % kind,
                                       heif + box(b'free', b'') * 1_000_000, expected, 24)
-    checker.refuses('boxes without end', box(b'ftyp', b'heic\0\0\0\0mif1heic') +
+    checker.rejects('boxes without end', box(b'ftyp', b'heic\0\0\0\0mif1heic') +
                     box(b'free', b'') * 1_000_000)
-    checker.refuses('a film', box(b'ftyp', b'msf1\0\0\0\0msf1hevc') + box(b'moov', bytes(500)))
+    checker.rejects('a film', box(b'ftyp', b'msf1\0\0\0\0msf1hevc') + box(b'moov', bytes(500)))
 
 
 CASES = (every_form, kept_files, what_was_written, depths, turns, clippings, grids, damaged_grids,

@@ -52,7 +52,7 @@ def alpha(checker):
     bitmap.rows = [[stored & 0xffffff for stored in row] for row in bitmap.rows]
     checker.answers('where all alpha is 0 the mask decides', file([picture(bitmap, mask)]),
                     answer(masked(bitmap, mask)))
-    checker.refuses('where all alpha is 0 there must be a mask',
+    checker.rejects('where all alpha is 0 there must be a mask',
                     file([picture(bitmap, mask, mask_data=b'')]))
     bitmap.rows[3][4] |= 1 << 24
     checker.answers('one pixel of alpha is enough', file([picture(bitmap, mask)]),
@@ -68,7 +68,7 @@ def pngs(checker):
             icon = file([(0, 0, 32, data)], kind)
             checker.answers('a PNG of colour type %d, kind %d' % (colour_type, kind), icon,
                             answer(png.pixels()))
-        checker.refuses('a PNG of colour type %d cut short' % colour_type,
+        checker.rejects('a PNG of colour type %d cut short' % colour_type,
                         file([(0, 0, 32, data[:-13])]))
 
 
@@ -88,10 +88,10 @@ def directories(checker):
     offset = 6 + 16 * len(many)
     whole = file([entry[:3] + (b'',) for entry in many], offsets=[offset] * len(many)) + first[3]
     checker.answers_within_memory('65,535 entries', whole, expected, 16)
-    checker.refuses('65,535 entries that are not there', file([first], count=65_535)[:60])
-    checker.refuses('no entry', file([first], count=0))
+    checker.rejects('65,535 entries that are not there', file([first], count=65_535)[:60])
+    checker.rejects('no entry', file([first], count=0))
     for offset in (0, 6, 21, 2**24 - 1, 2**31, 2**32 - 1):
-        checker.refuses('a picture at %d' % offset, file([first], offsets=[offset]))
+        checker.rejects('a picture at %d' % offset, file([first], offsets=[offset]))
 
 
 def sizes_and_damage(checker):
@@ -99,12 +99,12 @@ def sizes_and_damage(checker):
         bitmap, mask = Bitmap(11, 7, depth), Mask(11, 7)
         whole = file([picture(bitmap, mask)])
         for length in range(0, len(whole), 5):
-            checker.refuses('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
+            checker.rejects('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
     bitmap, mask = Bitmap(4, 4, 8), Mask(4, 4)
     for width, height in ((0, 8), (8, 0), (8, 1), (8000, 16_000), (60_000_001, 2), (2**31 - 1, 2),
                           (1, 2**31 - 1)):
         data = struct.pack('<IIIHHIIIIII', 40, width, height, 1, 8, 0, 0, 0, 0, 0, 0) + bytes(9000)
-        checker.refuses('%dx%d' % (width, height), file([(0, 0, 8, data)]))
+        checker.rejects('%dx%d' % (width, height), file([(0, 0, 8, data)]))
     width, height = 7500, 8000
     flat = Bitmap(1, 1, 1)
     flat.width, flat.height = width, height

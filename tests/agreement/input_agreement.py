@@ -10,12 +10,12 @@ from reference import uniform_digest
 
 
 def other_input(checker):
-    checker.refuses('empty input is no picture', b'')
-    checker.refuses('text is no picture', b'The quick brown fox jumps over the lazy dog.\n' * 99)
-    checker.refuses('a beginning of a signature is no picture', b'\x89PN')
+    checker.rejects('empty input is no picture', b'')
+    checker.rejects('text is no picture', b'The quick brown fox jumps over the lazy dog.\n' * 99)
+    checker.rejects('a beginning of a signature is no picture', b'\x89PN')
     picture = png_files.Picture(1, 1, png_files.RGB, 8)
     for seconds in ('0', '-1', '3601', 'ten', '1.5', ''):
-        checker.refuses('a time that is no number of 1 to 3600 is refused: ' + repr(seconds),
+        checker.rejects('a time that is no number of 1 to 3600 is rejected: ' + repr(seconds),
                         picture.file(), seconds)
 
 
@@ -39,7 +39,7 @@ def striped(width, height):
 def budget(checker):
     """With every pixel there, nothing but the budget is a reason to reject a picture."""
     for width, height, over in ((8000, 8000, 'far over'), (151, 397_351, 'one pixel over')):
-        checker.refuses('%dx%d is %s the budget' % (width, height, over), striped(width, height))
+        checker.rejects('%dx%d is %s the budget' % (width, height, over), striped(width, height))
     width, height = 7500, 8000
     stripes = b'\xff\xff\xff\xff\x00\x00\x00\xff' * (width // 2)
     checker.answers('%dx%d is exactly the budget' % (width, height), striped(width, height),

@@ -95,7 +95,7 @@ def colours(checker):
     expected = answer(picture.pixels())
     checker.answers('a profile of sRGB', with_colour(jp2, profiled(tags.rgb_profile())), expected)
     for space in (14, 24, 99):
-        checker.refuses('colour space %d' % space, with_colour(jp2, named(space)))
+        checker.rejects('colour space %d' % space, with_colour(jp2, named(space)))
     chance = random.Random(4)
     entries = [tuple(chance.randrange(256) for _ in range(3)) for _ in range(200)]
     grey = Samples([[(chance.randrange(200),) for _ in range(24)] for _ in range(18)], 8)
@@ -112,7 +112,7 @@ def damage(checker):
             picture = encoded(soft(96, 80, 3).png(), kind, *options)
             steps = range(0, len(picture), max(1, len(picture) // 40))
             for length in (*steps, len(picture) - 2, len(picture) - 1):
-                checker.refuses('%s %s cut after %d of %d bytes' %
+                checker.rejects('%s %s cut after %d of %d bytes' %
                                 (kind, options, length, len(picture)), picture[:length])
 
 
@@ -128,7 +128,7 @@ def missing_parts(checker):
             checker.answers('all ' + name, picture,
                             answer(decoded(picture, kind).pixels()))
             for begin, end in parts:
-                checker.refuses('one of %d %s is missing' % (len(parts), name),
+                checker.rejects('one of %d %s is missing' % (len(parts), name),
                                 picture[:begin] + picture[end:])
 
 
@@ -136,7 +136,7 @@ def sizes(checker):
     picture = bytearray(encoded(soft(40, 40, 3).png(), BARE))
     for width, height in ((0, 40), (8000, 8000), (60_000_001, 1), (1 << 31, 1)):
         picture[8:16] = struct.pack('>II', width, height)
-        checker.refuses('%dx%d is not decoded' % (width, height), bytes(picture))
+        checker.rejects('%dx%d is not decoded' % (width, height), bytes(picture))
 
 
 def bombs(checker):

@@ -127,7 +127,7 @@ def inks(checker):
         cut = jpeg[:length]
         checker.answers('inks cut after %d bytes' % length, cut, answer(decoded_inks(cut)))
     offset = jpeg.index(b'\xff\xc0')
-    checker.refuses('five channels', jpeg[:offset + 9] + b'\5' + jpeg[offset + 10:])
+    checker.rejects('five channels', jpeg[:offset + 9] + b'\5' + jpeg[offset + 10:])
 
 
 def inks_of_profiles(checker):
@@ -162,7 +162,7 @@ def damage(checker):
             checker.answers('cut after %d of %d bytes, %s' % (length, len(jpeg), form[0]), cut,
                             answer(decoded(cut)))
         for length in range(0, first_scan, 7):
-            checker.refuses('cut after %d bytes, before any pixel' % length, jpeg[:length])
+            checker.rejects('cut after %d bytes, before any pixel' % length, jpeg[:length])
         checker.answers('garbage after the end, ' + form[0], jpeg + b'\xff\xd8garbage' * 20000,
                         answer(decoded(jpeg)))
     whole = encoded(ppm(50, 50), '-restart', '1')
@@ -180,7 +180,7 @@ def resized(jpeg, width, height):
 def sizes(checker):
     jpeg = encoded(ppm(16, 16), '-grayscale')
     for width, height in ((0, 5), (5, 0), (8000, 8000), (65535, 65535), (65500, 917), (65501, 1)):
-        checker.refuses('%dx%d is not decoded' % (width, height), resized(jpeg, width, height))
+        checker.rejects('%dx%d is not decoded' % (width, height), resized(jpeg, width, height))
     row = bytes(x * y & 255 for x in range(4000) for y in (1, 3, 7))
     large = encoded(b'P6\n4000 3000\n255\n' + row * 3000)
     line = decoded(large, 3000)
@@ -195,14 +195,14 @@ def scans(checker):
     small = encoded(ppm(40, 40), '-progressive')
     repeated = jpeg_files.with_scans(small, 500)
     checker.answers('hundreds of scans', repeated, answer(decoded(repeated)))
-    checker.refuses('more scans than a picture can have', jpeg_files.with_scans(small, 2800))
+    checker.rejects('more scans than a picture can have', jpeg_files.with_scans(small, 2800))
     four = jpeg_files.encoded_inks(40, 40, progressive=True)
     repeated = jpeg_files.with_scans(four, 2800)
     checker.answers('as many scans as only four channels can have', repeated,
                     answer(decoded_inks(repeated)))
-    checker.refuses('more scans than four channels can have', jpeg_files.with_scans(four, 3600))
+    checker.rejects('more scans than four channels can have', jpeg_files.with_scans(four, 3600))
     flat = encoded(b'P5\n6000 6000\n255\n' + bytes(36_000_000), '-progressive')
-    checker.refuses_within('a large picture of 2,600 scans',
+    checker.rejects_within('a large picture of 2,600 scans',
                            jpeg_files.with_scans(flat, 2600), 2)
 
 

@@ -66,7 +66,7 @@ def animations(checker):
     expected = answer(pictures[0].pixels())
     checker.answers('the first of twenty', jxl, expected)
     checker.answers('the first, cut within the second', jxl[:len(jxl) // 12], expected)
-    checker.refuses('cut within the first', jxl[:len(jxl) // 40])
+    checker.rejects('cut within the first', jxl[:len(jxl) // 40])
 
 
 def colours(checker):
@@ -84,7 +84,7 @@ def colours(checker):
                     answer([[b'\xff' * 4] * 40] * 30))
     for name in ('RGB_D65_202_Rel_PeQ', 'RGB_D65_202_Rel_HLG'):
         for options in (LOSSLESS, ('-d', '1')):
-            checker.refuses('high dynamic range, ' + name, encoded(
+            checker.rejects('high dynamic range, ' + name, encoded(
                 soft(40, 30, 3, 16).png(), '-x', 'color_space=' + name, *options))
 
 
@@ -92,7 +92,7 @@ def damage(checker):
     for options in (LOSSLESS, ('-d', '1'), ('--container=1', '-d', '1')):
         jxl = encoded(soft(96, 80, 4).png(), *options)
         for length in list(range(0, len(jxl), max(1, len(jxl) // 40))) + [len(jxl) - 1]:
-            checker.refuses('%s cut after %d of %d bytes' % (options, length, len(jxl)),
+            checker.rejects('%s cut after %d of %d bytes' % (options, length, len(jxl)),
                             jxl[:length])
 
 

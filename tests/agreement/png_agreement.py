@@ -209,13 +209,13 @@ def late_orientations(checker):
                                   picture.file(before=large, after=turned),
                                   answer(picture.pixels(), 6), 16)
     larger = chunk(b'tEXt', b'Comment\0' + bytes(8 << 20))
-    checker.refuses('a turn after the pixels of a file of more than 8 MiB',
+    checker.rejects('a turn after the pixels of a file of more than 8 MiB',
                     picture.file(before=larger, after=turned))
     checker.answers_within_memory('upright, told after the pixels of a file of 8 MiB and more',
                                   picture.file(before=larger, after=chunk(b'eXIf', tags.exif(1))),
                                   answer(picture.pixels()), 16)
     damaged = chunk(b'IDAT')[:-1] + b'?'
-    checker.refuses('a turn after the pixels, and damage after it',
+    checker.rejects('a turn after the pixels, and damage after it',
                     picture.file(after=turned + damaged))
 
 
@@ -224,28 +224,28 @@ def damage(checker):
     for interlaced in (False, True):
         whole = picture.file(interlaced)
         for length in list(range(0, len(whole), 23)) + list(range(len(whole) - 16, len(whole))):
-            checker.refuses('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
+            checker.rejects('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
     palette = Picture(9, 9, PALETTE, 8)
     for name in (b'IHDR', b'PLTE', b'IDAT', b'IEND'):
         whole = bytearray(palette.file())
         offset = whole.index(name)
         whole[offset + 4 + struct.unpack('>I', whole[offset - 4:offset])[0]] ^= 1
-        checker.refuses('a wrong checksum of ' + name.decode(), bytes(whole))
-    checker.refuses('no palette', palette.file().replace(b'PLTE', b'pLTE'))
+        checker.rejects('a wrong checksum of ' + name.decode(), bytes(whole))
+    checker.rejects('no palette', palette.file().replace(b'PLTE', b'pLTE'))
     raw = picture.raw(False)
     data = zlib.compress(raw)
     wrong = data[:-1] + bytes((data[-1] ^ 1,))
-    checker.refuses('a wrong checksum of the compressed data', picture.file(data=wrong))
+    checker.rejects('a wrong checksum of the compressed data', picture.file(data=wrong))
     late = chunk(b'IDAT', wrong[:-4]) + chunk(b'IDAT', wrong[-4:])
-    checker.refuses('a wrong checksum that comes after all pixels are there',
+    checker.rejects('a wrong checksum that comes after all pixels are there',
                     picture.file(data=wrong).replace(chunk(b'IDAT', wrong), late))
     cut = b''.join(chunk(b'IDAT', part) for part in (wrong[:-4], wrong[-4:-2], wrong[-2:]))
-    checker.refuses('a wrong checksum of the compressed data that is cut in two',
+    checker.rejects('a wrong checksum of the compressed data that is cut in two',
                     picture.file(data=wrong).replace(chunk(b'IDAT', wrong), cut))
-    checker.refuses('pixel data apart from the others', picture.file(after=TEXT + chunk(b'IDAT')))
-    checker.refuses('compressed data without their checksum', picture.file(data=data[:-4]))
-    checker.refuses('a row too few', picture.file(data=zlib.compress(raw[:-97])))
-    checker.refuses('an unknown filter',
+    checker.rejects('pixel data apart from the others', picture.file(after=TEXT + chunk(b'IDAT')))
+    checker.rejects('compressed data without their checksum', picture.file(data=data[:-4]))
+    checker.rejects('a row too few', picture.file(data=zlib.compress(raw[:-97])))
+    checker.rejects('an unknown filter',
                     picture.file(data=zlib.compress(b'\x09' + raw[1:])))
     checker.answers('a row too many', picture.file(data=zlib.compress(raw + bytes(97))),
                     answer(picture.pixels()))
@@ -256,7 +256,7 @@ def damage(checker):
     understated = b'\x08\x1d' + zlib.compress((b'\0' + bytes(v for v, in wide.rows[0])) * 3)[2:]
     checker.answers('compressed data that declare a smaller window than they use',
                     wide.file(data=understated), answer(wide.pixels()))
-    checker.refuses('compressed data that declare a larger window than there is',
+    checker.rejects('compressed data that declare a larger window than there is',
                     picture.file(data=b'\x88\x1c' + data[2:]))
     text = bytearray(picture.file(before=TEXT))
     text[text.index(b'made')] ^= 1
@@ -270,7 +270,7 @@ def sizes(checker):
         for interlaced in (False, True):
             data = (png_files.SIGNATURE + png_files.header(width, height, GREY, 1, interlaced) +
                     chunk(b'IDAT', zlib.compress(bytes(9))) + chunk(b'IEND'))
-            checker.refuses('%dx%d is not decoded' % (width, height), data)
+            checker.rejects('%dx%d is not decoded' % (width, height), data)
     for width, height in ((7500, 8000), (8000, 7500), (60_000_000, 1), (1, 60_000_000)):
         line = bytes((0b10110010,)) * (width // 8 + 1)
         row = bytes((0,)) + line[:-(-width // 8)]

@@ -67,12 +67,12 @@ def arbitrary_maps(checker):
                        ('a number too long', picture.pam(b'RGB', b'DEPTH ' + b'9' * 30 + b'\n')),
                        ('a line too long', picture.pam(b'RGB', b'DEPTH' + b' ' * 9999 + b'3\n')),
                        ('no end of the header', picture.pam(b'RGB').replace(b'ENDHDR', b'#'))):
-        checker.refuses(name, data)
+        checker.rejects(name, data)
 
 
 def spaces_and_comments(checker):
     grey, bits = Picture(12, 7, 1, 255), Picture(12, 7, 1, 1)
-    for space in (b' ', b'\r\n', b'\t', b' \v\f ', b'\n# a comment\n', b'#right behind\n',
+    for space in (b' ', b'\r\n', b'\t', b' \v\f ', b'\n# a comment\n', b'#right after\n',
                   b'\n#one\n#two\n\n#\n'):
         checker.answers('%r between the fields' % space, grey.in_bytes(space=space),
                         answer(grey.pixels()))
@@ -101,26 +101,26 @@ def spaces_and_comments(checker):
                        ('no maximum', b'P5\n3 1\n'),
                        ('P0', b'P0\n1 1\n\0'), ('P8', b'P8\n1 1\n\0'), ('Pf', b'Pf\n1 1\n-1.0\n'),
                        ('a thumbnail', b'P7 332\n#END_OF_COMMENTS\n1 1 255\n\0')):
-        checker.refuses(name, data)
+        checker.rejects(name, data)
 
 
 def values_and_sizes(checker):
     for maximum in (0, 65536, 4_000_000_000):
-        checker.refuses('a maximum of %d' % maximum, b'P5\n1 1\n%d\n\0\0\0\0' % maximum)
-    checker.refuses('a value beyond the maximum', b'P5\n2 1\n100\n\x64\x65')
-    checker.refuses('a value beyond the maximum, in text', b'P2\n2 1\n100\n100 101\n')
-    checker.refuses('a value beyond the maximum, 16 bits', b'P5\n1 1\n1000\n\x03\xe9')
+        checker.rejects('a maximum of %d' % maximum, b'P5\n1 1\n%d\n\0\0\0\0' % maximum)
+    checker.rejects('a value beyond the maximum', b'P5\n2 1\n100\n\x64\x65')
+    checker.rejects('a value beyond the maximum, in text', b'P2\n2 1\n100\n100 101\n')
+    checker.rejects('a value beyond the maximum, 16 bits', b'P5\n1 1\n1000\n\x03\xe9')
     for picture in (Picture(9, 6, 3, 255), Picture(9, 6, 1, 1000)):
         data = picture.in_bytes()
         for length in range(0, len(data), 3):
-            checker.refuses('cut after %d of %d bytes' % (length, len(data)), data[:length])
+            checker.rejects('cut after %d of %d bytes' % (length, len(data)), data[:length])
     text = Picture(9, 6, 1, 255).in_text()
     for length in range(0, len(text) - 4, 5):
-        checker.refuses('cut after %d of %d characters' % (length, len(text)), text[:length])
+        checker.rejects('cut after %d of %d characters' % (length, len(text)), text[:length])
     for width, height in ((0, 5), (5, 0), (8000, 8000), (60_000_001, 1), (1, 60_000_001),
                           (4_000_000_000, 4_000_000_000)):
         for number in range(1, 7):
-            checker.refuses('%dx%d, P%d' % (width, height, number),
+            checker.rejects('%dx%d, P%d' % (width, height, number),
                             b'P%d\n%d %d\n255\n' % (number, width, height) + bytes(1000))
     for width, height in ((60_000_000, 1), (7500, 8000)):
         checker.answers('%dx%d is within the budget' % (width, height),

@@ -5,7 +5,7 @@ import subprocess
 import other_readers
 import tags
 from psd_files import (BITS, CMYK, DUOTONE, GREY, INDEXED, LAB, MULTICHANNEL, RGB, Picture,
-                       block, layers, layers_behind, resource)
+                       block, layers, layers_after, resource)
 from reference import answer, uniform_digest
 
 FORMS = ((BITS, 1), (GREY, 8), (GREY, 16), (INDEXED, 8), (RGB, 8), (RGB, 16), (CMYK, 8), (CMYK, 16),
@@ -27,7 +27,7 @@ def every_form(checker):
                     # light, where the format counts ink.
                     if not large and depth == 8 and mode != CMYK:
                         checker.check(name + ', to Pillow', other_readers.pillow(data) == rows)
-                    # ImageMagick refuses palettes, and has inks of its own.
+                    # ImageMagick rejects palettes, and has inks of its own.
                     if size == (7, 5) and depth < 16 and mode in (BITS, GREY, RGB):
                         checker.check(name + ', to ImageMagick',
                                       other_readers.imagemagick(data, 'psd') == rows)
@@ -54,16 +54,16 @@ def alpha(checker):
                 shows('layers and a long body', clear, layers(-3, large, bytes(999_999)))
                 shows('an empty section', opaque, b'')
                 shows('a section of zeros', opaque, bytes(12))
-                shows('layers in a block', clear, layers_behind(
+                shows('layers in a block', clear, layers_after(
                     block(b'Patt', bytes(99)) + block(b'Lr16', b'\xff\xff' + bytes(50), large),
                     large))
-                shows('layers without alpha in a block', opaque, layers_behind(
+                shows('layers without alpha in a block', opaque, layers_after(
                     block(b'Lr16', b'\0\1' + bytes(50), large), large))
-                shows('a block that says so', clear, layers_behind(
+                shows('a block that says so', clear, layers_after(
                     block(b'Mt16', b'', large), large))
-                shows('a block beyond its section', opaque, layers_behind(
+                shows('a block beyond its section', opaque, layers_after(
                     b'8BIMPatt\xff\xff\xff\xff' + bytes(20), large))
-                shows('blocks that are none', opaque, layers_behind(bytes(200), large))
+                shows('blocks that are none', opaque, layers_after(bytes(200), large))
     seen = Picture(40, 9, RGB, 8, 1)
     seen.planes[3] = [0, 255] * 180
     seen.blended()
@@ -118,16 +118,16 @@ def damage_and_sizes(checker):
         for runs in (False, True):
             whole = Picture(9, 4, mode, depth).file(runs)
             for length in range(0, len(whole), 1 + len(whole) // 40):
-                checker.refuses('cut after %d of %d bytes, mode %d of %d bits%s' % (
+                checker.rejects('cut after %d of %d bytes, mode %d of %d bits%s' % (
                     length, len(whole), mode, depth, ' in runs' if runs else ''), whole[:length])
     picture = Picture(9, 4, RGB, 8)
     for mode, depth in ((BITS, 8), (INDEXED, 16), (RGB, 1), (RGB, 32), (LAB, 8), (MULTICHANNEL, 8)):
-        checker.refuses('mode %d of %d bits' % (mode, depth), Picture(4, 4, mode, depth).file()
+        checker.rejects('mode %d of %d bits' % (mode, depth), Picture(4, 4, mode, depth).file()
                         if depth < 32 else picture.file().replace(b'\0\x08\0\3', b'\0\x20\0\3'))
-    checker.refuses('too few channels', picture.file().replace(b'\0\3\0\0\0\4', b'\0\2\0\0\0\4'))
-    checker.refuses('a compression that is not read', picture.file(data=b'\0\2' + bytes(999)))
-    checker.refuses('a short palette', Picture(4, 4, INDEXED, 8).file(table=bytes(767)))
-    checker.refuses('a run beyond its row', Picture(4, 1, GREY, 8).file(
+    checker.rejects('too few channels', picture.file().replace(b'\0\3\0\0\0\4', b'\0\2\0\0\0\4'))
+    checker.rejects('a compression that is not read', picture.file(data=b'\0\2' + bytes(999)))
+    checker.rejects('a short palette', Picture(4, 4, INDEXED, 8).file(table=bytes(767)))
+    checker.rejects('a run beyond its row', Picture(4, 1, GREY, 8).file(
         data=b'\0\1\0\2' + b'\xf0\1'))
     one = Picture(4, 1, GREY, 8)
     one.planes = [[9] * 4]
@@ -138,7 +138,7 @@ def damage_and_sizes(checker):
     checker.answers('more after it', one.file() + bytes(300_000), answer(one.pixels()))
     for width, height in ((0, 5), (5, 0), (8000, 8000), (2**32 - 1, 2**32 - 1), (60_000_001, 1)):
         one.width, one.height = width, height
-        checker.refuses('%dx%d' % (width, height), one.file(data=b'\0\0' + bytes(999)))
+        checker.rejects('%dx%d' % (width, height), one.file(data=b'\0\0' + bytes(999)))
     one.width, one.height = 60_000_000, 1
     checker.answers('60000000x1 is within the budget', one.file(
         data=b'\0\0' + b'\7' * 60_000_000),
@@ -147,7 +147,7 @@ def damage_and_sizes(checker):
     whole = small.file(large=True, layers=layers(2, True))
     offset = whole.index(layers(2, True)) - 8
     for claimed in (2**40, 2**63, 2**64 - 1):
-        checker.refuses('layers of %d bytes' % claimed, whole[:offset] + claimed.to_bytes(8, 'big') +
+        checker.rejects('layers of %d bytes' % claimed, whole[:offset] + claimed.to_bytes(8, 'big') +
                         whole[offset + 8:])
     gigabytes = 2 << 30
     head = whole[:offset] + (gigabytes + 20).to_bytes(8, 'big') + gigabytes.to_bytes(8, 'big')

@@ -124,6 +124,6 @@ def layers(count, large=False, body=b'', blocks=b''):
     return struct.pack(form, len(info)) + info + struct.pack('>I', 0) + blocks
 
 
-def layers_behind(blocks, large=False):
+def layers_after(blocks, large=False):
     """The section where the layers lie in blocks after the usual section."""
     return bytes(8 if large else 4) + struct.pack('>I', 6) + bytes(6) + blocks

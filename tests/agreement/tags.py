@@ -13,7 +13,7 @@ BYTE, SHORT, LONG, SIGNED_SHORT = 1, 3, 4, 8
 
 
 def exif(orientation, order='>', entries_before=3, kind=SHORT, count=1):
-    """Exif data, TIFF header first, with the orientation behind some other entries."""
+    """Exif data, TIFF header first, with the orientation after some other entries."""
     entries = [struct.pack(order + 'HHII', 0x0100 + i, 4, 1, 7) for i in range(entries_before)]
     form = {BYTE: 'B3x', SHORT: 'H2x', LONG: 'I', SIGNED_SHORT: 'h2x'}[kind]
     entries.append(struct.pack(order + 'HHI' + form, 0x0112, kind, count, orientation))
@@ -58,11 +58,11 @@ SRGB_CURVE = formula_curve(2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92, 0.04045)
 
 
 def profile(tags, space=b'RGB ', connection=b'XYZ '):
-    place = 132 + 12 * len(tags)
+    offset = 132 + 12 * len(tags)
     table, data = struct.pack('>I', len(tags)), b''
     for name, tag in tags.items():
         tag += bytes(-len(tag) % 4)
-        table += name + struct.pack('>II', place + len(data), len(tag))
+        table += name + struct.pack('>II', offset + len(data), len(tag))
         data += tag
     body = (b'\0\0\0\0\x02\x10\0\0mntr' + space + connection + bytes(12) + b'acsp' + bytes(28) +
             fixed(0.9642, 1, 0.8249) + bytes(48) + table + data)

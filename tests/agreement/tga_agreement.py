@@ -59,18 +59,18 @@ def damage(checker):
         for runs in (False, True):
             whole = picture.file(runs)
             for length in range(0, len(whole), 1 + len(whole) // 40):
-                checker.refuses('cut after %d of %d bytes, kind %d of %d bits%s' % (
+                checker.rejects('cut after %d of %d bytes, kind %d of %d bits%s' % (
                     length, len(whole), kind, depth, ' in runs' if runs else ''), whole[:length])
     data = Picture(9, 4, TRUE_COLOUR, 24).file()
     for offset, value in ((1, 2), (1, 1), (2, 0), (2, 1), (2, 4), (2, 8), (2, 32), (3, 1), (5, 1),
                          (7, 24), (12, 0), (14, 0), (16, 8), (16, 1), (16, 64), (17, 0x40),
                          (17, 0x80)):
-        checker.refuses('%d at %d' % (value, offset),
+        checker.rejects('%d at %d' % (value, offset),
                         data[:offset] + bytes((value,)) + data[offset + 1:] + bytes(9999))
     large = Picture(1, 1, GREY, 8)
     for width, height in ((8000, 8000), (65535, 65535), (65535, 916)):
         large.width, large.height = width, height
-        checker.refuses('%dx%d' % (width, height), large.file())
+        checker.rejects('%dx%d' % (width, height), large.file())
     large.width, large.height = 65535, 915
     header = large.file(True)[:18]
     checker.answers('65535x915 is within the budget', header + b'\xff\x07' * (65535 * 915 // 128 + 1),

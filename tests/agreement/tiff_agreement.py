@@ -88,9 +88,9 @@ def odd_depths(checker):
     checker.answers('a palette of 65,536 colours', picture.file(), answer(picture.pixels()))
     for bits in (33, 48, 64):
         tags_of = {258: (SHORT, [bits])}
-        checker.refuses('%d bits' % bits, Picture(8, 8, MIN_IS_BLACK, 8).file(more=tags_of))
+        checker.rejects('%d bits' % bits, Picture(8, 8, MIN_IS_BLACK, 8).file(more=tags_of))
     for kind in (2, 3, 5, 6):
-        checker.refuses('samples of format %d' % kind,
+        checker.rejects('samples of format %d' % kind,
                         Picture(8, 8, RGB, 16).file(more={339: (SHORT, [kind] * 3)}))
     undefined = Picture(8, 8, RGB, 16)
     checker.answers('samples of no said format', undefined.file(more={339: (SHORT, [4] * 3)}),
@@ -121,7 +121,7 @@ def long_samples(checker):
             checker.answers('%s by a tool, 32 bits, %s' % (*options, order),
                             tool(picture.file(order=order), 'tiffcp', '-c', *options, '-s'),
                             answer(picture.pixels()))
-    checker.refuses('a palette of indices of 17 bits', Picture(8, 8, MIN_IS_BLACK, 17).file(
+    checker.rejects('a palette of indices of 17 bits', Picture(8, 8, MIN_IS_BLACK, 17).file(
         more={262: (SHORT, [PALETTE]), 320: (SHORT, [0] * 3 * (1 << 17))}))
 
 
@@ -221,7 +221,7 @@ def palettes(checker):
     checker.answers('a palette of values in the upper half', mapped(lambda v: v & 0xff00), expected)
     picture.palette = [tuple(v ^ 0x55 for v in colour) for colour in full]
     checker.answers('a palette of 16-bit values', picture.file(), answer(picture.pixels()))
-    checker.refuses('a palette too short', picture.file(more={320: (SHORT, [0] * 30), 258:
+    checker.rejects('a palette too short', picture.file(more={320: (SHORT, [0] * 30), 258:
                                                               (SHORT, [4])}))
     image = Image.frombytes('RGB', (40, 30), ppm(40, 30)[-3600:]).quantize(77)
     out = io.BytesIO()
@@ -305,10 +305,10 @@ def jpeg(checker):
                          514: (LONG, [len(picture)])}, [picture])
         checker.answers('a JPEG in an old-style TIFF, ' + sampling, old,
                         answer(seen_by_pillow(old)))
-        checker.refuses('a JPEG of fewer rows than its strip', assembled(
+        checker.rejects('a JPEG of fewer rows than its strip', assembled(
             {**shared, 259: (SHORT, [7]), 257: (LONG, [56]), 278: (LONG, [56])}, [picture]))
         for cut in (200, len(picture) // 2, len(picture) - 2):
-            checker.refuses('a JPEG cut after %d bytes, %s' % (cut, sampling), assembled(
+            checker.rejects('a JPEG cut after %d bytes, %s' % (cut, sampling), assembled(
                 {**shared, 259: (SHORT, [7])}, [picture[:cut]]))
 
 
@@ -345,9 +345,9 @@ def colours(checker):
         checker.answers('a profile cut short is as none, photometric %d' % photometric,
                         picture.file(more={34675: (UNDEFINED, Elsewhere(len(other), 60))}),
                         expected)
-    checker.refuses('inks of another kind', Picture(9, 9, CMYK, 8).file(more={332: (SHORT, [2])}))
+    checker.rejects('inks of another kind', Picture(9, 9, CMYK, 8).file(more={332: (SHORT, [2])}))
     for photometric in (4, 8, 9, 10, 32803, 32844, 34892):
-        checker.refuses('photometric %d' % photometric,
+        checker.rejects('photometric %d' % photometric,
                         Picture(9, 9, RGB, 8).file(more={262: (SHORT, [photometric])}))
 
 
@@ -362,7 +362,7 @@ def damage(checker):
         checker.answers('%s, whole' % options, whole, answer(picture.pixels()))
         last = len(whole) - (4 if options else 8)
         for length in (*range(0, last, max(1, len(whole) // 23)), last):
-            checker.refuses('%s, cut after %d of %d bytes' % (options, length, len(whole)),
+            checker.rejects('%s, cut after %d of %d bytes' % (options, length, len(whole)),
                             whole[:length])
     bilevel = Picture(200, 60, MIN_IS_WHITE, 1)
     for compression in ('g3:1d', 'g3:2d', 'g4', 'jbig', 'zstd', 'webp'):
@@ -373,15 +373,15 @@ def damage(checker):
         length = int.from_bytes(whole[count:count + 4], 'little')
         for cut in (0, 1, length // 3, length // 2):
             shorter = whole[:count] + struct.pack('<I', cut) + whole[count + 4:]
-            checker.refuses('%s of %d from %d bytes' % (compression, cut, length), shorter)
+            checker.rejects('%s of %d from %d bytes' % (compression, cut, length), shorter)
             # The pixels of that compression can be anything.
             if compression != 'webp':
                 zeros = whole[:begin + cut] + bytes(length - cut) + whole[begin + length:]
-                checker.refuses('%s overwritten after %d bytes' % (compression, cut), zeros)
+                checker.rejects('%s overwritten after %d bytes' % (compression, cut), zeros)
     checksum = picture.file(compression='Deflate')
     end = checksum.index(struct.pack('<HHI', 256, LONG, 1)) - 2
     checksum = checksum[:end - 2] + bytes(2) + checksum[end:]
-    checker.refuses('a wrong checksum of the compressed data', checksum)
+    checker.rejects('a wrong checksum of the compressed data', checksum)
 
 
 def find_tag(data, tag):
@@ -414,13 +414,13 @@ def directories(checker):
     many = {tag: (LONG, [tag]) for tag in range(40_000, 50_000)}
     checker.answers('ten thousand tags', picture.file(more=many), expected)
     for offset in (0, 1, 7, 5000, 2**31, 2**32 - 1):
-        checker.refuses('a directory at %d' % offset,
+        checker.rejects('a directory at %d' % offset,
                         b'II*\0' + struct.pack('<I', offset) + bytes(2000))
-    checker.refuses('a directory of nothing', b'II*\0\x08\0\0\0' + bytes(2000))
-    checker.refuses('a big directory of more entries than there can be',
+    checker.rejects('a directory of nothing', b'II*\0\x08\0\0\0' + bytes(2000))
+    checker.rejects('a big directory of more entries than there can be',
                     b'II+\0\x08\0\0\0' + struct.pack('<QQ', 16, 2**61) + bytes(2000))
-    checker.refuses("a camera's raw file", picture.file(more={50706: (1, [1, 4, 0, 0])}))
-    checker.refuses('a preview with the picture in a directory below',
+    checker.rejects("a camera's raw file", picture.file(more={50706: (1, [1, 4, 0, 0])}))
+    checker.rejects('a preview with the picture in a directory below',
                     picture.file(more={254: (LONG, [1]), 330: (LONG, [8])}))
 
 
@@ -442,11 +442,11 @@ def strips(checker):
     picture = Picture(40, 30, RGB, 8)
     for count in (10**6, 10**8, 2**32 - 1):
         for tag in (273, 279):
-            checker.refuses('tag %d of %d strips that are not there' % (tag, count), picture.file(
+            checker.rejects('tag %d of %d strips that are not there' % (tag, count), picture.file(
                 more={278: (LONG, [1])}, rows_per_strip=1)[:0] + with_tag(picture, tag, count))
     for compression in ('LZW', 'Deflate'):
         for length in (0, 1, 10**6, 2**31, 2**32 - 1):
-            checker.refuses('%s in a strip that is said to have %d bytes' % (compression, length),
+            checker.rejects('%s in a strip that is said to have %d bytes' % (compression, length),
                             picture.file(compression=compression, more={279: (LONG, [length])}))
     for length in (0, 1, 10**6, 2**32 - 1):
         checker.answers('a plain strip that is said to have %d bytes' % length,
@@ -454,7 +454,7 @@ def strips(checker):
     checker.answers('plain strips that are said to be too short', picture.file(
         rows_per_strip=10, more={279: (LONG, [1200, 700, 1])}), answer(picture.pixels()))
     for missing in ([1200, 1200], [1200, 0, 1200]):
-        checker.refuses('strips of %s bytes' % missing, picture.file(
+        checker.rejects('strips of %s bytes' % missing, picture.file(
             rows_per_strip=10, compression='PackBits', more={279: (LONG, missing)}))
 
 
@@ -493,7 +493,7 @@ def sizes(checker):
         for options in ({}, {'tile': (16, 16)}, {'planar': True}):
             data = Picture(4, 4, RGB, 8).file(more={256: (LONG, [width]), 257: (LONG, [height])},
                                               **options)
-            checker.refuses('%dx%d, %s' % (width, height, options), data)
+            checker.rejects('%dx%d, %s' % (width, height, options), data)
     for width, height in ((7500, 8000), (60_000_000, 1), (1, 60_000_000)):
         line = bytes((0b10110010,)) * (width // 8 + 1)
         data = tiff_files.compressed('Deflate', [line[:-(-width // 8)] * height])
@@ -511,7 +511,7 @@ def sizes(checker):
         if tile == (4, 4):
             checker.answers('a tile of the picture', huge.file(tile=tile), answer(huge.pixels()))
         else:
-            checker.refuses('tiles of %dx%d' % tile, huge.file(tile=(16, 16), more=shape))
+            checker.rejects('tiles of %dx%d' % tile, huge.file(tile=(16, 16), more=shape))
 
 
 CASES = (every_form, odd_depths, long_samples, compressions, compressions_by_tools,

@@ -169,7 +169,7 @@ def exif_oddities(checker):
     checker.answers_within_memory('Exif of 100 MB', large, answer(expected, 8), 32)
     whole = riff(extended, pixels, six)
     for length in range(len(whole) - len(six), len(whole), 5):
-        checker.refuses('cut before announced Exif has come, at %d' % length, whole[:length])
+        checker.rejects('cut before announced Exif has come, at %d' % length, whole[:length])
 
 
 def colours(checker):
@@ -198,7 +198,7 @@ def colours(checker):
     checker.answers('another profile',
                     riff(header(ICC, 21 * 12, 1), chunk(b'ICCP', ADOBE.profile),
                          pixel_chunks(lossless(in_adobe))), answer(looks))
-    checker.refuses('a profile that is cut', riff(tagged, other)[:-20])
+    checker.rejects('a profile that is cut', riff(tagged, other)[:-20])
 
 
 def animations(checker):
@@ -226,10 +226,10 @@ def animations(checker):
                         answer(on_canvas(expected, 30, 20, 2, 4)))
     for name, first in {'no pixels': b'', 'chunks without pixels': chunk(b'what', b'ever'),
                         'alpha alone': chunk(b'ALPH', bytes(200))}.items():
-        checker.refuses('a first frame of ' + name, riff(begin, frame(0, 0, 13, 9, first), other))
-    checker.refuses('a frame of another size than its pixels',
+        checker.rejects('a first frame of ' + name, riff(begin, frame(0, 0, 13, 9, first), other))
+    checker.rejects('a frame of another size than its pixels',
                     riff(begin, frame(0, 0, 13, 10, pixels)))
-    checker.refuses('frames without a header', riff(animation(), frame(0, 0, 13, 9, pixels)))
+    checker.rejects('frames without a header', riff(animation(), frame(0, 0, 13, 9, pixels)))
 
 
 def containers(checker):
@@ -270,7 +270,7 @@ def containers(checker):
             'alpha of an unknown compression': riff(extended, b'ALPH' + alpha[4:8] + b'\2' +
                                                     alpha[9:], plain),
     }.items():
-        checker.refuses(name, webp)
+        checker.rejects(name, webp)
 
 
 def damage(checker):
@@ -279,14 +279,14 @@ def damage(checker):
                        'lossy with alpha': encoded(pam(soft(31, 27, True)))}.items():
         checker.answers(name + ', whole', webp, answer(decoded(webp)))
         for length in list(range(0, len(webp), 29)) + list(range(len(webp) - 6, len(webp) - 1)):
-            checker.refuses('%s, cut after %d of %d bytes' % (name, length, len(webp)),
+            checker.rejects('%s, cut after %d of %d bytes' % (name, length, len(webp)),
                             webp[:length])
         # The same with sizes that agree with what is left.
         for length in range(40, len(pixel_chunks(webp)) - 12, 41):
             kept = pixel_chunks(webp)[:length]
             if kept[:4] == b'ALPH':
                 continue
-            checker.refuses('%s, %d bytes of its pixels' % (name, length),
+            checker.rejects('%s, %d bytes of its pixels' % (name, length),
                             riff(chunk(kept[:4], kept[8:])))
 
 
@@ -301,11 +301,11 @@ def sizes(checker):
     checker.answers('exactly the budget, turned', turned, '%s 8000 7500\n' % uniform_digest(
         7500, 8000, premultiplied(*RED, 77) * 7500))
     for width, height in ((8000, 8000), (16383, 16383), (16383, 3663)):
-        checker.refuses('%dx%d is not decoded' % (width, height),
+        checker.rejects('%dx%d is not decoded' % (width, height),
                         riff(even(width, height, *RED, 255)))
     small = frame(0, 0, 9, 6, even(9, 6, *RED, 255))
     for width, height in ((1 << 24, 1 << 24), (1 << 24, 4), (60_001, 1000), (8000, 8000)):
-        checker.refuses('a canvas of %dx%d' % (width, height),
+        checker.rejects('a canvas of %dx%d' % (width, height),
                         riff(header(ANIMATION, width, height), animation(), small))
     for width, height in ((60_000, 1000), (15_000_000, 4), (4, 15_000)):
         covered = min(9, width) * colour
@@ -315,7 +315,7 @@ def sizes(checker):
                         first_row_answer(width, height, covered))
     large = riff(header(ANIMATION, 9, 9), animation(), frame(0, 0, 16383, 16383,
                                                              even(16383, 16383, *RED, 255)))
-    checker.refuses('a frame beyond the budget on a small canvas', large)
+    checker.rejects('a frame beyond the budget on a small canvas', large)
 
 
 def first_row_answer(width, height, covered):

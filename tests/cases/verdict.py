@@ -160,11 +160,11 @@ class Verdict:
         """The credential shows nowhere but where it was. A short one may turn up by chance."""
         if len(self.case.token) < 8:
             return
-        places = {"stdout": output, "stderr": error}
-        places.update({name: thing[2] for name, thing in after.items()
-                       if name not in before or before[name][2] != thing[2]})
-        for place, text in places.items():
-            check(self.case.token not in text, f"{place} shows the credential")
+        shown = {"stdout": output, "stderr": error}
+        shown.update({name: thing[2] for name, thing in after.items()
+                      if name not in before or before[name][2] != thing[2]})
+        for name, text in shown.items():
+            check(self.case.token not in text, f"{name} shows the credential")
 
     def check_time(self, seconds):
         if "seconds" in self.case.process:

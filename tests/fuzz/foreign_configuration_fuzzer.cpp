@@ -1,4 +1,4 @@
-// Configurations of coding agents under libFuzzer: whatever they hold, they are read or refused,
+// Configurations of coding agents under libFuzzer: whatever they hold, they are read or rejected,
 // and their commands are split. The first byte picks the agent, and whether the text is TOML.
 
 #include <cstddef>
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             codexTrust(configuration.states, file, entry);
         }
     } catch (const std::runtime_error&) {
-        // Refused, as it should be.
+        // Rejected, as it should be.
     }
     return 0;
 }

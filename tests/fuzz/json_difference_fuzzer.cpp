@@ -1,5 +1,5 @@
-// JSON texts under libFuzzer: what is read must be what the library reads, and what is refused what
-// the library refuses, but for the limits of our own.
+// JSON texts under libFuzzer: what is read must be what the library reads, and what is rejected
+// what the library rejects, but for the limits of our own.
 
 #include <algorithm>
 #include <cstddef>

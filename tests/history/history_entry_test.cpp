@@ -130,14 +130,14 @@ TEST_CASE("every member of an entry is held to its kind") {
                                    {"items", Kind::list, required}});
 }
 
-TEST_CASE("every member of an item is held to its kind, or the whole entry is refused") {
+TEST_CASE("every member of an item is held to its kind, or the whole entry is rejected") {
     test::tryMembers<HelperEntry>(parseJSON(completeEntry), item,
                                   {{"id", Kind::uuid, required},
                                    {"index", Kind::integer, required},
                                    {"representations", Kind::list, required}});
 }
 
-TEST_CASE("every member of a representation is held to its kind, or the whole entry is refused") {
+TEST_CASE("every member of a representation is held to its kind, or the whole entry is rejected") {
     test::tryMembers<HelperEntry>(parseJSON(completeEntry), firstRepresentation,
                                   {{"id", Kind::uuid, required},
                                    {"uti", Kind::text, required},
@@ -150,7 +150,7 @@ TEST_CASE("every member of a representation is held to its kind, or the whole en
                                    {"thumbnailPath", Kind::text, optional}});
 }
 
-TEST_CASE("every fact about an image is held to its kind, or the whole entry is refused") {
+TEST_CASE("every fact about an image is held to its kind, or the whole entry is rejected") {
     test::tryMembers<HelperEntry>(parseJSON(completeEntry), metadata,
                                   {{"pixelWidth", Kind::integer, required},
                                    {"pixelHeight", Kind::integer, required},
@@ -217,7 +217,7 @@ TEST_CASE("an alpha channel that is null or missing is unknown") {
     CHECK_FALSE(record::decode<HelperImageMetadata>(facts).hasAlpha.has_value());
 }
 
-TEST_CASE("image facts that do not say whether they are bit for bit the original are refused") {
+TEST_CASE("image facts that do not say whether they are bit for bit the original are rejected") {
     json facts = parseJSON(encoded(plainMetadata()));
     facts.erase("isBitExact");
     CHECK_FALSE(isRead<HelperImageMetadata>(facts));

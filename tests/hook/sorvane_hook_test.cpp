@@ -137,7 +137,7 @@ TEST_CASE("the command line is repaired where it is not UTF-8") {
     CHECK(stage.observation("cursor")->at("clientID") == "client-\uFFFD\uFFFD");
 }
 
-TEST_CASE("a credential that is refused leaves the input unread and no observation") {
+TEST_CASE("a credential that is rejected leaves the input unread and no observation") {
     const HookStage stage;
     Words stranger = stage.commandLine("Cursor");
     Words other = stage.commandLine("cursor");

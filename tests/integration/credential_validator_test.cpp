@@ -80,7 +80,7 @@ class Installation {
 
     ValidatedCredential validate() const { return validate("codex", "client-1", credential); }
 
-    /// What a refused client is told, or "accepted".
+    /// What a rejected client is told, or "accepted".
     std::string outcome(std::string_view agent, std::string_view clientID, const Path& file) const {
         try {
             validate(agent, clientID, file);
@@ -143,7 +143,7 @@ TEST_CASE("every kind of agent has its own manifest") {
                                        installation.credential));
 }
 
-TEST_CASE("an identifier that is no agent's is refused before any file is touched") {
+TEST_CASE("an identifier that is no agent's is rejected before any file is touched") {
     Installation installation;
     for (const std::string agent : {"", "Codex", "codex ", "test", "custom-", "../codex"}) {
         CAPTURE(agent);

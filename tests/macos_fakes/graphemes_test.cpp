@@ -53,7 +53,7 @@ TEST_CASE("texts are counted in extended grapheme clusters") {
     World world;
     struct Row {
         const char* text;
-        std::size_t characters;
+        std::size_t graphemes;
     };
     for (const Row& row :
          {Row{"\u00e4", 1}, Row{"a\u0308", 1}, Row{"a\u0308b", 2}, Row{"\U0001F600", 1},
@@ -61,14 +61,14 @@ TEST_CASE("texts are counted in extended grapheme clusters") {
           Row{"\u0600\u00e4", 1}, Row{"\n\u0301", 2}, Row{"\r\n\u00e4", 2}, Row{"a\u200Db", 2},
           Row{"\u00e4\r\n\u00e4", 3}, Row{"\u0301", 1}, Row{"a\xff", 2}}) {
         CAPTURE(row.text);
-        CHECK(graphemes::count(row.text) == row.characters);
+        CHECK(graphemes::count(row.text) == row.graphemes);
     }
 }
 
 TEST_CASE("each composed character of a text is asked for once, and no flag is") {
     const struct {
         std::string text;
-        std::size_t characters;
+        std::size_t graphemes;
         std::size_t asked;
     } rows[] = {
         {"a" + repeated("\u0301", 100'000), 1, 1},
@@ -78,12 +78,12 @@ TEST_CASE("each composed character of a text is asked for once, and no flag is")
     };
     for (const auto& row : rows) {
         World world;
-        CHECK(graphemes::count(row.text) == row.characters);
+        CHECK(graphemes::count(row.text) == row.graphemes);
         CHECK(world.composedCharactersAsked == row.asked);
     }
 }
 
-TEST_CASE("what is a character elsewhere is one here") {
+TEST_CASE("graphemes are the same here as on another system") {
     for (const test::CountedText& row : test::countedTexts()) {
         World world;
         const std::string text = row.text();

@@ -204,7 +204,7 @@ TEST_CASE("a picture that cannot be decoded has no identity and is not drawn") {
     CHECK(world.calls.size() == 3);
 }
 
-TEST_CASE("a decoded size over the budget is refused before there is a frame or a colour space") {
+TEST_CASE("a decoded size over the budget is rejected before there is a frame or a colour space") {
     for (const auto& [width, height] :
          {std::pair<std::size_t, std::size_t>{0, 1}, std::pair<std::size_t, std::size_t>{1, 0},
           std::pair<std::size_t, std::size_t>{8000, 8000},

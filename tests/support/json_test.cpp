@@ -95,7 +95,7 @@ TEST_CASE("of a key that is written twice the last value counts") {
           json::object({{"a", json::object({{"c", 3}})}, {"b", 2}}));
 }
 
-TEST_CASE("what is not quite JSON is refused in one short line") {
+TEST_CASE("what is not quite JSON is rejected in one short line") {
     struct Group {
         std::string_view fault;
         std::vector<std::string_view> texts;
@@ -162,7 +162,7 @@ TEST_CASE("a control character within a text must be escaped") {
     }
 }
 
-TEST_CASE("512 levels are read and one more is refused") {
+TEST_CASE("512 levels are read and one more is rejected") {
     struct Row {
         std::string_view open, core, close;
         std::size_t levelsEach, levelsOfCore;
@@ -198,7 +198,7 @@ TEST_CASE("only levels count, not brackets") {
     CHECK_FALSE(failure("{\"" + repeated("{", 1000) + R"(":1})"));
 }
 
-TEST_CASE("a text that is nested beyond measure is refused, whole or broken off") {
+TEST_CASE("a text that is nested beyond measure is rejected, whole or broken off") {
     constexpr std::size_t levels = 1'000'000;
     CHECK(failure(nested("[", "", "]", levels)));
     CHECK(failure(nested(R"({"a":)", "1", "}", levels)));
@@ -342,7 +342,7 @@ TEST_CASE("writing appends to what stands there") {
     CHECK(text == R"(before [1]{"a":2})");
 }
 
-TEST_CASE("a value without a JSON form is refused, however deep it stands") {
+TEST_CASE("a value without a JSON form is rejected, however deep it stands") {
     struct Row {
         std::string_view name;
         json value;

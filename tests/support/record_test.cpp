@@ -276,7 +276,7 @@ TEST_CASE("a record that was written is read back the same") {
     CHECK(record::decode<Drawing>(parseJSON(textOf(fullDrawing()))) == fullDrawing());
 }
 
-TEST_CASE("a record that has no JSON form is refused") {
+TEST_CASE("a record that has no JSON form is rejected") {
     using Dated = Two<Date, std::string, Mistake::none>;
     CHECK_THROWS(textOf(Dated{Date(Date::duration(std::nan(""))), ""}));
     CHECK_THROWS(textOf(Dated{Date(Date::duration(HUGE_VAL)), ""}));

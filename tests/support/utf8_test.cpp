@@ -29,7 +29,7 @@ std::size_t expectedLength(char32_t scalar) {
     return scalar <= 0xFFFF ? 3 : 4;
 }
 
-// The plainest reader there is: takes the bits as they come and refuses afterwards.
+// The plainest reader there is: takes the bits as they come and rejects afterwards.
 bool plainlyValid(std::string_view text) {
     while (!text.empty()) {
         const auto byte = [&text](std::size_t index) {

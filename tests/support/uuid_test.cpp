@@ -40,7 +40,7 @@ TEST_CASE("a UUID is read in either case and told in both") {
     }
 }
 
-TEST_CASE("what is not quite a UUID is refused") {
+TEST_CASE("what is not quite a UUID is rejected") {
     const std::vector<std::string_view> texts = {
         "",
         "9b2f4c1e",

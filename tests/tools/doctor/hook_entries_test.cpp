@@ -89,7 +89,7 @@ TEST_CASE("all hooks may be switched off") {
         readHookConfiguration(row("Codex"), "c.toml", "[features]\nhooks = true").switchedOff);
 }
 
-TEST_CASE("a text that is no such document is refused with one line") {
+TEST_CASE("a text that is no such document is rejected with one line") {
     for (const auto& [file, text] : {std::pair{"s.json", "{\n\n  // a\n}"},
                                      {"s.json", ""},
                                      {"c.toml", "a =\n\n"},

@@ -97,7 +97,7 @@ TEST_CASE("whether the directory tells the kind of further samples is known") {
     CHECK(file.namesExtraSamples());
 }
 
-TEST_CASE("what is no TIFF, or one whose picture lies deeper, is refused") {
+TEST_CASE("what is no TIFF, or one whose picture lies deeper, is rejected") {
     const TiffBytes tiff;
     const Bytes width = tiff.directory({{256, longType, 1, 7}});
     CHECK(isPicture(joined({tiff.header(), width})));
