@@ -30,9 +30,9 @@ class ChildStreams {
     posix_spawn_file_actions_t actions_;
 };
 
-/// A running child program, reaped exactly once: by `wait` or `succeeds`, or, when neither is
-/// called, killed and reaped by the destructor. What this process has set for SIGCHLD does not
-/// matter; see child_status.h.
+/// A running child program, reaped exactly once: by `wait` or `succeeds`, whichever is called, or
+/// killed and reaped at the end. Nothing that this process does with SIGCHLD matters; see
+/// child_status.h.
 class ChildProcess {
   public:
     using Clock = ChildStatus::Clock;
@@ -49,8 +49,8 @@ class ChildProcess {
     /// Waits until the child has ended: its exit status, or the number of the signal that ended it.
     std::int32_t wait();
 
-    /// Waits until the child has ended or the deadline has passed, and then kills a child that
-    /// still runs. Whether it ended by itself, with status 0.
+    /// Waits until the child has ended or the deadline has passed; one that has not ended then is
+    /// killed. Whether it ended by itself, with status 0.
     bool succeeds(Clock::time_point deadline);
 
   private:

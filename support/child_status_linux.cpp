@@ -26,7 +26,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = ChildStatus::Clock;
 
-// The end of a child whose status somebody else has taken.
+// What is said of a child whose status somebody else has taken.
 constexpr ChildEnd unknownEnd{false, SIGKILL};
 
 struct StartReport {
@@ -85,9 +85,9 @@ bool hasReport(int socket, Clock::time_point deadline) {
     }
 }
 
-// All that the fork does. It closes the descriptors that it shares with this process: on one of
-// them somebody may wait for the end of the stream. It reaps the program only after this process
-// has taken the report: until then the process id may be killed and must not be used again.
+// The fork's whole life. It has all descriptors of this process and must close them: somebody
+// waits for the end of what is written to one. It does not reap the program before this process has
+// taken the report, so that the program's number names nothing else as long as it may be killed.
 [[noreturn]] void startAndReport(int socket, const auto& start) {
     std::signal(SIGCHLD, SIG_DFL);
     StartReport started{};

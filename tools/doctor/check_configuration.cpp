@@ -20,7 +20,7 @@ constexpr int decodingSeconds = 20;
 
 using Entries = std::vector<const FoundEntry*>;
 
-std::string location(const FoundEntry& found) {
+std::string place(const FoundEntry& found) {
     return found.file.native() + " (" + found.entry.event + ")";
 }
 
@@ -60,7 +60,7 @@ Finding checkTimeout(const Agent& agent, const FoundEntry& found) {
                           " seconds"
                     : "the agent's own"};
     const double seconds = secondsOf(agent, *found.entry.timeout);
-    const std::string text = key + " in " + location(found) + " gives the hook " + number(seconds) +
+    const std::string text = key + " in " + place(found) + " gives the hook " + number(seconds) +
                              (seconds == 1 ? " second" : " seconds");
     if (seconds >= needed) return {"time-out", Status::ok, text};
     const double wanted = agent.timeoutUnit == TimeoutUnit::milliseconds ? needed * 1000 : needed;
@@ -127,14 +127,13 @@ class EntriesCheck {
         if (running_.size() > 1)
             return {"hook entry", Status::failed,
                     "the hook is there " + std::to_string(running_.size()) +
-                        " times: " + location(*running_[0]) + " and " + location(*running_[1]),
-                    "Keep the first of these entries and take the others out: " + locations() +
-                        "."};
-        if (running_.size() == 1) return {"hook entry", Status::ok, location(*running_.front())};
+                        " times: " + place(*running_[0]) + " and " + place(*running_[1]),
+                    "Keep the first of these entries and take the others out: " + places() + "."};
+        if (running_.size() == 1) return {"hook entry", Status::ok, place(*running_.front())};
         if (!entries_.empty())
             return {"hook entry", Status::failed,
                     "the hook is at another event than a submitted prompt: " +
-                        location(*entries_.front()),
+                        place(*entries_.front()),
                     "In " + entries_.front()->file.native() + ", move the hook's entry from " +
                         entries_.front()->entry.event + " to " + event + "."};
         if (!configuration_.unreadable.empty())
@@ -148,10 +147,10 @@ class EntriesCheck {
                 expected()};
     }
 
-    std::string locations() const {
-        std::string text = location(*running_.front());
+    std::string places() const {
+        std::string text = place(*running_.front());
         for (std::size_t index = 1; index < running_.size(); ++index)
-            text += " and " + location(*running_[index]);
+            text += " and " + place(*running_[index]);
         return text;
     }
 
@@ -167,7 +166,7 @@ class EntriesCheck {
         if (found.entry.inBackground)
             add({"answer", Status::failed,
                  "the agent does not wait for the hook's answer: \"async\" is set in " +
-                     location(found),
+                     place(found),
                  "In " + found.file.native() + ", take \"async\" out of the hook's entry."});
         add(checkTimeout(configuration_.agent, found));
         if (configuration_.agent.mustBeTrusted) add(checkTrust(configuration_, found));

@@ -42,10 +42,10 @@ Finding failed(const std::string& program, const std::string& text, std::string 
 
 Finding checkDecoder(const std::string& program) {
     const auto candidates = decoderCandidates(program);
-    const auto path = std::find_if(candidates.begin(), candidates.end(), [](const auto& candidate) {
-        return ::access(candidate.c_str(), X_OK) == 0;
+    const auto place = std::find_if(candidates.begin(), candidates.end(), [](const auto& path) {
+        return ::access(path.c_str(), X_OK) == 0;
     });
-    if (path == candidates.end())
+    if (place == candidates.end())
         return failed(program,
                       "is not in " + candidates.front().parent_path().native() +
                           ", ../libexec/sorvane from there, or " +
@@ -57,14 +57,14 @@ Finding checkDecoder(const std::string& program) {
     for (const TinyPicture& picture : picturesFor(program))
         (goesThrough(program, picture) ? good : bad).push_back(picture.name);
     if (good.empty())
-        return failed(program, "(" + path->native() + ") decodes nothing",
+        return failed(program, "(" + place->native() + ") decodes nothing",
                       "Run it by hand (\"" + program +
                           " 10 </dev/null\") to see what it lacks, or install Sorvane's helpers "
                           "again.");
     if (!bad.empty())
-        return failed(program, "(" + path->native() + ") does not decode " + listed(bad),
+        return failed(program, "(" + place->native() + ") does not decode " + listed(bad),
                       "Install the libraries of these formats, or Sorvane's helpers again.");
-    return {"decoder", Status::ok, path->native() + " decodes " + listed(good)};
+    return {"decoder", Status::ok, place->native() + " decodes " + listed(good)};
 }
 
 } // namespace

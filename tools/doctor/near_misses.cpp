@@ -60,7 +60,8 @@ std::string reason(std::string_view text) {
     if (end != text.end() && isLetterOrDigit(*end))
         return "the letter " + quoted(*end) + " follows the 64th digit";
     return "it begins or ends inside a character: an accent or a joiner of its neighbour's is part "
-           "of it";
+           "of "
+           "it";
 }
 
 } // namespace
@@ -68,10 +69,11 @@ std::string reason(std::string_view text) {
 std::vector<NearMiss> nearMisses(std::string_view prompt) {
     const auto references = ImageReferences::inPrompt(prompt);
     std::vector<NearMiss> found;
-    for (auto at = prompt.begin();; at += static_cast<std::ptrdiff_t>(scheme.size())) {
-        at = std::search(at, prompt.end(), scheme.begin(), scheme.end(), equalsAnyCase);
-        if (at == prompt.end()) return found;
-        const std::string_view text = prompt.substr(static_cast<std::size_t>(at - prompt.begin()));
+    for (auto place = prompt.begin();; place += static_cast<std::ptrdiff_t>(scheme.size())) {
+        place = std::search(place, prompt.end(), scheme.begin(), scheme.end(), equalsAnyCase);
+        if (place == prompt.end()) return found;
+        const std::string_view text =
+            prompt.substr(static_cast<std::size_t>(place - prompt.begin()));
         const bool isReference = std::ranges::any_of(
             references, [&](std::string_view one) { return one.data() == text.data(); });
         if (!isReference) found.push_back({excerpt(text), reason(text)});

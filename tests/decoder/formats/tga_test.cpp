@@ -60,6 +60,7 @@ TEST_CASE("runs and literals go on from row to row") {
     REQUIRE(colours.whole);
     CHECK(colours.samples == Bytes{3, 2, 1, 255, 6, 5, 4, 255, 6, 5, 4, 255, 9, 8, 7, 255});
     CHECK_FALSE(recorded({grey | runs, 8}, {0x82, 7}).whole);
+    CHECK_FALSE(recorded({grey | runs, 8}, {0x83}).whole);
 }
 
 TEST_CASE("colours have 15, 16, 24 or 32 bits, of which the fourth byte is alpha") {

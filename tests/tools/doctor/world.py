@@ -16,7 +16,7 @@ CUSTOM = "custom-3f2b8c1a-6d4e-4f50-9a7b-1c2d3e4f5a6b"
 HASH = "ab" * 32
 
 # Where each agent's hooks stand in its home, at which event, and what follows the hook in its command.
-CONFIGURATIONS = {
+PLACES = {
     "claude-code": (".claude/settings.json", "UserPromptSubmit", ""),
     "codex": (".codex/hooks.json", "UserPromptSubmit", ""),
     "cursor": (".cursor/hooks.json", "beforeSubmitPrompt", ""),
@@ -95,12 +95,12 @@ class World:
     # The agents
 
     def configuration(self, name):
-        return self.home / CONFIGURATIONS[name][0]
+        return self.home / PLACES[name][0]
 
     def command(self, name, agent=None, quote=shlex.quote):
         agent = agent or (name if name in ("claude-code", "codex", "cursor") else CUSTOM)
         return (f"{quote(str(self.hook))} --agent {agent} --client-id {agent}-desk "
-                f"--credential-file {quote(str(self.credential(agent)))}{CONFIGURATIONS[name][2]}")
+                f"--credential-file {quote(str(self.credential(agent)))}{PLACES[name][2]}")
 
     def write(self, path, content):
         path.parent.mkdir(parents=True, exist_ok=True)
@@ -109,7 +109,7 @@ class World:
     def configure(self, name, command=None, event=None, **members):
         """The agent's configuration in the form of its documentation, with other things of the user's around."""
         entry = {"type": "command", "command": command or self.command(name), **members}
-        event = event or CONFIGURATIONS[name][1]
+        event = event or PLACES[name][1]
         if name in ("cursor", "copilot"):
             if name == "cursor":
                 del entry["type"]
@@ -236,8 +236,8 @@ class World:
         self.write(Path(path), document)
         self.edit(path, change)
 
-    def keep_first(self, locations):
-        for path in dict.fromkeys(re.findall(r"(/\S+) \(\w+\)", locations)[1:]):
+    def keep_first(self, places):
+        for path in dict.fromkeys(re.findall(r"(/\S+) \(\w+\)", places)[1:]):
             path = Path(path)
             if path.suffix == ".toml":
                 path.write_text(path.read_text().partition("[[hooks.")[0])
