@@ -77,9 +77,8 @@ constexpr bool isJpegXl(std::string_view bytes) {
 }
 
 constexpr bool isPnm(std::string_view bytes) {
-    // After the number comes a comment, or white space and then more of it, a comment or a size.
-    // PAM
-    // ("P7") has a line to itself.
+    // After the number comes a comment, or white space and then more of it, a comment or a size. A
+    // PAM has "P7" alone in its first line.
     constexpr std::string_view space = " \t\n\v\f\r";
     constexpr std::string_view next = " \t\n\v\f\r#0123456789";
     if (bytes.starts_with("P7\n")) return true;

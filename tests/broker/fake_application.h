@@ -50,7 +50,7 @@ class Conversation {
         return true;
     }
 
-    /// Lets the client take what was sent so far apart from what comes next.
+    /// Pauses, so that the client reads what was sent so far before the next piece comes.
     static void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
 
     /// Whether the client hangs up within a time that is far beyond its own timeout.
@@ -119,13 +119,13 @@ class FakeApplication {
             throw std::runtime_error("no room for " + socket.native());
         std::memcpy(address.sun_path, socket.c_str(), socket.native().size());
         const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-        // Where quiet is a property of the socket, the accepted ones have it from the listener.
+        // Where the socket says that no signal is raised, accepted ones inherit it.
         if (!suppressSigpipe(listener_) || ::bind(listener_.get(), generic, sizeof address) != 0 ||
             ::listen(listener_.get(), 8) != 0)
             throw std::runtime_error("nobody can listen at " + socket.native());
     }
 
-    // Signals are the business of the thread under test.
+    // Signals are for the thread under test.
     void startThread() {
         sigset_t all;
         sigset_t before;
@@ -139,7 +139,7 @@ class FakeApplication {
         while (true) {
             pollfd waiting[2] = {{listener_.get(), POLLIN, 0}, {stopReader_.get(), POLLIN, 0}};
             ::poll(waiting, 2, -1);
-            // Whoever has connected by the time of the end is served and counted all the same.
+            // A client that connected before the end is still served and counted.
             if (waiting[0].revents != 0)
                 serve(UniqueDescriptor(::accept(listener_.get(), nullptr, nullptr)));
             else if (waiting[1].revents != 0)

@@ -41,7 +41,8 @@ class SocketFile {
     void setMode(mode_t mode) const { ::chmod(path.c_str(), mode); }
     void stopListening() { listener_.reset(); }
 
-    /// Takes a visitor that has come already, and gives what it has said and closed with.
+    /// Accepts a visitor that has come already. What one read of it gives: 0 when it said nothing
+    /// and hung up.
     ssize_t bytesOfVisitor() const {
         const UniqueDescriptor visitor(::accept(listener_.get(), nullptr, nullptr));
         char byte = 0;
@@ -63,8 +64,8 @@ bool isReachable(const std::filesystem::path& path) {
     return BrokerClient::isLocalBrokerReachable(path);
 }
 
-// Adds connections until the listener takes no more. Whether another one would have to wait then;
-// some systems refuse it.
+// Fills the listener's queue. True where another connection has to wait then; some systems refuse
+// it.
 bool fillQueue(const std::filesystem::path& path, std::vector<UniqueDescriptor>& connections) {
     const auto address = socketAddress(path).value();
     while (true) {

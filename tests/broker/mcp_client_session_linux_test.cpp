@@ -1,4 +1,4 @@
-// What takes this system's own means to see: which system calls are made, a process that can be
+// What only this system's own means can show: which system calls are made, a process that can be
 // looked at but not signalled, and a program that is not on the disk any more.
 
 #include "broker/mcp_client_session.h"
@@ -70,7 +70,7 @@ TEST_CASE("a process that can be looked at but not signalled is not running") {
         }) == 0);
 }
 
-// Elsewhere the kernel may go on answering with the path that the program had.
+// Other kernels may go on reporting the path that the program had.
 TEST_CASE("a process whose program was replaced on the disk is not the recorded one") {
     const test::SessionStage stage;
     const auto program = resolvedPath(stage.directory()) / "server";

@@ -102,7 +102,7 @@ class Listener {
         ::waitpid(id_, nullptr, 0);
     }
 
-    /// The next signal that nobody has asked about yet.
+    /// The next signal that has not been returned yet.
     std::string heard() const { return test::nextLine(pipe_.reader.get()); }
 
   private:
@@ -154,11 +154,11 @@ struct MuteSocket {
     UniqueDescriptor listener = makeSocket();
 };
 
-// Far more than the poster's own timeout, far less than that of the library below it, which is 25
-// seconds and more.
+// Far more than the timeout of the notification, far less than that of the D-Bus library, which is
+// 25 seconds and more.
 constexpr std::chrono::seconds farTooLong(20);
 
-// Whether a session is recorded and nothing else happens, in time, with this for an address.
+// Whether, with this address, a session is recorded in time and nothing else happens.
 void checkSilence(const std::optional<std::string>& address) {
     const SessionStage stage;
     const ScopedEnvironment bus("DBUS_SESSION_BUS_ADDRESS", address);
@@ -219,14 +219,14 @@ std::string longName() {
 
 } // namespace
 
-TEST_CASE("a recorded session is told to everyone on the bus") {
+TEST_CASE("a recorded session is posted to everyone on the bus") {
     const Stage stage;
     stage.record("codex");
     CHECK(stage.listener.heard() == posted("codex"));
     CHECK(std::filesystem::exists(stage.file("codex")));
 }
 
-TEST_CASE("every record is told once, under its own agent's name") {
+TEST_CASE("every record is posted once, under its own agent's name") {
     const Stage stage;
     for (const std::string agent :
          {"claude-code", "cursor", "custom-0c8e6a52-7f31-4b9d-a1c4-5e2d3f6b7a80", "codex",
@@ -238,7 +238,7 @@ TEST_CASE("every record is told once, under its own agent's name") {
     CHECK(stage.listener.heard() == posted("the end"));
 }
 
-TEST_CASE("the file stands before it is told of") {
+TEST_CASE("the file is written before the notification is posted") {
     const SessionStage stage;
     const auto file = stage.file("codex");
     test::putFile(file, "an old session");
@@ -254,7 +254,7 @@ TEST_CASE("the file stands before it is told of") {
     CHECK(whenCalled == test::fileContent(file));
 }
 
-TEST_CASE("a session that could not be written is told all the same") {
+TEST_CASE("a session that could not be written is posted all the same") {
     const Stage stage;
     stage.blockAgents();
     stage.record("codex");
@@ -262,13 +262,13 @@ TEST_CASE("a session that could not be written is told all the same") {
     CHECK_FALSE(std::filesystem::exists(stage.file("codex")));
 }
 
-TEST_CASE("a session that has no text form is told all the same") {
+TEST_CASE("a session that has no text form is posted all the same") {
     const Stage stage;
     MCPClientSession::record({"codex", "client-1", "secret"}, "name \xff");
     CHECK(stage.listener.heard() == posted("codex"));
 }
 
-TEST_CASE("nothing is told while diagnosing") {
+TEST_CASE("nothing is posted while diagnosing") {
     const Stage stage;
     {
         const ScopedEnvironment diagnostic("SORVANE_DIAGNOSTIC", "1");
@@ -437,7 +437,7 @@ TEST_CASE("whatever answers instead of a bus is no failure") {
     }
 }
 
-TEST_CASE("an agent without a text form is not told, and is no failure") {
+TEST_CASE("an agent without a text form is not posted, and is no failure") {
     const Stage stage;
     postSessionChanged("agent \xff");
     postSessionChanged("the end");

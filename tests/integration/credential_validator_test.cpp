@@ -137,8 +137,8 @@ TEST_CASE("every kind of agent has its own manifest") {
         installation.install(agent);
         CHECK(installation.outcome(agent, "client-1", installation.credential) == "accepted");
     }
-    // The other spelling of one UUID is another agent. Where names of files differ by more than
-    // case its manifest is missing, elsewhere the one that is found names the first agent.
+    // The same UUID in the other case is another agent. Where file names are case-sensitive its
+    // manifest is missing; otherwise the manifest that is found names the first agent.
     CHECK_THROWS(installation.validate("custom-9B2F4C1E-3A7D-4F5B-8C6E-2D1A0F9E8B7C", "client-1",
                                        installation.credential));
 }

@@ -16,7 +16,7 @@ using test::ScopedEnvironment;
 
 namespace {
 
-// The environment variables that a run may be given; the path's is set where a test says nothing.
+// The two variables that a location depends on; by default the root is set, as in testing mode.
 struct Environment {
     ScopedEnvironment testing;
     ScopedEnvironment appSupport;

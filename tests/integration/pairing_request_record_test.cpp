@@ -84,7 +84,7 @@ TEST_CASE("a request is made of its members in order, the grants last") {
     CHECK(decoded<PairingRequestRecord>(granted) == request);
 }
 
-TEST_CASE("a request goes its way by its state and its grants alone") {
+TEST_CASE("only the state and the grants of a request change") {
     PairingRequestRecord request = freshRequest();
     request.state = State::approved;
     request.clientID = "5b1c-claude";
@@ -153,7 +153,7 @@ TEST_CASE("an expired request is read like another") {
     CHECK(request.state == State::approved);
 }
 
-TEST_CASE("a request survives its file") {
+TEST_CASE("a request that was written is read back the same") {
     const test::TemporaryDirectory directory;
     const auto file = directory.path() / "PairingRequests/pr-1.json";
     HelperIO::writeJSON(freshRequest(), file);

@@ -69,7 +69,7 @@ void addWords(json& explanation, const std::string& words) {
 json explainFile(const std::filesystem::path& file) {
     json explanation = {{"identity", HelperIO::attachmentIdentity(file)}};
     addWords(explanation, decodersWords(file));
-    // Two runs may end differently, of a file that changes in between or on a machine in distress.
+    // The second run may end otherwise: the file may have changed, or memory may be short.
     const bool hasPixels = anyMember(explanation["identity"], "pixelHash") != nullptr;
     if (hasPixels)
         explanation.erase("reason");

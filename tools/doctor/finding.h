@@ -7,13 +7,13 @@ namespace sorvane::doctor {
 
 enum class Status {
     ok,
-    warning, ///< works, but is better mended
+    warning, ///< works, but should be mended
     failed,  ///< something needs doing
     unknown, ///< nothing here can tell
 };
 
-/// What one check found. The texts may hold what foreign files hold; whoever prints them makes them
-/// fit for a line and takes secrets out (report.h).
+/// What one check found. The texts may hold anything that foreign files hold: report.h keeps them
+/// on one line and takes secrets out.
 struct Finding {
     std::string check; ///< a word or two: "socket"
     Status status;

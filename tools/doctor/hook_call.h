@@ -22,7 +22,7 @@ struct HookCall {
 /// also names an agent is preferred. Nothing when there is none, or the line cannot be split.
 std::optional<HookCall> hookCall(std::string_view line, std::string_view home);
 
-/// Whether the text speaks of the hook at all, in whatever way.
+/// Whether the hook's name occurs in the text at all.
 bool mentionsHook(std::string_view text);
 
 } // namespace sorvane::doctor

@@ -20,10 +20,10 @@ namespace {
 
 using nlohmann::json;
 
-// Fewer are done before anybody asks.
+// Fewer files are done before anybody waits.
 constexpr std::size_t fewFiles = 3;
 
-/// A line that is written over and over, and gone at the end.
+/// A line that is overwritten with each state, and erased at the end.
 class Progress {
   public:
     explicit Progress(std::size_t total)

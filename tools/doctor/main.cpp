@@ -1,8 +1,8 @@
 // sorvane-doctor: says why an image did not arrive.
 //
-// The law of output: the answer on standard output; what is wrong with the command line, and the
-// progress of many files on a terminal, on standard error. Never a credential, on neither. A
-// stream that nobody reads any more ends the run in silence.
+// The answer goes to standard output; faults of the command line, and the progress of many files on
+// a terminal, to standard error. Neither ever shows a credential. When nobody reads the output any
+// more, the run ends without a message.
 
 #include <csignal>
 #include <cstdlib>

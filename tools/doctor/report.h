@@ -10,8 +10,8 @@
 
 namespace sorvane::doctor {
 
-/// The findings of a run in their order, fit to be shown: what was concealed shows as
-/// "(credential)", wherever a foreign file may have put it, and no text breaks its line.
+/// The findings of a run in their order, safe to show: a secret is shown as "(credential)" wherever
+/// a foreign file has put it, and every text is one line.
 class Report {
   public:
     /// Texts shorter than 8 bytes are no secret and stay.

@@ -94,7 +94,7 @@ class Splitter {
                 continue;
             }
             rest_.remove_prefix(1);
-            // Before anything else the backslash is itself.
+            // Before any other character the backslash is literal.
             const bool escapes =
                 c == '\\' && !rest_.empty() &&
                 std::string_view("$`\"\\\n").find(rest_.front()) != std::string_view::npos;
@@ -122,7 +122,7 @@ class Splitter {
         word_.text += text;
     }
 
-    // What an expansion gives, outside quotes, is split again.
+    // Outside quotes the result of an expansion is split into words again.
     void expand(bool quoted) {
         const std::size_t length = expansionLength();
         const std::string_view text = rest_.substr(0, length);
@@ -165,7 +165,7 @@ class Splitter {
         return broken_ ? rest_.size() : found + 1;
     }
 
-    // Brackets within brackets; quotes in there are not looked at.
+    // Counts nested brackets; quotes inside are not interpreted.
     std::size_t nestedLength() {
         std::size_t depth = 0;
         for (std::size_t index = 1; index < rest_.size(); ++index) {
@@ -176,7 +176,7 @@ class Splitter {
         return rest_.size();
     }
 
-    // The operator takes the number before it and the word after it along.
+    // The number before the operator and the word after it belong to the redirection.
     void redirect() {
         if (inWord_ && word_.text.find_first_not_of("0123456789") == std::string::npos) {
             word_ = {};

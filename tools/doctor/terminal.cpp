@@ -12,7 +12,7 @@ bool isTerminal(int descriptor) {
     return ::isatty(descriptor) == 1 && kind != nullptr && std::string_view(kind) != "dumb";
 }
 
-// By its convention the variable counts when it is not empty, whatever it says.
+// By the convention of NO_COLOR any value counts but an empty one.
 bool takesColour(int descriptor) {
     const char* none = std::getenv("NO_COLOR");
     return isTerminal(descriptor) && (none == nullptr || *none == '\0');

@@ -50,7 +50,7 @@ void watchForSignals() {
     std::signal(SIGINT, askToStop);
 }
 
-// Whether the event came, or the other end hung up, within the time.
+// Whether the event came, or the other end hung up, within the timeout.
 bool wait(const UniqueDescriptor& socket, short event, std::chrono::milliseconds time) {
     const auto deadline = Clock::now() + time;
     while (true) {
@@ -84,8 +84,8 @@ bool isServed(const SocketAddress& address) {
 
 } // namespace
 
-// Where the signal is switched off for a socket, an accepted one has that from the listener. To ask
-// for it here would fail for a client that has gone already.
+// Where SIGPIPE is turned off for a socket, an accepted one inherits that from the listener.
+// Turning it off here would fail for a client that has gone already.
 Client::Client(UniqueDescriptor socket) : socket_(std::move(socket)) { prepare(socket_); }
 
 std::optional<std::string> Client::readLine() {
@@ -122,7 +122,7 @@ void Client::send(std::string_view bytes) {
     }
 }
 
-// Asked for by name, because some systems tell nothing of a socket that is asked for no event.
+// POLLHUP is asked for by name: some systems report nothing when no event is asked for.
 void Client::pause(std::chrono::milliseconds time) { wait(socket_, POLLHUP, time); }
 
 SocketFile::SocketFile(const UniqueDescriptor& socket, const fs::path& path) : path_(path) {
@@ -146,7 +146,7 @@ Listener::Listener(const fs::path& path) : socket_(makeSocket()) {
 
     watchForSignals();
     file_.emplace(socket_, path);
-    // Nobody connects before the call of `listen`, so the mode is in time.
+    // Nobody can connect before `listen`, so the mode is set in time.
     HelperIO::restrictPermissions(path, 0600);
     if (::listen(socket_.get(), SOMAXCONN) != 0) fail(path.native());
 }

@@ -12,8 +12,8 @@
 /// call is made again. Every wait ends at once, with `Stopped`, when SIGTERM or SIGINT arrives.
 namespace sorvane::standin {
 
-/// How long one client is waited for: well above the 2 seconds after which a client gives up, so
-/// that it is never this end that ends a silence too early.
+/// The timeout for one client: well above the 2 seconds after which a client gives up, so that a
+/// silence is never ended by this side.
 inline constexpr std::chrono::milliseconds timeout = std::chrono::seconds(5);
 
 /// Thrown out of a wait when the user stops the program.
@@ -54,9 +54,9 @@ class SocketFile {
 /// Takes clients, one after the other.
 class Listener {
   public:
-    /// Makes the folder (mode 0700) and the socket file (mode 0600), which may replace one that
-    /// nobody serves any more, and takes over SIGTERM and SIGINT; only one object may do so. Throws
-    /// std::runtime_error.
+    /// Makes the folder (mode 0700) and the socket file (mode 0600), which replaces one that nobody
+    /// serves any more, and handles SIGTERM and SIGINT from then on, for which reason there may be
+    /// only one such object. Throws std::runtime_error.
     explicit Listener(const std::filesystem::path& path);
 
     Client accept();

@@ -1,12 +1,12 @@
-// sorvane-standin plays the Sorvane application on the Tandem Link, so that the whole road of a
-// prompt can be tried and tested where the application is not. It takes the link from
-// docs/tandem-link.md and not from the client's code: a mistake in a message there must not meet
-// its twin here. JSON, sockets, digests and the manifest's record are the library's.
+// sorvane-standin plays the Sorvane application on the Tandem Link, so that the whole way of a
+// prompt can be tried and tested where the application is not installed. It implements the link
+// from docs/tandem-link.md and shares no code for messages with the client: a mistake there must
+// not be repeated here. JSON, sockets, digests and the manifest's record are the library's.
 //
-// What it is not: it is not the application, and it is never shipped. It keeps no history and asks
-// nobody; the pictures it holds are the files of one folder, as they were when it started. It
-// serves one client at a time. It trusts everybody who can reach it: it enrols whom it is told to,
-// writes into whatever workspace a request names, and its log holds credentials.
+// It is not the application, and it is never shipped. It keeps no history and asks nobody; its
+// pictures are the files of one folder, as they were when it started. It serves one client at a
+// time. It trusts everybody who can reach it: it enrols whom it is told to, writes into whatever
+// workspace a request names, and its log holds credentials.
 
 #include <algorithm>
 #include <csignal>
@@ -52,7 +52,7 @@ constexpr std::string_view usage =
 
 constexpr std::string_view requestIDMark = "@REQUEST_ID@";
 
-/// A command line that cannot be followed.
+/// A command line that is wrong.
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -86,7 +86,8 @@ class Options {
     std::map<std::string_view, std::string> values_;
 };
 
-// The agent "test" is the one that helpers accept in testing mode. Only such names make file names.
+// The agent "test" is the one that helpers accept in testing mode. No other name is safe in a
+// file's name.
 bool isAgent(std::string_view agent) { return AgentIdentifier::isValid(agent) || agent == "test"; }
 
 fs::path manifestPath(const fs::path& root, std::string_view agent) {
@@ -262,7 +263,7 @@ void serve(const Options& options) {
             }
         }
     } catch (const Stopped&) {
-        // As asked: the listener takes its socket file away.
+        // The user asked for it. The listener removes its socket file.
     }
 }
 
@@ -290,7 +291,7 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
-    // Socket, credential, log and copies are for their user alone from the first moment.
+    // From the first moment only the user may read socket, credential, log and copies.
     ::umask(0077);
     return sorvane::standin::run(argc, argv);
 }

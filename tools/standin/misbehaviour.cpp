@@ -16,14 +16,14 @@ using namespace std::chrono_literals;
 // A client takes no larger answer.
 constexpr std::size_t maxAnswer = 1'048'576;
 
-// A longer delay tells no more about a client that waits 2 seconds.
+// A client waits 2 seconds: a longer delay shows nothing more.
 constexpr std::chrono::milliseconds maxDelay = 60s;
 
-// At most 100 pauses of 5 ms: a client that takes pieces has them all well within its 2 seconds.
+// At most 100 pauses of 5 ms: a client that puts pieces together has them all within its 2 seconds.
 constexpr std::size_t pieceCount = 100;
 constexpr std::chrono::milliseconds shortPause = 5ms;
 
-// Two of them are longer than the 2 seconds of a client, one is not.
+// One pause is within the client's 2 seconds, two are not.
 constexpr std::chrono::milliseconds slowPause = 1200ms;
 
 void giveWhole(Client& client, const Reply& reply) { client.send(reply.text); }

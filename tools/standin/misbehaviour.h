@@ -17,8 +17,8 @@ struct Reply {
     std::string text; ///< as it goes over the link, with its line feed
 };
 
-/// How a client gets its answer: rightly, or by one of the misbehaviours. The connection is closed
-/// when it returns. `hangsUpEarly` is the one that does not even read the request.
+/// How a client gets its answer: correctly, or with one misbehaviour. The connection is closed when
+/// it returns. Only the manner with `hangsUpEarly` does not even read the request.
 struct Manner {
     std::function<void(Client&, const Reply&)> give;
     bool hangsUpEarly = false;

@@ -65,7 +65,7 @@ Pictures::Pictures(const fs::path& folder) {
     std::vector<fs::path> files;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder))
         if (entry.is_regular_file()) files.push_back(entry.path());
-    // Of several files with the same pixels the first by name is meant, on every machine.
+    // Of several files with the same pixels the first by name is taken, on every machine.
     std::sort(files.begin(), files.end());
     for (const fs::path& file : files) pictures_.push_back(indexed(file));
 }
@@ -97,7 +97,7 @@ std::string copyInto(const fs::path& workspace, const Picture& picture) {
     if (HelperIO::sha256(bytes) != picture.digest)
         throw std::runtime_error("a picture has changed since it was indexed");
 
-    // A link here could lead anywhere: the folder is a directory of the workspace's own, or none.
+    // A link could lead anywhere: the folder must be a directory in the workspace itself.
     const fs::path folder = workspace / copiesFolder;
     fs::create_directory(folder);
     if (fs::symlink_status(folder).type() != fs::file_type::directory)

@@ -24,7 +24,7 @@ struct Picture {
     std::string_view extension;
 };
 
-/// The pictures that the application is taken to hold: the regular files of one folder.
+/// The pictures in the stand-in's history: the regular files of one folder.
 class Pictures {
   public:
     Pictures() = default;

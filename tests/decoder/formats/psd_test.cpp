@@ -117,7 +117,9 @@ TEST_CASE("a channel beyond the colours is alpha where the layers say so") {
     // 205 is what 128 looks like on white with an alpha of 100; at an alpha of 0 nothing is undone.
     CHECK(picture.samples == Bytes{128, 100, 100, 0});
     form.channels = 1;
-    CHECK(recorded(form, raw, pixels).header->samples.channels == Channels::grey);
+    const auto opaque = recorded(form, raw, pixels);
+    REQUIRE(opaque.whole);
+    CHECK(opaque.header->samples.channels == Channels::grey);
 }
 
 TEST_CASE("the profile is found among the resources") {

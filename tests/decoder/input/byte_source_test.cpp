@@ -70,6 +70,7 @@ TEST_CASE("what has been kept is read again, and then what comes after it") {
     std::array<std::uint8_t, 8> more;
     CHECK(source.read(more) == 7);
     CHECK(Bytes(more.begin(), more.begin() + 7) == bytes("cdefghi"));
+    CHECK_FALSE(source.rewind());
 }
 
 TEST_CASE("what has been kept is read again across the pieces that the system gives") {
