@@ -46,11 +46,12 @@ TEST_CASE("a regular file takes everything, where its descriptor stands") {
     const test::TemporaryDirectory directory;
     const UniqueDescriptor file(
         ::open((directory.path() / "file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    REQUIRE(::write(file.get(), "begin", 5) == 5);
     const std::string text(300'000, 'x');
     const NonblockingWriter writer(file.get());
     CHECK(writer.write(text) == 300'000);
     CHECK(writer.write("end") == 3);
-    CHECK((test::fileContent(directory.path() / "file") == text + "end"));
+    CHECK((test::fileContent(directory.path() / "file") == "begin" + text + "end"));
 }
 
 TEST_CASE("writing to what is no descriptor fails as a write does") {
