@@ -4,6 +4,7 @@ import random
 import struct
 
 from reference import premultiplied
+from runs import equal_values
 
 BITS, GREY, INDEXED, RGB, CMYK, MULTICHANNEL, DUOTONE, LAB = 0, 1, 2, 3, 4, 7, 8, 9
 COLOURS = {BITS: 1, GREY: 1, INDEXED: 1, RGB: 3, CMYK: 4, MULTICHANNEL: 3, DUOTONE: 1, LAB: 3}
@@ -23,9 +24,7 @@ def block(name, data, large=False):
 def packed_bits(row, chance):
     data, at = b'', 0
     while at < len(row):
-        run = 1
-        while at + run < len(row) and run < 128 and row[at + run] == row[at]:
-            run += 1
+        run = equal_values(row, at)
         if run > 1:
             data += bytes((257 - run, row[at]))
         else:

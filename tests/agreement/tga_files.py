@@ -4,6 +4,7 @@ import random
 import struct
 
 from reference import premultiplied
+from runs import equal_values
 
 INDEXED, TRUE_COLOUR, GREY, RUNS = 1, 2, 3, 8
 FROM_THE_RIGHT, FROM_THE_TOP = 0x10, 0x20
@@ -54,9 +55,7 @@ class Picture:
     def in_runs(self, values):
         data, at = b'', 0
         while at < len(values):
-            run = 1
-            while at + run < len(values) and run < 128 and values[at + run] == values[at]:
-                run += 1
+            run = equal_values(values, at)
             if run > 1:
                 data += bytes((127 + run,)) + self.stored(values[at])
             else:

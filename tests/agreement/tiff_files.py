@@ -6,6 +6,7 @@ import struct
 import zlib
 
 from reference import premultiplied
+from runs import equal_values
 
 MIN_IS_WHITE, MIN_IS_BLACK, RGB, PALETTE, _, CMYK, YCBCR = range(7)
 COLOURS = {MIN_IS_WHITE: 1, MIN_IS_BLACK: 1, RGB: 3, PALETTE: 1, CMYK: 4}
@@ -38,9 +39,7 @@ def packed_bits(values, bits, order):
 def pack_bits(data):
     out, at = bytearray(), 0
     while at < len(data):
-        run = 1
-        while run < 128 and at + run < len(data) and data[at + run] == data[at]:
-            run += 1
+        run = equal_values(data, at)
         if run > 1:
             out += bytes((257 - run, data[at]))
             at += run
