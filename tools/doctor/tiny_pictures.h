@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -88,5 +89,14 @@ inline constexpr auto tinyPictures = std::to_array<TinyPicture>({
      "452e00"},
 });
 // clang-format on
+
+static_assert(std::ranges::all_of(
+                  imageFormats,
+                  [](ImageFormat format) {
+                      return std::ranges::find(tinyPictures, format, &TinyPicture::format) !=
+                             tinyPictures.end();
+                  },
+                  &ImageFormatRow::format),
+              "a format has no picture");
 
 } // namespace sorvane::doctor
