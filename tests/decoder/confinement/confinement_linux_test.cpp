@@ -87,7 +87,6 @@ TEST_CASE("a confined process that asks for anything else is killed") {
     CHECK(isKilledFor([] { ::dup(0); }));
     CHECK(isKilledFor([] { ::getppid(); }));
     CHECK(isKilledFor([] { ::kill(::getppid(), 0); }));
-    CHECK(isKilledFor([] {
-        (void)::mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    }));
+    CHECK(isKilledFor(
+        [] { ::mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }));
 }
