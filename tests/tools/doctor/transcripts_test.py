@@ -322,6 +322,7 @@ def concealed(world, text):
     text = text.replace(str(world.top), "@TOP@").replace(str(world.programs), "@PROGRAMS@")
     text = re.sub(r"\bprocess \d+", "process @PROCESS@", text)
     text = re.sub(r"(, or )/\S+(/libexec/sorvane)", r"\1@PREFIX@\2", text)
+    text = re.sub(r"( decodes (?!nothing))\w.*", r"\1@FORMATS@", text)
     return re.sub(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC", "@WHEN@", text)
 
 
