@@ -12,8 +12,8 @@ inline constexpr std::string_view prefix = "sorvane://image/";
 
 /// The references in a prompt, in order of appearance, as they are written, repeated ones repeated:
 /// the prefix and exactly 64 hexadecimal digits of either case, not followed by an ASCII letter or
-/// digit. One that begins or ends inside a grapheme, because a combining mark follows it, say, is
-/// none. The views last as long as the prompt.
+/// digit. One that begins or ends inside a grapheme, for example because a combining mark follows
+/// it, does not count. The views last as long as the prompt.
 std::vector<std::string_view> inPrompt(std::string_view prompt);
 
 /// The asset digest of one reference, 64 lower-case hexadecimal digits; absent when the text is

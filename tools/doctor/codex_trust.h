@@ -13,9 +13,9 @@ namespace sorvane::doctor {
 /// stands now: "trusted_hash" is the digest of a normal form of the entry.
 enum class CodexTrust {
     trusted,
-    changed,   ///< something was trusted in this place, but by all that is known not this entry
+    changed,   ///< an entry was trusted at this position, but as far as is known another one
     untrusted, ///< never
-    disabled,  ///< switched off by the user
+    disabled,  ///< by the user
 };
 
 CodexTrust codexTrust(const nlohmann::json& states, const std::filesystem::path& file,
