@@ -21,10 +21,9 @@ struct Environment {
     ScopedEnvironment testing;
     ScopedEnvironment appSupport;
 
-    explicit Environment(std::optional<std::string> mode,
-                         std::optional<std::string> root = "/tmp/x")
-        : testing("SORVANE_TESTING", std::move(mode)),
-          appSupport("SORVANE_APP_SUPPORT", std::move(root)) {}
+    explicit Environment(const std::optional<std::string>& mode,
+                         const std::optional<std::string>& root = "/tmp/x")
+        : testing("SORVANE_TESTING", mode), appSupport("SORVANE_APP_SUPPORT", root) {}
 };
 
 std::string usualRoot() {
