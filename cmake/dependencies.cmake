@@ -5,6 +5,12 @@
 
 find_package(nlohmann_json 3.10 REQUIRED)
 
+# Notes that a shared library is linked where an archive was wanted.
+function(sorvane_archive_missing library)
+    message(STATUS "lib${library}.a is not here; the shared library stands in for it")
+    set_property(GLOBAL PROPERTY sorvane_archive_missing ON)
+endfunction()
+
 # Fills `result` with the archive of a library and with what that needs in turn: `module` is what
 # pkg-config knows it by, which may know nothing of it. Without an archive the result is empty.
 function(sorvane_archive result library module)
@@ -20,6 +26,9 @@ function(sorvane_archive result library module)
         elseif(NOT name MATCHES "^(dl|m|pthread|rt)$")
             find_library(sorvane_${name}_archive NAMES lib${name}.a lib${name}.so REQUIRED)
             mark_as_advanced(sorvane_${name}_archive)
+            if(sorvane_${name}_archive MATCHES "\\.so$")
+                sorvane_archive_missing(${name})
+            endif()
             set(name ${sorvane_${name}_archive})
         endif()
         list(APPEND found ${name})
@@ -53,8 +62,7 @@ function(sorvane_library target)
         mark_as_advanced(sorvane_${its_LIBRARY}_shared)
         set(files ${sorvane_${its_LIBRARY}_shared})
         if(NOT its_SHARED)
-            message(STATUS "lib${its_LIBRARY}.a is not here; the shared library stands in for it")
-            set_property(GLOBAL PROPERTY sorvane_archive_missing ON)
+            sorvane_archive_missing(${its_LIBRARY})
         endif()
     endif()
     find_path(sorvane_${its_LIBRARY}_include NAMES ${its_HEADER}
