@@ -93,7 +93,8 @@ class PngDecoder final : public Decoder {
     ByteSource& file_;
     Reader reader_;
     PngChunkHeader chunkHeader_{};
-    bool paletteSeen_ = false;
+    bool pixelsSeen_ = false;
+    bool paletteSeen_ = false; // before the pixels
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
     png_infop endInfo_ = nullptr;
@@ -113,22 +114,28 @@ void PngDecoder::readBytes(png_structp png, png_bytep to, std::size_t count) {
         decoder->noteChunk({to, count});
 }
 
-// The library reads a chunk's header in one piece.
+// The library reads a chunk's header in one piece. Its earlier releases reject a second palette,
+// the later ones pass over it.
 void PngDecoder::noteChunk(std::span<const std::uint8_t> header) {
     if (header.size() != chunkHeader_.size()) return;
     std::ranges::copy(header, chunkHeader_.begin());
-    paletteSeen_ = paletteSeen_ || std::memcmp(&header[4], "PLTE", 4) == 0;
+    const std::string_view name(reinterpret_cast<const char*>(&header[4]), 4);
+    pixelsSeen_ = pixelsSeen_ || name == "IDAT";
+    if (name != "PLTE") return;
+    dataDamaged_ = dataDamaged_ || paletteSeen_;
+    paletteSeen_ = paletteSeen_ || !pixelsSeen_;
 }
 
 void PngDecoder::onWarning(png_structp png, png_const_charp message) {
     static_cast<PngDecoder*>(png_get_error_ptr(png))->noteDamage(message);
 }
 
-// Two kinds of damage do not stop libpng, and its warnings are their only sign: a wrong checksum of
-// an ancillary chunk, which it keeps all the same; and an error in the compressed data after the
-// last pixel, in their checksum above all. Data beyond the picture are not damage. libpng inflates
-// no further than the piece in which the pixels end, or the one after it; of the rest it still
-// checks the checksums of the chunks.
+// Three kinds of damage do not stop libpng, and its warnings are their only sign: a wrong checksum
+// of an ancillary chunk, which it keeps all the same; in its later releases one of a palette that
+// the pixels do not need; and an error in the compressed data after the last pixel, in their
+// checksum above all. Data beyond the picture are not damage. libpng inflates no further than the
+// piece in which the pixels end, or the one after it; of the rest it still checks the checksums of
+// the chunks.
 void PngDecoder::noteDamage(std::string_view warning) {
     constexpr std::array harmless = {
         std::string_view("IDAT: Extra compressed data"),
@@ -139,6 +146,7 @@ void PngDecoder::noteDamage(std::string_view warning) {
     if (warning.starts_with("IDAT: ") && std::ranges::find(harmless, warning) == harmless.end())
         dataDamaged_ = true;
     if (!warning.ends_with(": CRC error")) return;
+    dataDamaged_ = dataDamaged_ || warning.starts_with("PLTE");
     for (std::size_t i = 0; i < ownChunkCount; ++i)
         if (warning.starts_with(ownChunks.substr(i * ownChunkStride, 4)))
             ownChunkDamaged_[i] = true;
@@ -155,7 +163,7 @@ std::optional<PictureHeader> PngDecoder::readHeader() {
                                     static_cast<int>(ownChunkCount));
         png_read_info(png_, info_);
     });
-    if (!read) return std::nullopt;
+    if (!read || dataDamaged_) return std::nullopt;
 
     size_ = {png_get_image_width(png_, info_), png_get_image_height(png_, info_)};
     interlaced_ = png_get_interlace_type(png_, info_) == PNG_INTERLACE_ADAM7;

@@ -150,6 +150,8 @@ TEST_CASE("what stands after the pixels") {
     CHECK(whole({}, joined({palette, palette})));
     CHECK_FALSE(whole({}, hurt(palette)));
     CHECK_FALSE(whole(palette, palette));
+    CHECK_FALSE(whole(joined({palette, palette}), {}));
+    CHECK_FALSE(whole(hurt(palette), {}));
     CHECK(whole({}, pngChunk("tRNS", {0, 1, 0, 2, 0, 3})));
     CHECK(whole({}, pngChunk("xyZw")));
     CHECK_FALSE(whole({}, pngChunk("XyZw")));
