@@ -144,7 +144,8 @@ def bytes_in_the_description(checker):
     for kind in (HEIC, AVIF):
         for channels in (1, 3, 4):
             heif = encoded(soft(48, 40, channels), kind, *FULL_COLOUR)
-            expected = answer(decoded(heif).pixels())
+            rows = decoded(heif).pixels()
+            expected = shown(heif, rows)
             for pieces in (1, 3):
                 # What tells how a grid is laid out is no longer than 12 bytes.
                 items = {item: in_pieces(data, pieces if len(data) > 12 else 1)
@@ -154,7 +155,7 @@ def bytes_in_the_description(checker):
                 checker.answers('%s, %d channels, in idat in pieces: %d, turned' %
                                 (kind, channels, pieces),
                                 in_idat(with_properties(heif, rotation(3)), items),
-                                answer(decoded(heif).pixels(), 6))
+                                shown(heif, upright(rows, 6)))
         inside_idat = in_idat(heif, items)
         checker.rejects('%s, idat cut' % kind, inside_idat[:-1])
         begin = inside(inside_idat, b'meta')[0]
