@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -21,12 +22,12 @@ std::optional<json> readByTheLibrary(std::string_view text) {
     json value = json::parse(text, nullptr, false);
     // It takes a NUL byte for the end.
     if (!value.is_structured() || text.find('\0') != std::string_view::npos) return std::nullopt;
-    return value;
+    return std::make_optional(std::move(value));
 }
 
 std::optional<json> readHere(std::string_view text) {
     try {
-        return sorvane::parseJSON(text);
+        return std::make_optional(sorvane::parseJSON(text));
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }

@@ -122,7 +122,7 @@ class HookStage {
 
     std::optional<nlohmann::json> observation(const std::string& agent) const {
         if (!std::filesystem::is_regular_file(observationFile(agent))) return std::nullopt;
-        return nlohmann::json::parse(fileContent(observationFile(agent)));
+        return std::make_optional(nlohmann::json::parse(fileContent(observationFile(agent))));
     }
 
     /// The outcome that stands in the agent's observation, or "none".

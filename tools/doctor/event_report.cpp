@@ -60,7 +60,7 @@ std::optional<json> pixelFault(const json& attachment, const json& identity) {
                                              : textMember(attachment, "file_path");
     if (!path) return "the record lacks a pixel digest of 64 characters, or its width or height";
     try {
-        return explainFile(absolutePath(*path)).at("reason");
+        return std::make_optional(explainFile(absolutePath(*path)).at("reason"));
     } catch (const std::exception&) {
         return std::nullopt;
     }
@@ -103,7 +103,8 @@ json nearMissReports(std::string_view prompt) {
 // A text of the event, and the key it came from.
 std::optional<json> keyed(const json& event, std::string_view key, std::string_view fallback) {
     for (const std::string_view one : {key, fallback})
-        if (const auto text = textMember(event, one)) return json{{"key", one}, {"value", *text}};
+        if (const auto text = textMember(event, one))
+            return std::make_optional<json>({{"key", one}, {"value", *text}});
     return std::nullopt;
 }
 
