@@ -32,6 +32,9 @@ const std::span<const DecoderRow> decoderTable = table;
 
 const std::uint64_t sharedLibraryMemory = 0;
 
-void prepareDecoders() {}
+void prepareDecoders() {
+    prepareJpeg();
+    prepareTiff();
+}
 
 } // namespace sorvane::decoder

@@ -4,6 +4,7 @@
 #include <array>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <span>
@@ -238,6 +239,25 @@ bool JpegDecoder::readPixels(PixelSink& sink) {
 }
 
 } // namespace
+
+// Nothing public asks for less than the beginning of a picture, and to write one takes no file.
+void prepareJpeg() {
+    jpeg_compress_struct jpeg{};
+    jpeg_error_mgr errors{};
+    jpeg.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&jpeg);
+    std::uint8_t* file = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&jpeg, &file, &size);
+    jpeg.image_width = 1;
+    jpeg.image_height = 1;
+    jpeg.input_components = 1;
+    jpeg.in_color_space = JCS_GRAYSCALE;
+    jpeg_set_defaults(&jpeg);
+    jpeg_start_compress(&jpeg, TRUE);
+    jpeg_destroy_compress(&jpeg);
+    std::free(file);
+}
 
 std::unique_ptr<Decoder> openJpeg(ByteSource& file) { return std::make_unique<JpegDecoder>(file); }
 

@@ -13,6 +13,10 @@ namespace sorvane::decoder {
 /// in several scans.
 inline constexpr std::uint64_t jpegMemory = std::uint64_t{4} * 2 * pixelBudget;
 
+/// Lets libjpeg learn what the processor can do, for which it reads a file on arm64 when it first
+/// takes up pixels.
+void prepareJpeg();
+
 /// JPEG, baseline and progressive, of one channel (grey), three (YCbCr, RGB) or four (CMYK, YCCK).
 /// A picture that is cut short or damaged keeps the pixels that could be decoded; the others are
 /// what the library fills in. `file` must outlive the decoder.

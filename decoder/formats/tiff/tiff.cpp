@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <utility>
@@ -9,6 +11,10 @@
 
 #include "decoder/formats/tiff/tiff_reader.h"
 #include "decoder/formats/tiff/tiff_samples.h"
+
+// Of libdeflate, where libtiff has been built with it.
+extern "C" [[gnu::weak]] std::uint32_t libdeflate_adler32(std::uint32_t checksum, const void* bytes,
+                                                          std::size_t count);
 
 namespace sorvane::decoder {
 
@@ -216,6 +222,10 @@ bool TiffDecoder::readPixels(PixelSink& sink) {
 }
 
 } // namespace
+
+void prepareTiff() {
+    if (libdeflate_adler32 != nullptr) libdeflate_adler32(1, "", 1);
+}
 
 std::unique_ptr<Decoder> openTiff(ByteSource& file) { return std::make_unique<TiffDecoder>(file); }
 

@@ -16,6 +16,10 @@ namespace sorvane::decoder {
 inline constexpr std::uint64_t tiffMemory =
     2 * std::uint64_t{maxTiffFileBytes} + 2 * maxTiffBlockBytes + (std::uint64_t{160} << 20);
 
+/// Lets the library that libtiff inflates with learn what the processor can do, for which it reads
+/// a file on arm64 at its first checksum. libtiff's own JPEG is that of `prepareJpeg`.
+void prepareTiff();
+
 /// TIFF, the picture of the first directory: grey, RGB, palette, CMYK and YCbCr, with alpha or
 /// without, of 1 to 32 bits a sample, in strips or tiles, interleaved or planar. A damaged file is
 /// rejected. `file` must outlive the decoder.
