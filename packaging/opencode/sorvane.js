@@ -1,37 +1,29 @@
 // Lets sorvane-hook see every prompt of opencode, which runs no command of its own at a prompt.
-// Copy it to ~/.config/opencode/plugins/ and put your manifest's values in; they are words, not a
+// Copy it to ~/.config/opencode/plugins/ and put your manifest's values into the command: words, not a
 // shell's line, so nothing in them is quoted. Whatever goes wrong here, the prompt goes on.
 import { execFile } from "node:child_process"
 import { createHash } from "node:crypto"
 
-const program = "/usr/local/bin/sorvane-hook"
-const options = ["--agent", "custom-UUID", "--client-id", "ID", "--credential-file", "FILE"]
+const command = ["/usr/local/bin/sorvane-hook","--agent","custom-UUID","--client-id","ID","--credential-file","FILE"]
 
 const answerTo = (event) => new Promise((resolve) => {
-  const hook = execFile(program, options, { timeout: 30_000 }, (failure, output) => resolve(output))
-  hook.stdin.on("error", () => {})
-  hook.stdin.end(JSON.stringify(event))
+  const hook = execFile(command[0], command.slice(1), { timeout: 30_000 }, (failure, output) => resolve(output))
+  hook.stdin.on("error", () => {}).end(JSON.stringify(event))
 })
 
-// opencode hands an attached picture over as its bytes, in base64.
-const identityOf = ({ url }) =>
-  ({ sha256: createHash("sha256").update(url.slice(url.indexOf(",") + 1), "base64").digest("hex") })
+// A picture is handed over as its bytes, in base64.
+const digest = ({ url }) => createHash("sha256").update(url.slice(url.indexOf(",") + 1), "base64").digest("hex")
 
-export const Sorvane = async ({ directory }) => ({
+export const Sorvane = async ({ directory: cwd }) => ({
   "chat.message": async ({ sessionID }, { message, parts }) => {
     try {
-      const written = parts.filter((part) => part.type === "text" && !part.synthetic)
-      const pictures = parts.filter((part) => part.type === "file" && /^data:image\//.test(part.url))
-      const answer = await answerTo({
-        prompt: written.map((part) => part.text).join("\n"), attachments: pictures.map(identityOf),
-        cwd: directory, session_id: sessionID, turn_id: message.id,
-      })
+      const prompt = parts.filter((part) => part.type === "text" && !part.synthetic).map((part) => part.text).join("\n")
+      const pictures = parts.filter((part) => part.url?.startsWith("data:image/"))
+      const attachments = pictures.map((part) => ({ sha256: digest(part) }))
+      const answer = await answerTo({ prompt, attachments, cwd, session_id: sessionID, turn_id: message.id })
       const text = JSON.parse(answer).hookSpecificOutput.additionalContext
-      // A part's place in the prompt is the order of its id.
-      const id = parts.at(-1).id + "s"
-      parts.push({ id, sessionID, messageID: message.id, type: "text", synthetic: true, text })
-    } catch {
-      // No picture, no answer, or no hook.
-    }
+      // The order of the ids is that of the parts in the prompt.
+      parts.push({ id: parts.at(-1).id + "s", sessionID, messageID: message.id, type: "text", synthetic: true, text })
+    } catch {} // no picture, no answer, or no hook
   },
 })
