@@ -17,7 +17,9 @@ namespace {
 struct StatementText {
     std::string operator()(const DeclaredSrgb&) const { return "sRGB"; }
     std::string operator()(const IccProfile& profile) const {
-        return "ICC profile of " + std::to_string(profile.bytes.size()) + " bytes";
+        const std::string name = profileName(profile.bytes);
+        return (name.empty() ? "ICC profile without a name" : "ICC profile \"" + name + '"') +
+               ", " + std::to_string(profile.bytes.size()) + " bytes";
     }
     std::string operator()(const GammaAndPrimaries&) const { return "gamma and primaries"; }
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <ranges>
 
 #include <lcms2.h>
@@ -172,6 +173,20 @@ void ColourEngine::convertByTable(const std::uint8_t* samples, std::size_t count
                        static_cast<cmsUInt32Number>(block));
         for (std::size_t i = 0; i < block; ++i) lights[done + i] = lightOf(xyzOf(labs[i]));
     }
+}
+
+std::string profileName(std::span<const std::uint8_t> bytes) {
+    settleTimeZone();
+    const std::unique_ptr<void, decltype(&cmsCloseProfile)> profile(
+        cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())),
+        cmsCloseProfile);
+    char name[128] = ""; // more is no name
+    if (profile)
+        cmsGetProfileInfoASCII(profile.get(), cmsInfoDescription, "en", "US", name, sizeof name);
+    std::string text(name, std::find(std::begin(name), std::end(name), '\0'));
+    std::ranges::replace_if(
+        text, [](char c) { return c < ' ' || c > '~'; }, '?');
+    return text;
 }
 
 } // namespace sorvane::decoder

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "decoder/picture/colour_statement.h"
 #include "decoder/picture/picture.h"
@@ -62,5 +63,9 @@ class ColourEngine {
     // The transform gives Lab of 16 bits instead of XYZ.
     bool byTable_ = false;
 };
+
+/// What a profile calls itself, in printable ASCII, another character as a question mark. Empty
+/// when it has no name, or the engine rejects it.
+std::string profileName(std::span<const std::uint8_t> bytes);
 
 } // namespace sorvane::decoder
