@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -30,6 +31,9 @@ namespace sorvane::doctor {
 namespace {
 
 using nlohmann::json;
+
+// Each is looked at by itself, and nobody reads more.
+constexpr std::size_t maxAttachments = 1000;
 
 std::string fileFault(std::string_view path) {
     try {
@@ -81,6 +85,9 @@ json attachmentsReport(const json& event) {
     json reports = json::array();
     const json* attachments = anyMember(event, "attachments");
     if (attachments == nullptr || !attachments->is_array()) return reports;
+    if (attachments->size() > maxAttachments)
+        throw std::runtime_error("the event has more than " + std::to_string(maxAttachments) +
+                                 " attachments");
     for (const json& attachment : *attachments) reports.push_back(attachmentReport(attachment));
     return reports;
 }

@@ -33,12 +33,13 @@ bool isLetterOrDigit(char c) {
 
 std::string quoted(char c) {
     const bool plain = c > ' ' && c < 0x7f;
-    return plain ? std::string("\"") + c + '"' : c == ' ' ? "a blank" : "another character";
+    return plain ? std::string("\"") + c + '"' : c == ' ' ? "a space" : "another character";
 }
 
 std::string excerpt(std::string_view text) {
-    const std::size_t end = std::min(text.find_first_of(" \t\r\n"), maxExcerpt);
-    return utf8::repaired(text.substr(0, end)); // it may be cut inside a character
+    text = text.substr(0, maxExcerpt);
+    // It may be cut inside a character.
+    return utf8::repaired(text.substr(0, text.find_first_of(" \t\r\n")));
 }
 
 // Why the hook takes no reference that begins here.
@@ -59,24 +60,24 @@ std::string reason(std::string_view text) {
                ", and 64 are a reference's";
     if (end != text.end() && isLetterOrDigit(*end))
         return "the letter " + quoted(*end) + " follows the 64th digit";
-    return "it begins or ends inside a character: an accent or a joiner of its neighbour's is part "
-           "of "
-           "it";
+    return "it begins or ends inside a character: its neighbour's accent or joiner is part of it";
 }
 
 } // namespace
 
 std::vector<NearMiss> nearMisses(std::string_view prompt) {
     const auto references = ImageReferences::inPrompt(prompt);
+    auto reference = references.begin(); // both are found in the prompt's order
     std::vector<NearMiss> found;
-    for (auto place = prompt.begin();; place += static_cast<std::ptrdiff_t>(scheme.size())) {
-        place = std::search(place, prompt.end(), scheme.begin(), scheme.end(), equalsAnyCase);
-        if (place == prompt.end()) return found;
+    for (auto begin = prompt.begin();; begin += static_cast<std::ptrdiff_t>(scheme.size())) {
+        begin = std::search(begin, prompt.end(), scheme.begin(), scheme.end(), equalsAnyCase);
+        if (begin == prompt.end() || found.size() == maxNearMisses) return found;
         const std::string_view text =
-            prompt.substr(static_cast<std::size_t>(place - prompt.begin()));
-        const bool isReference = std::ranges::any_of(
-            references, [&](std::string_view one) { return one.data() == text.data(); });
-        if (!isReference) found.push_back({excerpt(text), reason(text)});
+            prompt.substr(static_cast<std::size_t>(begin - prompt.begin()));
+        if (reference != references.end() && reference->data() == text.data())
+            ++reference;
+        else
+            found.push_back({excerpt(text), reason(text)});
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,8 +13,11 @@ struct NearMiss {
     std::string reason;
 };
 
-/// The near misses of a prompt, in their order: whatever begins with "sorvane:" in any case and is
-/// no reference as the hook reads them.
+/// More of them help nobody.
+inline constexpr std::size_t maxNearMisses = 100;
+
+/// The first near misses of a prompt, in their order: whatever begins with "sorvane:" in any case
+/// and is no reference as the hook reads them.
 std::vector<NearMiss> nearMisses(std::string_view prompt);
 
 } // namespace sorvane::doctor

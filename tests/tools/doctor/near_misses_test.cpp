@@ -1,5 +1,6 @@
 #include "tools/doctor/near_misses.h"
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -54,4 +55,13 @@ TEST_CASE("a long near miss is shortened, and stays UTF-8") {
     const auto misses = nearMisses("sorvane:" + std::string(111, 'x') + "\xc3\xa9\xc3\xa9");
     REQUIRE(misses.size() == 1);
     CHECK(misses.front().text == "sorvane:" + std::string(111, 'x') + "\xef\xbf\xbd");
+}
+
+TEST_CASE("a long prompt takes time in proportion to its length") {
+    std::string prompt;
+    for (int count = 0; count < 20'000; ++count) prompt += prefix + hash + " ";
+    for (int count = 0; count < 200'000; ++count) prompt += "sorvane:";
+    const auto begin = std::chrono::steady_clock::now();
+    CHECK(nearMisses(prompt).size() == maxNearMisses);
+    CHECK(std::chrono::steady_clock::now() - begin < std::chrono::seconds(10));
 }
