@@ -30,6 +30,10 @@ endif()
 install(FILES packaging/man/sorvane-hook.1 packaging/man/sorvane-doctor.1
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
+# What a person needs to enter the hook into an agent by hand: the doctor speaks of both.
+install(FILES docs/agents.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/sorvane-hook)
+install(FILES packaging/opencode/sorvane.js DESTINATION ${CMAKE_INSTALL_DATADIR}/sorvane/opencode)
+
 # bash and fish look for a file of the command's name. Debian's zsh looks below /usr in a folder of its
 # own, for what comes in packages.
 set(zsh_folder site-functions)

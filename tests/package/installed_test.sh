@@ -47,7 +47,9 @@ for command in hook doctor; do
         [ -s "/usr/share/$file" ] || fail "no $file"
     done
 done
-[ -s /usr/share/zsh/vendor-completions/_sorvane ] || fail 'no completion for zsh'
+for file in zsh/vendor-completions/_sorvane doc/sorvane-hook/agents.md sorvane/opencode/sorvane.js; do
+    [ -s "/usr/share/$file" ] || fail "no $file"
+done
 
 apt-get purge -q -y -o Dpkg::Use-Pty=0 sorvane-hook >/tmp/log 2>&1 || fail "$(cat /tmp/log)"
 left=$(find / -xdev -iname '*sorvane*' -not -path '/proc/*' -not -path '/var/lib/apt/*')
