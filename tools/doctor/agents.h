@@ -24,33 +24,49 @@ enum class TimeoutUnit {
     secondsBelowThousand,
 };
 
+/// What an agent's event says of the pictures that are attached to a prompt.
+enum class Attachments {
+    none,
+    files,   ///< where they lie: the hook decodes them
+    digests, ///< the digest of each file's bytes
+};
+
+/// What an agent makes its user say yes to before it runs a hook.
+enum class Trust { none, eachHook, theFolder, notKnown };
+
 /// A file of an agent's configuration. Its folder is the one that `folderVariable` names, followed
 /// by `variableSuffix`, when that variable is set and not empty; else `folder` in HOME.
 struct ConfigurationFile {
     std::string_view folderVariable; ///< empty: no variable moves it
     std::string_view variableSuffix;
     std::string_view folder;
-    std::string_view name; ///< "*.json": every such file of the folder
-    std::string_view
-        sibling; ///< the same for one project, seen from its root; empty: there is none
+    std::string_view name;    ///< "*.json": every such file of the folder
+    std::string_view sibling; ///< one project's, seen from its root; empty: there is none
 };
 
-/// What is known of a coding agent. docs/agents.md shows the same to the people who set one up.
+/// What is known of a coding agent. docs/agents.md shows the same to the people who set one up, and
+/// a test holds the one to the other.
 struct Agent {
     std::string_view identifier; ///< empty: the agent is registered as "custom-" and a UUID
     std::string_view name;
     std::string_view program;
-    std::array<ConfigurationFile, 2> files; ///< those without a name are none
+    std::array<ConfigurationFile, 2> files; ///< those without a name are a project's alone
     std::string_view event;
     EntryForm form;
     std::string_view timeoutKey;
     TimeoutUnit timeoutUnit;
     std::optional<int> defaultTimeout; ///< in that unit; nothing: not known
-    bool sendsAttachments;
-    bool mustBeTrusted; ///< the hook is not run before the user has said yes to it
+    Attachments attachments;
+    Trust trust;
     /// What must stand after the hook in its command, or nothing: the entry's text up to its end.
     std::string_view commandEnding;
 };
+
+/// The seconds that a hook of the agent's may need: 2 until the application has taken the request
+/// and 2 until it has answered, and 20 before that to decode the pictures of a prompt.
+constexpr int neededSeconds(const Agent& agent) {
+    return agent.attachments == Attachments::files ? 24 : 4;
+}
 
 inline constexpr std::array agents = {
     Agent{
@@ -64,8 +80,8 @@ inline constexpr std::array agents = {
         .timeoutKey = "timeout",
         .timeoutUnit = TimeoutUnit::seconds,
         .defaultTimeout = 30,
-        .sendsAttachments = false,
-        .mustBeTrusted = false,
+        .attachments = Attachments::none,
+        .trust = Trust::none,
         .commandEnding = "",
     },
     Agent{
@@ -79,8 +95,8 @@ inline constexpr std::array agents = {
         .timeoutKey = "timeout",
         .timeoutUnit = TimeoutUnit::seconds,
         .defaultTimeout = 600,
-        .sendsAttachments = false,
-        .mustBeTrusted = true,
+        .attachments = Attachments::none,
+        .trust = Trust::eachHook,
         .commandEnding = "",
     },
     Agent{
@@ -93,8 +109,8 @@ inline constexpr std::array agents = {
         .timeoutKey = "timeout",
         .timeoutUnit = TimeoutUnit::seconds,
         .defaultTimeout = std::nullopt,
-        .sendsAttachments = true,
-        .mustBeTrusted = false,
+        .attachments = Attachments::files,
+        .trust = Trust::notKnown,
         .commandEnding = "",
     },
     Agent{
@@ -109,8 +125,8 @@ inline constexpr std::array agents = {
         .timeoutKey = "timeout",
         .timeoutUnit = TimeoutUnit::milliseconds,
         .defaultTimeout = 60'000,
-        .sendsAttachments = false,
-        .mustBeTrusted = false,
+        .attachments = Attachments::none,
+        .trust = Trust::theFolder,
         // A hook that cannot be started blocks every prompt there.
         .commandEnding = "|| true",
     },
@@ -124,8 +140,8 @@ inline constexpr std::array agents = {
         .timeoutKey = "timeout",
         .timeoutUnit = TimeoutUnit::secondsBelowThousand,
         .defaultTimeout = 60,
-        .sendsAttachments = false,
-        .mustBeTrusted = false,
+        .attachments = Attachments::none,
+        .trust = Trust::none,
         .commandEnding = "",
     },
     Agent{
@@ -139,8 +155,8 @@ inline constexpr std::array agents = {
         .timeoutKey = "timeoutSec",
         .timeoutUnit = TimeoutUnit::seconds,
         .defaultTimeout = 30,
-        .sendsAttachments = false,
-        .mustBeTrusted = false,
+        .attachments = Attachments::none,
+        .trust = Trust::none,
         // It takes the inner object of the answer alone.
         .commandEnding = R"(| sed 's/^{"hookSpecificOutput"://; s/}$//')",
     },
@@ -148,14 +164,16 @@ inline constexpr std::array agents = {
         .identifier = "",
         .name = "opencode",
         .program = "opencode",
-        .files = {},
+        .files = {{{"XDG_CONFIG_HOME", "opencode/plugins", ".config/opencode/plugins", "*.js",
+                    ".opencode/plugins/*.js"},
+                   {}}},
         .event = "chat.message",
         .form = EntryForm::plugin,
-        .timeoutKey = "",
-        .timeoutUnit = TimeoutUnit::seconds,
-        .defaultTimeout = std::nullopt,
-        .sendsAttachments = false,
-        .mustBeTrusted = false,
+        .timeoutKey = "timeout",
+        .timeoutUnit = TimeoutUnit::milliseconds,
+        .defaultTimeout = 30'000,
+        .attachments = Attachments::digests,
+        .trust = Trust::none,
         .commandEnding = "",
     },
 };

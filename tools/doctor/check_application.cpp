@@ -88,9 +88,10 @@ Finding checkSocket(const HelperPaths& paths) {
                       startApplication);
     }
     if (!S_ISSOCK(status.st_mode))
-        return failed(path + " is no socket",
-                      "Remove it with the command below, and start Sorvane again.",
-                      "rm -r " + quoted);
+        return failed(
+            path + " is no socket",
+            "Quit Sorvane if it runs, remove that with the command below, and start Sorvane.",
+            "rm -r " + quoted);
     if (status.st_uid != ::geteuid())
         return failed(path + " belongs to another user",
                       "Let Sorvane run as the same user as the agent.");
@@ -99,8 +100,10 @@ Finding checkSocket(const HelperPaths& paths) {
                           "), so it is not trusted",
                       "Take the others' permissions away.", "chmod 600 " + quoted);
     if (!answersInTime(paths.socket))
-        return failed("nobody answers on " + path + ": Sorvane has ended or hangs",
-                      startApplication);
+        return failed(
+            "nobody answers on " + path + ": Sorvane has ended or hangs",
+            "Quit Sorvane if it still runs, start it, and see that Tandem Link is switched "
+            "on.");
     return {"socket", Status::ok, "Sorvane answers on " + path};
 }
 

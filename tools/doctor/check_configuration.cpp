@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <system_error>
 
 #include "integration/agent_identifier.h"
 #include "tools/doctor/checks.h"
@@ -13,27 +14,28 @@ namespace sorvane::doctor {
 
 namespace {
 
-// The link waits 2 seconds for the application to take the request and 2 for its answer; decoding
-// the pictures of a prompt may take 20 on top of that.
-constexpr int linkSeconds = 4;
-constexpr int decodingSeconds = 20;
-
 using Entries = std::vector<const FoundEntry*>;
 
-std::string place(const FoundEntry& found) {
+std::string locationOf(const FoundEntry& found) {
     return found.file.native() + " (" + found.entry.event + ")";
 }
 
-bool concerns(const FoundEntry& found, std::string_view agent) {
-    const auto named = found.call ? found.call->value("--agent") : std::nullopt;
-    return named && named->text == agent;
-}
+bool isCustom(std::string_view agent) { return agent.starts_with("custom-"); }
 
 Entries entriesFor(const std::string& agent, const AgentConfiguration& configuration) {
     Entries entries;
     for (const FoundEntry& found : configuration.entries)
-        if (configuration.agent.identifier == agent || concerns(found, agent))
+        if (configuration.agent.identifier == agent || found.namedAgent() == agent)
             entries.push_back(&found);
+    return entries;
+}
+
+// Entries of agents that are registered as custom ones, for none that there can be.
+Entries strayEntries(const AgentConfiguration& configuration) {
+    Entries entries;
+    if (!configuration.agent.identifier.empty()) return entries;
+    for (const FoundEntry& found : configuration.entries)
+        if (!AgentIdentifier::isValid(found.namedAgent())) entries.push_back(&found);
     return entries;
 }
 
@@ -51,20 +53,21 @@ std::string number(double value) {
 }
 
 Finding checkTimeout(const Agent& agent, const FoundEntry& found) {
-    const int needed = linkSeconds + (agent.sendsAttachments ? decodingSeconds : 0);
-    const std::string key = "\"" + std::string(agent.timeoutKey) + "\"";
+    constexpr auto check = "timeout";
     if (!found.entry.timeout)
-        return {"time-out", Status::ok,
+        return {check, Status::ok,
                 agent.defaultTimeout
                     ? "the agent's own, " + number(secondsOf(agent, *agent.defaultTimeout)) +
                           " seconds"
                     : "the agent's own"};
+    const std::string key = '"' + std::string(agent.timeoutKey) + '"';
     const double seconds = secondsOf(agent, *found.entry.timeout);
-    const std::string text = key + " in " + place(found) + " gives the hook " + number(seconds) +
-                             (seconds == 1 ? " second" : " seconds");
-    if (seconds >= needed) return {"time-out", Status::ok, text};
-    const double wanted = agent.timeoutUnit == TimeoutUnit::milliseconds ? needed * 1000 : needed;
-    return {"time-out", Status::failed, text + "; waiting for Sorvane may take " + number(needed),
+    const std::string text = key + " in " + locationOf(found) + " gives the hook " +
+                             number(seconds) + (seconds == 1 ? " second" : " seconds");
+    const int needed = neededSeconds(agent);
+    if (seconds >= needed) return {check, Status::ok, text};
+    const int wanted = agent.timeoutUnit == TimeoutUnit::milliseconds ? needed * 1000 : needed;
+    return {check, Status::failed, text + "; waiting for Sorvane may take " + number(needed),
             "In " + found.file.native() + ", set " + key + " of the hook's entry to " +
                 number(wanted) + " or more, or take it out."};
 }
@@ -127,30 +130,39 @@ class EntriesCheck {
         if (running_.size() > 1)
             return {"hook entry", Status::failed,
                     "the hook is there " + std::to_string(running_.size()) +
-                        " times: " + place(*running_[0]) + " and " + place(*running_[1]),
+                        " times: " + locationOf(*running_[0]) + " and " + locationOf(*running_[1]),
                     "Keep the first of these entries and take the others out: " + places() + "."};
-        if (running_.size() == 1) return {"hook entry", Status::ok, place(*running_.front())};
+        if (running_.size() == 1) return {"hook entry", Status::ok, locationOf(*running_.front())};
         if (!entries_.empty())
             return {"hook entry", Status::failed,
                     "the hook is at another event than a submitted prompt: " +
-                        place(*entries_.front()),
+                        locationOf(*entries_.front()),
                     "In " + entries_.front()->file.native() + ", move the hook's entry from " +
                         entries_.front()->entry.event + " to " + event + "."};
         if (!configuration_.unreadable.empty())
-            return {"hook entry", Status::unknown, unreadableText(),
-                    "Look whether the agent itself can read that file."};
+            return {"hook entry",
+                    Status::unknown,
+                    unreadableText(),
+                    "Mend that file, unless " + std::string(configuration_.agent.name) +
+                        " reads it as it is, and see that it holds the hook's entry.",
+                    "",
+                    expected()};
+        const std::string file = configuration_.mainFile.native();
+        std::error_code ignored;
         return {"hook entry",
                 Status::failed,
-                "there is no hook entry in " + configuration_.mainFile.native(),
-                "Merge this into " + configuration_.mainFile.native() + ".",
+                "there is no hook entry in " + file,
+                std::filesystem::exists(configuration_.mainFile, ignored)
+                    ? "Merge this into " + file + ", and keep what is there."
+                    : "Write this into a new file " + file + ".",
                 "",
                 expected()};
     }
 
     std::string places() const {
-        std::string text = place(*running_.front());
+        std::string text = locationOf(*running_.front());
         for (std::size_t index = 1; index < running_.size(); ++index)
-            text += " and " + place(*running_[index]);
+            text += " and " + locationOf(*running_[index]);
         return text;
     }
 
@@ -166,10 +178,10 @@ class EntriesCheck {
         if (found.entry.inBackground)
             add({"answer", Status::failed,
                  "the agent does not wait for the hook's answer: \"async\" is set in " +
-                     place(found),
+                     locationOf(found),
                  "In " + found.file.native() + ", take \"async\" out of the hook's entry."});
         add(checkTimeout(configuration_.agent, found));
-        if (configuration_.agent.mustBeTrusted) add(checkTrust(configuration_, found));
+        if (configuration_.agent.trust == Trust::eachHook) add(checkTrust(configuration_, found));
     }
 
     const AgentConfiguration& configuration_;
@@ -185,18 +197,26 @@ std::vector<Finding> checkConfiguration(const std::string& agent,
                                         const std::optional<AgentManifest>& manifest,
                                         const std::vector<AgentConfiguration>& configurations) {
     std::vector<Finding> findings;
-    for (const AgentConfiguration& configuration : configurations) {
-        const Entries entries = entriesFor(agent, configuration);
-        if (entries.empty() && configuration.agent.identifier != agent) continue;
+    const auto lookAt = [&](const AgentConfiguration& configuration, const Entries& entries) {
         auto found = EntriesCheck(configuration, manifest, entries).findings();
         findings.insert(findings.end(), std::make_move_iterator(found.begin()),
                         std::make_move_iterator(found.end()));
+    };
+    for (const AgentConfiguration& configuration : configurations) {
+        const Entries entries = entriesFor(agent, configuration);
+        if (!entries.empty() || configuration.agent.identifier == agent)
+            lookAt(configuration, entries);
     }
+    if (!findings.empty()) return findings;
+    if (isCustom(agent))
+        for (const AgentConfiguration& configuration : configurations)
+            if (const Entries entries = strayEntries(configuration); !entries.empty())
+                lookAt(configuration, entries);
     if (findings.empty())
         findings.push_back({"hook entry", Status::unknown,
                             "no agent whose configuration is known here runs the hook for it",
-                            "Look into the agent's own configuration; docs/agents.md shows the "
-                            "entries that are known."});
+                            "Look up your agent's entry in agents.md, among the documents of "
+                            "Sorvane's helpers, and write it into the agent's configuration."});
     return findings;
 }
 

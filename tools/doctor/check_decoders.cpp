@@ -6,6 +6,7 @@
 
 #include "identity/decoder_process.h"
 #include "identity/decoder_program.h"
+#include "support/helper_io.h"
 #include "tools/doctor/checks.h"
 #include "tools/doctor/decoded_formats.h"
 
@@ -36,35 +37,37 @@ std::string listed(const std::vector<std::string_view>& names) {
     return text;
 }
 
-Finding failed(const std::string& program, const std::string& text, std::string remedy) {
-    return {"decoder", Status::failed, program + " " + text, std::move(remedy)};
+Finding failed(const std::string& program, const std::string& text, std::string remedy,
+               std::string command = {}) {
+    return {"decoder", Status::failed, program + " " + text, std::move(remedy), std::move(command)};
 }
 
 Finding checkDecoder(const std::string& program) {
     const auto candidates = decoderCandidates(program);
-    const auto place = std::find_if(candidates.begin(), candidates.end(), [](const auto& path) {
+    const auto found = std::find_if(candidates.begin(), candidates.end(), [](const auto& path) {
         return ::access(path.c_str(), X_OK) == 0;
     });
-    if (place == candidates.end())
+    if (found == candidates.end())
         return failed(program,
                       "is not in " + candidates.front().parent_path().native() +
                           ", ../libexec/sorvane from there, or " +
                           candidates.back().parent_path().native(),
-                      "Install Sorvane's helpers again: without it images are known by their "
+                      "Install Sorvane's helpers again: without it pictures are known by their "
                       "files' bytes alone.");
     std::vector<std::string_view> good;
     std::vector<std::string_view> bad;
     for (const TinyPicture& picture : picturesFor(program))
         (goesThrough(program, picture) ? good : bad).push_back(picture.name);
     if (good.empty())
-        return failed(program, "(" + place->native() + ") decodes nothing",
-                      "Run it by hand (\"" + program +
-                          " 10 </dev/null\") to see what it lacks, or install Sorvane's helpers "
-                          "again.");
+        return failed(
+            program, "(" + found->native() + ") decodes nothing",
+            "Install Sorvane's helpers again. If that does not help, run the command below: "
+            "a library that is missing is named.",
+            HelperIO::shellQuoted(found->native()) + " 10 </dev/null");
     if (!bad.empty())
-        return failed(program, "(" + place->native() + ") does not decode " + listed(bad),
+        return failed(program, "(" + found->native() + ") does not decode " + listed(bad),
                       "Install the libraries of these formats, or Sorvane's helpers again.");
-    return {"decoder", Status::ok, place->native() + " decodes " + listed(good)};
+    return {"decoder", Status::ok, found->native() + " decodes " + listed(good)};
 }
 
 } // namespace

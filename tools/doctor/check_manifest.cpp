@@ -1,6 +1,7 @@
 // The manifest, the programs that it names, and the credential.
 
 #include <exception>
+#include <filesystem>
 #include <system_error>
 
 #include <sys/stat.h>
@@ -29,6 +30,19 @@ Finding checkProgram(const char* check, const std::string& path, std::string_vie
     return {check, Status::ok, path};
 }
 
+// A folder, a pipe, a link to itself: what no writer replaces.
+bool isInTheWay(const std::filesystem::path& file) {
+    std::error_code ignored;
+    return std::filesystem::exists(std::filesystem::symlink_status(file, ignored)) &&
+           !std::filesystem::is_regular_file(file, ignored);
+}
+
+constexpr auto inTheWay = "Remove what is in the file's place, and look again.";
+
+std::string removal(const std::filesystem::path& file) {
+    return "rm -r " + HelperIO::shellQuoted(file.native());
+}
+
 Finding credentialFinding(Status status, std::string text, std::string remedy,
                           std::string command = {}) {
     return {"credential", status, std::move(text), std::move(remedy), std::move(command)};
@@ -48,14 +62,21 @@ std::string reinstall(std::string_view agent) {
 
 ManifestCheck checkManifest(const HelperPaths& paths, const std::string& agent) {
     const auto file = paths.agentFile(agent, ".json");
-    const auto failed = [&agent](std::string text) {
-        return ManifestCheck{std::nullopt,
-                             {{"manifest", Status::failed, std::move(text), reinstall(agent)}}};
+    const auto failed = [&](std::string text) {
+        Finding finding{"manifest", Status::failed, std::move(text), reinstall(agent)};
+        if (isInTheWay(file)) {
+            finding.remedy = inTheWay;
+            finding.command = removal(file);
+        }
+        return ManifestCheck{std::nullopt, {std::move(finding)}};
     };
     std::error_code error;
-    if (!std::filesystem::exists(file, error) && !error)
-        return failed("Sorvane has not been installed into this agent: there is no " +
-                      file.native());
+    if (!std::filesystem::exists(std::filesystem::symlink_status(file, error)))
+        return {
+            std::nullopt,
+            {{"manifest", Status::failed,
+              "Sorvane has not been installed into this agent: there is no " + file.native(),
+              "In Sorvane's settings, install the integration into " + displayName(agent) + "."}}};
     try {
         const auto manifest = HelperIO::readJSON<AgentManifest>(file);
         if (manifest.agent != agent)
@@ -82,7 +103,10 @@ CredentialCheck checkCredential(const AgentManifest& manifest) {
     try {
         secret = readFile(path);
     } catch (const std::exception& failure) {
-        return {credentialFinding(Status::failed, failure.what(), again), ""};
+        auto finding = isInTheWay(path) ? credentialFinding(Status::failed, failure.what(),
+                                                            inTheWay, removal(path))
+                                        : credentialFinding(Status::failed, failure.what(), again);
+        return {std::move(finding), ""};
     }
     if (HelperIO::sha256(secret) != manifest.credentialHash)
         return {

@@ -5,7 +5,9 @@
 #include <csignal>
 #include <ctime>
 #include <exception>
+#include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "broker/mcp_client_session.h"
 #include "hook/prompt_hook_observation.h"
@@ -49,26 +51,42 @@ constexpr Meaning meanings[] = {
      "Copy the image again while Sorvane runs, and submit the prompt with that one."},
 };
 
+std::string counted(std::int64_t count, const std::string& things) {
+    return std::to_string(count) + ' ' + things + (count == 1 ? "" : "s");
+}
+
 Finding judged(const PromptHookObservation& observation) {
     const std::string when = moment(observation.observedAt) + ", " +
-                             std::to_string(observation.attachmentCount) + " attachments, " +
-                             std::to_string(observation.referenceCount) + " references, ";
+                             counted(observation.attachmentCount, "attachment") + ", " +
+                             counted(observation.referenceCount, "reference") + ", ";
     for (const Meaning& meaning : meanings) {
         if (observation.outcome != meaning.outcome) continue;
         const bool lost =
             observation.outcome == "no-image-identities" && observation.attachmentCount > 0;
         return {"last prompt", lost ? Status::warning : meaning.status,
                 when + observation.outcome + ": " + std::string(meaning.text),
-                lost ? "Give the agent's event to \"sorvane-doctor event\": it says of each "
-                       "attachment why it is not named."
+                lost ? "Attach the picture once more. If this line stays: put \"tee "
+                       "/tmp/event.json |\" before the hook's command in its entry, submit the "
+                       "prompt again, and run \"sorvane-doctor event /tmp/event.json\", which says "
+                       "of each attachment why it is not named."
                      : std::string(meaning.remedy)};
     }
-    return {"last prompt", Status::unknown, when + observation.outcome + ": no outcome known here"};
+    return {"last prompt", Status::unknown, when + observation.outcome + ": no outcome known here",
+            "Install the hook and the doctor of one release."};
 }
 
-Finding unreadable(const char* check, const std::exception& failure) {
-    return {check, Status::unknown, std::string("its record cannot be read: ") + failure.what()};
+// Whoever writes the record replaces it, unless it is no file.
+Finding unreadable(const char* check, const std::filesystem::path& file,
+                   const std::exception& failure, std::string remedy) {
+    std::error_code ignored;
+    const bool isFile = std::filesystem::is_regular_file(file, ignored);
+    return {check, Status::unknown, std::string("its record cannot be read: ") + failure.what(),
+            isFile ? std::move(remedy) : "Remove what is in its record's place.",
+            isFile ? "" : "rm -r " + HelperIO::shellQuoted(file.native())};
 }
+
+constexpr auto submitAgain = "Submit a prompt to the agent, and look again.";
+constexpr auto startAgain = "End the agent and start it again.";
 
 bool isThere(const std::filesystem::path& file) {
     std::error_code error;
@@ -80,17 +98,15 @@ bool isThere(const std::filesystem::path& file) {
 Finding checkObservation(const std::string& agent, const std::optional<AgentManifest>& manifest) {
     const auto file = PromptHookObservation::url(agent);
     if (!isThere(file))
-        return {"last prompt", Status::unknown, "the hook has seen none yet",
-                "Submit a prompt to the agent, and look again."};
+        return {"last prompt", Status::unknown, "the hook has seen none yet", submitAgain};
     try {
         const auto observation = HelperIO::readJSON<PromptHookObservation>(file);
         if (manifest && observation.clientID != manifest->clientID)
             return {"last prompt", Status::unknown,
-                    "the last one was that of an earlier installation",
-                    "Submit a prompt to the agent, and look again."};
+                    "the last one was that of an earlier installation", submitAgain};
         return judged(observation);
     } catch (const std::exception& failure) {
-        return unreadable("last prompt", failure);
+        return unreadable("last prompt", file, failure, submitAgain);
     }
 }
 
@@ -110,11 +126,10 @@ Finding checkSession(const std::string& agent, const std::optional<AgentManifest
         }
         if (manifest && session.clientID != manifest->clientID)
             return {"MCP session", Status::warning,
-                    "running for an earlier installation: " + process,
-                    "End the agent and start it again."};
+                    "running for an earlier installation: " + process, startAgain};
         return {"MCP session", Status::ok, "running: " + process};
     } catch (const std::exception& failure) {
-        return unreadable("MCP session", failure);
+        return unreadable("MCP session", file, failure, startAgain);
     }
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
+#include <span>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 
@@ -15,6 +17,9 @@ namespace sorvane::doctor {
 namespace fs = std::filesystem;
 
 namespace {
+
+// A thousand times what people write; who wants to be read may take no more of the machine.
+constexpr std::size_t maxConfigurationBytes = 4'000'000;
 
 std::optional<std::string> variable(std::string_view name) {
     const char* value = name.empty() ? nullptr : std::getenv(std::string(name).c_str());
@@ -48,13 +53,24 @@ std::vector<fs::path> matchingFiles(const fs::path& file) {
 fs::path mainFile(const Agent& agent) {
     if (agent.files.front().name.empty()) return {};
     const fs::path file = userFile(agent.files.front());
-    return file.filename() == "*.json" ? file.parent_path() / "sorvane.json" : file;
+    return file.stem() == "*"
+               ? fs::path(file).replace_filename("sorvane").concat(file.extension().native())
+               : file;
+}
+
+std::string readConfiguration(const fs::path& file) {
+    FileReader reader(file);
+    std::string text(maxConfigurationBytes + 1, '\0');
+    text.resize(reader.read(std::span(text)));
+    if (text.size() > maxConfigurationBytes)
+        throw std::runtime_error("more than " + std::to_string(maxConfigurationBytes) + " bytes");
+    return text;
 }
 
 void readInto(AgentConfiguration& configuration, const fs::path& file, bool users) try {
     std::error_code ignored;
-    if (!fs::exists(file, ignored)) return;
-    auto read = readHookConfiguration(configuration.agent, file, readFile(file));
+    if (!fs::exists(file, ignored) && !ignored) return;
+    auto read = readHookConfiguration(configuration.agent, file, readConfiguration(file));
     for (HookEntry& entry : read.entries) {
         if (!mentionsHook(entry.command)) continue;
         auto call = hookCall(entry.command, userHome());
@@ -68,7 +84,15 @@ void readInto(AgentConfiguration& configuration, const fs::path& file, bool user
 
 } // namespace
 
-std::string userHome() { return variable("HOME").value_or(homeDirectory().native()); }
+std::string FoundEntry::namedAgent() const {
+    const auto named = call ? call->value("--agent") : std::nullopt;
+    return named ? named->text : "";
+}
+
+std::string userHome() {
+    const auto home = variable("HOME");
+    return home ? *home : homeDirectory().native();
+}
 
 std::vector<AgentConfiguration> searchConfigurations(const std::optional<fs::path>& workspace) {
     std::vector<AgentConfiguration> all;

@@ -16,6 +16,9 @@ struct FoundEntry {
     std::filesystem::path file;
     HookEntry entry;
     std::optional<HookCall> call; ///< nothing: how it runs the hook cannot be told
+
+    /// The agent that the command names; empty when it names none.
+    std::string namedAgent() const;
 };
 
 /// A configuration file that is there and could not be read.

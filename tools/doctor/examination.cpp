@@ -30,13 +30,23 @@ std::set<std::string> configuredAgents(const std::vector<AgentConfiguration>& co
     std::set<std::string> found;
     for (const AgentConfiguration& configuration : configurations)
         for (const FoundEntry& entry : configuration.entries) {
-            const auto named = entry.call ? entry.call->value("--agent") : std::nullopt;
             if (!configuration.agent.identifier.empty())
                 found.insert(std::string(configuration.agent.identifier));
-            else if (named && isAgent(named->text))
-                found.insert(named->text);
+            else if (isAgent(entry.namedAgent()))
+                found.insert(entry.namedAgent());
         }
     return found;
+}
+
+// A custom agent is told by the configuration in which it was found.
+std::string titleOf(const std::string& agent,
+                    const std::vector<AgentConfiguration>& configurations) {
+    for (const AgentConfiguration& configuration : configurations)
+        if (configuration.agent.identifier.empty())
+            for (const FoundEntry& entry : configuration.entries)
+                if (entry.namedAgent() == agent)
+                    return std::string(configuration.agent.name) + " (" + agent + ")";
+    return displayName(agent);
 }
 
 void append(std::vector<Finding>& findings, std::vector<Finding> more) {
@@ -46,7 +56,7 @@ void append(std::vector<Finding>& findings, std::vector<Finding> more) {
 
 void examineAgent(const std::string& agent, const HelperPaths& paths,
                   const std::vector<AgentConfiguration>& configurations, Report& report) {
-    Section section{displayName(agent), {}};
+    Section section{titleOf(agent, configurations), {}};
     auto [manifest, findings] = checkManifest(paths, agent);
     append(section.findings, std::move(findings));
     if (manifest) {

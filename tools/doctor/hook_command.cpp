@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include <unistd.h>
 
@@ -18,6 +19,18 @@ namespace {
 
 constexpr std::string_view check = "command";
 
+std::string replacement(const Agent& agent, const FoundEntry& found) {
+    const std::string file = "In " + found.file.native() + ", replace the ";
+    if (agent.form == EntryForm::plugin)
+        return file + "line that begins with \"" + std::string(pluginLine) + "\" by this one.";
+    return file + "command of the hook's entry by this one.";
+}
+
+std::string ifItDoesNotRun(std::string remedy) {
+    remedy.front() = 'i';
+    return "If the hook does not run: " + remedy;
+}
+
 // Quoted where a shell needs it, for people read these.
 std::string shellWord(const std::string& text) {
     const bool plain = !text.empty() &&
@@ -32,7 +45,7 @@ class CommandCheck {
     CommandCheck(const Agent& agent, const AgentManifest& manifest, const FoundEntry& found)
         : agent_(agent),
           manifest_(manifest),
-          file_(found.file.native()),
+          found_(found),
           command_(found.entry.command),
           call_(*found.call) {}
 
@@ -49,7 +62,7 @@ class CommandCheck {
         return {std::string(check),
                 Status::failed,
                 std::move(text),
-                "In " + file_ + ", replace the command of the hook's entry by this one.",
+                replacement(agent_, found_),
                 "",
                 expectedCommand(agent_, manifest_)};
     }
@@ -57,7 +70,7 @@ class CommandCheck {
     Finding unknown(std::string text) const {
         Finding finding = failed(std::move(text));
         finding.status = Status::unknown;
-        finding.remedy = "If the hook does not run: " + finding.remedy;
+        finding.remedy = ifItDoesNotRun(std::move(finding.remedy));
         return finding;
     }
 
@@ -76,7 +89,7 @@ class CommandCheck {
         if (words.size() > 1 &&
             (whole == manifest_.hookExecutablePath || std::filesystem::exists(whole, ignored_)))
             return failed(
-                "the path of the program holds a blank and is not quoted: the shell runs " +
+                "the path of the program holds a space and is not quoted: the shell runs " +
                 words.front().text);
         const std::string& program = call_.program.text;
         if (program.find('/') == program.npos)
@@ -101,12 +114,13 @@ class CommandCheck {
         auto found = optionFault("--credential-file", manifest_.credentialPath);
         const auto value = call_.value("--credential-file");
         if (!found || !value || !value->known) return found;
-        if (absolutePath(value->text).native() == manifest_.credentialPath) return std::nullopt;
         if (splitsCredentialPath(value->text))
-            return failed("the path of the credential holds a blank and is not quoted: the shell "
+            return failed("the path of the credential holds a space and is not quoted: the shell "
                           "hands over " +
                           value->text);
         if (isTesting() && holdsCredential(value->text)) return std::nullopt;
+        if (!std::filesystem::path(value->text).is_absolute())
+            return failed("--credential-file is " + value->text + ", and must be an absolute path");
         return found;
     }
 
@@ -139,7 +153,7 @@ class CommandCheck {
 
     const Agent& agent_;
     const AgentManifest& manifest_;
-    const std::string& file_;
+    const FoundEntry& found_;
     const std::string& command_;
     const HookCall& call_;
     mutable std::error_code ignored_;
@@ -148,6 +162,16 @@ class CommandCheck {
 } // namespace
 
 std::string expectedCommand(const Agent& agent, const AgentManifest& manifest) {
+    if (agent.form == EntryForm::plugin)
+        return std::string(pluginLine) + ' ' +
+               nlohmann::json{manifest.hookExecutablePath,
+                              "--agent",
+                              manifest.agent,
+                              "--client-id",
+                              manifest.clientID,
+                              "--credential-file",
+                              manifest.credentialPath}
+                   .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     std::string command = shellWord(manifest.hookExecutablePath) + " --agent " +
                           shellWord(manifest.agent) + " --client-id " +
                           shellWord(manifest.clientID) + " --credential-file " +
@@ -175,10 +199,8 @@ Finding checkCommand(const Agent& agent, const AgentManifest& manifest, const Fo
     if (!found.call)
         return {std::string(check),
                 Status::unknown,
-                "how the command runs the hook cannot be told from its text: " +
-                    found.entry.command,
-                "If the hook does not run: in " + found.file.native() +
-                    ", replace the command of the hook's entry by this one.",
+                "how the command runs the hook cannot be told from its text",
+                ifItDoesNotRun(replacement(agent, found)),
                 "",
                 expectedCommand(agent, manifest)};
     if (auto fault = CommandCheck(agent, manifest, found).fault()) return *fault;

@@ -8,7 +8,7 @@
 
 namespace sorvane::doctor {
 
-/// The command that an agent's configuration should hold.
+/// The command that an agent's configuration should hold, or the plugin's line with it.
 std::string expectedCommand(const Agent& agent, const AgentManifest& manifest);
 
 /// A configuration that holds one entry with that command, as compact JSON.

@@ -13,6 +13,9 @@
 
 namespace sorvane::doctor {
 
+/// How the line of our plugin begins that holds the command, a list of words.
+inline constexpr std::string_view pluginLine = "const command =";
+
 /// One command that an agent's configuration runs at an event.
 struct HookEntry {
     std::string event;
@@ -31,9 +34,10 @@ struct HookConfiguration {
     nlohmann::json states = nlohmann::json::object(); ///< codex: what it noted per hook
 };
 
-/// Reads the text of a configuration file, TOML when its name says so, else JSON. What is not of
-/// the agent's form is passed over. Throws std::runtime_error, whose text is one line, when the
-/// text is no such document at all.
+/// Reads the text of a configuration file: a plugin of ours for an agent that takes one, else TOML
+/// when its name says so, else JSON. What is no command is passed over. Throws std::runtime_error,
+/// whose text is one line, when the text is no such document, or its hooks are not in the agent's
+/// form.
 HookConfiguration readHookConfiguration(const Agent& agent, const std::filesystem::path& file,
                                         std::string_view text);
 

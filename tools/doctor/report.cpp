@@ -74,11 +74,12 @@ std::string Report::shown(std::string text) const {
 std::string Report::text(bool colour) const {
     std::string text;
     for (const Section& section : sections_) {
-        text += (text.empty() ? "" : "\n") + shown(section.title) + '\n';
+        if (!text.empty()) text += '\n';
+        text += shown(section.title) + '\n';
         for (const Finding& finding : section.findings) {
             const std::string status = padded(word(finding.status), statusWidth);
-            text += "  " +
-                    (colour ? std::string(colourOf(finding.status)) + status + "\x1b[0m" : status);
+            text += "  ";
+            text += colour ? std::string(colourOf(finding.status)) + status + "\x1b[0m" : status;
             text += padded(shown(finding.check), checkWidth) + shown(finding.text) + '\n';
             const std::string indent(2 + statusWidth, ' ');
             if (!finding.remedy.empty()) text += indent + "> " + shown(finding.remedy) + '\n';

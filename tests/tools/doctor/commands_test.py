@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Runs of sorvane-doctor as a person and a script make them: its commands, its streams, its status; and the keys of
-its JSON documents, which docs/doctor.md must name.
+"""Runs of sorvane-doctor as a person and a script make them: its commands, its streams, its status; and what the
+documents say of them: the keys of its JSON documents in docs/doctor.md, its words in manual and completions.
 
-    commands_test.py --programs FOLDER --docs FOLDER
+    commands_test.py --programs FOLDER --sources FOLDER
 """
 
 import argparse
@@ -21,6 +21,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 
 from world import HASH, World
+from run_case import Skipped, require_strace
 
 options = None
 
@@ -53,7 +54,21 @@ class Commands(unittest.TestCase):
     def run_doctor(self, *arguments, stdin=b"", **environment):
         run = subprocess.run([self.world.doctor, *arguments], input=stdin, capture_output=True, timeout=60,
                              check=False, env={**self.world.environment, **environment}, cwd=self.world.project)
+        for credential in self.world.credentials():
+            self.assertNotIn(credential, run.stdout + run.stderr)
         return run.returncode, run.stdout.decode(), run.stderr.decode()
+
+    def live_world(self):
+        """One with an application and an agent; and the commands that look at all of it."""
+        self.world.install("codex")
+        self.world.configure("codex")
+        self.world.start()
+        self.world.submit()
+        event = {"prompt": f"sorvane://image/{HASH}", "cwd": "/",
+                 "attachments": [str(self.world.credential("codex")), str(self.file)]}
+        (self.world.project / "event.json").write_text(json.dumps(event))
+        return [[], ["--json"], ["--workspace", "."], ["--agent", "codex"], ["event", "event.json"],
+                ["event", "--json", "event.json"], ["identity", str(self.file), str(self.world.credential("codex"))]]
 
     def document(self, *arguments, stdin=b""):
         _, output, error = self.run_doctor(*arguments, stdin=stdin)
@@ -102,9 +117,11 @@ class Commands(unittest.TestCase):
 
     def test_json_stands_before_or_after_everything(self):
         name = str(self.file)
-        for before, after in ((["--json", "identity", name], ["identity", name, "--json"]),
-                              (["--json", "--agent", "codex"], ["--agent", "codex", "--json"])):
-            self.assertEqual(self.document(*before), self.document(*after))
+        (self.world.project / "event.json").write_text('{"prompt": "hello"}')
+        for arguments in (["identity", name], ["event", "event.json"], ["--agent", "codex"]):
+            documents = [self.document(*arguments[:place], "--json", *arguments[place:])
+                         for place in range(len(arguments) + 1) if arguments[place - 1:place] != ["--agent"]]
+            self.assertEqual(documents[1:], documents[:-1])
 
     def test_one_agent_may_be_named(self):
         document = self.document("--json", "--agent", "cursor")
@@ -124,15 +141,18 @@ class Commands(unittest.TestCase):
         self.assertNotIn("of 4", self.on_terminal("identity", *[str(self.file)] * 4, TERM="dumb"))
         self.assertEqual(self.run_doctor("identity", *[str(self.file)] * 4)[2], "")
 
-    def test_a_broken_pipe_ends_it_quietly(self):
-        for arguments in ([], ["--help"], ["identity", str(self.file)]):
+    def test_a_stream_that_nobody_reads_ends_it_quietly(self):
+        (self.world.project / "event.json").write_text('{"prompt": "hello"}')
+        for arguments in ([], ["--json"], ["--help"], ["event", "event.json"], ["identity", str(self.file)]):
             reader, writer = os.pipe()
             os.close(reader)
-            run = subprocess.run([self.world.doctor, *arguments], stdout=writer, stderr=subprocess.PIPE, timeout=60,
-                                 check=False, env=self.world.environment)
+            for stdout in (writer, None):
+                run = subprocess.run([self.world.doctor, *arguments], stdout=stdout, stderr=subprocess.PIPE, timeout=60,
+                                     check=False, env=self.world.environment, cwd=self.world.project,
+                                     preexec_fn=None if stdout else lambda: os.close(1))
+                self.assertEqual(run.stderr, b"")
+                self.assertIn(run.returncode, (0, 1))
             os.close(writer)
-            self.assertEqual(run.stderr, b"")
-            self.assertIn(run.returncode, (0, 1))
 
     # Its commands
 
@@ -215,19 +235,146 @@ class Commands(unittest.TestCase):
                 self.assertNotIn("\x1b", output)
             target.unlink()
 
-    def test_it_changes_nothing_and_sends_nothing(self):
-        self.world.install("codex")
-        self.world.configure("codex")
-        self.world.start()
-        before = {path: (path.lstat().st_mtime_ns, path.lstat().st_size) for path in self.world.top.rglob("*")}
+    def test_hostile_files_cannot_crash_it(self):
+        agents = self.world.root / "Integrations/Agents"
+        home = self.world.home
+        targets = {
+            "configuration": [home / path for path in (
+                ".claude/settings.json", ".codex/hooks.json", ".codex/config.toml", ".cursor/hooks.json",
+                ".gemini/settings.json", ".copilot/hooks/a.json", ".config/opencode/plugins/a.js")],
+            "records": [agents / "codex-hook-state.json", agents / "codex-mcp-session.json"],
+            "manifest": [agents / "codex.json"],
+            "credential": [self.world.credential("codex")],
+        }
+        huge = self.world.top / "huge"
+        huge.write_bytes(b"[" * 100_000_000)
+        endless = self.world.top / "endless"
+        endless.touch()
+        os.truncate(endless, 100_000_000)
+        kinds = {
+            "fifo": os.mkfifo,
+            "folder": os.mkdir,
+            "loop": lambda path: path.symlink_to(path.name),
+            "dangling": lambda path: path.symlink_to("nowhere"),
+            "device": lambda path: path.symlink_to("/dev/zero"),
+            "unreadable": lambda path: (path.write_text("{}"), path.chmod(0)),
+            "huge": lambda path: os.link(huge, path),
+            "endless": lambda path: os.link(endless, path),
+            "deep": lambda path: path.write_text('{"a":' * 100_000),
+            "deep key": lambda path: path.write_text(".".join("a" * 200_000) + " = 1"),
+            "no text": lambda path: path.write_bytes(b'{"hooks": {"\xff\xfe": "\xc3(\0"}}'),
+        }
+        for group, paths in targets.items():
+            for kind, make in kinds.items():
+                with self.subTest(f"{group}: {kind}"):
+                    self.world.install("codex")
+                    for path in paths:
+                        path.parent.mkdir(parents=True, exist_ok=True)
+                        path.unlink(missing_ok=True)
+                        make(path)
+                    status, output, error = self.run_doctor()
+                    self.assertEqual((status, error), (1, ""))
+                    self.assertIn("Decoders", output)
+                    for path in paths:
+                        path.rmdir() if kind == "folder" else path.unlink()
+        for kind, make in kinds.items():
+            path = self.world.project / "hostile"
+            make(path)
+            with self.subTest(f"event: {kind}"):
+                status, output, error = self.run_doctor("event", "hostile")
+                self.assertIn((status, output), [(1, ""), (0, output)])
+                self.assertLessEqual(error.count("\n"), 1)
+                self.assertEqual(status == 1, error != "")
+            with self.subTest(f"identity: {kind}"):
+                status, output, error = self.run_doctor("identity", "hostile")
+                self.assertIn(status, (0, 1))
+                self.assertEqual(error, "")
+            path.rmdir() if kind == "folder" else path.unlink()
+
+    def test_events_of_any_size_are_told_in_few_lines(self):
+        for event in ({"prompt": "sorvane:" * 1_000_000}, {"prompt": f"sorvane://image/{HASH} " * 10_000, "cwd": "/"}):
+            document = self.document("event", "--json", stdin=json.dumps(event).encode())
+            self.assertLessEqual(len(document["nearMisses"]), 100)
+        status, output, error = self.run_doctor("event", stdin=json.dumps({"attachments": [1] * 100_000}).encode())
+        self.assertEqual((status, output), (1, ""))
+        self.assertRegex(error, "^sorvane-doctor: .*more than 1000 attachments\n$")
+
+    # What it must not do
+
+    def test_it_changes_nothing(self):
+        def tree():
+            return {path: (status.st_mode, status.st_size, status.st_mtime_ns, status.st_ctime_ns, status.st_ino)
+                    for path in (self.world.top, *self.world.top.rglob("*")) for status in [path.lstat()]}
+        commands = self.live_world()
+        before = tree()
         time.sleep(0.05)
-        self.run_doctor()
-        self.run_doctor("event", stdin=json.dumps({"prompt": f"sorvane://image/{HASH}", "cwd": "/"}).encode())
-        after = {path: (path.lstat().st_mtime_ns, path.lstat().st_size) for path in self.world.top.rglob("*")}
-        self.assertEqual(before, after)
+        for arguments in commands:
+            self.run_doctor(*arguments)
+        self.assertEqual(tree(), before)
+
+    def test_it_opens_nothing_for_writing_and_connects_to_the_socket_alone(self):
+        try:
+            require_strace()
+        except Skipped as reason:
+            self.skipTest(str(reason))
+        trace = self.world.top / "trace"
+        for arguments in self.live_world():
+            subprocess.run(["strace", "-f", "-qq", "-o", trace, "-e", "trace=%file,%network,?%desc", "-e",
+                            "signal=none", self.world.doctor, *arguments], env=self.world.environment, check=False,
+                           cwd=self.world.project, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, timeout=60)
+            calls = [line for line in trace.read_text().splitlines() if "(" in line]
+            names = {re.match(r"\d+ +(\w+)\(", line)[1] for line in calls if re.match(r"\d+ +\w+\(", line)}
+            self.assertIn("openat", names)
+            self.assertEqual(names & {"rename", "renameat", "renameat2", "unlink", "unlinkat", "rmdir", "mkdir", "mkdirat",
+                                      "chmod", "fchmod", "fchmodat", "chown", "fchown", "lchown", "fchownat", "truncate",
+                                      "ftruncate", "link", "linkat", "symlink", "symlinkat", "mknod", "mknodat", "utimensat",
+                                      "bind", "listen", "setxattr", "fsetxattr"}, set())
+            for line in calls:
+                if re.search(r"\b(open|openat|creat)\(", line) and "/dev/null" not in line:
+                    self.assertNotRegex(line, "O_WRONLY|O_RDWR|O_CREAT|O_TRUNC|O_APPEND")
+                if re.search(r"\bconnect\(", line):
+                    self.assertIn("Runtime/sorvane.sock", line)
+                if re.search(r"\bsend(to|msg|mmsg)\(", line):
+                    self.assertNotIn("credential", line)
+                if re.search(r"\bsocket\(", line):
+                    self.assertRegex(line, "AF_UNIX")
+            if "event" in arguments or "identity" in arguments:
+                self.assertNotIn("connect", names)
+
+    # The documents
+
+    def test_manual_and_completions_know_every_option_and_command(self):
+        said = self.run_doctor("--help")[1]
+        taken = set(re.findall(r"--[a-z-]+", said)) | set(re.findall(r"^ +(event|identity) ", said, re.M))
+        self.assertEqual(len(taken), 7)
+        packaging = options.sources / "packaging"
+        manual = (packaging / "man/sorvane-doctor.1").read_text()
+        self.assertEqual({"--" + name for name in re.findall(r"\.(?:It )?Fl \\-([a-z-]+)", manual)} |
+                         set(re.findall(r"^\.It Cm (\w+)", manual, re.M)), taken)
+        bash = (packaging / "completions/sorvane.bash").read_text()
+        self.assertEqual(set(re.search(r"else\n +words='(.*)'", bash)[1].split()) |
+                         set(re.search(r"words\+='(.*)'", bash)[1].split()), taken)
+        fish = re.findall(r"^complete -c sorvane-doctor(?: -n \S+)? -([al]) (\S+)",
+                          (packaging / "completions/sorvane.fish").read_text(), re.M)
+        self.assertEqual({("--" if kind == "l" else "") + word for kind, word in fish}, taken)
+        zsh = (packaging / "completions/_sorvane").read_text().partition("return")[2]
+        self.assertEqual(set(re.findall(r"--[a-z]+", zsh)) | set(re.findall(r"(\w+)\\:", zsh)), taken)
+
+    def test_manual_and_page_know_every_status(self):
+        manual = (options.sources / "packaging/man/sorvane-doctor.1").read_text()
+        page = (options.sources / "docs/doctor.md").read_text()
+        report = (options.sources / "tools/doctor/report.cpp").read_text()
+        words = re.findall(r'return "([a-z ]+)";', report)
+        self.assertEqual(len(words), 4)
+        for word in words:
+            self.assertIn(f".Li {word}", manual)
+            self.assertIn(f"`{word}`", page)
+        for status in range(3):
+            self.assertIn(f".It {status}\n", manual)
+            self.assertIn(f"| {status} | ", page)
 
     def test_every_key_is_documented(self):
-        page = (Path(options.docs) / "doctor.md").read_text()
+        page = (options.sources / "docs/doctor.md").read_text()
         documented = set(re.findall(r"^\| (?:\d+ \| )?`(\w+)`", page, re.MULTILINE))
         event = json.dumps({"prompt": f"sorvane://image/{HASH} sorvane://image/1", "cwd": "/", "session_id": "s",
                             "turn_id": "t", "attachments": [str(self.file), 5]}).encode()
@@ -249,6 +396,6 @@ class Commands(unittest.TestCase):
 if __name__ == "__main__":
     parser = argparse.ArgumentParser()
     parser.add_argument("--programs", required=True)
-    parser.add_argument("--docs", required=True)
+    parser.add_argument("--sources", type=Path, required=True)
     options, rest = parser.parse_known_args()
     unittest.main(argv=[sys.argv[0], *rest])

@@ -69,15 +69,49 @@ trusted_hash = "sha256:0"
     CHECK(read.states.at("/x/config.toml:user_prompt_submit:0:0").at("trusted_hash") == "sha256:0");
 }
 
-TEST_CASE("what is of another form is passed over") {
+TEST_CASE("what is no command is passed over, and so is the form of other events") {
     for (const char* text :
-         {R"([])", R"({"hooks": []})", R"({"hooks": {"UserPromptSubmit": {}}})",
-          R"({"hooks": {"UserPromptSubmit": [1, "a", null, {}]}})",
-          R"({"hooks": {"UserPromptSubmit": [{"hooks": 1}]}})",
+         {R"({})", R"({"hooks": {}})", R"({"hooks": {"Stop": {}, "PreToolUse": [{"hooks": 1}]}})",
+          R"({"hooks": {"UserPromptSubmit": [1, "a", null, {}], "beforeSubmitPrompt": [1, {}]}})",
           R"({"hooks": {"UserPromptSubmit": [{"hooks": [1, {"command": 2}, {"type": 3}]}]}})"}) {
         CAPTURE(text);
         CHECK(entries("Claude Code", "settings.json", text).empty());
         CHECK(entries("Cursor", "hooks.json", text).empty());
+    }
+}
+
+TEST_CASE("hooks in no form of the agent's are not known, which is not the same as none") {
+    for (const char* text : {R"([])", R"({"hooks": []})", R"({"hooks": {"UserPromptSubmit": {}}})",
+                             R"({"hooks": {"UserPromptSubmit": "sorvane-hook"}})",
+                             R"({"hooks": {"UserPromptSubmit": [{"hooks": 1}]}})"}) {
+        CAPTURE(text);
+        CHECK_THROWS_AS(entries("Claude Code", "settings.json", text), std::runtime_error);
+    }
+    CHECK_THROWS_AS(entries("Codex", "config.toml", "hooks = 1"), std::runtime_error);
+}
+
+TEST_CASE("the command of a plugin is read from its line, as words") {
+    const auto read = [](const std::string& text) {
+        return entries("opencode", "sorvane.js", text);
+    };
+    CHECK(read("import x\nconst command = [\"/a b/sorvane-hook\", \"--agent\", \"it's\"];\r\n") ==
+          "chat.message/0/0 '/a b/sorvane-hook' '--agent' 'it'\\''s'\n");
+    CHECK(read("const command = [\"ls\"]\n").empty());
+    CHECK(read("").empty());
+    for (const char* text :
+         {"// sorvane-hook", "  const command = [\"sorvane-hook\"]", "const command = sorvane-hook",
+          "const command =\n[\"sorvane-hook\"]"}) {
+        CAPTURE(text);
+        CHECK_THROWS_AS(read(text), std::runtime_error);
+    }
+}
+
+TEST_CASE("what cannot be read is told with its line") {
+    try {
+        entries("Claude Code", "settings.json", "{\n  \"hooks\": {},\n}\n");
+        FAIL("it was read");
+    } catch (const std::runtime_error& error) {
+        CHECK(std::string(error.what()).find("in line 3, at byte 1") != std::string::npos);
     }
 }
 

@@ -1,5 +1,5 @@
 """A user's world to be examined: the application's root with the stand-in behind it, agents enrolled in it, and
-each agent's own configuration in a home of its own. Whoever owns it can do what a doctor's line says."""
+each agent's own configuration in a home of its own."""
 
 import hashlib
 import json
@@ -12,8 +12,13 @@ import sys
 import tempfile
 from pathlib import Path
 
-CUSTOM = "custom-3f2b8c1a-6d4e-4f50-9a7b-1c2d3e4f5a6b"
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "cases"))
+
+from documented import CODEX_CONFIG, with_entry
+from run_case import Skipped, account_at
+
 HASH = "ab" * 32
+PLUGIN = Path(__file__).resolve().parents[3] / "packaging/opencode/sorvane.js"
 
 # Where each agent's hooks stand in its home, at which event, and what follows the hook in its command.
 PLACES = {
@@ -24,23 +29,40 @@ PLACES = {
     "qwen": (".qwen/settings.json", "UserPromptSubmit", ""),
     "copilot": (".copilot/hooks/sorvane.json", "UserPromptSubmit",
                 " | sed 's/^{\"hookSpecificOutput\"://; s/}$//'"),
+    "opencode": (".config/opencode/plugins/sorvane.js", "chat.message", ""),
 }
 
 
+def identifier(name):
+    """What an agent is registered as."""
+    if name in ("claude-code", "codex", "cursor"):
+        return name
+    return f"custom-3f2b8c1a-6d4e-4f50-9a7b-1c2d3e4f5a{list(PLACES).index(name):02d}"
+
+
+def with_command(plugin, words):
+    """The plugin with another command."""
+    return re.sub(r"^const command = .*$", lambda _: "const command = " + json.dumps(words), plugin, flags=re.M)
+
+
 class World:
-    def __init__(self, programs):
+    def __init__(self, programs, testing=True):
         self.programs = Path(programs).resolve()
         # Not in TMPDIR: that may be long, and a socket's path must stay within some 100 bytes.
         self.top = Path(tempfile.mkdtemp(prefix="sorvane-", dir="/tmp")).resolve()
-        self.root = self.top / "root"
         self.home = self.top / "home"
+        self.root = self.top / "root" if testing else self.home / "Library/Application Support/Sorvane"
+        self.scratch = self.top
         self.project = self.top / "project"
         self.hook = self.programs / "sorvane-hook"
         self.doctor = self.programs / "sorvane-doctor"
         self.mcp = self.top / "sorvane-mcp"
         self.application = None
-        self.environment = {"PATH": "/usr/bin:/bin", "HOME": str(self.home), "SORVANE_TESTING": "1",
-                            "SORVANE_APP_SUPPORT": str(self.root)}
+        self.environment = {"PATH": "/usr/bin:/bin", "HOME": str(self.home)}
+        if testing:
+            self.environment |= {"SORVANE_TESTING": "1", "SORVANE_APP_SUPPORT": str(self.root)}
+        else:
+            self.environment |= self.account()
         for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
             if name in os.environ:
                 self.environment[name] = os.environ[name]
@@ -48,6 +70,14 @@ class World:
         self.project.mkdir()
         self.mcp.write_text("#!/bin/sh\n")
         self.mcp.chmod(0o755)
+
+    def account(self):
+        """The environment in which the account's home is this one."""
+        try:
+            return {os.fsdecode(name): os.fsdecode(value) for name, value in account_at(self).items()}
+        except Skipped:
+            shutil.rmtree(self.top)
+            raise
 
     def __enter__(self):
         return self
@@ -95,10 +125,12 @@ class World:
     # The agents
 
     def configuration(self, name):
-        return self.home / PLACES[name][0]
+        moved = self.environment.get({"claude-code": "CLAUDE_CONFIG_DIR", "codex": "CODEX_HOME"}.get(name))
+        path = Path(PLACES[name][0])
+        return Path(moved) / path.name if moved else self.home / path
 
     def command(self, name, agent=None, quote=shlex.quote):
-        agent = agent or (name if name in ("claude-code", "codex", "cursor") else CUSTOM)
+        agent = agent or identifier(name)
         return (f"{quote(str(self.hook))} --agent {agent} --client-id {agent}-desk "
                 f"--credential-file {quote(str(self.credential(agent)))}{PLACES[name][2]}")
 
@@ -108,22 +140,16 @@ class World:
 
     def configure(self, name, command=None, event=None, **members):
         """The agent's configuration in the form of its documentation, with other things of the user's around."""
-        entry = {"type": "command", "command": command or self.command(name), **members}
+        command = command or self.command(name)
         event = event or PLACES[name][1]
-        if name in ("cursor", "copilot"):
-            if name == "cursor":
-                del entry["type"]
-            content = {"version": 1, "hooks": {event: [entry]}}
+        path = self.configuration(name)
+        if name == "opencode":
+            self.write(path, with_command(PLUGIN.read_text(), shlex.split(command)))
+        elif name in ("cursor", "copilot"):
+            kind = {"type": "command"} if name == "copilot" else {}
+            self.write(path, {"version": 1, "hooks": {event: [{**kind, "command": command, **members}]}})
         else:
-            content = {"hooks": {event: [{"hooks": [entry]}]}}
-        if name == "claude-code":
-            content["permissions"] = {"allow": ["Bash(npm run lint)"], "deny": ["Read(./.env)"]}
-            content["hooks"]["PreToolUse"] = [
-                {"matcher": "Bash", "hooks": [{"type": "command", "command": "echo \"$CLAUDE_PROJECT_DIR\""}]}]
-        if name == "codex":
-            content["hooks"]["SessionStart"] = [
-                {"matcher": "startup|resume", "hooks": [{"type": "command", "command": "true", "timeout": 30}]}]
-        self.write(self.configuration(name), content)
+            self.write(path, with_entry(name, event, {"type": "command", "command": command, **members}))
         if name == "codex":
             self.trust()
 
@@ -142,7 +168,7 @@ class World:
 
     def configuration_files(self):
         return sorted(path for folder in (self.home, self.project) for path in folder.rglob("*")
-                      if path.suffix in (".json", ".toml"))
+                      if path.suffix in (".json", ".toml", ".js") and self.root not in path.parents)
 
     @staticmethod
     def entries(document):
@@ -153,11 +179,19 @@ class World:
                     if "sorvane-hook" in entry.get("command", ""):
                         yield entry
 
+    def commands(self):
+        """Every command that runs the hook, as the agents run it."""
+        for path in self.configuration_files():
+            if path.suffix == ".json":
+                yield from (entry["command"] for entry in self.entries(json.loads(path.read_text())))
+            elif path.suffix == ".js":
+                yield shlex.join(json.loads(re.search(r"^const command = (.*)$", path.read_text(), re.M)[1]))
+
     def trust(self, **members):
         """What codex writes when its user trusts the hook: the digest of a normal form of the entry."""
         path = self.configuration("codex")
         groups = json.loads(path.read_text())["hooks"].get("UserPromptSubmit", [])
-        lines = ["[features]", "hooks = true"]
+        lines = [CODEX_CONFIG]
         for group_index, group in enumerate(groups):
             for index, entry in enumerate(group["hooks"]):
                 identity = {"event_name": "user_prompt_submit", "hooks": [{
@@ -174,88 +208,9 @@ class World:
         event = {"prompt": prompt or "What is in this picture?", "cwd": str(self.project), "session_id": "s1",
                  **members}
         event = json.dumps({key: value for key, value in event.items() if value is not None})
-        for path in self.configuration_files():
-            if path.suffix == ".json":
-                for entry in self.entries(json.loads(path.read_text())):
-                    subprocess.run(["/bin/sh", "-c", entry["command"]], input=event.encode(),
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False,
-                                   env=self.environment, cwd=self.project, timeout=60)
-
-    # The doctor, and doing what it says
-
-    def examine(self, *arguments):
-        return subprocess.run([self.doctor, *arguments], env=self.environment, capture_output=True, timeout=120,
-                              check=False, cwd=self.project)
-
-    def follow(self, finding):
-        """Does what a finding says is to be done, and nothing else. The words are those of the doctor."""
-        remedy = finding["remedy"].removeprefix("If the hook does not run: ")
-        if "command" in finding:
-            return subprocess.run(["/bin/sh", "-c", finding["command"]], check=True, env=self.environment)
-        for pattern, action in self.ACTIONS.items():
-            found = re.fullmatch(pattern, remedy)
-            if found:
-                return action(self, *found.groups(), **({"entry": finding["entry"]} if "entry" in finding else {}))
-        raise AssertionError(f"nobody knows how to do this: {finding}")
-
-    def reinstall(self, name):
-        names = {"Claude Code": "claude-code", "Codex": "codex", "Cursor": "cursor"}
-        self.install(names.get(name, name))
-
-    def replace_command(self, path, entry):
-        self.edit(path, lambda found: found.update(command=entry))
-
-    def edit(self, path, change):
-        document = json.loads(Path(path).read_text())
-        for entry in self.entries(document):
-            change(entry)
-        self.write(Path(path), document)
-
-    def merge(self, path, entry):
-        path = Path(path)
-        document = json.loads(path.read_text()) if path.exists() else {}
-        wanted = json.loads(entry)
-        for event, groups in wanted.pop("hooks").items():
-            document.setdefault("hooks", {}).setdefault(event, []).extend(groups)
-        document.update(wanted)
-        self.write(path, document)
-
-    def set_timeout(self, path, key, value):
-        self.edit(path, lambda entry: entry.update({key: int(value)}))
-
-    def move(self, path, old, new):
-        document = json.loads(Path(path).read_text())
-        document["hooks"][new] = document["hooks"].pop(old)
-        self.write(Path(path), document)
-
-    def take_out(self, path, key):
-        def change(entry):
-            entry.pop(key, None)
-        document = json.loads(Path(path).read_text())
-        document.pop(key, None)
-        self.write(Path(path), document)
-        self.edit(path, change)
-
-    def keep_first(self, places):
-        for path in dict.fromkeys(re.findall(r"(/\S+) \(\w+\)", places)[1:]):
-            path = Path(path)
-            if path.suffix == ".toml":
-                path.write_text(path.read_text().partition("[[hooks.")[0])
-            elif self.entries_in(path) > 1:
-                document = json.loads(path.read_text())
-                for listed in document["hooks"].values():
-                    del listed[1:]
-                self.write(path, document)
-            else:
-                path.unlink()
-
-    def entries_in(self, path):
-        return len(list(self.entries(json.loads(path.read_text()))))
-
-    def restart_agent(self):
-        for path in self.root.glob("Integrations/Agents/*-mcp-session.json"):
-            agent = path.name.removesuffix("-mcp-session.json")
-            self.record_session(agent)
+        for command in self.commands():
+            subprocess.run(["/bin/sh", "-c", command], input=event.encode(), stdout=subprocess.DEVNULL,
+                           stderr=subprocess.DEVNULL, check=False, env=self.environment, cwd=self.project, timeout=60)
 
     def record_session(self, agent, **members):
         session = {"clientID": agent + "-desk", "processID": os.getpid(),
@@ -263,30 +218,13 @@ class World:
                    "initializedAt": 816920622.5, **members}
         self.agent_file(agent, "-mcp-session.json").write_text(json.dumps(session))
 
-    def enable_codex_hooks(self, path, key, table):
-        text = Path(path).read_text()
-        self.write(Path(path), text.replace(f"[{table}]\n{key} = false\n", f"[{table}]\n"))
+    def credentials(self):
+        """What nobody may be shown."""
+        return [text for path in self.credential("").glob("*") if path.is_file() and (text := path.read_bytes())]
 
-    def install_programs(self):
-        for name in ("sorvane-pixels", "sorvane-pixels-extra"):
-            if (self.programs / name).exists():
-                shutil.copy(self.programs / name, self.doctor.parent / name)
-
-    ACTIONS = {
-        r"Start Sorvane, and see that Tandem Link is switched on\.": start,
-        r"In Sorvane's settings, install the integration into (.*) again\.": reinstall,
-        r"[Ii]n (.*), replace the command of the hook's entry by this one\.": replace_command,
-        r"Merge this into (.*)\.": merge,
-        r'In (.*), set "(.*)" of the hook\'s entry to (\d+) or more, or take it out\.': set_timeout,
-        r"In (.*), move the hook's entry from (.*) to (.*)\.": move,
-        r'In (.*), take "(.*)" out(?: of the hook\'s entry)?\.': take_out,
-        r'In (.*), take "(.*)" out of the table "(.*)"\.': enable_codex_hooks,
-        r"Start codex, type /hooks, choose UserPromptSubmit, and (?:trust|switch) .*\.": trust,
-        r"Submit a prompt to the agent, and look again\.": submit,
-        r"Start the agent in a project's folder and submit the prompt again\.": submit,
-        r"See that the socket above is well, and submit the prompt again\.": submit,
-        r"Copy the image again while Sorvane runs, and submit the prompt with that one\.": submit,
-        r"Install Sorvane's helpers again: .*": install_programs,
-        r"Keep the first of these entries and take the others out: (.*)\.": keep_first,
-        r"End the agent and start it again\.": restart_agent,
-    }
+    def examine(self, *arguments):
+        run = subprocess.run([self.doctor, *arguments], env=self.environment, capture_output=True, timeout=120,
+                             check=False, cwd=self.project)
+        for credential in self.credentials():
+            assert credential not in run.stdout + run.stderr, "a credential is shown"
+        return run
