@@ -26,6 +26,14 @@ std::string replacement(const Agent& agent, const FoundEntry& found) {
     return file + "command of the hook's entry by this one.";
 }
 
+// The command as it stands in the file: its quotes escaped, so that it can be pasted.
+std::string asWritten(const Agent& agent, const AgentManifest& manifest, const FoundEntry& found) {
+    const std::string command = expectedCommand(agent, manifest);
+    if (agent.form == EntryForm::plugin) return command;
+    return (found.file.extension() == ".toml" ? "command = " : "\"command\": ") +
+           nlohmann::json(command).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
 std::string ifItDoesNotRun(std::string remedy) {
     remedy.front() = 'i';
     return "If the hook does not run: " + remedy;
@@ -64,7 +72,7 @@ class CommandCheck {
                 std::move(text),
                 replacement(agent_, found_),
                 "",
-                expectedCommand(agent_, manifest_)};
+                asWritten(agent_, manifest_, found_)};
     }
 
     Finding unknown(std::string text) const {
@@ -202,7 +210,7 @@ Finding checkCommand(const Agent& agent, const AgentManifest& manifest, const Fo
                 "how the command runs the hook cannot be told from its text",
                 ifItDoesNotRun(replacement(agent, found)),
                 "",
-                expectedCommand(agent, manifest)};
+                asWritten(agent, manifest, found)};
     if (auto fault = CommandCheck(agent, manifest, found).fault()) return *fault;
     return {std::string(check), Status::ok, "the shell hands over what the manifest says"};
 }

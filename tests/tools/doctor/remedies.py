@@ -31,7 +31,7 @@ class MendedWorld(World):
         self.install(names.get(name, name))
 
     def replace_command(self, path, entry):
-        self.edit(path, lambda found: found.update(command=entry))
+        self.edit(path, lambda found: found.update(json.loads("{" + entry + "}")))
 
     def edit(self, path, change):
         document = json.loads(Path(path).read_text())
