@@ -54,9 +54,11 @@ int main(int count, char** arguments) {
     if (!timeout) return failure;
     decoder::limitTime(*timeout);
     decoder::prepareLibraries();
-    decoder::confine(decoder::maxPixelIdentityMemory());
+    // Before the confinement the file's first bytes are compared with the formats' signatures, as
+    // the hook has done with them, and nothing else: the limits are those of the format.
+    decoder::ByteSource file(STDIN_FILENO);
+    decoder::confine(decoder::pixelIdentityMemory(file));
     try {
-        decoder::ByteSource file(STDIN_FILENO);
         const std::string text = answerFor(file, explains);
         return !text.empty() && answer(text) ? 0 : failure;
     } catch (...) { // memory is short, or the system's own reader throws

@@ -13,8 +13,10 @@ namespace sorvane::decoder {
 /// called once, before the process is confined.
 void prepareLibraries();
 
-/// The address space that `pixelIdentity` takes at most, its libraries included, in bytes.
-std::uint64_t maxPixelIdentityMemory();
+/// The address space that `pixelIdentity` may take for this file, its libraries included, in bytes:
+/// what a picture of its format takes at most, as far as memoryLimit allows it. The format is told
+/// by the file's first bytes, of which none is taken.
+std::uint64_t pixelIdentityMemory(ByteSource& file);
 
 /// Decodes the file's first picture and digests it, reading the file to its end. Nothing when it is
 /// rejected: no picture, a damaged one, one over the budget, or one in a colour space that is not

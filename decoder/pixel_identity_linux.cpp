@@ -5,9 +5,12 @@
 #include <string_view>
 #include <utility>
 
+#include <sys/sysinfo.h>
+
 #include "decoder/colour/colour_engine.h"
 #include "decoder/colour/colour_step.h"
 #include "decoder/formats/decoder_table.h"
+#include "decoder/memory_limit.h"
 #include "decoder/pixel_hasher.h"
 
 namespace sorvane::decoder {
@@ -40,7 +43,14 @@ void appendLine(std::string& lines, std::string_view key, std::string_view value
 
 void prepareLibraries() { prepareDecoders(); }
 
-std::uint64_t maxPixelIdentityMemory() { return maxFrameBytes + decoderMemory() + engineMemory; }
+std::uint64_t pixelIdentityMemory(ByteSource& file) {
+    const auto row = imageFormat(file.peek(signatures::length));
+    if (!row) return 0;
+    struct sysinfo machine {};
+    ::sysinfo(&machine);
+    return memoryLimit(decoderMemory(row->format) + engineMemory,
+                       std::uint64_t{machine.totalram} * machine.mem_unit);
+}
 
 std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
     const auto row = imageFormat(file.peek(signatures::length));

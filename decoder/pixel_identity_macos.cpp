@@ -144,7 +144,7 @@ std::string line(const std::string& key, const std::string& value) {
 void prepareLibraries() {}
 
 // The address space of the system's own reader is not limited.
-std::uint64_t maxPixelIdentityMemory() { return 0; }
+std::uint64_t pixelIdentityMemory(ByteSource& /*file*/) { return 0; }
 
 std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
     const std::string_view beginning = file.peek(typeSize);

@@ -7,8 +7,8 @@ namespace sorvane::decoder {
 
 /// Gives up, for the rest of the process, whatever decoding a picture from standard input to
 /// standard output does not need, as far as the system offers it: address space beyond what
-/// `memory` bytes and a bare process take, files, descriptors, most system calls. Called before the
-/// first byte of the picture is read.
+/// `memory` bytes and a bare process take, files, descriptors, most system calls. Called before
+/// anything of the picture is decoded.
 void confine(std::uint64_t memory);
 
 /// Has the process killed, without an answer, once this much time or processor time has passed.

@@ -4,13 +4,23 @@
 
 namespace sorvane::decoder {
 
-std::unique_ptr<Decoder> openDecoder(ImageFormat format, ByteSource& file) {
+namespace {
+
+const DecoderRow* rowOf(ImageFormat format) {
     const auto row = std::ranges::find(decoderTable, format, &DecoderRow::format);
-    return row == decoderTable.end() ? nullptr : row->open(file);
+    return row == decoderTable.end() ? nullptr : &*row;
 }
 
-std::uint64_t decoderMemory() {
-    return std::ranges::max(decoderTable, {}, &DecoderRow::memory).memory + sharedLibraryMemory;
+} // namespace
+
+std::unique_ptr<Decoder> openDecoder(ImageFormat format, ByteSource& file) {
+    const DecoderRow* row = rowOf(format);
+    return row != nullptr ? row->open(file) : nullptr;
+}
+
+std::uint64_t decoderMemory(ImageFormat format) {
+    const DecoderRow* row = rowOf(format);
+    return row != nullptr ? row->memory + sharedLibraryMemory : 0;
 }
 
 } // namespace sorvane::decoder

@@ -18,7 +18,7 @@ struct DecoderRow {
     ImageFormat format;
     /// `file` must outlive the decoder.
     std::unique_ptr<Decoder> (*open)(ByteSource& file);
-    /// The most that the decoder and its library take beside the frame, in bytes of address space.
+    /// The address space that the decoder, its library and the frame take at most, in bytes.
     std::uint64_t memory;
 };
 
@@ -34,8 +34,9 @@ void prepareDecoders();
 /// The decoder of a format; null when another program reads it. `file` must outlive the decoder.
 std::unique_ptr<Decoder> openDecoder(ImageFormat format, ByteSource& file);
 
-/// The most that any of the program's decoders takes, its libraries included.
-std::uint64_t decoderMemory();
+/// The address space that a picture of the format takes at most, the program's libraries included;
+/// 0 when another program reads it.
+std::uint64_t decoderMemory(ImageFormat format);
 
 /// Whether a table has exactly the formats that `imageFormats` gives to a program, in its order.
 template<std::size_t size>

@@ -8,8 +8,9 @@
 
 namespace sorvane::decoder {
 
-/// What the decoder keeps, at most: two rows and a palette, each of 65,535 times four bytes.
-inline constexpr std::uint64_t tgaMemory = std::uint64_t{3} * 65'535 * 4;
+/// What the decoder keeps, at most: two rows and a palette, each of 65,535 times four bytes; and
+/// the frame of a picture that does not begin at its top.
+inline constexpr std::uint64_t tgaMemory = std::uint64_t{3} * 65'535 * 4 + maxFrameBytes;
 
 /// TGA of a palette, true colour (15, 16, 24 and 32 bits) and grey (8 bits, and 16 with alpha), run
 /// lengths or not, from any of the four corners. A fourth byte is alpha, even where the header

@@ -2,6 +2,7 @@
 
 #include <doctest/doctest.h>
 
+#include "decoder/memory_limit.h"
 #include "support/sha256.h"
 #include "tests/decoder/formats/png/png_bytes.h"
 #include "tests/decoder/input_file.h"
@@ -53,4 +54,16 @@ TEST_CASE("what becomes of a picture, and why, is explained in lines") {
     CHECK(explained(pngFile({8000, 8000}, {0, 10, 20})) ==
           "format png\nsize 8000 8000\norientation 1\ncolour untagged\n"
           "reason more than 60000000 pixels\n");
+}
+
+TEST_CASE("a file may take the memory of its format, and none of it is taken to tell") {
+    InputFile png(pngFile({2, 1}, {0, 10, 20}));
+    InputFile gif(bytes("GIF89a and so on"));
+    InputFile none(bytes("no picture at all"));
+    const std::uint64_t ofGif = decoder::pixelIdentityMemory(gif.source());
+    CHECK(ofGif > maxFrameBytes);
+    CHECK(decoder::pixelIdentityMemory(png.source()) > ofGif);
+    CHECK(decoder::pixelIdentityMemory(png.source()) <= decoder::maxMemory);
+    CHECK(decoder::pixelIdentityMemory(none.source()) == 0);
+    CHECK(decoder::pixelIdentity(png.source()));
 }

@@ -10,8 +10,8 @@
 namespace sorvane::decoder {
 
 /// What the decoder keeps, at most: the picture, when its profile stands after it, and two rows
-/// that may each be as wide as the whole budget.
-inline constexpr std::uint64_t bmpMemory = std::uint64_t{3} * 4 * pixelBudget;
+/// that may each be as wide as the whole budget; and the frame.
+inline constexpr std::uint64_t bmpMemory = std::uint64_t{3} * 4 * pixelBudget + maxFrameBytes;
 
 /// BMP of OS/2 and Windows: 1 to 32 bits, any masks without gaps, the three run-length codings. In
 /// 32 bits without masks the fourth byte is not alpha. An embedded profile counts; one in a file of

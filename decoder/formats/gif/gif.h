@@ -9,8 +9,9 @@
 namespace sorvane::decoder {
 
 /// What giflib and the decoder keep, at most: two tables of codes and two colour maps, a row of the
-/// frame as indices and as pixels, a row of the canvas. No row is wider than 65,535 pixels.
-inline constexpr std::uint64_t gifMemory = std::uint64_t{1} << 20;
+/// frame as indices and as pixels, a row of the canvas. No row is wider than 65,535 pixels. And the
+/// frame of an interlaced picture.
+inline constexpr std::uint64_t gifMemory = (std::uint64_t{1} << 20) + maxFrameBytes;
 
 /// GIF 87a and 89a: the first frame on the logical screen, which is the picture's size and is
 /// transparent where the frame does not cover it, whatever background colour it names. The part of

@@ -10,8 +10,8 @@
 namespace sorvane::decoder {
 
 /// What libjpeg keeps, at most: every coefficient of four channels, 16 bits each, when they come
-/// in several scans.
-inline constexpr std::uint64_t jpegMemory = std::uint64_t{4} * 2 * pixelBudget;
+/// in several scans; and the frame of a turned picture.
+inline constexpr std::uint64_t jpegMemory = std::uint64_t{4} * 2 * pixelBudget + maxFrameBytes;
 
 /// Lets libjpeg learn what the processor can do, for which it reads a file on arm64 when it first
 /// takes up pixels.

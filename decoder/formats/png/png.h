@@ -15,8 +15,10 @@ namespace sorvane::decoder {
 inline constexpr std::size_t maxPngKept = std::size_t{8} << 20;
 
 /// What libpng and the decoder keep, at most: libpng's two rows and the decoder's own, each as wide
-/// as the whole budget with four channels of 16 bits; and the beginning of the file.
-inline constexpr std::uint64_t pngMemory = std::uint64_t{3} * 8 * pixelBudget + maxPngKept;
+/// as the whole budget with four channels of 16 bits; the beginning of the file; and the frame of a
+/// turned or interlaced picture.
+inline constexpr std::uint64_t pngMemory =
+    std::uint64_t{3} * 8 * pixelBudget + maxPngKept + maxFrameBytes;
 
 /// PNG in every colour type, depth and interlace; of an animated one the default image. A file that
 /// is damaged in anything the picture is made of, down to a missing IEND, is rejected: one that is

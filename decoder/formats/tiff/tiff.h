@@ -11,10 +11,11 @@
 namespace sorvane::decoder {
 
 /// What the decoder and its library keep, at most: the file; a strip or tile as it is stored, which
-/// may be the whole file; the same decoded; the band of tiles that it belongs to; and the window of
-/// a compression, which takes up to 128 MiB with Zstandard.
-inline constexpr std::uint64_t tiffMemory =
-    2 * std::uint64_t{maxTiffFileBytes} + 2 * maxTiffBlockBytes + (std::uint64_t{160} << 20);
+/// may be the whole file; the same decoded; the band of tiles that it belongs to; the window of a
+/// compression, which takes up to 128 MiB with Zstandard; and the frame of a turned picture.
+inline constexpr std::uint64_t tiffMemory = 2 * std::uint64_t{maxTiffFileBytes} +
+                                            2 * maxTiffBlockBytes + (std::uint64_t{160} << 20) +
+                                            maxFrameBytes;
 
 /// Lets the library that libtiff inflates with learn what the processor can do, for which it reads
 /// a file on arm64 at its first checksum. libtiff's own JPEG is that of `prepareJpeg`.

@@ -12,10 +12,11 @@ namespace sorvane::decoder {
 
 /// What libwebp and the decoder keep, at most: the compressed chunks, the one of alpha twice while
 /// they are joined; the frame's pixels twice, as they are handed over, to be freed row by row, and
-/// as libwebp keeps them for itself; a row of the canvas; libwebp's tables.
+/// as libwebp keeps them for itself; a row of the canvas; libwebp's tables; and the frame of a
+/// turned picture.
 inline constexpr std::uint64_t webpMemory =
     maxColourChunk(pixelBudget) + 2 * maxAlphaChunk(pixelBudget) +
-    std::uint64_t{2} * 4 * pixelBudget + (std::uint64_t{128} << 20);
+    std::uint64_t{2} * 4 * pixelBudget + (std::uint64_t{128} << 20) + maxFrameBytes;
 
 /// WebP, lossy and lossless, with alpha; of an animation the first frame on the canvas, which is
 /// the picture's size and is transparent where the frame does not cover it, whatever background

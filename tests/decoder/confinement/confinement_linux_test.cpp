@@ -14,8 +14,8 @@
 
 #include <doctest/doctest.h>
 
+#include "decoder/memory_limit.h"
 #include "decoder/pixel_identity.h"
-#include "identity/pixel_budget.h"
 #include "tests/forked.h"
 
 using namespace sorvane;
@@ -28,7 +28,7 @@ int inConfinement(const Body& body) {
     return test::inForkedChild([&] {
         decoder::limitTime(5s);
         decoder::prepareLibraries();
-        decoder::confine(decoder::maxPixelIdentityMemory());
+        decoder::confine(decoder::maxMemory);
         return body();
     });
 }
@@ -44,14 +44,13 @@ bool isKilledFor(const Body& body) {
 
 } // namespace
 
-TEST_CASE("a confined process reads, writes, and takes memory for every picture it may decode") {
+TEST_CASE("a confined process reads, writes, and takes the memory that it may take") {
     CHECK(inConfinement([] {
               char byte = 0;
               const bool reads = ::read(-1, &byte, 1) < 0 && errno == EBADF;
               const bool writes = ::write(-1, &byte, 1) < 0 && errno == EBADF;
-              void* volatile frame = ::operator new(maxFrameBytes);
-              void* volatile rows = ::operator new (24 * std::size_t{sorvane::pixelBudget});
-              return reads && writes && frame != nullptr && rows != nullptr;
+              void* volatile memory = ::operator new(decoder::maxMemory);
+              return reads && writes && memory != nullptr;
           }) == 0);
 }
 
@@ -71,8 +70,7 @@ TEST_CASE("a confined process is refused more memory than that, by an exception"
     CHECK(inConfinement([] {
               constexpr std::size_t baselineMemory = std::size_t{96} << 20;
               try {
-                  return ::operator new(decoder::maxPixelIdentityMemory() + baselineMemory) ==
-                         nullptr;
+                  return ::operator new(decoder::maxMemory + baselineMemory) == nullptr;
               } catch (const std::bad_alloc&) {
                   return true;
               }
