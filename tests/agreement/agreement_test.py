@@ -33,7 +33,7 @@ MEASURE = '''
 import os, sys
 decoder = os.posix_spawn(sys.argv[1], sys.argv[1:], {})
 _, status, usage = os.wait4(decoder, 0)
-print(usage.ru_maxrss, file=sys.stderr)
+print(usage.ru_maxrss, usage.ru_utime + usage.ru_stime, file=sys.stderr)
 sys.exit(os.waitstatus_to_exitcode(status))
 '''
 
@@ -94,9 +94,9 @@ class Checker:
         return done.stdout.decode(), done.returncode
 
     def run_measured(self, data, timeout=None):
-        """Output, exit status, and the peak of memory in KiB. A process begins with the peak of the
-        one that started it, so a small one has to stand between. A file too large to be held may
-        come as a list of pieces."""
+        """Output, exit status, the peak of memory in KiB, and the processor time in seconds. A
+        process begins with the peak of the one that started it, so a small one has to stand
+        between. A file too large to be held may come as a list of pieces."""
         begun = processor_time()
         process = subprocess.Popen(
             (sys.executable, '-I', '-S', '-c', MEASURE, self.program, timeout or self.timeout),
@@ -106,10 +106,11 @@ class Checker:
                 process.stdin.write(piece)
         except BrokenPipeError:
             pass
-        output, peak = process.communicate()
+        output, used = process.communicate()
         if timeout is None and was_kept_waiting(process.returncode, begun):
             return self.run_measured(data, LONG_TIMEOUT)
-        return output.decode(), process.returncode, int(peak)
+        peak, seconds = used.split()
+        return output.decode(), process.returncode, int(peak), float(seconds)
 
     def check(self, name, good, shown=''):
         if good:
@@ -140,9 +141,18 @@ class Checker:
         self.check(name + ' in time', elapsed < timeout + LATENESS, elapsed)
 
     def answers_within_memory(self, name, data, expected, mebibytes, timeout=None):
-        output, status, peak = self.run_measured(data, timeout)
+        output, status, peak, _ = self.run_measured(data, timeout)
         self.check(name, (output, status) == (expected, 0), (output, status, expected))
         self.check(name + ' in little memory', self.batch or peak < mebibytes * 1024, peak)
+
+    def costs(self, name, data, mebibytes, seconds, expected=''):
+        """The answer, or none, for so much memory and processor time at most."""
+        if self.batch:
+            return
+        output, status, peak, used = self.run_measured(data, LONG_TIMEOUT)
+        self.check(name, (output, status == 0) == (expected, expected != ''), (output, status))
+        self.check(name + ' in little memory', peak < mebibytes * 1024, peak)
+        self.check(name + ' in little time', used < seconds, used)
 
 
 def main():
