@@ -52,10 +52,16 @@ void PixelHasher::begin() {
 }
 
 void PixelHasher::take(const PixelRun& run) {
-    if (frame_)
-        store(run);
-    else
-        stream(run);
+    if (!frame_ && orientation_ == Orientation::upright)
+        return stream(run.samples, std::size_t{run.count} * run.rows);
+    const std::size_t rowBytes = run.count * colour_.pixelBytes();
+    PixelRun row = run;
+    for (std::uint32_t i = 0; i < run.rows; ++i, ++row.row, row.samples += rowBytes) {
+        if (frame_)
+            store(row);
+        else
+            streamMirrored(row);
+    }
 }
 
 std::string PixelHasher::hex() {
@@ -72,35 +78,39 @@ const std::uint8_t* PixelHasher::finished(const std::uint8_t* samples, std::size
     return block_.data();
 }
 
-void PixelHasher::stream(const PixelRun& run) {
-    const bool mirrored = orientation_ == Orientation::mirror;
-    for (std::size_t done = 0; done < run.count;) {
-        const std::size_t count = std::min(blockPixels, run.count - done);
-        const std::size_t first = mirrored ? run.count - done - count : done;
-        const std::uint8_t* pixels = finished(run.samples + first * colour_.pixelBytes(), count);
-        if (mirrored) {
-            std::memmove(block_.data(), pixels, pixelBytes * count);
-            reversePixels(block_.data(), count);
-            pixels = block_.data();
-        }
-        digest_->update(text(pixels, pixelBytes * count));
+void PixelHasher::stream(const std::uint8_t* samples, std::size_t pixels) {
+    for (std::size_t done = 0; done < pixels;) {
+        const std::size_t count = std::min(blockPixels, pixels - done);
+        digest_->update(
+            text(finished(samples + done * colour_.pixelBytes(), count), pixelBytes * count));
         done += count;
     }
 }
 
-void PixelHasher::store(const PixelRun& run) {
+void PixelHasher::streamMirrored(const PixelRun& row) {
+    for (std::size_t left = row.count; left > 0;) {
+        const std::size_t count = std::min(blockPixels, left);
+        left -= count;
+        const std::uint8_t* pixels = finished(row.samples + left * colour_.pixelBytes(), count);
+        std::memmove(block_.data(), pixels, pixelBytes * count);
+        reversePixels(block_.data(), count);
+        digest_->update(text(block_.data(), pixelBytes * count));
+    }
+}
+
+void PixelHasher::store(const PixelRun& row) {
     const std::size_t frameWidth = uprightSize(orientation_, stored_).width;
     const auto index = [&](std::size_t pixel) {
-        const auto column = static_cast<std::uint32_t>(run.firstColumn + pixel * run.columnStep);
-        const Position upright = uprightPosition(orientation_, stored_, {column, run.row});
+        const auto column = static_cast<std::uint32_t>(row.firstColumn + pixel * row.columnStep);
+        const Position upright = uprightPosition(orientation_, stored_, {column, row.row});
         return static_cast<std::ptrdiff_t>(upright.y * frameWidth + upright.x);
     };
     // A stored row is a straight line in the frame: its first two pixels give the step.
     const std::ptrdiff_t start = index(0);
-    const std::ptrdiff_t step = run.count > 1 ? index(1) - start : 0;
-    for (std::size_t done = 0; done < run.count;) {
-        const std::size_t count = std::min(blockPixels, run.count - done);
-        const std::uint8_t* pixels = finished(run.samples + done * colour_.pixelBytes(), count);
+    const std::ptrdiff_t step = row.count > 1 ? index(1) - start : 0;
+    for (std::size_t done = 0; done < row.count;) {
+        const std::size_t count = std::min(blockPixels, row.count - done);
+        const std::uint8_t* pixels = finished(row.samples + done * colour_.pixelBytes(), count);
         for (std::size_t i = 0; i < count; ++i) {
             const auto to = start + static_cast<std::ptrdiff_t>(done + i) * step;
             std::memcpy(frame_.get() + static_cast<std::ptrdiff_t>(pixelBytes) * to,

@@ -33,8 +33,9 @@ class PixelHasher : public PixelSink {
 
     void begin();
     const std::uint8_t* finished(const std::uint8_t* samples, std::size_t count);
-    void stream(const PixelRun& run);
-    void store(const PixelRun& run);
+    void stream(const std::uint8_t* samples, std::size_t pixels);
+    void streamMirrored(const PixelRun& row);
+    void store(const PixelRun& row);
 
     std::optional<Sha256> digest_;
     ColourStep colour_;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "decoder/formats/whole_rows.h"
 #include "decoder/input/sequential_reader.h"
 
 namespace sorvane::decoder {
@@ -34,6 +35,7 @@ struct PnmHeader {
     Channels channels = Channels::grey;
 
     bool sixteenBits() const { return maximum > 255; }
+    SampleFormat samples() const { return {channels, sixteenBits()}; }
 };
 
 /// Reads what is written as text.
@@ -210,7 +212,7 @@ std::optional<PictureHeader> PnmDecoder::readHeader() {
     header_ = *own;
     PictureHeader header;
     header.size = header_.size;
-    header.samples = {header_.channels, header_.sixteenBits()};
+    header.samples = header_.samples();
     return header;
 }
 
@@ -220,9 +222,10 @@ bool PnmDecoder::readPixels(PixelSink& sink) {
     samples_.resize(count * sampleBytes);
     if (header_.form == Form::bytes) stored_.resize(count * sampleBytes);
     if (header_.form == Form::packedBits) stored_.resize((count + 7) / 8);
+    RowsInOrder rows(sink, header_.size, header_.samples());
     for (std::uint32_t y = 0; y < header_.size.height; ++y) {
         if (!readRow()) return false;
-        sink.take(PixelRun::wholeRow(y, header_.size.width, samples_.data()));
+        rows.take(samples_.data());
     }
     return true;
 }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "decoder/formats/whole_rows.h"
 #include "decoder/input/number_reader.h"
 #include "decoder/input/sequential_reader.h"
 
@@ -43,6 +44,9 @@ class PsdDecoder final : public Decoder {
     bool readLayerCount(std::uint64_t end);
     Channels channels() const;
     std::size_t storedChannels() const { return channelCount(channels_); }
+    SampleFormat sampleFormat() const {
+        return {mode_ == Mode::indexed ? Channels::rgb : channels_, depth_ == 16};
+    }
 
     bool readPlane(std::size_t channel);
     bool readRow(Row& row);
@@ -83,7 +87,7 @@ std::optional<PictureHeader> PsdDecoder::readHeader() {
     if (fileChannels_ < storedChannels()) return std::nullopt;
     PictureHeader header;
     header.size = size_;
-    header.samples = {mode_ == Mode::indexed ? Channels::rgb : channels_, depth_ == 16};
+    header.samples = sampleFormat();
     if (profile_) header.colour.emplace_back(std::move(*profile_));
     return header;
 }
@@ -224,6 +228,7 @@ bool PsdDecoder::readPixels(PixelSink& sink) {
     for (std::size_t channel = 0; channel < storedChannels(); ++channel)
         if (!readPlane(channel)) return false;
     Row colours(mode_ == Mode::indexed ? std::size_t{3} * size_.width : 0);
+    RowsInOrder handedOver(sink, size_, sampleFormat());
     for (std::uint32_t y = 0; y < size_.height; ++y) {
         const std::span<std::uint8_t> row(samples_.get() + rowBytes * y, rowBytes);
         if (depth_ == 16)
@@ -231,8 +236,7 @@ bool PsdDecoder::readPixels(PixelSink& sink) {
         else
             finish<std::uint8_t>(row);
         if (mode_ == Mode::indexed) lookUp(row.data(), colours);
-        const std::uint8_t* samples = colours.empty() ? row.data() : colours.data();
-        sink.take(PixelRun::wholeRow(y, size_.width, samples));
+        handedOver.take(colours.empty() ? row.data() : colours.data());
     }
     return true;
 }

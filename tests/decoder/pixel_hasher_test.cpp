@@ -70,6 +70,21 @@ TEST_CASE("every orientation is digested upright, with the size swapped where it
     }
 }
 
+TEST_CASE("rows that come together are digested as one after the other") {
+    const Bytes stored = {1, 2, 3, 4, 5, 6};
+    for (const bool rowsInOrder : {true, false})
+        for (int number = 1; number <= 8; ++number) {
+            CAPTURE(rowsInOrder);
+            CAPTURE(number);
+            PictureHeader of = header({2, 3}, Channels::grey, static_cast<Orientation>(number));
+            of.rowsInOrder = rowsInOrder;
+            PixelHasher result = hasher(of);
+            result.take(PixelRun::wholeRows(0, 2, 2, stored.data()));
+            result.take(PixelRun::wholeRow(2, 2, stored.data() + 4));
+            CHECK(result.hex() == digestOf(of, stored));
+        }
+}
+
 TEST_CASE("after a restart all that counts is what comes then, in the new orientation") {
     const Bytes stored = {1, 2, 3, 4, 5, 6};
     for (const bool rowsInOrder : {true, false})

@@ -33,9 +33,9 @@ class Samples : public PixelSink {
           orientation_(header.orientation) {}
 
     void take(const PixelRun& run) override {
-        for (std::size_t i = 0; i < run.count; ++i) {
-            const std::size_t pixel =
-                std::size_t{run.row} * width_ + run.firstColumn + i * run.columnStep;
+        for (std::size_t i = 0; i < std::size_t{run.count} * run.rows; ++i) {
+            const std::size_t pixel = (run.row + i / run.count) * width_ + run.firstColumn +
+                                      i % run.count * run.columnStep;
             std::memcpy(&bytes_[pixel * pixelBytes_], run.samples + i * pixelBytes_, pixelBytes_);
         }
     }
