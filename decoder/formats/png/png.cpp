@@ -13,6 +13,7 @@
 #include "decoder/formats/exif.h"
 #include "decoder/formats/longjmp_guard.h"
 #include "decoder/formats/png/png_metadata.h"
+#include "decoder/formats/png/png_passes.h"
 #include "decoder/formats/png/png_rows.h"
 #include "decoder/formats/png/png_trailer.h"
 
@@ -35,18 +36,6 @@ constexpr png_uint_32 maxChunks = 2 * ownChunkCount + 2;
 
 // Each side may use up the whole budget; the product is checked before pixel memory is taken.
 constexpr png_uint_32 maxSide = pixelBudget;
-
-/// The pixels of one pass over the picture: the first one, and the steps to the next ones.
-struct Pass {
-    Position first;
-    std::uint32_t columnStep;
-    std::uint32_t rowStep;
-};
-
-constexpr std::array wholePicture = {Pass{{0, 0}, 1, 1}};
-constexpr std::array adam7 = {Pass{{0, 0}, 8, 8}, Pass{{4, 0}, 8, 8}, Pass{{0, 4}, 4, 8},
-                              Pass{{2, 0}, 4, 4}, Pass{{0, 2}, 2, 4}, Pass{{1, 0}, 2, 2},
-                              Pass{{0, 1}, 1, 2}};
 
 enum class Reader : std::uint8_t { fastest, libpng };
 
@@ -83,11 +72,11 @@ class PngDecoder final : public Decoder {
     std::vector<PngChunk> chunksBeside(png_infop info) const;
     bool decode(PixelSink& sink);
     bool decodeAgain(PixelSink& sink);
-    bool readableByRows() const;
     PngPalette palette() const;
+    PngSampleForm sampleForm() const;
     bool readRows(PixelSink& sink);
     bool readPasses(PixelSink& sink);
-    bool readPass(const Pass& pass, std::vector<std::uint8_t>& row, PixelSink& sink);
+    bool readPass(const PngPass& pass, std::vector<std::uint8_t>& row, PixelSink& sink);
     bool readEnd();
 
     ByteSource& file_;
@@ -202,13 +191,7 @@ bool PngDecoder::decodeAgain(PixelSink& sink) {
 }
 
 bool PngDecoder::decode(PixelSink& sink) {
-    return reader_ == Reader::fastest && readableByRows() ? readRows(sink) : readPasses(sink);
-}
-
-bool PngDecoder::readableByRows() const {
-    const bool indexed = png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE;
-    return !interlaced_ && png_get_bit_depth(png_, info_) == 8 &&
-           (indexed || png_get_valid(png_, info_, PNG_INFO_tRNS) == 0);
+    return reader_ == Reader::fastest ? readRows(sink) : readPasses(sink);
 }
 
 PngPalette PngDecoder::palette() const {
@@ -228,10 +211,25 @@ PngPalette PngDecoder::palette() const {
     return palette;
 }
 
+PngSampleForm PngDecoder::sampleForm() const {
+    PngSampleForm form;
+    form.depth = png_get_bit_depth(png_, info_);
+    form.count = png_get_channels(png_, info_);
+    if (png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE) {
+        form.palette = palette();
+        return form;
+    }
+    png_color_16p key = nullptr;
+    png_get_tRNS(png_, info_, nullptr, nullptr, &key);
+    if (key == nullptr) return form;
+    form.transparent = {key->red, key->green, key->blue};
+    if (form.count == 1) form.transparent->front() = key->gray;
+    return form;
+}
+
 // libpng has read up to the data of the first pixel chunk, and reads nothing more.
 bool PngDecoder::readRows(PixelSink& sink) {
-    PngRowForm form{size_, png_get_channels(png_, info_), std::nullopt};
-    if (png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE) form.palette = palette();
+    const PngRowForm form{size_, sampleForm(), interlaced_};
     PngChunks chunks(file_, chunkHeader_);
     PngInflater data(chunks);
     if (!readPngRows(data, form, sink)) return false;
@@ -253,8 +251,9 @@ bool PngDecoder::readPasses(PixelSink& sink) {
     });
     if (!ready || png_get_channels(png_, info_) != channelCount(channels_)) return false;
     std::vector<std::uint8_t> row(png_get_rowbytes(png_, info_));
-    const std::span<const Pass> passes = interlaced_ ? std::span<const Pass>(adam7) : wholePicture;
-    for (const Pass& pass : passes)
+    constexpr std::array wholePicture = {PngPass{{0, 0}, 1, 1}};
+    const auto passes = interlaced_ ? std::span<const PngPass>(adam7) : wholePicture;
+    for (const PngPass& pass : passes)
         if (!readPass(pass, row, sink)) return false;
     return readEnd();
 }
@@ -274,13 +273,12 @@ std::vector<PngChunk> PngDecoder::chunksBeside(png_infop info) const {
 
 // libpng is not asked to undo the interlace, for which it would need the whole picture: it gives
 // the rows of each pass, and skips passes without pixels.
-bool PngDecoder::readPass(const Pass& pass, std::vector<std::uint8_t>& row, PixelSink& sink) {
-    const auto [column, firstRow] = pass.first;
-    if (column >= size_.width) return true;
-    const std::uint32_t count = (size_.width - 1 - column) / pass.columnStep + 1;
-    for (std::uint32_t y = firstRow; y < size_.height; y += pass.rowStep) {
+bool PngDecoder::readPass(const PngPass& pass, std::vector<std::uint8_t>& row, PixelSink& sink) {
+    const std::uint32_t count = pass.sizeOf(size_).width;
+    if (count == 0) return true;
+    for (std::uint32_t y = pass.first.y; y < size_.height; y += pass.rowStep) {
         if (!attempt([&] { png_read_row(png_, row.data(), nullptr); })) return false;
-        sink.take({y, column, pass.columnStep, count, row.data()});
+        sink.take({y, pass.first.x, pass.columnStep, count, row.data()});
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "decoder/input/byte_source.h"
+#include "decoder/picture/colour_statement.h"
 #include "decoder/picture/picture.h"
 #include "identity/pixel_budget.h"
 
@@ -14,11 +15,11 @@ namespace sorvane::decoder {
 /// turned when they have been handed over. More would not leave the process under 16 MiB.
 inline constexpr std::size_t maxPngKept = std::size_t{8} << 20;
 
-/// What libpng and the decoder keep, at most: libpng's two rows and the decoder's own, each as wide
-/// as the whole budget with four channels of 16 bits; the beginning of the file; and the frame of a
-/// turned or interlaced picture.
-inline constexpr std::uint64_t pngMemory =
-    std::uint64_t{3} * 8 * pixelBudget + maxPngKept + maxFrameBytes;
+/// What the decoder keeps, at most: a row and the one above it, each as wide as the whole budget
+/// with four channels of 16 bits; the beginning of the file; what chunks libpng keeps; and the
+/// frame of a turned or interlaced picture.
+inline constexpr std::uint64_t pngMemory = std::uint64_t{2} * 8 * pixelBudget + maxPngKept +
+                                           2 * std::uint64_t{2} * maxProfileBytes + maxFrameBytes;
 
 /// PNG in every colour type, depth and interlace; of an animated one the default image. A file that
 /// is damaged in anything the picture is made of, down to a missing IEND, is rejected: one that is

@@ -13,6 +13,7 @@ namespace sorvane::decoder {
 namespace {
 
 constexpr std::size_t lag = 2;
+constexpr std::size_t minWidthTogether = lag * rowsAtOnce;
 
 // The compiler's own vectors serve all processors.
 using Bytes [[gnu::vector_size(16)]] = std::uint8_t;
@@ -188,6 +189,61 @@ void restoreTogether(FilteredRows rows) {
     }
 }
 
+// One row, pixel by pixel: for wide pixels, of which four do not fit in a vector, and for rows that
+// end before four of them get going.
+template<std::size_t bytes>
+Bytes loadAlone(const std::uint8_t* from) {
+    using Halves [[gnu::vector_size(16)]] = std::uint64_t;
+    std::uint64_t pixel = 0;
+    std::memcpy(&pixel, from, bytes);
+    return Bytes(Halves{pixel, 0});
+}
+
+template<std::size_t bytes, class Predict>
+void restoreAlone(FilteredRows rows, const Predict& predict) {
+    std::uint8_t* pixel = rows.first + 1;
+    const std::uint8_t* const end = pixel + bytes * rows.width;
+    const std::size_t stride = rows.stride();
+    Bytes left{};
+    Bytes aboveLeft{};
+    for (; pixel < end; pixel += bytes) {
+        const Bytes above = loadAlone<bytes>(pixel - stride);
+        left = loadAlone<bytes>(pixel) + predict(left, above, aboveLeft);
+        std::memcpy(pixel, &left, bytes);
+        aboveLeft = above;
+    }
+}
+
+template<std::size_t bytes>
+void restoreAlone(FilteredRows rows) {
+    switch (*rows.first) {
+    case png_filter::sub:
+        return restoreAlone<bytes>(rows, [](Bytes left, Bytes, Bytes) { return left; });
+    case png_filter::average:
+        return restoreAlone<bytes>(
+            rows, [](Bytes left, Bytes above, Bytes) { return average(left, above); });
+    default:
+        return restoreAlone<bytes>(rows, nearest);
+    }
+}
+
+void restoreAlone(FilteredRows rows) {
+    switch (rows.pixelBytes) {
+    case 1:
+        return restoreAlone<1>(rows);
+    case 2:
+        return restoreAlone<2>(rows);
+    case 3:
+        return restoreAlone<3>(rows);
+    case 4:
+        return restoreAlone<4>(rows);
+    case 6:
+        return restoreAlone<6>(rows);
+    default:
+        return restoreAlone<8>(rows);
+    }
+}
+
 void restoreUp(std::uint8_t* row, std::size_t stride) {
     const std::uint8_t* above = row - stride;
     for (std::size_t i = 1; i < stride; ++i) row[i] = static_cast<std::uint8_t>(row[i] + above[i]);
@@ -197,12 +253,16 @@ void restoreUp(std::uint8_t* row, std::size_t stride) {
 
 bool unfilterRows(FilteredRows rows) {
     const std::size_t stride = rows.stride();
+    const bool together =
+        rows.pixelBytes <= sizeof(std::uint32_t) && rows.width >= minWidthTogether;
     for (std::size_t i = 0; i < rows.count; ++i)
         if (rows.first[i * stride] > png_filter::paeth) return false;
     while (rows.count > 0) {
         std::size_t done = 1;
         if (*rows.first == png_filter::up) {
             restoreUp(rows.first, stride);
+        } else if (*rows.first != png_filter::none && !together) {
+            restoreAlone(rows);
         } else if (*rows.first != png_filter::none) {
             done = std::min(rows.count, rowsAtOnce);
             restoreTogether({rows.first, done, rows.width, rows.pixelBytes});

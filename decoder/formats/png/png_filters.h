@@ -11,7 +11,7 @@ struct FilteredRows {
     std::uint8_t* first;
     std::size_t count;
     std::size_t width;
-    /// 1 to 4.
+    /// 1 to 4, 6 or 8.
     std::size_t pixelBytes;
 
     std::size_t stride() const { return 1 + pixelBytes * width; }

@@ -1,12 +1,16 @@
 #include "decoder/formats/png/png_rows.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <span>
-#include <vector>
 
+#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/png/png_filters.h"
+#include "decoder/formats/png/png_passes.h"
+#include "decoder/formats/whole_rows.h"
 
 namespace sorvane::decoder {
 
@@ -16,66 +20,85 @@ namespace {
 // a larger batch would not stay in the processor's cache.
 constexpr std::size_t batchSize = 262'144;
 
-void lookUp(const PngPalette& palette, std::span<const std::uint8_t> indices,
-            std::uint8_t* samples) {
-    const std::size_t channels = palette.transparent ? 4 : 3;
-    for (const std::uint8_t index : indices)
-        samples = std::copy_n(palette.colours[index].data(), channels, samples);
-}
-
 // A multiple of the rows that are undone at once.
 std::uint32_t rowsInBatch(std::size_t stride) {
     return static_cast<std::uint32_t>((batchSize / stride / rowsAtOnce + 1) * rowsAtOnce);
 }
 
+/// The rows of a picture, or of one pass over it.
 class RowReader {
   public:
-    RowReader(PngInflater& data, const PngRowForm& form)
+    RowReader(PngInflater& data, const PngSampleForm& form, Size size)
         : data_(data),
           form_(form),
-          stride_(1 + form.pixelBytes * form.size.width),
-          batchRows_(std::min(form.size.height, rowsInBatch(stride_))),
-          batch_(std::make_unique_for_overwrite<std::uint8_t[]>((1 + batchRows_) * stride_)) {
-        std::memset(slot(batchRows_), 0, stride_);
-        if (form.palette) samples_.resize(std::size_t{4} * form.size.width);
+          size_(size),
+          rowBytes_(form.rowBytes(size.width)),
+          stride_(1 + rowBytes_),
+          batchRows_(std::min(size.height, rowsInBatch(stride_))),
+          batch_(static_cast<std::uint8_t*>(std::calloc(1 + batchRows_, stride_))),
+          samples_(form) {
+        if (!batch_) throw std::bad_alloc();
     }
 
-    bool read(PixelSink& sink) {
-        for (std::uint32_t y = 0; y < form_.size.height; y += batchRows_) {
-            const std::uint32_t count = std::min(batchRows_, form_.size.height - y);
-            std::memcpy(slot(0), slot(batchRows_), stride_);
-            if (!data_.fill({slot(1), count * stride_})) return false;
-            if (!unfilterRows({slot(1), count, form_.size.width, form_.pixelBytes})) return false;
-            for (std::uint32_t i = 0; i < count; ++i) handOver(y + i, slot(1 + i) + 1, sink);
+    /// Calls `take(samples)` for each row.
+    template<class Take>
+    bool read(const Take& take) {
+        for (std::uint32_t y = 0; y < size_.height; y += batchRows_) {
+            const std::uint32_t count = std::min(batchRows_, size_.height - y);
+            const std::size_t pixelBytes = form_.filterBytes();
+            if (!data_.fill({slot(1), count * stride_}) ||
+                !unfilterRows({slot(1), count, rowBytes_ / pixelBytes, pixelBytes}))
+                return false;
+            // Before the samples are made, which changes the rows.
+            if (y + count < size_.height) std::memcpy(slot(0), slot(count), stride_);
+            for (std::uint32_t i = 1; i <= count; ++i) take(samples_.row(slot(i) + 1, size_.width));
         }
-        return data_.finish();
+        return true;
     }
 
   private:
     // The batch's rows are in the slots from 1 on, each after its filter byte; in slot 0 is the row
-    // above them.
+    // above them. At first that are zeros, which nobody has touched: a row may be as long as the
+    // file says, and the file be cut.
     std::uint8_t* slot(std::uint32_t index) { return batch_.get() + index * stride_; }
 
-    void handOver(std::uint32_t y, const std::uint8_t* row, PixelSink& sink) {
-        if (form_.palette) {
-            lookUp(*form_.palette, {row, stride_ - 1}, samples_.data());
-            row = samples_.data();
-        }
-        sink.take(PixelRun::wholeRow(y, form_.size.width, row));
-    }
-
     PngInflater& data_;
-    const PngRowForm& form_;
+    const PngSampleForm& form_;
+    Size size_;
+    std::size_t rowBytes_;
     std::size_t stride_;
     std::uint32_t batchRows_;
-    std::unique_ptr<std::uint8_t[]> batch_;
-    std::vector<std::uint8_t> samples_;
+    std::unique_ptr<std::uint8_t, Release<std::free>> batch_;
+    PngSamples samples_;
 };
+
+bool readPasses(PngInflater& data, const PngRowForm& form, PixelSink& sink) {
+    for (const PngPass& pass : adam7) {
+        const Size size = pass.sizeOf(form.size);
+        if (size.width == 0 || size.height == 0) continue;
+        std::uint32_t row = pass.first.y;
+        const bool read =
+            RowReader(data, form.samples, size).read([&](const std::uint8_t* samples) {
+                sink.take({row, pass.first.x, pass.columnStep, size.width, samples});
+                row += pass.rowStep;
+            });
+        if (!read) return false;
+    }
+    return true;
+}
+
+bool readWhole(PngInflater& data, const PngRowForm& form, PixelSink& sink) {
+    RowsInOrder rows(sink, form.size, form.samples.format());
+    return RowReader(data, form.samples, form.size).read([&](const std::uint8_t* samples) {
+        rows.take(samples);
+    });
+}
 
 } // namespace
 
 bool readPngRows(PngInflater& data, const PngRowForm& form, PixelSink& sink) {
-    return RowReader(data, form).read(sink);
+    const bool read = form.interlaced ? readPasses(data, form, sink) : readWhole(data, form, sink);
+    return read && data.finish();
 }
 
 } // namespace sorvane::decoder

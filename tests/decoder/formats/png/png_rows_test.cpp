@@ -1,10 +1,15 @@
 // libpng is the reference: whatever a file holds, both read the same rows.
 
+#include <array>
 #include <random>
+#include <span>
+#include <utility>
+#include <vector>
 
 #include <doctest/doctest.h>
 
 #include "decoder/formats/png/png.h"
+#include "decoder/formats/png/png_passes.h"
 #include "tests/decoder/formats/png/png_bytes.h"
 #include "tests/decoder/formats/recorded_picture.h"
 
@@ -19,7 +24,7 @@ constexpr std::uint8_t indexed = 3;
 constexpr std::uint8_t greyAlpha = 4;
 constexpr std::uint8_t rgba = 6;
 
-std::size_t pixelBytes(std::uint8_t colourType) {
+std::size_t samplesOf(std::uint8_t colourType) {
     switch (colourType) {
     case rgb:
         return 3;
@@ -32,18 +37,26 @@ std::size_t pixelBytes(std::uint8_t colourType) {
     }
 }
 
+std::size_t rowBytes(const PngForm& form, std::uint32_t width) {
+    return (samplesOf(form.colourType) * form.depth * width + 7) / 8;
+}
+
 Bytes randomBytes(std::size_t size, std::mt19937& chance) {
     Bytes result(size);
     for (std::uint8_t& byte : result) byte = static_cast<std::uint8_t>(chance());
     return result;
 }
 
-// Rows of random bytes, with filters that begin with `filter` and take turns.
+// Rows of random bytes, of all passes, with filters that begin with `filter` and take turns.
 Bytes randomRows(const PngForm& form, std::uint8_t filter, std::mt19937& chance) {
+    constexpr std::array whole = {PngPass{{0, 0}, 1, 1}};
     Bytes rows;
-    for (std::uint32_t y = 0; y < form.height; ++y)
-        rows = joined({rows, Bytes{static_cast<std::uint8_t>((filter + y) % 5)},
-                       randomBytes(form.width * pixelBytes(form.colourType), chance)});
+    for (const PngPass& pass : form.interlaced ? std::span<const PngPass>(adam7) : whole) {
+        const Size size = pass.sizeOf({form.width, form.height});
+        for (std::uint32_t y = 0; size.width > 0 && y < size.height; ++y)
+            rows = joined({rows, Bytes{static_cast<std::uint8_t>((filter + y) % 5)},
+                           randomBytes(rowBytes(form, size.width), chance)});
+    }
     return rows;
 }
 
@@ -53,6 +66,8 @@ bool checkAlike(const Bytes& file) {
     const RecordedPicture ours(openPng, file);
     CHECK(ours.header.has_value() == reference.header.has_value());
     CHECK(ours.whole == reference.whole);
+    if (reference.header && ours.header)
+        CHECK(ours.header->samples.channels == reference.header->samples.channels);
     if (reference.whole) CHECK(ours.samples == reference.samples);
     return reference.whole;
 }
@@ -73,12 +88,51 @@ Bytes cutIntoChunks(const Bytes& data, std::size_t size) {
 TEST_CASE("all filters, channels and widths") {
     std::mt19937 chance(2);
     for (const std::uint8_t colourType : {grey, rgb, greyAlpha, rgba})
-        for (std::uint32_t width = 1; width <= 70; ++width)
-            for (std::uint8_t filter = 0; filter < 5; ++filter) {
-                CAPTURE(colourType);
+        for (const std::uint8_t depth : {8, 16})
+            for (std::uint32_t width = 1; width <= 70; ++width)
+                for (std::uint8_t filter = 0; filter < 5; ++filter) {
+                    CAPTURE(colourType);
+                    CAPTURE(depth);
+                    CAPTURE(width);
+                    const PngForm form{width, 7, depth, colourType};
+                    REQUIRE(checkAlike(pngFile(form, randomRows(form, filter, chance))));
+                }
+}
+
+TEST_CASE("few bits a sample, with a transparent colour and without") {
+    std::mt19937 chance(6);
+    for (const std::uint8_t depth : {1, 2, 4, 8, 16})
+        for (std::uint32_t width = 1; width <= 40; ++width)
+            for (const std::uint8_t key : {0, 1, 3}) {
+                CAPTURE(depth);
                 CAPTURE(width);
-                const PngForm form{width, 7, 8, colourType};
-                REQUIRE(checkAlike(pngFile(form, randomRows(form, filter, chance))));
+                // Its bits beyond the depth do not count.
+                const Bytes colour = {static_cast<std::uint8_t>(depth == 16 ? key : 9), key};
+                const PngForm form{width, 5, depth, grey};
+                const Bytes rows = randomRows(form, 0, chance);
+                REQUIRE(checkAlike(pngFile(form, rows)));
+                REQUIRE(checkAlike(pngFile(form, rows, pngChunk("tRNS", colour))));
+                if (depth < 8) continue;
+                const PngForm coloured{width, 5, depth, rgb};
+                Bytes same = randomRows(coloured, 0, chance);
+                for (std::uint8_t& byte : same) byte %= 2;
+                REQUIRE(checkAlike(pngFile(coloured, same, pngChunk("tRNS", {1, 0, 1, 1, 0, 1}))));
+            }
+}
+
+TEST_CASE("passes of every size, in every depth and colour type") {
+    std::mt19937 chance(7);
+    const std::vector<std::pair<std::uint8_t, std::uint8_t>> forms = {
+        {grey, 1},    {grey, 2},      {grey, 4},       {grey, 8},    {grey, 16},
+        {rgb, 8},     {rgb, 16},      {indexed, 1},    {indexed, 2}, {indexed, 4},
+        {indexed, 8}, {greyAlpha, 8}, {greyAlpha, 16}, {rgba, 8},    {rgba, 16}};
+    for (const auto& [colourType, depth] : forms)
+        for (std::uint32_t width = 1; width <= 9; ++width)
+            for (std::uint32_t height = 1; height <= 9; ++height) {
+                const PngForm form{width, height, depth, colourType, true};
+                const Bytes palette = pngChunk("PLTE", randomBytes(3U << depth, chance));
+                const Bytes before = colourType == indexed ? palette : Bytes{};
+                REQUIRE(checkAlike(pngFile(form, randomRows(form, 0, chance), before)));
             }
 }
 
@@ -102,7 +156,7 @@ TEST_CASE("rows that fill many batches, and rows longer than one") {
     for (const PngForm form :
          {PngForm{40, 9000, 8, grey}, PngForm{100'001, 3, 8, rgba}, PngForm{262'143, 2, 8, grey}}) {
         CAPTURE(form.width);
-        Bytes rows(form.height * (1 + form.width * pixelBytes(form.colourType)));
+        Bytes rows(form.height * (1 + form.width * samplesOf(form.colourType)));
         for (std::size_t y = 0; y < form.height; ++y)
             rows[y * (rows.size() / form.height)] = static_cast<std::uint8_t>(y % 5);
         for (std::size_t i = 0; i < 500; ++i) {
