@@ -369,5 +369,11 @@ def bombs(checker):
          *[megabyte] * 200], expected, 64)
 
 
+def many_tables(checker):
+    webp = riff(webp_files.many_codes(1024, 1024))
+    checker.costs('65,536 groups of codes', webp, 420, 4,
+                  '%s 1024 1024\n' % uniform_digest(1024, 1024, bytes(4096)))
+
+
 CASES = (lossless_forms, lossy_forms, other_readers, alpha_forms, orientations, exif_oddities,
-         colours, animations, containers, damage, sizes, large_pictures, bombs)
+         colours, animations, containers, damage, sizes, large_pictures, many_tables, bombs)

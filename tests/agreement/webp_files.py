@@ -127,3 +127,39 @@ def alpha_chunk(plane, kind, compressed):
         picture = pixel_chunks(lossless(grey))
         data = picture[8 + 5:8 + struct.unpack('<I', picture[4:8])[0]]
     return chunk(b'ALPH', bytes((compressed | kind << 2,)) + data)
+
+
+def many_codes(width, height):
+    """A chunk of lossless pixels, clear ones, with 65,536 groups of five codes of one symbol each;
+    sides of 1,024 are what four by four pixels of one group come to."""
+    bits = []
+
+    def put(value, count):
+        bits.extend(value >> i & 1 for i in range(count))
+
+    def put_one_symbol():
+        put(0b0001, 4)
+
+    def put_all_bytes():
+        """All of 256 symbols, and none after them, have eight bits."""
+        put(0, 1)
+        put(8, 4)  # twelve lengths of codes, in the format's order; the last is that of 8
+        put(1 << 33, 36)
+        put(1, 1)  # the number of symbols follows
+        put(3, 3)
+        put(254, 8)
+
+    for value, count in ((0x2f, 8), (width - 1, 14), (height - 1, 14), (1, 1), (0, 3),
+                         (0, 1), (0, 1), (1, 1), (0, 3), (0, 1)):
+        put(value, count)
+    put_all_bytes()  # green, then red: they make the number of the group
+    put_all_bytes()
+    for _ in range(3):
+        put_one_symbol()
+    for group in range(65_536):
+        for half in (group & 255, group >> 8):
+            put(int(format(half, '08b')[::-1], 2), 8)
+    for _ in range(65_536 * 5):
+        put_one_symbol()
+    text = ''.join(map(str, bits)) + '0' * (-len(bits) % 8)
+    return chunk(b'VP8L', int(text[::-1], 2).to_bytes(len(text) // 8, 'little') + bytes(8))

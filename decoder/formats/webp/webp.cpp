@@ -17,10 +17,17 @@ namespace sorvane::decoder {
 
 namespace {
 
-// libwebp is given the picture's data in pieces of this size or, of large ones, in this many: it
-// starts the tables of a lossless picture again whenever they are not complete.
+// libwebp is given the picture's data in pieces of this size or, of large ones, in this many.
 constexpr std::size_t minPiece = std::size_t{4} << 10;
 constexpr std::size_t maxPieces = 64;
+
+// How much of the data libwebp is shown after the first `shown` bytes. It starts the tables of a
+// lossless picture again whenever they are not complete, so until a row comes the data double: all
+// beginnings together are no longer than twice the data.
+std::size_t shownNext(std::size_t shown, std::size_t size, bool rowsCome) {
+    const std::size_t piece = rowsCome ? size / maxPieces : shown;
+    return std::min(shown + std::max(minPiece, piece), size);
+}
 
 // Rows are freed together, since freeing is a system call.
 constexpr std::size_t minRelease = std::size_t{1} << 20;
@@ -96,9 +103,8 @@ bool WebpDecoder::readPixels(PixelSink& sink) {
     canvas.above(sink);
     std::uint32_t row = 0;
     VP8StatusCode status = VP8_STATUS_SUSPENDED;
-    const std::size_t piece = std::max(minPiece, picture_.chunksSize / maxPieces);
     for (std::size_t shown = 0; status == VP8_STATUS_SUSPENDED && shown < picture_.chunksSize;) {
-        shown = std::min(shown + piece, picture_.chunksSize);
+        shown = shownNext(shown, picture_.chunksSize, row > 0);
         status = WebPIUpdate(decoder.get(), picture_.chunks.get(), shown);
         int ready = 0;
         WebPIDecGetRGB(decoder.get(), &ready, nullptr, nullptr, nullptr);
