@@ -514,6 +514,32 @@ def sizes(checker):
             checker.rejects('tiles of %dx%d' % tile, huge.file(tile=(16, 16), more=shape))
 
 
+def declared_sizes(checker):
+    """A few hundred bytes that declare gigabytes of samples."""
+    fax = {256: (LONG, [4000]), 257: (LONG, [4000]), 258: (SHORT, [1]), 259: (SHORT, [4]),
+           262: (SHORT, [0]), 278: (LONG, [4000])}
+    checker.costs('a fax of 65,535 samples a pixel', assembled(
+        {**fax, 277: (SHORT, [65_535])}, [b'\xff' * 600]), 32, 1)
+    wide = {256: (LONG, [7488]), 257: (LONG, [8000]), 258: (SHORT, [16] * 4), 259: (SHORT, [1]),
+            262: (SHORT, [2]), 277: (SHORT, [4]), 338: (SHORT, [2])}
+    whole = 7488 * 8000 * 8
+    checker.costs('one tile of 479 MB, cut', assembled(
+        {**wide, 322: (LONG, [7488]), 323: (LONG, [8000]), 325: (LONG, [whole])}, [bytes(100)],
+        pieces_tags=(324, 325)), 64, 1)
+    checker.costs('one strip of 479 MB, cut', assembled(
+        {**wide, 278: (LONG, [8000]), 279: (LONG, [whole])}, [bytes(100)]), 64, 1)
+    for count in (1 << 24, (1 << 24) + 1, 60_000_000):
+        checker.costs('%d strips, cut' % count, with_tag(Picture(40, 30, RGB, 8), 273, count), 64, 1)
+    dozen = Picture(40, 30, MIN_IS_BLACK, 8, (UNSPECIFIED,) * 31)
+    checker.answers('32 samples a pixel', dozen.file(), answer(dozen.pixels()))
+    more = Picture(40, 30, MIN_IS_BLACK, 8, (UNSPECIFIED,) * 32)
+    checker.refuses('33 samples a pixel', more.file())
+    for bits in (1, 3, 7, 12, 16, 24, 32):
+        spectrum = Picture(37, 5, MIN_IS_BLACK, bits, (UNSPECIFIED,) * 9)
+        checker.answers('ten samples of %d bits a pixel' % bits, spectrum.file(),
+                        answer(spectrum.pixels()))
+
+
 CASES = (every_form, odd_depths, long_samples, compressions, compressions_by_tools,
          seen_by_another, alpha, palettes, luminance, jpeg, orientations, colours, damage,
-         directories, strips, much_else, sizes)
+         directories, strips, much_else, sizes, declared_sizes)

@@ -11,6 +11,7 @@
 
 #include "decoder/formats/tiff/tiff_reader.h"
 #include "decoder/formats/tiff/tiff_samples.h"
+#include "decoder/formats/whole_rows.h"
 
 // Of libdeflate, where libtiff has been built with it.
 extern "C" [[gnu::weak]] std::uint32_t libdeflate_adler32(std::uint32_t checksum, const void* bytes,
@@ -28,6 +29,9 @@ constexpr std::array<std::uint16_t, 16> compressions = {
     COMPRESSION_CCITTRLEW, COMPRESSION_PACKBITS, COMPRESSION_DEFLATE,   COMPRESSION_JBIG,
     COMPRESSION_LERC,      COMPRESSION_LZMA,     COMPRESSION_ZSTD,      COMPRESSION_WEBP};
 
+// A pixel's samples beyond the colours and the first extra one are passed over, all of them by the
+// decompressor: scanners and satellites have a dozen bands.
+constexpr unsigned maxSamples = 32;
 constexpr unsigned maxBits = 32;
 constexpr unsigned maxIndexBits = 16;
 
@@ -71,6 +75,7 @@ std::optional<Directory> readDirectory(const TiffReader& reader, const TiffFile&
     const auto kind = reader.number<std::uint16_t>(TIFFTAG_SAMPLEFORMAT);
     const bool unsignedNumbers = kind == SAMPLEFORMAT_UINT || kind == SAMPLEFORMAT_VOID;
     if (!unsignedNumbers || directory.bits == 0 || directory.bits > maxBits ||
+        directory.samples > maxSamples ||
         std::ranges::find(compressions, directory.compression) == compressions.end() ||
         !withinBudget(directory.size) || !reader.locatesAllPixels())
         return std::nullopt;
@@ -209,6 +214,7 @@ bool TiffDecoder::openRows(std::uint16_t planes) {
 bool TiffDecoder::readPixels(PixelSink& sink) {
     const bool planar = layout_.interleaved == 1;
     if (!openRows(static_cast<std::uint16_t>(planar ? layout_.used() : 1))) return false;
+    RowsInOrder handedOver(sink, directory_.size, layout_.format());
     TiffSamples samples(std::move(layout_), directory_.size.width);
     std::vector<const std::uint8_t*> stored(rows_.size());
     for (std::uint32_t y = 0; y < directory_.size.height; ++y) {
@@ -216,7 +222,7 @@ bool TiffDecoder::readPixels(PixelSink& sink) {
             stored[plane] = rows_[plane]->next();
             if (stored[plane] == nullptr) return false;
         }
-        sink.take(PixelRun::wholeRow(y, directory_.size.width, samples.row(stored)));
+        handedOver.take(samples.row(stored));
     }
     return true;
 }

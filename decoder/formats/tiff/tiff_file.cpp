@@ -34,6 +34,10 @@ constexpr std::array<std::uint16_t, 35> pixelTags = {
     256, 257, 258, 259, 262, 266, 274, 277, 278, 284, 292, 293, 317, 320, 322, 323, 332,  334,
     338, 339, 347, 512, 513, 514, 515, 517, 518, 519, 520, 521, 529, 530, 531, 532, 50674};
 
+// Strips or tiles. libtiff keeps 16 bytes for each and takes a call for each; even rows of sixty
+// million pixels in strips of one row are mostly fewer.
+constexpr std::uint64_t maxPieces = std::uint64_t{1} << 24;
+
 // Longer than the palette of 16-bit indices; nothing else of `pixelTags` comes near.
 constexpr std::uint64_t maxPixelTagBytes = std::uint64_t{1} << 20;
 
@@ -119,6 +123,7 @@ bool TiffFile::readEntries(const Form& form, std::uint64_t directory) {
         const Entry entry{*numbers.u16(at), type, items * width, offset, *numbers.u32(value)};
         reduced = reduced || (entry.tag == subfileTypeTag && entry.firstNumber == reducedCopy);
         raw = raw || entry.tag == rawVersionTag || (reduced && entry.tag == subdirectoriesTag);
+        if (contains(pieceTags, entry.tag) && items > maxPieces) return false;
         keep(entry, std::span(entries).subspan(at, form.entryLength()));
     }
     if (raw) return false;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <vector>
 
@@ -18,9 +20,38 @@ constexpr bool isPossibleLength(std::uint64_t bytes) {
 // checksum verify it; a longer one, which may be the whole picture, row by row.
 constexpr std::uint64_t maxWholeStripBytes = std::uint64_t{4} << 20;
 
+// So are strips whose rows are this short, whatever their number: a call for each of sixty million
+// rows takes longer than their pixels.
+constexpr std::uint64_t maxShortRowBytes = 4;
+
 std::uint32_t rowsPerStrip(const TiffReader& reader, Size size) {
     return std::min(reader.number<std::uint32_t>(TIFFTAG_ROWSPERSTRIP), size.height);
 }
+
+/// Where libtiff decodes to. Cleared before each use, since a decoder may leave some of it out, as
+/// that of a fax that ends early does; at first without touching it, for it is as large as a file
+/// declares, and the file may be cut.
+class Block {
+  public:
+    explicit Block(std::size_t size)
+        : size_(size), bytes_(static_cast<std::uint8_t*>(std::calloc(size, 1))) {
+        if (!bytes_) throw std::bad_alloc();
+    }
+
+    std::uint8_t* cleared() {
+        if (used_) std::fill_n(bytes_.get(), size_, std::uint8_t{0});
+        used_ = true;
+        return bytes_.get();
+    }
+
+    const std::uint8_t* data() const { return bytes_.get(); }
+    tmsize_t size() const { return static_cast<tmsize_t>(size_); }
+
+  private:
+    std::size_t size_;
+    std::unique_ptr<std::uint8_t, Release<std::free>> bytes_;
+    bool used_ = false;
+};
 
 /// Strips, whole ones or row by row.
 class StripRows final : public TiffRows {
@@ -43,16 +74,14 @@ class StripRows final : public TiffRows {
     }
 
   private:
-    // Cleared, since a decoder may leave some of it out, as that of a fax that ends early does.
     bool readBlock() {
-        std::ranges::fill(block_, std::uint8_t{0});
         TIFF* tiff = reader_.library();
         if (!whole_)
-            return TIFFReadScanline(tiff, block_.data(), row_, sample_) == 1 && !reader_.damaged();
+            return TIFFReadScanline(tiff, block_.cleared(), row_, sample_) == 1 &&
+                   !reader_.damaged();
         const auto strip = TIFFComputeStrip(tiff, row_, sample_);
         const auto rows = std::min(rowsAtOnce_, height_ - row_);
-        const auto length =
-            TIFFReadEncodedStrip(tiff, strip, block_.data(), static_cast<tmsize_t>(block_.size()));
+        const auto length = TIFFReadEncodedStrip(tiff, strip, block_.cleared(), block_.size());
         return length >= 0 && static_cast<std::size_t>(length) >= rows * rowBytes_ &&
                !reader_.damaged();
     }
@@ -63,11 +92,12 @@ class StripRows final : public TiffRows {
     bool whole_;
     std::uint32_t rowsAtOnce_;
     std::size_t rowBytes_;
-    std::vector<std::uint8_t> block_;
+    Block block_;
     std::uint32_t row_ = 0;
 };
 
-/// Tiles, one row of them at once, without what reaches beyond the picture.
+/// Tiles, one row of them at once, without what reaches beyond the picture. A tile as wide as the
+/// picture is its own row of tiles.
 class TileRows final : public TiffRows {
   public:
     struct Measures {
@@ -81,14 +111,17 @@ class TileRows final : public TiffRows {
           size_(size),
           sample_(sample),
           measures_(measures),
-          tile_(measures.tileBytes),
-          band_(measures.rowBytes * std::min(measures.tileLength, size.height)) {}
+          tile_(measures.tileBytes) {
+        if (measures.tileWidth < size.width)
+            band_.resize(measures.rowBytes * std::min(measures.tileLength, size.height));
+    }
 
     const std::uint8_t* next() override {
         const std::uint32_t within = row_ % measures_.tileLength;
-        if (within == 0 && !readBand()) return nullptr;
+        if (within == 0 && !(band_.empty() ? readTile(0) : readBand())) return nullptr;
         ++row_;
-        return band_.data() + within * measures_.rowBytes;
+        return band_.empty() ? tile_.data() + within * measures_.tileRowBytes
+                             : band_.data() + within * measures_.rowBytes;
     }
 
   private:
@@ -108,11 +141,9 @@ class TileRows final : public TiffRows {
     }
 
     bool readTile(std::uint32_t x) {
-        std::ranges::fill(tile_, std::uint8_t{0});
         TIFF* tiff = reader_.library();
         const auto tile = TIFFComputeTile(tiff, x, row_, 0, sample_);
-        return TIFFReadEncodedTile(tiff, tile, tile_.data(), static_cast<tmsize_t>(tile_.size())) >=
-                   0 &&
+        return TIFFReadEncodedTile(tiff, tile, tile_.cleared(), tile_.size()) >= 0 &&
                !reader_.damaged();
     }
 
@@ -120,7 +151,7 @@ class TileRows final : public TiffRows {
     Size size_;
     std::uint16_t sample_;
     Measures measures_;
-    std::vector<std::uint8_t> tile_;
+    Block tile_;
     std::vector<std::uint8_t> band_;
     std::uint32_t row_ = 0;
 };
@@ -183,7 +214,9 @@ std::unique_ptr<TiffRows> tiffStripRows(const TiffReader& reader, Size size, std
     const std::uint64_t stripBytes = TIFFVStripSize64(tiff, stripRows);
     // JBIG cannot be decoded row by row.
     const bool inseparable = reader.number<std::uint16_t>(TIFFTAG_COMPRESSION) == COMPRESSION_JBIG;
-    const bool whole = inseparable || (stripBytes > 0 && stripBytes <= maxWholeStripBytes);
+    const bool whole =
+        inseparable || (stripBytes > 0 &&
+                        stripBytes <= std::max(maxWholeStripBytes, maxShortRowBytes * stripRows));
     const std::uint64_t blockBytes = whole ? stripBytes : TIFFScanlineSize64(tiff);
     if (stripRows == 0 || !isPossibleLength(blockBytes)) return nullptr;
     return std::make_unique<StripRows>(reader, size, sample, whole, stripRows, blockBytes);

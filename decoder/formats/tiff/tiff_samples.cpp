@@ -15,11 +15,12 @@ constexpr std::uint32_t maxValue(unsigned bits) {
     return static_cast<std::uint32_t>((std::uint64_t{1} << bits) - 1);
 }
 
-// Each gives the samples of a row one after the other.
+// Each gives the samples of a row one after the other, or passes over some.
 struct ByteReader {
     const std::uint8_t* bytes;
 
     std::uint16_t next() { return *bytes++; }
+    void skip(std::size_t count) { bytes += count; }
 };
 
 struct WordReader {
@@ -31,6 +32,7 @@ struct WordReader {
         bytes += sizeof word;
         return word;
     }
+    void skip(std::size_t count) { bytes += count * sizeof(std::uint16_t); }
 };
 
 struct BitReader {
@@ -43,6 +45,19 @@ struct BitReader {
         for (; held < bits; held += 8) window = window << 8 | *bytes++;
         held -= bits;
         return static_cast<std::uint32_t>(window >> held & maxValue(bits));
+    }
+    void skip(std::size_t count) {
+        const std::size_t skipped = count * bits;
+        if (skipped <= held) {
+            held -= static_cast<unsigned>(skipped);
+            return;
+        }
+        const std::size_t beyond = skipped - held;
+        bytes += beyond / 8;
+        held = 0;
+        if (beyond % 8 == 0) return;
+        window = *bytes++;
+        held = static_cast<unsigned>(8 - beyond % 8);
     }
 };
 
@@ -58,6 +73,7 @@ struct LongReader {
         bytes += length;
         return std::bit_cast<std::uint32_t>(padded);
     }
+    void skip(std::size_t count) { bytes += count * length; }
 };
 
 // What another one reads, scaled to 16 bits.
@@ -69,6 +85,7 @@ struct ScaledTo16 {
     std::uint16_t next() {
         return static_cast<std::uint16_t>((reader.next() * std::uint64_t{65'535} + max / 2) / max);
     }
+    void skip(std::size_t count) { reader.skip(count); }
 };
 template<class Reader>
 ScaledTo16(Reader, std::uint64_t) -> ScaledTo16<Reader>;
@@ -77,11 +94,11 @@ ScaledTo16(Reader, std::uint64_t) -> ScaledTo16<Reader>;
 template<class Reader>
 void collect(Reader reader, std::size_t step, std::size_t taken, std::size_t stride,
              std::span<std::uint16_t> to) {
-    for (std::size_t pixel = 0; pixel < to.size(); pixel += stride)
-        for (std::size_t sample = 0; sample < step; ++sample) {
-            const auto value = static_cast<std::uint16_t>(reader.next());
-            if (sample < taken) to[pixel + sample] = value;
-        }
+    for (std::size_t pixel = 0; pixel < to.size(); pixel += stride) {
+        for (std::size_t sample = 0; sample < taken; ++sample)
+            to[pixel + sample] = static_cast<std::uint16_t>(reader.next());
+        if (step > taken) reader.skip(step - taken);
+    }
 }
 
 std::uint32_t rounded(std::uint32_t numerator, std::uint32_t denominator) {
