@@ -27,7 +27,7 @@ bool isSrgb(const GammaAndPrimaries& statement) {
 }
 
 // Null: the samples stay as they are.
-using ConversionPtr = std::shared_ptr<const Conversion>;
+using ConversionPtr = std::shared_ptr<Conversion>;
 
 // The conversion that one statement asks for; nothing when it cannot be used.
 struct StatementResolver {

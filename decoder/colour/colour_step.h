@@ -33,7 +33,7 @@ class ColourStep {
   private:
     SampleFormat format_;
     // Null for sRGB and for untagged samples.
-    std::shared_ptr<const Conversion> conversion_;
+    std::shared_ptr<Conversion> conversion_;
 };
 
 } // namespace sorvane::decoder

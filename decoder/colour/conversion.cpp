@@ -14,51 +14,96 @@ namespace sorvane::decoder {
 namespace {
 
 template<class Sample>
-constexpr std::size_t valuesOf = std::size_t{1} << 8 * sizeof(Sample);
-
-/// The engine's light for every value of each colour channel, the other channels being 0.
-template<class Sample>
-std::vector<Light> lightsOf(const ColourEngine& engine, Channels channels) {
-    constexpr std::size_t values = valuesOf<Sample>;
-    const std::size_t width = channelCount(channels);
-    const std::size_t colours = isGrey(channels) ? 1 : 3;
-    std::vector<Light> lights(colours * values);
-    for (std::size_t channel = 0; channel < colours; ++channel) {
-        std::vector<Sample> samples(values * width);
-        for (std::size_t value = 0; value < values; ++value)
-            samples[value * width + channel] = static_cast<Sample>(value);
-        engine.convert(reinterpret_cast<const std::uint8_t*>(samples.data()), values,
-                       &lights[channel * values]);
-    }
-    return lights;
-}
-
-template<class Sample>
 Sample sampleAt(const std::uint8_t* bytes) {
     Sample sample;
     std::memcpy(&sample, bytes, sizeof sample);
     return sample;
 }
 
+/// The engine's light for the values of each colour channel, the other channels being 0. It is
+/// asked for 256 values at once, when a picture has one of them: few pictures have all 65,536 of 16
+/// bits, and asking for these takes longer than decoding a small picture.
+template<class Sample>
+class ChannelLights {
+  public:
+    static constexpr std::size_t pieceLength = 256;
+    static constexpr std::size_t pieces = std::size_t{1} << 8 * (sizeof(Sample) - 1);
+    static constexpr std::size_t values = pieceLength * pieces;
+    using Piece = std::array<Light, pieceLength>;
+
+    ChannelLights(ColourEngine engine, SampleFormat format)
+        : engine_(std::move(engine)),
+          pixelBytes_(format.pixelBytes()),
+          colours_(isGrey(format.channels) ? 1 : 3),
+          left_(colours_ * pieces) {}
+
+    std::size_t colours() const { return colours_; }
+
+    /// Calls `take(channel, piece, lights)` for each piece that these pixels need and no pixels
+    /// before them have needed.
+    template<class Take>
+    void askFor(const std::uint8_t* samples, std::size_t count, const Take& take) {
+        if (left_ == 0) return;
+        for (std::size_t i = 0; i < count; ++i, samples += pixelBytes_)
+            for (std::size_t channel = 0; channel < colours_; ++channel) {
+                const auto value = sampleAt<Sample>(samples + channel * sizeof(Sample));
+                const std::size_t piece = value / pieceLength;
+                bool& asked = asked_[channel][piece];
+                if (std::exchange(asked, true)) continue;
+                --left_;
+                take(channel, piece, lights(channel, piece * pieceLength, 1));
+            }
+    }
+
+    /// The light of every channel at 256 values that are spread over all of them.
+    std::vector<Piece> spread() const {
+        std::vector<Piece> result;
+        for (std::size_t channel = 0; channel < colours_; ++channel)
+            result.push_back(lights(channel, 0, (values - 1) / (pieceLength - 1)));
+        return result;
+    }
+
+  private:
+    Piece lights(std::size_t channel, std::size_t first, std::size_t step) const {
+        const std::size_t width = pixelBytes_ / sizeof(Sample);
+        std::vector<Sample> samples(pieceLength * width);
+        for (std::size_t i = 0; i < pieceLength; ++i)
+            samples[i * width + channel] = static_cast<Sample>(first + i * step);
+        Piece piece;
+        engine_.convert(reinterpret_cast<const std::uint8_t*>(samples.data()), pieceLength,
+                        piece.data());
+        return piece;
+    }
+
+    ColourEngine engine_;
+    std::size_t pixelBytes_;
+    std::size_t colours_;
+    std::array<std::array<bool, pieces>, 3> asked_{};
+    std::size_t left_;
+};
+
 /// One channel: a table of its colours.
 template<class Sample>
 class GreyConversion final : public Conversion {
   public:
-    GreyConversion(const ColourEngine& engine, SampleFormat format)
-        : pixelBytes_(format.pixelBytes()) {
-        const SrgbEncoder encode;
-        for (const Light& light : lightsOf<Sample>(engine, format.channels))
-            encode(light, colours_.emplace_back().data());
-    }
+    GreyConversion(ColourEngine engine, SampleFormat format)
+        : pixelBytes_(format.pixelBytes()),
+          lights_(std::move(engine), format),
+          colours_(ChannelLights<Sample>::values) {}
 
-    void convert(const std::uint8_t* samples, std::size_t count,
-                 std::uint8_t* rgba) const override {
+    void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) override {
+        lights_.askFor(samples, count, [this](std::size_t, std::size_t piece, const auto& lights) {
+            for (std::size_t i = 0; i < lights.size(); ++i)
+                encode_(lights[i], colours_[piece * lights.size() + i].data());
+        });
         for (std::size_t i = 0; i < count; ++i, samples += pixelBytes_, rgba += 4)
             std::ranges::copy(colours_[sampleAt<Sample>(samples)], rgba);
     }
 
   private:
     std::size_t pixelBytes_;
+    ChannelLights<Sample> lights_;
+    SrgbEncoder encode_;
     std::vector<std::array<std::uint8_t, 3>> colours_;
 };
 
@@ -69,7 +114,7 @@ class ConversionByRuns : public Conversion {
   public:
     explicit ConversionByRuns(SampleFormat format) : pixelBytes_(format.pixelBytes()) {}
 
-    void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const final {
+    void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) final {
         constexpr std::size_t runLength = 16;
         std::size_t done = 0;
         const auto convertUpTo = [&](std::size_t end) {
@@ -91,7 +136,7 @@ class ConversionByRuns : public Conversion {
 
   private:
     virtual void convertEach(const std::uint8_t* samples, std::size_t count,
-                             std::uint8_t* rgba) const = 0;
+                             std::uint8_t* rgba) = 0;
 
     std::size_t pixelBytes_;
 };
@@ -100,24 +145,34 @@ class ConversionByRuns : public Conversion {
 template<class Sample>
 class SumConversion final : public ConversionByRuns {
   public:
-    SumConversion(const ColourEngine& engine, SampleFormat format)
-        : ConversionByRuns(format), lights_(lightsOf<Sample>(engine, format.channels)) {
-        // The light of three zeros is in all three tables, and counts once.
-        for (std::size_t i = values; i < lights_.size(); ++i) lights_[i] -= lights_[0];
-    }
-
-    bool isFinite() const {
-        return std::ranges::all_of(lights_, [](const Light& light) {
-            return std::isfinite(light[0]) && std::isfinite(light[1]) && std::isfinite(light[2]);
+    SumConversion(ColourEngine engine, SampleFormat format)
+        : ConversionByRuns(format),
+          source_(std::move(engine), format),
+          lights_(std::make_unique_for_overwrite<Light[]>(source_.colours() * values)) {
+        const auto spread = source_.spread();
+        black_ = spread[0][0];
+        finite_ = std::ranges::all_of(spread, [](const auto& lights) {
+            return std::ranges::all_of(lights, [](const Light& light) {
+                return std::isfinite(light[0]) && std::isfinite(light[1]) &&
+                       std::isfinite(light[2]);
+            });
         });
     }
 
-  private:
-    static constexpr std::size_t values = valuesOf<Sample>;
+    bool isFinite() const { return finite_; }
 
-    void convertEach(const std::uint8_t* samples, std::size_t count,
-                     std::uint8_t* rgba) const override {
-        const Light* const red = lights_.data();
+  private:
+    static constexpr std::size_t values = ChannelLights<Sample>::values;
+
+    void convertEach(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) override {
+        source_.askFor(samples, count,
+                       [this](std::size_t channel, std::size_t piece, const auto& lights) {
+                           // The light of three zeros is in all three tables, and counts once.
+                           const Light once = channel == 0 ? Light{} : black_;
+                           Light* to = &lights_[channel * values + piece * lights.size()];
+                           for (const Light& light : lights) *to++ = light - once;
+                       });
+        const Light* const red = lights_.get();
         const Light* const green = red + values;
         const Light* const blue = green + values;
         const std::size_t step = pixelBytes();
@@ -128,7 +183,11 @@ class SumConversion final : public ConversionByRuns {
                     rgba);
     }
 
-    std::vector<Light> lights_;
+    ChannelLights<Sample> source_;
+    // Megabytes: not touched where no pixel needs them.
+    std::unique_ptr<Light[]> lights_;
+    Light black_{};
+    bool finite_ = false;
     SrgbEncoder encode_;
 };
 
@@ -139,8 +198,7 @@ class EngineConversion final : public ConversionByRuns {
         : ConversionByRuns(format), engine_(std::move(engine)) {}
 
   private:
-    void convertEach(const std::uint8_t* samples, std::size_t count,
-                     std::uint8_t* rgba) const override {
+    void convertEach(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) override {
         std::array<Light, blockPixels> lights;
         engine_.convert(samples, count, lights.data());
         for (std::size_t i = 0; i < count; ++i) encode_(lights[i], rgba + 4 * i);
@@ -151,16 +209,18 @@ class EngineConversion final : public ConversionByRuns {
 };
 
 template<class Sample>
-std::shared_ptr<const Conversion> makeFor(ColourEngine engine, SampleFormat format) {
-    if (isGrey(format.channels)) return std::make_shared<GreyConversion<Sample>>(engine, format);
-    if (!engine.additive()) return std::make_shared<EngineConversion>(std::move(engine), format);
-    auto sum = std::make_shared<SumConversion<Sample>>(engine, format);
-    return sum->isFinite() ? sum : nullptr;
+std::unique_ptr<Conversion> makeFor(ColourEngine engine, SampleFormat format) {
+    if (isGrey(format.channels))
+        return std::make_unique<GreyConversion<Sample>>(std::move(engine), format);
+    if (!engine.additive()) return std::make_unique<EngineConversion>(std::move(engine), format);
+    auto sum = std::make_unique<SumConversion<Sample>>(std::move(engine), format);
+    if (!sum->isFinite()) return nullptr;
+    return sum;
 }
 
 } // namespace
 
-std::shared_ptr<const Conversion> Conversion::make(ColourEngine engine, SampleFormat format) {
+std::unique_ptr<Conversion> Conversion::make(ColourEngine engine, SampleFormat format) {
     if (format.sixteenBits) return makeFor<std::uint16_t>(std::move(engine), format);
     return makeFor<std::uint8_t>(std::move(engine), format);
 }

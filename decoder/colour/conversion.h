@@ -17,16 +17,15 @@ class Conversion {
     static constexpr std::size_t blockPixels = 1024;
 
     /// The fastest conversion with the engine's results. One channel, and three that are additive,
-    /// are looked up in tables that the engine fills here. Null when it fills them with values that
-    /// are not finite.
-    static std::shared_ptr<const Conversion> make(ColourEngine engine, SampleFormat format);
+    /// are looked up in tables that the engine fills as far as pixels need them. Null when three
+    /// channels come to values that are not finite: of 256 of each channel all are looked at.
+    static std::unique_ptr<Conversion> make(ColourEngine engine, SampleFormat format);
 
     virtual ~Conversion() = default;
 
     /// Writes red, green and blue of at most `blockPixels` pixels to `rgba`, four bytes a pixel.
     /// The fourth must hold the pixel's alpha already, and keeps it.
-    virtual void convert(const std::uint8_t* samples, std::size_t count,
-                         std::uint8_t* rgba) const = 0;
+    virtual void convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) = 0;
 };
 
 } // namespace sorvane::decoder
