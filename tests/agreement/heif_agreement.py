@@ -4,9 +4,10 @@ import pathlib
 import struct
 
 import tags
-from heif_files import (AVIF, FULL_COLOUR, HEIC, LAYERS, LOSSLESS, box, boxes, clipping, colours,
-                        declared, decoded, encoded, grid, in_idat, in_pieces, inside, items_of,
-                        meta, mirroring, profiled, rotation, with_properties, without_end)
+from heif_files import (AVIF, FULL_COLOUR, HEIC, LAYERS, LOSSLESS, assembled, box, boxes, clipping,
+                        coded_item, colours, declared, decoded, encoded, grid, grid_item, in_idat,
+                        in_pieces, inside, items_of, meta, mirroring, overlay_item, profiled,
+                        rotation, with_properties, without_end)
 from reference import answer, digest, premultiplied, upright
 from samples import close, soft
 
@@ -280,6 +281,30 @@ def bombs(checker):
     checker.rejects('a film', box(b'ftyp', b'msf1\0\0\0\0msf1hevc') + box(b'moov', bytes(500)))
 
 
+def declared_sizes(checker):
+    """Canvases and parts that would take gigabytes or minutes."""
+    for kind in (HEIC, AVIF):
+        heif = encoded(soft(64, 64, 3), kind, *FULL_COLOUR)
+        tile = coded_item(heif, (64, 64))
+        over = assembled([overlay_item((64, 64), (2,)), tile])
+        checker.answers('%s, an overlay of one picture' % kind, over,
+                        answer(decoded(heif).pixels()))
+        checker.costs('%s, an overlay on a canvas of 34,000 x 34,000' % kind, assembled(
+            [overlay_item((34_000, 34_000), (2,), (64, 64)), tile]), 64, 1)
+        checker.costs('%s, an overlay of 60,000 pictures' % kind, assembled(
+            [overlay_item((64, 64), (2,) * 60_000), tile]), 96, 8)
+        checker.costs('%s, a grid of 14,641 tiles that are one' % kind, assembled(
+            [grid_item(121, 121, (7744, 7744), (2,) * 14_641), tile]), 400, 8)
+        # Four groups of pictures: each picture's alpha is an overlay of all of the next group.
+        first, knot = [2 + 80 * group for group in range(5)], []
+        for group in range(3):
+            below = range(first[group + 1], first[group + 1] + 40)
+            knot += [tile] * 40 + [overlay_item((64, 64), below, None, first[group] + i)
+                                   for i in range(40)]
+        knot = [overlay_item((64, 64), range(2, 42))] + knot + [tile] * 40
+        checker.costs('%s, items that refer to one another' % kind, assembled(knot), 96, 8)
+
+
 CASES = (every_form, kept_files, what_was_written, depths, turns, clippings, grids, damaged_grids,
          bytes_in_the_description, layers, premultiplication, exif_says_nothing,
-         colour_statements, damage, sizes, bombs)
+         colour_statements, damage, sizes, declared_sizes, bombs)

@@ -262,3 +262,60 @@ def grid(kind, tiles, columns, rows, output, tile=(64, 64), parts=None, declared
         offset += len(content)
     iloc = full_box(b'iloc', struct.pack('>HH', 0x4440, last) + locations)
     return head + full_box(b'meta', described + iloc) + box(b'mdat', b''.join(contents))
+
+
+class Item:
+    """An item of a file that is put together here: its bytes come to lie in `idat`."""
+
+    def __init__(self, kind, size, content, parts=(), alpha_of=0, settings=b''):
+        self.kind, self.size, self.content = kind, size, content
+        self.parts, self.alpha_of, self.settings = parts, alpha_of, settings
+
+
+def coded_item(heif, size, alpha_of=0):
+    settings, content = coded(heif)
+    kind = b'av01' if settings[4:8] == b'av1C' else b'hvc1'
+    return Item(kind, size, content, (), alpha_of, settings)
+
+
+def overlay_item(canvas, parts, size=None, alpha_of=0):
+    """All parts at the canvas's first pixel."""
+    content = struct.pack('>BB4HII', 0, 1, 0, 0, 0, 65535, *canvas) + bytes(8 * len(parts))
+    return Item(b'iovl', size or canvas, content, parts, alpha_of)
+
+
+def grid_item(columns, rows, output, parts):
+    return Item(b'grid', output, struct.pack('>BBBBII', 0, 1, rows - 1, columns - 1, *output),
+                parts)
+
+
+def assembled(items):
+    """A file of these items, whose numbers begin with 1: the first is the picture."""
+    entries, references, properties, owners, locations, data = (b'',) * 6
+    count = 0
+    for number, item in enumerate(items, 1):
+        entries += full_box(b'infe', struct.pack('>HH4sB', number, 0, item.kind, 0), 2)
+        for name, to in ((b'dimg', item.parts), (b'auxl', (item.alpha_of,) * bool(item.alpha_of))):
+            if to:
+                references += box(name, struct.pack('>%dH' % (len(to) + 2), number, len(to), *to))
+        own = [full_box(b'ispe', struct.pack('>II', *item.size))]
+        own += [item.settings] * bool(item.settings)
+        if item.alpha_of:
+            own.append(full_box(b'auxC', b'urn:mpeg:mpegB:cicp:systems:auxiliary:alpha\0'))
+        owners += struct.pack('>HB', number, len(own))
+        for content in own:
+            count += 1
+            properties += content
+            owners += struct.pack('>H', 0x8000 | count)
+        if item.content not in data:
+            data += item.content
+        locations += struct.pack('>HHHHII', number, 1, 0, 1, data.index(item.content),
+                                 len(item.content))
+    total = len(items)
+    return box(b'ftyp', b'mif1\0\0\0\0mif1avifheic') + full_box(
+        b'meta', full_box(b'hdlr', b'\0\0\0\0pict' + bytes(13)) +
+        full_box(b'pitm', struct.pack('>H', 1)) +
+        full_box(b'iinf', struct.pack('>H', total) + entries) + full_box(b'iref', references) +
+        box(b'iprp', box(b'ipco', properties) +
+            full_box(b'ipma', struct.pack('>I', total) + owners, 0, 1)) +
+        full_box(b'iloc', struct.pack('>HH', 0x4400, total) + locations, 1) + box(b'idat', data))

@@ -41,6 +41,37 @@ int supports(heif_compression_format format) {
     return format == heif_compression_AV1 ? decoderPriority : 0;
 }
 
+// As dav1d's own allocation, but for the clearing: sides of whole superblocks, and rows that are
+// not all at the same place of the processor's cache.
+int allocate(Dav1dPicture* picture, void*) {
+    constexpr auto wholeBlocks = [](int side) {
+        return (static_cast<std::size_t>(side) + 127) / 128 * 128;
+    };
+    constexpr auto spread = [](std::size_t stride) {
+        return stride % 1024 == 0 ? stride + planeAlignment : stride;
+    };
+    const bool grey = picture->p.layout == DAV1D_PIXEL_LAYOUT_I400;
+    const bool halfWidth = picture->p.layout != DAV1D_PIXEL_LAYOUT_I444;
+    const bool halfHeight = picture->p.layout == DAV1D_PIXEL_LAYOUT_I420;
+    const std::size_t width = wholeBlocks(picture->p.w) * (picture->p.bpc > 8 ? 2 : 1);
+    const std::size_t height = wholeBlocks(picture->p.h);
+    const std::size_t luma = spread(width);
+    const std::size_t chroma = grey ? 0 : spread(halfWidth ? width / 2 : width);
+    const std::size_t chromaPlane = chroma * (halfHeight ? height / 2 : height);
+    std::uint8_t* planes = allocatePlanes(luma * height + 2 * chromaPlane + planeAlignment);
+    if (planes == nullptr) return DAV1D_ERR(ENOMEM);
+    picture->allocator_data = picture->data[0] = planes;
+    picture->data[1] = grey ? nullptr : planes + luma * height;
+    picture->data[2] = grey ? nullptr : planes + luma * height + chromaPlane;
+    picture->stride[0] = static_cast<std::ptrdiff_t>(luma);
+    picture->stride[1] = static_cast<std::ptrdiff_t>(chroma);
+    return 0;
+}
+
+void release(Dav1dPicture* picture, void*) {
+    freePlanes(static_cast<std::uint8_t*>(picture->allocator_data));
+}
+
 heif_error open(void** result) {
     Dav1dSettings settings;
     dav1d_default_settings(&settings);
@@ -49,6 +80,7 @@ heif_error open(void** result) {
     settings.all_layers = 0;
     settings.frame_size_limit = pixelBudget;
     settings.logger = {};
+    settings.allocator = {nullptr, allocate, release};
     auto decoder = std::unique_ptr<Dav1dDecoder>(new (std::nothrow) Dav1dDecoder);
     if (!decoder || dav1d_open(&decoder->context, &settings) != 0) return undecodable;
     *result = decoder.release();

@@ -1,6 +1,7 @@
 #include "decoder/formats/heif/heif_plugin_image.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -14,10 +15,17 @@ namespace {
 // A decoder of libheif gets the coded bytes and nothing else, neither the item that they belong to
 // nor data of its caller's, so what it has to know cannot reach it as an argument.
 thread_local std::vector<Size> expectedSizes;
+thread_local std::uint64_t picturesTaken = 0;
+thread_local std::uint64_t pixelsTaken = 0;
 
 bool expected(Size size) {
     return withinBudget(size) &&
            (expectedSizes.empty() || std::ranges::find(expectedSizes, size) != expectedSizes.end());
+}
+
+bool allowed(Size size) {
+    pixelsTaken += std::uint64_t{size.width} * size.height;
+    return ++picturesTaken <= maxCodedPictures && pixelsTaken <= maxCodedPixels;
 }
 
 using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;
@@ -49,17 +57,35 @@ void setColours(const CodedPicture& picture, heif_image* image) {
 
 } // namespace
 
-ExpectedSizes::ExpectedSizes(std::vector<Size> sizes) { expectedSizes = std::move(sizes); }
+ExpectedSizes::ExpectedSizes(std::vector<Size> sizes) {
+    expectedSizes = std::move(sizes);
+    picturesTaken = pixelsTaken = 0;
+}
 
 ExpectedSizes::~ExpectedSizes() { expectedSizes.clear(); }
+
+// The byte before the planes tells how far they lie from the beginning of the memory.
+std::uint8_t* allocatePlanes(std::size_t bytes) {
+    auto* memory = static_cast<std::uint8_t*>(std::calloc(1, bytes + planeAlignment));
+    if (memory == nullptr) return nullptr;
+    const std::size_t offset =
+        planeAlignment - reinterpret_cast<std::uintptr_t>(memory) % planeAlignment;
+    memory[offset - 1] = static_cast<std::uint8_t>(offset);
+    return memory + offset;
+}
+
+void freePlanes(std::uint8_t* planes) {
+    if (planes != nullptr) std::free(planes - planes[-1]);
+}
 
 heif_error handOver(const CodedPicture& picture, heif_image** result) {
     constexpr std::array channels = {heif_channel_Y, heif_channel_Cb, heif_channel_Cr};
     const auto [samples, stride, width, height] = picture.planes[0];
     const bool grey = picture.chroma == heif_chroma_monochrome;
     heif_image* created = nullptr;
-    if (width <= 0 || height <= 0 ||
-        !expected({static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)}) ||
+    if (width <= 0 || height <= 0) return undecodable;
+    const Size size = {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+    if (!expected(size) || !allowed(size) ||
         heif_image_create(width, height, grey ? heif_colorspace_monochrome : heif_colorspace_YCbCr,
                           picture.chroma, &created)
                 .code != heif_error_Ok)

@@ -41,9 +41,16 @@ inline constexpr heif_error undecodable = {heif_error_Decoder_plugin_error,
 /// Above that of libheif's own decoders, which is 150 at most.
 inline constexpr int decoderPriority = 200;
 
-/// While it lives, handOver accepts on this thread only pictures of these sizes; pictures of any
-/// size if there are none. libheif places a tile by its declared size and does not compare that
-/// with the coded one, which would leave part of the picture's memory unwritten.
+/// How many coded pictures one file may take, and how many pixels they may have together: grids
+/// and overlays of sixty million pixels in tiles of 128 x 128, and colours and alpha of the whole
+/// budget twice. An item may be a part of others thousands of times, and is decoded each time.
+inline constexpr std::uint64_t maxCodedPictures = 4096;
+inline constexpr std::uint64_t maxCodedPixels = std::uint64_t{4} * pixelBudget;
+
+/// While it lives, handOver accepts on this thread only pictures of these sizes, pictures of any
+/// size if there are none, and no more than the two limits allow. libheif places a tile by its
+/// declared size and does not compare that with the coded one, which would leave part of the
+/// picture's memory unwritten.
 class ExpectedSizes {
   public:
     explicit ExpectedSizes(std::vector<Size> sizes);
@@ -52,8 +59,15 @@ class ExpectedSizes {
     ExpectedSizes& operator=(const ExpectedSizes&) = delete;
 };
 
+/// Memory for a decoder's planes: aligned as the video decoders want it, and cleared, since what
+/// they leave unwritten of a damaged picture must not be what was there before. Null when it is
+/// short.
+std::uint8_t* allocatePlanes(std::size_t bytes);
+void freePlanes(std::uint8_t* planes);
+inline constexpr std::size_t planeAlignment = 64;
+
 /// Copies the picture into an image that libheif then owns. Fails for a picture that is over the
-/// budget or of a size that is not expected.
+/// budget, of a size that is not expected, or one more than is allowed.
 heif_error handOver(const CodedPicture& picture, heif_image** result);
 
 } // namespace sorvane::decoder

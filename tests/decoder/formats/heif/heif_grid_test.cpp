@@ -32,6 +32,15 @@ DescribedItem coded(Size size, std::uint16_t alphaOf = 0) {
     return {"hvc1", {size}, {}, alphaOf, false, {}};
 }
 
+DescribedItem overlay(Size canvas, std::vector<std::uint16_t> parts, std::uint16_t alphaOf = 0) {
+    const Bytes content = joined({{0, 1},
+                                  Bytes(8),
+                                  bigEndian(canvas.width, 4),
+                                  bigEndian(canvas.height, 4),
+                                  Bytes(8 * parts.size())});
+    return {"iovl", {canvas}, std::move(parts), alphaOf, false, content};
+}
+
 constexpr Size tile = {64, 64};
 constexpr Size other = {64, 32};
 
@@ -48,8 +57,7 @@ TEST_CASE("a picture that is no grid may be coded in any size") {
     CHECK(sizesOf({coded({10, 20})}) == CodedSizes{});
     CHECK(sizesOf({coded({10, 20}), coded({5, 5}, 1)}) == CodedSizes{});
     CHECK(sizesOf({{"iden", {{10, 20}}, {2}, 0, true, {}}, coded({10, 20})}) == CodedSizes{});
-    CHECK(sizesOf({{"iovl", {{10, 20}}, {2, 3}, 0, false, {}}, coded({1, 2}), coded({3, 4})}) ==
-          CodedSizes{});
+    CHECK(sizesOf({overlay({10, 20}, {2, 3}), coded({1, 2}), coded({3, 4})}) == CodedSizes{});
 }
 
 TEST_CASE("the tiles of a grid have one size, and cover it") {
@@ -106,13 +114,36 @@ TEST_CASE("a tile's own alpha is coded and plain, and has no whole one beside it
     CHECK_FALSE(sizesOf(pair({{"hvc1", {tile}, {}, 2, true, {}}})));
     CHECK_FALSE(sizesOf(pair({grid(1, 1, {60, 50}, {3}), {"grid", {tile}, {}, 2, false, {}}})));
     CHECK_FALSE(sizesOf(pair({coded(tile, 2), coded(tile, 4)})));
+    CHECK_FALSE(sizesOf(pair({coded(tile, 2), coded(tile, 2)})));
     CHECK_FALSE(sizesOf(pair({coded(tile, 2), coded({100, 50}, 1)})));
 }
 
-TEST_CASE("an overlay is one of coded pictures") {
-    CHECK_FALSE(
-        sizesOf({{"iovl", {{10, 20}}, {2}, 0, false, {}}, grid(1, 1, {60, 50}, {3}), coded(tile)}));
-    CHECK_FALSE(sizesOf({{"iovl", {{10, 20}}, {9}, 0, false, {}}}));
+TEST_CASE("an overlay is one of coded pictures, on a canvas within the budget") {
+    CHECK_FALSE(sizesOf({overlay({10, 20}, {2}), grid(1, 1, {60, 50}, {3}), coded(tile)}));
+    CHECK_FALSE(sizesOf({overlay({10, 20}, {9})}));
+    CHECK(sizesOf({overlay({7500, 8000}, {2}), coded(tile)}));
+    for (const Size canvas : {Size{7501, 8000}, Size{34'000, 34'000}, Size{0, 20}, Size{10, 0}})
+        CHECK_FALSE(sizesOf({overlay(canvas, {2}), coded(tile)}));
+    DescribedItem narrow = overlay({}, {2});
+    narrow.content = joined({{0, 0}, Bytes(8), bigEndian(10, 2), bigEndian(20, 2), Bytes(4)});
+    CHECK(sizesOf({narrow, coded(tile)}));
+    narrow.content.resize(13);
+    CHECK_FALSE(sizesOf({narrow, coded(tile)}));
+}
+
+TEST_CASE("an item that many refer to is followed once") {
+    // Three overlays of a hundred pictures, each the alpha of the first picture of the one before.
+    std::vector<DescribedItem> items;
+    const auto group = [](std::uint16_t first) {
+        std::vector<std::uint16_t> parts(20'000, first);
+        for (std::uint16_t i = 0; i < 100; ++i) parts[i] = static_cast<std::uint16_t>(first + i);
+        return parts;
+    };
+    for (const std::uint16_t of : {0, 4, 104})
+        items.push_back(
+            overlay({64, 64}, group(static_cast<std::uint16_t>(of == 0 ? 4 : of + 100)), of));
+    for (int i = 0; i < 300; ++i) items.push_back({"hvc1", {}, {}, 0, false, {}});
+    CHECK(sizesOf(items));
 }
 
 TEST_CASE("no item of a derivation is cut") {
@@ -141,6 +172,9 @@ TEST_CASE("derivations end, and soon") {
     CHECK_FALSE(sizesOf(chain(maxDerivationDepth + 1)));
     CHECK_FALSE(sizesOf({{"iden", {}, {1}, 0, false, {}}}));
     CHECK_FALSE(sizesOf({coded(tile, 1)}));
+    CHECK_FALSE(
+        sizesOf({coded(tile), coded(tile, 1), coded(tile, 2), coded(tile, 3), coded(tile, 4),
+                 coded(tile, 5), coded(tile, 6), coded(tile, 7), coded(tile, 8)}));
     CHECK_FALSE(sizesOf({{"iden", {}, {}, 0, false, {}}}));
     CHECK_FALSE(sizesOf({{"iden", {}, {2, 2}, 0, false, {}}, coded(tile)}));
 }
