@@ -4,9 +4,9 @@ import random
 import struct
 
 import tags
-from jpeg2000_files import (BARE, BOXED, GREY, INKS, SRGB, YCC, box, decoded, encoded, named,
-                            palette, profiled, raw, tile_parts, with_colour)
-from reference import answer, premultiplied
+from jpeg2000_files import (BARE, BOXED, GREY, INKS, SRGB, YCC, box, codestream, coding, decoded,
+                            encoded, named, palette, profiled, raw, tile_parts, with_colour)
+from reference import answer, premultiplied, uniform_digest
 from samples import Samples, soft
 
 METHODS = {'one tile': (), 'tiles': ('-t', '17,13', '-n', '3'), 'plain colours': ('-mct', '0'),
@@ -152,4 +152,33 @@ def bombs(checker):
                     answer(picture.pixels()))
 
 
-CASES = (without_loss, with_loss, depths, luma, inks, colours, damage, missing_parts, sizes, bombs)
+def declared_sizes(checker):
+    """A hundred bytes can declare what takes gigabytes, and the file is refused before that."""
+    budget = 7500, 8000
+    grey = answer([[b'\x80\x80\x80\xff'] * 40] * 30)
+    for name, settings in {
+            'precincts of 1 x 1': dict(precincts=(1,), data=bytes(300)),
+            'precincts of 2 x 2': dict(precincts=(2,), data=bytes(300)),
+            'precincts of 8 x 8': dict(precincts=(8,), data=bytes(300)),
+            'code blocks of 4 x 4': dict(block=(4, 4), data=bytes(1)),
+            '65,535 layers': dict(layers=65_535, data=bytes(65_535)),
+            '65,535 layers of few bytes': dict(layers=65_535, data=bytes(100)),
+    }.items():
+        checker.costs('sixty million pixels with ' + name, codestream(budget, **settings), 64, 1)
+        small = codestream((40, 30), **{**settings, 'data': bytes(70_000)})
+        checker.costs('the same of a small picture with ' + name, small, 64, 1, grey)
+    checker.costs('a row of sixty million pixels', codestream((60_000_000, 1), data=bytes(1)), 64, 1)
+    checker.costs('tiles of 32 x 32', codestream(budget, tile=(32, 32), data=bytes(1), tiles=58_750),
+                  64, 1)
+    checker.costs('tiles of 64 x 64', codestream(
+        budget, tile=(64, 64), data=bytes(1), tiles=118 * 125), 1000, 8,
+                  '%s 7500 8000\n' % uniform_digest(7500, 8000, b'\x80\x80\x80\xff' * 7500))
+    told = coding(precincts=(1,))
+    late = codestream(budget, data=bytes(300))
+    late = late.replace(b'\xff\x93', told + b'\xff\x93')
+    late = late.replace(struct.pack('>I', 314), struct.pack('>I', 314 + len(told)))
+    checker.costs('precincts of 1 x 1 that a tile declares', late, 64, 1)
+
+
+CASES = (without_loss, with_loss, depths, luma, inks, colours, damage, missing_parts, sizes,
+         declared_sizes, bombs)

@@ -67,3 +67,29 @@ def palette(entries):
     table = b''.join(bytes(entry) for entry in entries)
     return (box(b'pclr', struct.pack('>HB', len(entries), 3) + b'\7\7\7' + table),
             box(b'cmap', b''.join(struct.pack('>HBB', 0, 1, column) for column in range(3))))
+
+
+def segment(marker, body):
+    return struct.pack('>HH', marker, len(body) + 2) + body
+
+
+def exponent(value):
+    return value.bit_length() - 1
+
+
+def coding(levels=0, layers=1, block=(64, 64), precincts=()):
+    """How channels are coded; `precincts` are their sides, the lowest resolution's first."""
+    return segment(0xff52, struct.pack(
+        '>BBHBBBBBB', 1 if precincts else 0, 0, layers, 0, levels, exponent(block[0]) - 2,
+        exponent(block[1]) - 2, 0, 1) + bytes(17 * exponent(side) for side in precincts))
+
+
+def codestream(size, channels=1, tile=None, data=b'', tiles=1, levels=0, **settings):
+    """A bare codestream whose tiles all have the same data. A packet without anything in it is one
+    byte, 0: a picture of these alone is grey."""
+    head = b'\xff\x4f' + segment(0xff51, struct.pack(
+        '>HIIIIIIIIH', 0, *size, 0, 0, *(tile or size), 0, 0, channels) + b'\7\1\1' * channels)
+    head += coding(levels, **settings) + segment(0xff5c, b'\x40' + b'\x40' * (3 * levels + 1))
+    parts = b''.join(b'\xff\x90' + struct.pack('>HHIBB', 10, index, 14 + len(data), 0, 1) +
+                     b'\xff\x93' + data for index in range(tiles))
+    return head + parts + b'\xff\xd9'

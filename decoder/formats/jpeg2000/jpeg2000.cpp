@@ -11,6 +11,8 @@
 #include <openjpeg.h>
 
 #include "decoder/formats/c_deleter.h"
+#include "decoder/formats/jpeg2000/jpeg2000_codestream.h"
+#include "decoder/formats/jpeg2000/jpeg2000_effort.h"
 #include "decoder/formats/jpeg2000/jpeg2000_tile_parts.h"
 #include "decoder/formats/sample_scaling.h"
 #include "decoder/formats/whole_rows.h"
@@ -92,6 +94,9 @@ class Jpeg2000Decoder final : public Decoder {
 
 bool Jpeg2000Decoder::decode() {
     Input input{file_.at(0, maxJpeg2000FileBytes)};
+    const auto codestream = Jpeg2000Codestream::of(input.bytes);
+    if (!codestream || !isWorthItsEffort(*codestream) || !hasAllTileParts(*codestream))
+        return false;
     const bool bare = !input.bytes.empty() && input.bytes.front() == 0xff;
     const OpenjpegCodec decoder(opj_create_decompress(bare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
     const Stream stream = streamOf(input);
@@ -105,8 +110,7 @@ bool Jpeg2000Decoder::decode() {
     image_.reset(image);
     if (!read || image->x1 <= image->x0 || image->y1 <= image->y0) return false;
     size_ = {image->x1 - image->x0, image->y1 - image->y0};
-    return withinBudget(size_) && image->numcomps <= 4 && checkChannels() &&
-           hasAllTileParts(input.bytes) &&
+    return withinBudget(size_) && image->numcomps <= maxJpeg2000Channels && checkChannels() &&
            opj_decode(decoder.get(), stream.get(), image) == OPJ_TRUE && checkChannels();
 }
 
