@@ -1,5 +1,6 @@
 #include "identity/attachment_identities.h"
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -16,6 +17,12 @@ namespace sorvane::SorvaneHook {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+// The strictest agent ends its hook after 30 seconds. This leaves it some to digest the files and
+// to ask the application.
+constexpr std::chrono::seconds decodingTimeout{20};
+
 // Agents write digests in either case, and sometimes something else of that length: only the length
 // is checked, in characters.
 std::optional<std::string> digestMember(const nlohmann::json& record, std::string_view key) {
@@ -24,9 +31,9 @@ std::optional<std::string> digestMember(const nlohmann::json& record, std::strin
     return graphemes::lowercased(*text);
 }
 
-std::optional<nlohmann::json> fileIdentity(std::string_view path) {
+std::optional<nlohmann::json> fileIdentity(std::string_view path, Clock::time_point deadline) {
     try {
-        return std::make_optional(HelperIO::attachmentIdentity(absolutePath(path)));
+        return std::make_optional(HelperIO::attachmentIdentity(absolutePath(path), deadline));
     } catch (const std::system_error&) {
         return std::nullopt;
     }
@@ -48,10 +55,12 @@ std::optional<nlohmann::json> digestIdentity(const nlohmann::json& record) {
     return std::make_optional(std::move(identity));
 }
 
-std::optional<nlohmann::json> identity(const nlohmann::json& attachment) {
-    if (attachment.is_string()) return fileIdentity(attachment.get_ref<const std::string&>());
+std::optional<nlohmann::json> identity(const nlohmann::json& attachment,
+                                       Clock::time_point deadline) {
+    if (attachment.is_string())
+        return fileIdentity(attachment.get_ref<const std::string&>(), deadline);
     if (!attachment.is_object()) return std::nullopt;
-    if (const auto path = textMember(attachment, "file_path")) return fileIdentity(*path);
+    if (const auto path = textMember(attachment, "file_path")) return fileIdentity(*path, deadline);
     if (const auto assetID = digestMember(attachment, "asset_id"))
         return std::make_optional<nlohmann::json>({{"assetID", *assetID}});
     return digestIdentity(attachment);
@@ -63,8 +72,9 @@ std::vector<nlohmann::json> attachmentIdentities(const nlohmann::json& event) {
     std::vector<nlohmann::json> identities;
     const nlohmann::json* attachments = anyMember(event, "attachments");
     if (attachments == nullptr || !attachments->is_array()) return identities;
+    const Clock::time_point deadline = Clock::now() + decodingTimeout;
     for (const nlohmann::json& attachment : *attachments)
-        if (auto one = identity(attachment)) identities.push_back(std::move(*one));
+        if (auto one = identity(attachment, deadline)) identities.push_back(std::move(*one));
     return identities;
 }
 

@@ -28,13 +28,17 @@ bool hasGone(int error) { return error == EPIPE || error == ECONNRESET || error 
 
 } // namespace
 
-DecoderProcess::DecoderProcess(std::string_view program, const std::vector<std::string>& words)
-    : deadline_(ChildProcess::Clock::now() + timeout) {
+DecoderProcess::DecoderProcess(std::string_view program, Clock::time_point deadline,
+                               const std::vector<std::string>& words) {
+    const Clock::time_point now = Clock::now();
+    deadline_ = std::min(deadline, now + timeout);
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(deadline_ - now);
+    if (seconds <= 0s) return;
     auto [ours, theirs] = makeSocketPair();
     if (!ours) return;
     // Set for the socket, since some systems ignore the flag of a single send.
     ::fcntl(ours.get(), F_SETFL, O_NONBLOCK);
-    std::vector arguments{std::string(program), std::to_string(timeout.count())};
+    std::vector arguments{std::string(program), std::to_string(seconds.count())};
     arguments.insert(arguments.end(), words.begin(), words.end());
     for (const std::filesystem::path& path : decoderCandidates(program)) {
         try {
@@ -84,8 +88,7 @@ std::optional<std::string> DecoderProcess::text(std::size_t limit) {
 
 bool DecoderProcess::waitFor(short event) const {
     while (true) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(deadline_ - ChildProcess::Clock::now());
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
         if (left <= 0ms) return false;
         pollfd waiting{socket_.get(), event, 0};
         const int ready = ::poll(&waiting, 1, static_cast<int>(left.count()));

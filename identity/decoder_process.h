@@ -15,12 +15,19 @@ namespace sorvane {
 
 /// A decoder at work on one file, in a process of its own that holds no secret: the file's bytes
 /// are written to it, one line comes back. Nothing here throws but for want of memory, and nothing
-/// waits longer than 10 seconds after the start: a decoder that is missing, dies, hangs or answers
-/// nonsense gives no identity. It is killed, if need be, and reaped before the object is gone.
+/// waits longer than 10 seconds after the start, nor beyond a deadline that comes sooner: a decoder
+/// that is missing, dies, hangs or answers nonsense gives no identity. It is killed, if need be,
+/// and reaped before the object is gone, unless it has so much memory to free that it is not gone
+/// within another tenth of a second. It does not outlive the thread that started it.
 class DecoderProcess {
   public:
-    /// `words` follow the time in the program's arguments.
-    explicit DecoderProcess(std::string_view program, const std::vector<std::string>& words = {});
+    using Clock = ChildProcess::Clock;
+
+    /// Nothing is started when the deadline has passed. `words` follow the time in the program's
+    /// arguments, which is what is left of it in whole seconds, begun ones too.
+    explicit DecoderProcess(std::string_view program,
+                            Clock::time_point deadline = Clock::time_point::max(),
+                            const std::vector<std::string>& words = {});
 
     /// Hands over the next piece of the file. When the system does not take it, the decoder is
     /// killed and has no answer; one that has ended by itself may have given it before.
@@ -37,7 +44,7 @@ class DecoderProcess {
     bool waitFor(short event) const;
     std::string receive(std::size_t limit) const;
 
-    ChildProcess::Clock::time_point deadline_;
+    Clock::time_point deadline_;
     UniqueDescriptor socket_;
     std::optional<ChildProcess> process_;
 };

@@ -40,12 +40,13 @@ std::string sha256OfFile(const std::filesystem::path& file) {
     return digest.hex();
 }
 
-nlohmann::json attachmentIdentity(const std::filesystem::path& file) {
+nlohmann::json attachmentIdentity(const std::filesystem::path& file,
+                                  std::chrono::steady_clock::time_point decodingDeadline) {
     PieceReader reader(file);
     Sha256 digest;
     std::optional<DecoderProcess> decoder;
     std::string_view piece = reader.next();
-    if (const auto program = decoderProgramFor(piece)) decoder.emplace(*program);
+    if (const auto program = decoderProgramFor(piece)) decoder.emplace(*program, decodingDeadline);
     for (; !piece.empty(); piece = reader.next()) {
         if (decoder) decoder->write(piece);
         digest.update(piece);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <concepts>
 #include <filesystem>
 #include <string>
@@ -23,8 +24,11 @@ std::string sha256(const std::same_as<std::filesystem::path> auto& file) {
 /// The identity by which the application may know a file: "sha256" of its bytes, always; and, when
 /// it is a picture that can be decoded, "pixelHash" of its upright pixels with "pixelWidth" and
 /// "pixelHeight" as the file declares them, the three together. The file is read once, in pieces,
-/// and the same pieces serve both digests; the pixels are decoded in another process.
+/// and the same pieces serve both digests; the pixels are decoded in another process, which has 10
+/// seconds, and no time beyond the deadline. The digest of the bytes is never given up.
 /// Throws std::system_error when the file cannot be read, and only then.
-nlohmann::json attachmentIdentity(const std::filesystem::path& file);
+nlohmann::json attachmentIdentity(const std::filesystem::path& file,
+                                  std::chrono::steady_clock::time_point decodingDeadline =
+                                      std::chrono::steady_clock::time_point::max());
 
 } // namespace sorvane::HelperIO

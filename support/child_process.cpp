@@ -70,7 +70,7 @@ ChildProcess::ChildProcess(const std::filesystem::path& path, std::vector<std::s
 }
 
 ChildProcess::~ChildProcess() {
-    if (status_) succeeds(Clock::now());
+    if (status_) status_->end();
 }
 
 std::int32_t ChildProcess::wait() {
@@ -80,14 +80,10 @@ std::int32_t ChildProcess::wait() {
 }
 
 bool ChildProcess::succeeds(Clock::time_point deadline) {
-    auto end = status_->awaitEnd(deadline);
-    const bool inTime = end.has_value();
-    if (!inTime) {
-        status_->kill();
-        end = status_->awaitEnd();
-    }
+    const auto end = status_->awaitEnd(deadline);
+    if (!end) status_->end();
     status_.reset();
-    return inTime && end->exited && end->number == 0;
+    return end && end->exited && end->number == 0;
 }
 
 } // namespace sorvane

@@ -36,8 +36,10 @@ class ChildStatus {
     /// The same, or nothing when the child has not ended by the deadline.
     std::optional<ChildEnd> awaitEnd(Clock::time_point deadline);
 
-    /// Ends a child that has not been reaped.
-    void kill() const;
+    /// Kills a child that has not been reaped, and reaps it. One that is not gone within a tenth of
+    /// a second has much memory to free: it is left to be reaped at a later start, or by the system
+    /// when this process ends.
+    void end();
 
   private:
     void endReports();

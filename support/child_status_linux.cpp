@@ -13,10 +13,12 @@
 #include <utility>
 
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/abandoned_children.h"
 #include "support/unix_socket.h"
 
 namespace sorvane {
@@ -25,6 +27,9 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = ChildStatus::Clock;
+
+// A child without much memory is gone sooner, on a busy machine too.
+constexpr std::chrono::milliseconds endTimeout = 100ms;
 
 // What is said of a child whose status somebody else has taken.
 constexpr ChildEnd unknownEnd{false, SIGKILL};
@@ -90,6 +95,7 @@ bool hasReport(int socket, Clock::time_point deadline) {
 // taken the report, so that the program's number names nothing else as long as it may be killed.
 [[noreturn]] void startAndReport(int socket, const auto& start) {
     std::signal(SIGCHLD, SIG_DFL);
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL); // and the program, if it wishes so, with this process
     StartReport started{};
     started.failure = start(started.program);
     ::dup2(socket, 0);
@@ -120,6 +126,7 @@ pid_t forkWithoutSignals(const auto& body) {
 ChildStatus::ChildStatus(const char* path, const posix_spawn_file_actions_t& actions,
                          posix_spawnattr_t& attributes, char* const* arguments,
                          char* const* environment) {
+    reapAbandonedChildren();
     const auto check = [path](int failure) {
         if (failure != 0) throw std::system_error(failure, std::generic_category(), path);
     };
@@ -157,7 +164,12 @@ std::optional<ChildEnd> ChildStatus::awaitEnd(Clock::time_point deadline) {
     return awaitEnd();
 }
 
-void ChildStatus::kill() const { ::kill(program_, SIGKILL); }
+void ChildStatus::end() {
+    ::kill(program_, SIGKILL);
+    if (awaitEnd(Clock::now() + endTimeout)) return;
+    abandonChild(reports_ ? waiter_ : program_);
+    reports_.reset();
+}
 
 void ChildStatus::endReports() {
     send(reports_.get(), 'x');

@@ -11,9 +11,16 @@
 #include <sys/event.h>
 #include <sys/wait.h>
 
+#include "support/abandoned_children.h"
+
 namespace sorvane {
 
 namespace {
+
+using namespace std::chrono_literals;
+
+// A child without much memory is gone sooner, on a busy machine too.
+constexpr std::chrono::milliseconds endTimeout = 100ms;
 
 void reap(pid_t child) {
     while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
@@ -44,6 +51,7 @@ ChildStatus::ChildStatus(const char* path, const posix_spawn_file_actions_t& act
                          posix_spawnattr_t& attributes, char* const* arguments,
                          char* const* environment)
     : reports_(::kqueue()) {
+    reapAbandonedChildren();
     const auto check = [path](int failure) {
         if (failure != 0) throw std::system_error(failure, std::generic_category(), path);
     };
@@ -55,7 +63,7 @@ ChildStatus::ChildStatus(const char* path, const posix_spawn_file_actions_t& act
     check(::posix_spawn(&program_, path, &actions, &attributes, arguments, environment));
     if (!watchEnd(reports_.get(), program_)) {
         const int failure = errno;
-        kill();
+        ::kill(program_, SIGKILL);
         reap(program_);
         check(failure);
     }
@@ -83,6 +91,9 @@ std::optional<ChildEnd> ChildStatus::awaitEnd(Clock::time_point deadline) {
     return endOf(*status);
 }
 
-void ChildStatus::kill() const { ::kill(program_, SIGKILL); }
+void ChildStatus::end() {
+    ::kill(program_, SIGKILL);
+    if (!awaitEnd(Clock::now() + endTimeout)) abandonChild(program_);
+}
 
 } // namespace sorvane

@@ -190,6 +190,28 @@ TEST_CASE("a decoder that hangs is given up 10 seconds after its start, and no s
     CHECK(hasNoChild());
 }
 
+TEST_CASE("a decoder has no more time than the deadline leaves, in whole seconds") {
+    using Clock = DecoderProcess::Clock;
+    const auto secondsOf = [](Clock::time_point deadline) {
+        const auto answer = DecoderProcess(decoder("answers_its_seconds"), deadline).answer();
+        return answer ? answer->width : 0;
+    };
+    CHECK(secondsOf(Clock::now() + std::chrono::hours(1)) == 10);
+    CHECK(secondsOf(Clock::now() + std::chrono::milliseconds(2500)) == 3);
+    CHECK(secondsOf(Clock::now() - std::chrono::seconds(1)) == 0);
+
+    const auto before = Clock::now();
+    DecoderProcess process(decoder("never_answers"), before + std::chrono::milliseconds(300));
+    CHECK_FALSE(process.answer());
+    CHECK(Clock::now() - before >= std::chrono::milliseconds(300));
+    CHECK(Clock::now() - before < std::chrono::seconds(3));
+}
+
+TEST_CASE("no decoder is started after the deadline") {
+    const DecoderProcess process(decoder("never_answers"), DecoderProcess::Clock::now());
+    CHECK(hasNoChild());
+}
+
 TEST_CASE("an answer of any other kind is taken whole, up to a limit") {
     const auto textOf = [](const std::string& behaviour, std::size_t limit) {
         DecoderProcess child(decoder(behaviour));

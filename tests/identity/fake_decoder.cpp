@@ -170,6 +170,11 @@ const std::map<std::string_view, std::function<int()>> behaviours = {
          hang();
          return 0;
      }},
+    {"answers_its_seconds",
+     [] {
+         say(digest() + " " + arguments[1] + " 1\n");
+         return 0;
+     }},
     {"closes_and_hangs",
      [] {
          ::close(STDIN_FILENO);

@@ -1,5 +1,6 @@
 #include "identity/file_identity.h"
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -50,6 +51,13 @@ TEST_CASE("a file that is no picture has its digest alone") {
          {"text"s, "\0"s, "{}"s, "\x89PNG"s, std::string(1'000'000, 'x')}) {
         CHECK(identityOf(content) == onlyDigestOf(content));
     }
+}
+
+TEST_CASE("a picture that nobody has time for is known by its bytes alone") {
+    const std::string png = test::redPixelPNG();
+    const File picture(png);
+    CHECK(HelperIO::attachmentIdentity(picture.path, std::chrono::steady_clock::now()) ==
+          onlyDigestOf(png));
 }
 
 TEST_CASE("the digest is of all bytes, wherever the pieces end") {

@@ -37,7 +37,7 @@ std::string decodersWords(const std::filesystem::path& file) {
     const auto program = decoderProgramFor(std::string_view(piece).substr(0, count));
     if (!program)
         return count == 0 ? "reason the file is empty\n" : "reason no image format that is known\n";
-    DecoderProcess decoder(*program, {"explain"});
+    DecoderProcess decoder(*program, DecoderProcess::Clock::time_point::max(), {"explain"});
     for (; count != 0; count = reader.read(std::span(piece)))
         decoder.write(std::string_view(piece).substr(0, count));
     return decoder.text(maxExplanation).value_or("reason " + std::string(noAnswer) + '\n');
