@@ -4,13 +4,15 @@
 // (1 to 3600) the program ends in any case.
 //
 // sorvane-pixels SECONDS explain: writes what becomes of the picture and why instead, in lines for
-// the doctor (see `explanation`); everything else is as above.
+// the doctor (see `explanation`), or what the system refused of the confinement; everything else is
+// as above.
 
 #include <charconv>
 #include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -39,6 +41,24 @@ bool answer(const std::string& text) {
     return ::write(STDOUT_FILENO, text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
+// What of the confinement the system refused, in words; nothing when the process is confined.
+// Before that the file's first bytes are compared with the formats' signatures, as the hook has
+// done with them, and nothing else: the limits are those of the format.
+std::optional<std::string> refusal(std::chrono::seconds timeout, decoder::ByteSource& file) {
+    try {
+        decoder::limitTime(timeout);
+        decoder::prepareLibraries();
+        decoder::confine(decoder::pixelIdentityMemory(file));
+        return std::nullopt;
+    } catch (const std::system_error& refused) {
+        return refused.what();
+    }
+}
+
+std::string refusalLine(const std::string& refused) {
+    return "reason the decoder cannot be confined, no " + refused + '\n';
+}
+
 // What the process has to say of the picture; empty: nothing.
 std::string answerFor(decoder::ByteSource& file, bool explains) {
     if (explains) return decoder::explanation(file);
@@ -52,13 +72,10 @@ int main(int count, char** arguments) {
     const bool explains = count == 3 && std::string_view(arguments[2]) == "explain";
     const auto timeout = count == 2 || explains ? timeoutFrom(arguments[1]) : std::nullopt;
     if (!timeout) return failure;
-    decoder::limitTime(*timeout);
-    decoder::prepareLibraries();
-    // Before the confinement the file's first bytes are compared with the formats' signatures, as
-    // the hook has done with them, and nothing else: the limits are those of the format.
-    decoder::ByteSource file(STDIN_FILENO);
-    decoder::confine(decoder::pixelIdentityMemory(file));
     try {
+        decoder::ByteSource file(STDIN_FILENO);
+        const auto refused = refusal(*timeout, file);
+        if (refused) return explains && answer(refusalLine(*refused)) ? 0 : failure;
         const std::string text = answerFor(file, explains);
         return !text.empty() && answer(text) ? 0 : failure;
     } catch (...) { // memory is short, or the system's own reader throws

@@ -2,33 +2,25 @@
 // needs them, and maps far more memory than it uses: descriptors and address space are left to it.
 // The pixel budget bounds what a picture may take. There is no sandbox: the calls that would enter
 // one are deprecated without a successor; what is left, an entitlement in a code signature, is for
-// whoever signs the program.
+// whoever signs the program. The system does not tell a process of its parent's end: a decoder
+// whose hook is gone finds the end of its input, and its time bounds the rest.
 
 #include "decoder/confinement/confinement.h"
 
 #include <csignal>
 
-#include <sys/resource.h>
+#include "decoder/confinement/requirements.h"
 
 namespace sorvane::decoder {
 
-namespace {
-
-void forbid(auto resource) {
-    const rlimit nothing{0, 0};
-    ::setrlimit(resource, &nothing);
-}
-
-} // namespace
-
 void confine(std::uint64_t /*memory*/) {
-    forbid(RLIMIT_NPROC);
+    limitResource(RLIMIT_NPROC, 0, "limit of processes");
     // A core file would hold somebody's picture. The crash reporter obeys no limit; what it writes
     // down are stacks and registers.
-    forbid(RLIMIT_CORE);
+    limitResource(RLIMIT_CORE, 0, "limit of core files");
     // A library's cache that cannot be written is no reason to die.
     std::signal(SIGXFSZ, SIG_IGN);
-    forbid(RLIMIT_FSIZE);
+    limitResource(RLIMIT_FSIZE, 0, "limit of files");
 }
 
 } // namespace sorvane::decoder

@@ -1,15 +1,13 @@
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include "decoder/confinement/confinement.h"
+#include "decoder/confinement/requirements.h"
 
 namespace sorvane::decoder {
 
 // The alarm ends a decoder that waits; the processor time ends one that ignores the alarm.
 void limitTime(std::chrono::seconds timeout) {
-    const auto seconds = static_cast<rlim_t>(timeout.count());
-    const rlimit processor{seconds, seconds};
-    ::setrlimit(RLIMIT_CPU, &processor);
+    limitResource(RLIMIT_CPU, static_cast<rlim_t>(timeout.count()), "limit of processor time");
     ::alarm(static_cast<unsigned>(timeout.count()));
 }
 

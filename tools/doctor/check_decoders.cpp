@@ -7,12 +7,16 @@
 #include "identity/decoder_process.h"
 #include "identity/decoder_program.h"
 #include "support/helper_io.h"
+#include "support/utf8.h"
 #include "tools/doctor/checks.h"
 #include "tools/doctor/decoded_formats.h"
 
 namespace sorvane::doctor {
 
 namespace {
+
+// Six short lines.
+constexpr std::size_t maxExplanation = 4096;
 
 std::string bytesOf(const TinyPicture& picture) {
     const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
@@ -28,6 +32,18 @@ bool goesThrough(std::string_view program, const TinyPicture& picture) {
     decoder.write(bytesOf(picture));
     const auto answer = decoder.answer();
     return answer && answer->width == picture.side && answer->height == picture.side;
+}
+
+// Why a program decodes nothing, in its own words after a colon; empty when it has none.
+std::string reasonOf(std::string_view program, const TinyPicture& picture) {
+    constexpr std::string_view key = "reason ";
+    DecoderProcess decoder(program, DecoderProcess::Clock::time_point::max(), {"explain"});
+    decoder.write(bytesOf(picture));
+    const std::string words = decoder.text(maxExplanation).value_or("");
+    const std::size_t begin = words.find(key);
+    if (begin == words.npos) return "";
+    const std::string reason = words.substr(begin + key.size());
+    return ": " + utf8::repaired(reason.substr(0, reason.find('\n')));
 }
 
 std::string listed(const std::vector<std::string_view>& names) {
@@ -60,7 +76,9 @@ Finding checkDecoder(const std::string& program) {
         (goesThrough(program, picture) ? good : bad).push_back(picture.name);
     if (good.empty())
         return failed(
-            program, "(" + found->native() + ") decodes nothing",
+            program,
+            "(" + found->native() + ") decodes nothing" +
+                reasonOf(program, picturesFor(program).front()),
             "Install Sorvane's helpers again. If that does not help, run the command below: "
             "a library that is missing is named.",
             HelperIO::shellQuoted(found->native()) + " 10 </dev/null");

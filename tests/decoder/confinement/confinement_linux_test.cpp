@@ -2,21 +2,37 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <fstream>
+#include <netinet/in.h>
 #include <new>
+#include <string>
+#include <system_error>
 #include <thread>
 
 #include <fcntl.h>
+#include <linux/futex.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/personality.h>
+#include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <doctest/doctest.h>
 
+#include "decoder/confinement/landlock.h"
 #include "decoder/memory_limit.h"
 #include "decoder/pixel_identity.h"
 #include "tests/forked.h"
+#include "tests/pipe.h"
 
 using namespace sorvane;
 using namespace std::chrono_literals;
@@ -77,14 +93,198 @@ TEST_CASE("a confined process is refused more memory than that, by an exception"
           }) == 0);
 }
 
+TEST_CASE("a confined process has its memory as malloc takes it") {
+    CHECK(inConfinement([] {
+              constexpr std::size_t size = std::size_t{1} << 20;
+              constexpr int readWrite = PROT_READ | PROT_WRITE;
+              void* block = ::mmap(nullptr, size, readWrite, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+              block = ::mremap(block, size, 2 * size, MREMAP_MAYMOVE);
+              return block != MAP_FAILED && ::madvise(block, size, MADV_DONTNEED) == 0 &&
+                     ::munmap(block, 2 * size) == 0;
+          }) == 0);
+}
+
+TEST_CASE("a confined process that asks for memory in any other way is killed") {
+    constexpr int readWrite = PROT_READ | PROT_WRITE;
+    const auto isKilledForMap = [](int protection, int flags) {
+        return isKilledFor([=] { ::mmap(nullptr, 4096, protection, flags, -1, 0); });
+    };
+    constexpr int anonymous = MAP_PRIVATE | MAP_ANONYMOUS;
+    CHECK(isKilledForMap(PROT_READ | PROT_EXEC, anonymous));
+    CHECK(isKilledForMap(readWrite | PROT_EXEC, anonymous));
+    CHECK(isKilledForMap(readWrite | PROT_GROWSDOWN, anonymous));
+    CHECK(isKilledForMap(readWrite, MAP_SHARED | MAP_ANONYMOUS));
+    CHECK(isKilledForMap(readWrite, anonymous | MAP_FIXED));
+    CHECK(isKilledForMap(readWrite, anonymous | MAP_LOCKED));
+    CHECK(isKilledForMap(readWrite, anonymous | MAP_HUGETLB));
+    CHECK(isKilledForMap(readWrite, MAP_PRIVATE));
+    alignas(4096) static std::array<char, 8192> pages{};
+    CHECK(isKilledFor([] { ::mprotect(pages.data(), 4096, PROT_READ | PROT_EXEC); }));
+    CHECK(isKilledFor([] {
+        ::mremap(pages.data(), 4096, 4096, MREMAP_MAYMOVE | MREMAP_FIXED, pages.data() + 4096);
+    }));
+    for (const int advice : {MADV_NORMAL, MADV_WILLNEED, MADV_REMOVE, MADV_DONTFORK, MADV_MERGEABLE,
+                             MADV_FREE, MADV_WIPEONFORK, MADV_PAGEOUT, MADV_HWPOISON}) {
+        CAPTURE(advice);
+        CHECK(isKilledFor([advice] { ::madvise(pages.data(), 4096, advice); }));
+    }
+    CHECK(isKilledFor([] { ::msync(pages.data(), 4096, MS_SYNC); }));
+    CHECK(isKilledFor([] { ::mlock(pages.data(), 4096); }));
+    CHECK(isKilledFor([] { ::memfd_create("x", 0); }));
+}
+
+TEST_CASE("a confined process wakes others, and waits for none") {
+    static std::uint32_t word = 0;
+    const auto futex = [](int operation) {
+        return ::syscall(__NR_futex, &word, operation, 1, nullptr, nullptr, 0);
+    };
+    CHECK(inConfinement([&] { return futex(FUTEX_WAKE_PRIVATE) == 0; }) == 0);
+    for (const int operation :
+         {FUTEX_WAIT, FUTEX_WAKE, FUTEX_WAIT_PRIVATE, FUTEX_REQUEUE_PRIVATE, FUTEX_LOCK_PI_PRIVATE,
+          FUTEX_CMP_REQUEUE_PI_PRIVATE, FUTEX_WAIT_BITSET | FUTEX_CLOCK_REALTIME}) {
+        CAPTURE(operation);
+        CHECK(isKilledFor([&] { futex(operation); }));
+    }
+}
+
 TEST_CASE("a confined process that asks for anything else is killed") {
     CHECK(isKilledFor([] { ::open("/dev/null", O_RDONLY); }));
+    CHECK(isKilledFor([] { ::unlink("/nowhere"); }));
+    CHECK(isKilledFor([] { ::dup(0); }));
+    CHECK(isKilledFor([] { ::ioctl(0, FIONREAD, nullptr); }));
+    CHECK(isKilledFor([] { ::fcntl(0, F_GETFL); }));
     CHECK(isKilledFor([] { ::socket(AF_UNIX, SOCK_STREAM, 0); }));
+    CHECK(isKilledFor([] { ::connect(0, nullptr, 0); }));
+    CHECK(isKilledFor([] { ::send(0, "x", 1, 0); }));
     CHECK(isKilledFor([] { ::fork(); }));
     CHECK(isKilledFor([] { std::thread([] {}).join(); }));
-    CHECK(isKilledFor([] { ::dup(0); }));
+    CHECK(isKilledFor([] {
+        char* const none[] = {nullptr};
+        ::execve("/bin/true", none, none);
+    }));
     CHECK(isKilledFor([] { ::getppid(); }));
     CHECK(isKilledFor([] { ::kill(::getppid(), 0); }));
-    CHECK(isKilledFor(
-        [] { ::mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }));
+    CHECK(isKilledFor([] { ::ptrace(PTRACE_ATTACH, 1, nullptr, nullptr); }));
+    CHECK(isKilledFor([] { ::process_vm_readv(1, nullptr, 0, nullptr, 0, 0); }));
+    CHECK(isKilledFor([] { ::prctl(PR_SET_DUMPABLE, 1, 0, 0, 0); }));
+    CHECK(isKilledFor([] { ::prctl(PR_SET_PDEATHSIG, 0, 0, 0, 0); }));
+    CHECK(isKilledFor([] { ::alarm(0); }));
+    CHECK(isKilledFor([] { ::setuid(0); }));
+    CHECK(isKilledFor([] { ::personality(0); }));
+    CHECK(isKilledFor([] { ::pause(); }));
+    CHECK(isKilledFor([] {
+        const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
+        ::setrlimit(RLIMIT_CPU, &none);
+    }));
+    for (const long call : {__NR_bpf, __NR_io_uring_setup, __NR_userfaultfd, __NR_unshare,
+                            __NR_pidfd_open, __NR_keyctl, __NR_seccomp, __NR_perf_event_open}) {
+        CAPTURE(call);
+        CHECK(isKilledFor([call] { ::syscall(call, 0, 0, 0, 0, 0, 0); }));
+    }
+}
+
+TEST_CASE("the second layer alone refuses files, TCP and signals, where the kernel has it") {
+    if (::syscall(__NR_landlock_create_ruleset, nullptr, 0, 1) < 6) return;
+    CHECK(test::inForkedChild([] {
+              const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+              const sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+              const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+              ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+              decoder::forbidFilesAndNetwork();
+              const bool noFile = ::open("/dev/null", O_RDONLY) < 0 && errno == EACCES;
+              const bool noTcp = ::bind(listener, generic, sizeof address) < 0 && errno == EACCES;
+              const bool noSignal = ::kill(::getppid(), 0) < 0 && errno == EPERM;
+              return noFile && noTcp && noSignal;
+          }) == 0);
+}
+
+TEST_CASE("a process whose limits are lower than a confinement's keeps them") {
+    CHECK(test::inForkedChild([] {
+              const rlimit low{3, 3};
+              ::setrlimit(RLIMIT_CPU, &low);
+              decoder::limitTime(5s);
+              rlimit limit{};
+              ::getrlimit(RLIMIT_CPU, &limit);
+              return limit.rlim_cur == 3 && limit.rlim_max == 3;
+          }) == 0);
+}
+
+TEST_CASE("a confined process is the first to go when memory runs out") {
+    test::Pipe ready;
+    test::Pipe held;
+    const pid_t child = ::fork();
+    if (child == 0) {
+        char byte = 0;
+        decoder::confine(decoder::maxMemory);
+        if (::write(ready.writer.get(), "x", 1) == 1 && ::read(held.reader.get(), &byte, 1) >= 0)
+            ::_exit(0);
+    }
+    char byte = 0;
+    CHECK(::read(ready.reader.get(), &byte, 1) == 1);
+    std::ifstream file("/proc/" + std::to_string(child) + "/oom_score_adj");
+    int score = 0;
+    file >> score;
+    CHECK(score == 1000);
+    held.writer.reset();
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+}
+
+TEST_CASE("a confined process ends with its parent") {
+    int sockets[2];
+    REQUIRE(::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) == 0);
+    test::Pipe lives; // its writer is the decoder's alone
+    const auto decodeForEver = [&] {
+        ::dup2(sockets[1], STDIN_FILENO);
+        decoder::limitTime(5s);
+        decoder::confine(decoder::maxMemory);
+        char byte = 'x';
+        [[maybe_unused]] const auto told = ::write(lives.writer.get(), &byte, 1);
+        while (::read(STDIN_FILENO, &byte, 1) > 0) continue;
+    };
+    const pid_t parent = ::fork();
+    if (parent == 0) {
+        if (::fork() == 0) decodeForEver();
+        lives.writer.reset();
+        ::pause();
+        ::_exit(0);
+    }
+    lives.writer.reset();
+    char byte = 0;
+    REQUIRE(::read(lives.reader.get(), &byte, 1) == 1);
+    const auto before = std::chrono::steady_clock::now();
+    ::kill(parent, SIGKILL);
+    ::waitpid(parent, nullptr, 0);
+    CHECK(::read(lives.reader.get(), &byte, 1) == 0);
+    CHECK(std::chrono::steady_clock::now() - before < 3s);
+    ::close(sockets[0]);
+    ::close(sockets[1]);
+}
+
+TEST_CASE("a process whose parent has gone is not confined, and decodes nothing") {
+    const auto confinedAt = [](int input) {
+        ::dup2(input, STDIN_FILENO);
+        try {
+            decoder::confine(decoder::maxMemory);
+            return true;
+        } catch (const std::system_error&) {
+            return false;
+        }
+    };
+    CHECK(test::inForkedChild([&] {
+              int sockets[2];
+              ::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets);
+              ::close(sockets[0]);
+              return !confinedAt(sockets[1]);
+          }) == 0);
+    // One that has sent all of the file is still there, and a pipe tells of nobody.
+    CHECK(test::inForkedChild([&] {
+              int sockets[2];
+              ::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets);
+              ::shutdown(sockets[0], SHUT_WR);
+              return confinedAt(sockets[1]);
+          }) == 0);
+    test::Pipe pipe;
+    pipe.writer.reset();
+    CHECK(test::inForkedChild([&] { return confinedAt(pipe.reader.get()); }) == 0);
 }

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include <sys/resource.h>
+
+// What a confinement cannot do without.
+namespace sorvane::decoder {
+
+/// Throws std::system_error, of the system's error and of what was refused, unless the call that
+/// was just made has succeeded.
+inline void require(bool succeeded, const char* what) {
+    if (!succeeded) throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// Allows the process no more of a resource than this, nor more than it was allowed before: that
+/// would be a privilege. There is no way back. Throws as `require`.
+void limitResource(auto resource, rlim_t max, const char* what) {
+    rlimit limit{};
+    require(::getrlimit(resource, &limit) == 0, what);
+    limit.rlim_cur = limit.rlim_max = std::min(max, limit.rlim_max);
+    require(::setrlimit(resource, &limit) == 0, what);
+}
+
+} // namespace sorvane::decoder
