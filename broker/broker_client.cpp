@@ -10,6 +10,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "support/cleared_at_end.h"
 #include "support/helper_failure.h"
 #include "support/json.h"
 #include "support/unique_descriptor.h"
@@ -102,7 +103,9 @@ nlohmann::json BrokerClient::call(std::string_view operation, nlohmann::json fie
     const std::string requestID = Uuid::random().lowerText();
     const nlohmann::json request =
         brokerRequest(identity_, operation, requestID, std::move(fields));
-    nlohmann::json answer = parseJSON(exchange(jsonText(request) + '\n'));
+    std::string line = jsonText(request) + '\n';
+    const ClearedAtEnd cleared(line);
+    nlohmann::json answer = parseJSON(exchange(line));
     if (!answers(answer, requestID))
         throw HelperFailure::unavailable("Sorvane returned an invalid broker response.");
     if (!isAgreed(answer))

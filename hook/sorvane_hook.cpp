@@ -16,6 +16,7 @@
 #include "hook/hook_answer.h"
 #include "hook/hook_event.h"
 #include "hook/image_references.h"
+#include "hook/private_memory.h"
 #include "hook/prompt_hook_observation.h"
 #include "hook/resolve_request.h"
 #include "integration/credential_validator.h"
@@ -142,6 +143,7 @@ void report(const std::exception& failure, int error) noexcept try {
 
 void main(std::span<char* const> arguments, Streams streams) noexcept {
     settleSignals();
+    keepMemoryPrivate();
     try {
         run(arguments, streams);
     } catch (const std::exception& failure) {

@@ -21,7 +21,8 @@ struct Streams {
 /// "Sorvane: " on the error stream; a credential on neither. The one exception: the application's
 /// own words of refusal are passed on as they are, with the line feeds they may hold. Every failure
 /// ends here, so the process ends with status 0 and the prompt goes on. SIGPIPE and SIGXFSZ are
-/// ignored from here on.
+/// ignored from here on, and the process leaves no core file and, where the system can keep others
+/// of the same user from its memory, is read by none.
 void main(std::span<char* const> arguments, Streams streams = {}) noexcept;
 
 } // namespace sorvane::SorvaneHook

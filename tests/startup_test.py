@@ -30,6 +30,7 @@ LOADING = MEMORY | {"access", "arch_prctl", "close", "fstat", "getrandom", "open
 READING_A_FILE = ["openat", "fstat", "read", "read", "close"]
 RUN = [
     "rt_sigaction", "rt_sigaction",  # a broken pipe, a file-size limit
+    "prlimit64", "prctl",  # no core file, no reader of the memory
     *READING_A_FILE,  # the manifest
     *READING_A_FILE,  # the credential
     "ioctl", "read", "read",  # the event, and first how much of it waits
@@ -40,7 +41,9 @@ RUN = [
 ]
 # On a file system where names cannot be exchanged.
 RUN_WITHOUT_EXCHANGE = ["rename" if name == "unlink" else name for name in RUN]
-WATCHED = "trace=?open,openat,?openat2,?creat,?execve,?execveat,?clone,?clone3,?fork,?vfork,socket"
+# A process whose memory nobody may read tells a tracer without root's rights no paths.
+STAY_READABLE = ["-e", "inject=prctl:retval=0"]
+WATCHED = "trace=?open,openat,?openat2,?creat,?execve,?execveat,?clone,?clone3,?fork,?vfork,socket,prctl"
 
 
 def needed_libraries(program):
@@ -56,7 +59,7 @@ def calls_of_a_run(stage, hook, environment, watched):
     trace = stage.scratch / "trace"
     arguments = ["--agent", "codex", "--client-id", USUAL_CLIENT, "--credential-file", stage.credential]
     run = subprocess.run(
-        ["strace", "-f", "-qq", "-o", trace, "-e", watched, "-e", "signal=none", hook, *arguments],
+        ["strace", "-f", "-qq", "-o", trace, "-e", watched, "-e", "signal=none", *STAY_READABLE, hook, *arguments],
         input=b'{"prompt":"hello"}', env=environment, capture_output=True, check=False)
     if run.returncode != 0:
         sys.exit(f"the run failed: {run}")
@@ -87,7 +90,7 @@ def faults_of(hook, process):
         else:
             environment = {b"SORVANE_TESTING": b"1", b"SORVANE_APP_SUPPORT": os.fsencode(stage.root)}
         calls = calls_of_a_run(stage, hook, environment, WATCHED)
-        calls = [call for call in calls if "/libnss_wrapper.so" not in call]
+        calls = [call for call in calls if "/libnss_wrapper.so" not in call and "prctl(" not in call]
         return [call for call in calls if not is_known(call, stage, known)]
     finally:
         stage.remove()
