@@ -97,9 +97,10 @@ bool DecoderProcess::waitFor(short event) const {
     }
 }
 
-// Ends the input. One byte more than the limit, at most: such an answer is too long.
+// Ends the input: a decoder that waits for more would be waited for in vain. One byte more than the
+// limit, at most: such an answer is too long.
 std::string DecoderProcess::receive(std::size_t limit) const {
-    ::shutdown(socket_.get(), SHUT_WR);
+    if (::shutdown(socket_.get(), SHUT_WR) != 0 && !hasGone(errno)) return {};
     std::string answer;
     std::array<char, maxDecoderAnswer + 1> piece;
     while (answer.size() <= limit && waitFor(POLLIN)) {
