@@ -1,0 +1,107 @@
+#!/usr/bin/env python3
+"""Many runs at once, each with a picture, against one application that takes them one by one and thinks about each for a
+while; what they and their decoders take in memory together, at the highest. Every run must end as it may, and the
+observation be whole all the while."""
+
+import argparse
+import contextlib
+import os
+import sys
+import threading
+import time
+from collections import Counter
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+from scene import Scene
+
+THINKS = 100  # milliseconds
+SIZE = (1200, 800)  # a window on the screen
+SECONDS = 30  # the agents' own patience; a machine has fewer processors than this has runs
+PAUSE = 0.05  # seconds between two looks at the memory
+
+
+def proportional_kib(process):
+    """What a process takes, its share of what it shares with others included."""
+    with contextlib.suppress(OSError), open(f"/proc/{process}/smaps_rollup") as file:
+        for line in file:
+            if line.startswith("Pss:"):
+                return int(line.split()[1])
+    return 0
+
+
+def descendants():
+    """All processes of the runs: the children of this one and theirs. A child belongs to the thread that made it."""
+    waiting, found = [os.getpid()], []
+    while waiting:
+        with contextlib.suppress(OSError):
+            for path in list(Path(f"/proc/{waiting.pop()}/task").glob("*/children")):
+                children = [int(word) for word in path.read_text().split()]
+                waiting += children
+                found += children
+    return found
+
+
+class Watch:
+    """The highest sum of the runs' memory, and whether the observation was ever torn."""
+
+    def __init__(self, scene, others):
+        self.scene, self.others = scene, others
+        self.most, self.processes, self.torn = 0, 0, []
+        self.ended = threading.Event()
+        self.thread = threading.Thread(target=self.look)
+        self.thread.start()
+
+    def look(self):
+        while not self.ended.wait(PAUSE):
+            processes = [process for process in descendants() if process not in self.others]
+            self.most = max(self.most, sum(map(proportional_kib, processes)))
+            self.processes = max(self.processes, len(processes))
+            self.torn += self.scene.observation_faults(any_mode=True)
+
+    def stop(self):
+        self.ended.set()
+        self.thread.join()
+
+
+def play(scene, runs):
+    """All at once: each result, and the watch."""
+    scene.reset()
+    results = []
+
+    def one():
+        results.append(scene.play_on())
+
+    watch = Watch(scene, {scene.application.pid})
+    threads = [threading.Thread(target=one) for _ in range(runs)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    watch.stop()
+    return results, watch
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    parser.add_argument("--runs", type=int, default=200)
+    options = parser.parse_args()
+    with Scene("pixels", options.programs.resolve(), SIZE, ("--misbehave", f"delay:{THINKS}")) as scene:
+        scene.max_seconds = SECONDS
+        began = time.monotonic()
+        results, watch = play(scene, options.runs)
+        seconds = time.monotonic() - began
+        found = [fault for result in results for fault in scene.faults(result)] + watch.torn
+    ends = Counter("answer" if result.output else result.error.decode().strip() or "silence" for result in results)
+    for end, count in ends.most_common():
+        print(f"{count:>5} {end}")
+    print(f"{seconds:.1f} s in all, the longest run {max(result.seconds for result in results):.1f} s")
+    print(f"{watch.most / 1024:.0f} MiB in {watch.processes} processes at the highest")
+    print(*found, f"{len(found)} faults found", sep="\n")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

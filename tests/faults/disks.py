@@ -1,0 +1,73 @@
+#!/usr/bin/env python3
+"""Plays runs whose observation has a disk that is full, or that may only be read.
+
+Status 77: this machine lacks the right to mount.
+"""
+
+import argparse
+import contextlib
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+from scene import BEFORE, Report, Scene, Skipped, SKIPPED
+
+
+@contextlib.contextmanager
+def mounted(scene, size):
+    """Has the directory of the agents on a file system of its own, as small as may be."""
+    agents = scene.stage.agents
+    kept = scene.stage.scratch / "agents"
+    shutil.copytree(agents, kept, dirs_exist_ok=True)
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "none", agents], capture_output=True,
+                      check=False).returncode:
+        raise Skipped("the right to mount is needed")
+    try:
+        shutil.copytree(kept, agents, dirs_exist_ok=True)
+        yield agents
+    finally:
+        subprocess.run(["umount", "-l", agents], check=True)
+
+
+def disks(scene, report):
+    with mounted(scene, "20k") as agents:
+        # The old observation takes its page, and what is left is filled.
+        scene.reset()
+        with contextlib.suppress(OSError), open(agents / "filling", "wb") as filling:
+            while True:
+                filling.write(bytes(4096))
+                filling.flush()
+        for _ in range(3):
+            report.add("full disk", scene, scene.play_on())
+        if scene.observation.read_bytes() != BEFORE:
+            report.found.append("the disk was not full")
+    with mounted(scene, "64k") as agents:
+        scene.reset()
+        subprocess.run(["mount", "-o", "remount,ro", agents], check=True)
+        report.add("read-only disk", scene, scene.play_on())
+        if scene.observation.read_bytes() != BEFORE:
+            report.found.append("the disk was not read-only")
+        subprocess.run(["mount", "-o", "remount,rw", agents], check=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    programs = parser.parse_args().programs.resolve()
+    report = Report()
+    try:
+        for name in ("reference", "pixels", "no-image"):
+            with Scene(name, programs) as scene:
+                scene.rehearse()
+                disks(scene, report)
+    except Skipped as reason:
+        print(f"skipped: {reason}")
+        return SKIPPED
+    return report.end()
+
+
+if __name__ == "__main__":
+    sys.exit(main())

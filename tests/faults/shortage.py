@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""Plays runs that lack something: memory by both its limits, stack, room for files; and under a storm of interruptions."""
+
+import argparse
+import contextlib
+import os
+import signal
+import subprocess
+import sys
+import threading
+import time
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+from scene import Report, ROADS, Scene
+
+KIB, MIB = 1024, 1024 * 1024
+LEAST_STACK = 32 * KIB  # what the frames of a run take; no system gives less than a hundred times that
+USAGE = b"Sorvane: Invalid arguments: Agent identity is required.\n"
+
+
+def limited(limit, value):
+    return ["prlimit", f"--{limit}={value}:{value}", "--"]
+
+
+def least_to_start(scene, limit, high):
+    """The least that the system itself needs to begin the program, to a page: a run with less is no run of ours."""
+    low = 0
+    while high - low > 4 * KIB:
+        middle = (low + high) // 2
+        run = subprocess.run([*limited(limit, middle), scene.bin / "sorvane-hook"], capture_output=True, check=False,
+                             stdin=subprocess.DEVNULL)
+        if (run.returncode, run.stderr) == (0, USAGE):
+            high = middle
+        else:
+            low = middle
+    return high
+
+
+def sweep(scene, limit, span, step, report):
+    """From the least on in steps; tells from where on the run ends as usual."""
+    least = max(least_to_start(scene, limit, 64 * MIB), LEAST_STACK if limit == "stack" else 0)
+    usual = None
+    for value in range(least, least + span, step):
+        result = scene.play(limited(limit, value))
+        report.add(f"{limit} {value // KIB} KiB", scene, result)
+        good = scene.outcome() == scene.road.outcome and result.output == scene.usual_output
+        usual = (value if usual is None else usual) if good else None
+    reached = f"as usual from {usual // KIB} KiB" if usual else "never as usual"
+    print(f"{scene.name:<11}{limit:<6} {least // KIB:>6} to {(least + span) // KIB:>6} KiB: {reached}")
+
+
+def files(scene, quick, report):
+    """A limit on the size of files, of every number of bytes up to more than an observation has."""
+    for size in range(0, 200, 23 if quick else 1):
+        report.add(f"file size {size}", scene, scene.play(limited("fsize", size)))
+
+
+def storm(scene, runs, report):
+    """Stops and continues a run all the time, which interrupts what waits; on some sockets for good."""
+    for _ in range(runs):
+        scene.reset()
+        began = time.monotonic()
+        process = scene.start()
+        ended = threading.Event()
+
+        def strike():
+            while not ended.is_set():
+                with contextlib.suppress(ProcessLookupError):
+                    os.kill(process.pid, signal.SIGSTOP)
+                    os.kill(process.pid, signal.SIGCONT)
+                time.sleep(0.0002)
+
+        thread = threading.Thread(target=strike)
+        thread.start()
+        try:
+            output = process.stdout, process.stderr
+            process.stdin.write(scene.event)
+            process.stdin.close()
+            texts = [stream.read() for stream in output]
+        finally:
+            ended.set()
+            thread.join()
+        result = scene.result(*texts, process, began)
+        report.add("stopped and continued", scene, result)
+
+
+def play(programs, quick, report):
+    for name in ROADS:
+        with Scene(name, programs) as scene:
+            scene.rehearse()
+            if not quick or name == "pixels":
+                for limit, span in (("as", 24 * MIB), ("data", 4 * MIB)):
+                    sweep(scene, limit, span, span // 10 if quick else 32 * KIB, report)
+                sweep(scene, "stack", 2 * MIB, 300 * KIB if quick else 16 * KIB, report)
+            files(scene, quick, report)
+            storm(scene, 1 if quick else 50, report)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    parser.add_argument("--all", dest="quick", action="store_false", help="every value")
+    options = parser.parse_args()
+    report = Report()
+    play(options.programs.resolve(), options.quick, report)
+    return report.end()
+
+
+if __name__ == "__main__":
+    sys.exit(main())

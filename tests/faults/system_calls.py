@@ -1,0 +1,235 @@
+#!/usr/bin/env python3
+"""Makes every system call of a run fail once, each in several ways, and looks at what the run does then.
+
+The calls are learnt from a run without a fault, road by road (scene.py): those of the hook from its beginning on, those
+of the child it makes until that is the decoder, and those of the decoder. Without options a selection that takes some
+seconds. Status 77: this machine lacks the tools.
+"""
+
+import argparse
+import itertools
+import queue
+import re
+import sys
+import threading
+import time
+from collections import Counter
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+from scene import ROADS, require_strace, Scene, Skipped, SKIPPED
+
+# What a call may fail with, and the five that do for those not named: interrupted, no memory, a broken device, no
+# right, no room.
+ERRORS = {
+    "socket": "EMFILE ENFILE ENOMEM EACCES ENOBUFS",
+    "socketpair": "EMFILE ENFILE ENOMEM EACCES ENOBUFS",
+    "connect": "EINTR ECONNREFUSED ENOENT EACCES EAGAIN",
+    "sendto": "EINTR EPIPE ECONNRESET EAGAIN ENOBUFS",
+    "recvfrom": "EINTR ECONNRESET EAGAIN ENOMEM ETIMEDOUT",
+    "read": "EINTR EIO EAGAIN ENOMEM ECONNRESET",
+    "write": "EINTR ENOSPC EIO EAGAIN EPIPE",
+    "openat": "EINTR EMFILE EACCES EIO ENOSPC",
+    "close": "EINTR EIO ENOSPC EBADF EDQUOT",
+    "poll": "EINTR ENOMEM EINVAL EFAULT EAGAIN",
+    "clone3": "EAGAIN ENOMEM EPERM ENOSYS EINTR",
+    "execve": "ENOENT EACCES ENOMEM ETXTBSY ENOEXEC",
+    "waitid": "EINTR ECHILD EINVAL EPERM EIO",
+    "rename": "EINTR ENOSPC EXDEV EACCES EIO",
+    "renameat2": "EINTR ENOSPC EINVAL EACCES EXDEV",
+    "prctl": "EINVAL EPERM EACCES ENOSYS EFAULT",
+}
+USUAL_ERRORS = "EINTR ENOMEM EIO EACCES ENOSPC"
+# An end before its time, and nothing taken: the counts of 0. What else a tracer says was read or written would be a lie
+# about the bytes; short_counts.cpp has counts of 1 and more.
+COUNTED = {"read", "recvfrom", "write", "sendto"}
+# These cannot fail, or return nothing; and a futex fails in ways of which the C library ends a process for any other.
+NEVER_FAIL = {"exit_group", "exit", "rt_sigreturn", "restart_syscall", "getpid", "alarm", "set_tid_address", "futex"}
+# A tracer's close does not close, which no system does; a decoder then waits for an end that does not come.
+LEAVES_OPEN = "close"
+SLOW = 8  # seconds: longer takes nothing but that
+LINE = re.compile(r"^(?:(?P<pid>\d+) +)?(?P<name>\w+)\(")
+
+
+class Calls:
+    """System calls of one process in their order, each with its number among those of its name."""
+
+    def __init__(self, lines, begins=0, ends=None):
+        numbers = Counter()
+        self.calls = []
+        for index, line in enumerate(lines):
+            match = LINE.match(line)
+            if not match:
+                continue
+            name = match["name"]
+            numbers[name] += 1
+            if begins <= index and (ends is None or index <= ends) and name not in NEVER_FAIL:
+                self.calls.append((name, numbers[name]))
+
+
+def learn(scene):
+    """The calls of the hook, of its child before that is another program, and of the decoder."""
+    scene.play(["strace", "-f", "-qq", "-o", scene.trace])
+    by_process = {}
+    for line in scene.trace.read_text(errors="replace").splitlines():
+        by_process.setdefault(line.split(" ", 1)[0], []).append(line)
+    hook, *children = by_process.values()
+    # What the loader does before is the system's: without a C library there is no run.
+    begin = next(index for index, line in enumerate(hook) if "rt_sigaction(SIGPIPE" in line)
+    kinds = {"hook": Calls(hook, begin).calls, "start": [], "decoder": []}
+    if children:
+        end = next(index for index, line in enumerate(children[0]) if " execve(" in line)
+        kinds["start"] = Calls(children[0], 0, end).calls
+        trace = scene.traced_decoder([])
+        scene.play()
+        kinds["decoder"] = Calls(trace.read_text(errors="replace").splitlines()[1:]).calls
+        scene.plain_decoder()
+    return kinds
+
+
+def failures(name):
+    errors = [f"error={error}" for error in ERRORS.get(name, USUAL_ERRORS).split()]
+    return errors + (["retval=0"] if name in COUNTED else [])
+
+
+def options(faults):
+    """How strace is told: one `inject` for a call of the hook, or two."""
+    if len(faults) == 2 and faults[0][0] == faults[1][0]:
+        (name, first, how), (_, second, _) = sorted(faults, key=lambda fault: fault[1])
+        injected = [f"inject={name}:{how}:when={first}+{second - first}"]
+    else:
+        injected = [f"inject={name}:{how}:when={number}" for name, number, how in faults]
+    return [word for text in ["trace=" + ",".join({fault[0] for fault in faults}), *injected] for word in ("-e", text)]
+
+
+def plan_singles(kinds, quick):
+    """(kind, faults): each call in each way, or in one way each and of the child's every third."""
+    for kind, calls in kinds.items():
+        for index, (name, number) in enumerate(calls):
+            ways = failures(name)
+            if quick and (name == LEAVES_OPEN or kind != "hook" and index % 3):
+                continue
+            for how in [ways[index % len(ways)]] if quick else ways:
+                yield kind, [(name, number, how)]
+
+
+def plan_pairs(kinds):
+    """Two failures in one run of the hook: each call with each later one, in ways that change from pair to pair."""
+    calls = kinds["hook"]
+    for turn, (one, other) in enumerate(itertools.combinations(calls, 2)):
+        ways = [failures(name)[turn % len(failures(name))] for name, _ in (one, other)]
+        yield "hook", [(*one, ways[0]), (*other, ways[1])]
+
+
+class Tally:
+    """What was tried and found, by road, kind and call."""
+
+    def __init__(self):
+        self.lock = threading.Lock()
+        self.runs = Counter()
+        self.calls = {}
+        self.missed = Counter()
+        self.ends = Counter()
+        self.found = []
+        self.longest = (0, "")
+
+    def add(self, scene, kind, faults, result, hit, found):
+        pair = " pairs" if len(faults) > 1 else ""
+        title = f"{scene.name}: {kind} " + " and ".join(f"{name} {number} {how}" for name, number, how in faults)
+        with self.lock:
+            self.runs[scene.name, kind + pair] += 1
+            self.calls.setdefault((scene.name, kind + pair), set()).update(fault[:2] for fault in faults)
+            self.missed[scene.name, kind + pair] += not hit
+            self.ends[scene.name, kind + pair, "answer" if result.output else "line" if result.error else "silence"] += 1
+            if LEAVES_OPEN not in title:
+                self.longest = max(self.longest, (result.seconds, title))
+            self.found += [f"{title}: {fault}" for fault in found]
+
+    def print(self):
+        print(f"{'road':<11}{'whose calls':<15}{'calls':>6}{'runs':>7}{'not hit':>9}{'answer':>8}{'line':>6}{'silence':>9}")
+        for key, runs in sorted(self.runs.items()):
+            ends = [self.ends[(*key, end)] for end in ("answer", "line", "silence")]
+            print(f"{key[0]:<11}{key[1]:<15}{len(self.calls[key]):>6}{runs:>7}{self.missed[key]:>9}"
+                  f"{ends[0]:>8}{ends[1]:>6}{ends[2]:>9}")
+        print(f"{sum(self.runs.values())} runs, the longest {self.longest[0]:.1f} s: {self.longest[1]}")
+        for line in sorted(self.found):
+            print(line)
+        print(f"{len(self.found)} faults found")
+
+
+def try_one(scene, kind, faults, tally):
+    words = options(faults)
+    trace = scene.trace
+    if kind == "decoder":
+        trace = scene.traced_decoder(words)
+        result = scene.play()
+        scene.plain_decoder()
+    else:
+        # The child shares its number of a call with the hook, so both may fail.
+        follow = ["-f"] if kind == "start" else []
+        trace.write_bytes(b"")
+        result = scene.play(["strace", *follow, "-qq", "-o", trace, *words])
+    hit = trace.exists() and "INJECTED" in trace.read_text(errors="replace")
+    failed = {name for name, _, _ in faults}
+    excused = {"mode"} if "chmod" in failed else set()
+    if len(faults) > 1 and "unlink" in failed:
+        excused.add("temporary")
+    found = scene.faults(result, excused)
+    if result.seconds > SLOW and LEAVES_OPEN not in failed:
+        found.append(f"took {result.seconds:.1f} s")
+    tally.add(scene, kind, faults, result, hit, found)
+
+
+def play_road(name, programs, options_, tally):
+    """All planned runs of a road, by as many workers as there are jobs, each with a stage of its own."""
+    tasks = queue.SimpleQueue()
+    with Scene(name, programs) as scene:
+        scene.rehearse()
+        kinds = learn(scene)
+    for task in itertools.chain(plan_singles(kinds, options_.quick), plan_pairs(kinds) if options_.pairs else ()):
+        tasks.put(task)
+
+    def work():
+        with Scene(name, programs) as scene:
+            scene.rehearse()
+            while True:
+                try:
+                    try_one(scene, *tasks.get_nowait(), tally)
+                except queue.Empty:
+                    return
+
+    threads = [threading.Thread(target=work) for _ in range(options_.jobs)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    if not tasks.empty():
+        tally.found.append(f"{name}: {tasks.qsize()} runs were not made")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    parser.add_argument("--all", dest="quick", action="store_false", help="every call in every way")
+    parser.add_argument("--pairs", action="store_true", help="also every two calls of the hook together")
+    parser.add_argument("--road", choices=ROADS, action="append", help="this road only")
+    parser.add_argument("--jobs", type=int, default=2)
+    options_ = parser.parse_args()
+    try:
+        require_strace()
+    except Skipped as reason:
+        print(f"skipped: {reason}")
+        return SKIPPED
+    tally = Tally()
+    began = time.monotonic()
+    # The hook's own calls are much the same on these two.
+    for name in options_.road or [name for name in ROADS if not (options_.quick and name == "bytes")]:
+        play_road(name, options_.programs.resolve(), options_, tally)
+    tally.print()
+    print(f"{time.monotonic() - began:.0f} s")
+    return 1 if tally.found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
