@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Many runs at once, each with a picture, against one application that takes them one by one and thinks about each for a
-while; what they and their decoders take in memory together, at the highest. Every run must end as it may, and the
-observation be whole all the while."""
+"""Many runs at once, each with a picture, against one application that takes them one by one and thinks about each
+for a while; what they and their decoders take in memory together, at the highest. Every run must end as it may, and
+the observation be whole all the while."""
 
 import argparse
 import contextlib

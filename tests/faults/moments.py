@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
-"""Ends a run, or changes the world around it, at each of its system calls: killed and told to end at every point, stopped
-while a directory vanishes, a picture shrinks, grows or vanishes, and let go on. What a run has observed is whole then:
-the record of the run before, or its own. Status 77: this machine lacks the tools."""
+"""Ends a run, or changes the world around it, at each of its system calls: killed and told to end at every point,
+stopped while a directory vanishes, a picture shrinks, grows or vanishes, and let go on.
+
+What a run has observed is whole then: the record of the run before, or its own. Status 77: this machine lacks the
+tools.
+"""
 
 import argparse
 import os

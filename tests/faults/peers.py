@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Plays a run against peers on the link that trickle, flood, stall, hang up, answer twice or answer nonsense, each a few
-lines of Python, and looks at what the run does then and how long it takes."""
+"""Plays a run against peers on the link that trickle, flood, stall, hang up, answer twice or answer nonsense, each a
+few lines of Python, and looks at what the run does then and how long it takes."""
 
 import argparse
 import json
@@ -153,7 +153,7 @@ def main():
             result = scene.play()
             peer.stop()
             faults = scene.faults(result)
-            got = "answer" if result.output else "line" if result.error else "silence"
+            got = result.end()
             if got != end:
                 faults.append(f"{got} instead of {end}: {result.output!r} {result.error!r}")
             if result.seconds > seconds:

@@ -53,6 +53,10 @@ class Result:
     def __init__(self, output, error, status, seconds, left):
         self.output, self.error, self.status, self.seconds, self.left = output, error, status, seconds, left
 
+    def end(self):
+        """What the agent gets."""
+        return "answer" if self.output else "line" if self.error else "silence"
+
 
 class Scene:
     """The stage of one road, with the stand-in listening. `programs` is the folder of the hook."""
@@ -186,8 +190,8 @@ class Scene:
             return None
 
     def faults(self, result, excused=()):
-        """What is wrong after a run. Some of it may be excused: how it ended ("end"), the observation's mode ("mode"), a
-        file that was to take its place ("temporary")."""
+        """What is wrong after a run. Some of it may be excused: how it ended ("end"), the observation's mode ("mode"),
+        a file that was to take its place ("temporary")."""
         found = [] if "end" in excused else self.stream_faults(result)
         if result.seconds > self.max_seconds:
             found.append(f"took {result.seconds:.1f} s")

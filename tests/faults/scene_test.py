@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Shows that the verdict of these runs (scene.py) fails what must fail: programs that misbehave, in a few lines of shell."""
+"""Shows that the verdict of these runs (scene.py) fails what must fail: programs that misbehave, in a few
+lines of shell."""
 
 import sys
 import tempfile

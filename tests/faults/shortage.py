@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Plays runs that lack something: memory by both its limits, stack, room for files; and under a storm of interruptions."""
+"""Plays runs that lack something: memory by both its limits, stack, room for files; and under a storm of
+interruptions."""
 
 import argparse
 import contextlib

@@ -141,13 +141,14 @@ class Tally:
             self.runs[scene.name, kind + pair] += 1
             self.calls.setdefault((scene.name, kind + pair), set()).update(fault[:2] for fault in faults)
             self.missed[scene.name, kind + pair] += not hit
-            self.ends[scene.name, kind + pair, "answer" if result.output else "line" if result.error else "silence"] += 1
+            self.ends[scene.name, kind + pair, result.end()] += 1
             if LEAVES_OPEN not in title:
                 self.longest = max(self.longest, (result.seconds, title))
             self.found += [f"{title}: {fault}" for fault in found]
 
     def print(self):
-        print(f"{'road':<11}{'whose calls':<15}{'calls':>6}{'runs':>7}{'not hit':>9}{'answer':>8}{'line':>6}{'silence':>9}")
+        print(f"{'road':<11}{'whose calls':<15}{'calls':>6}{'runs':>7}{'not hit':>9}"
+              f"{'answer':>8}{'line':>6}{'silence':>9}")
         for key, runs in sorted(self.runs.items()):
             ends = [self.ends[(*key, end)] for end in ("answer", "line", "silence")]
             print(f"{key[0]:<11}{key[1]:<15}{len(self.calls[key]):>6}{runs:>7}{self.missed[key]:>9}"
