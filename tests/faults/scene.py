@@ -38,14 +38,16 @@ class Road:
         self.first = first  # without an observation of an earlier run
 
 
-WITHOUT_PICTURE = {"resolving", "no-image-identities", "no-exact-match"}
+# An application that cannot copy a picture has no match.
+WITHOUT_MATCH = {"resolving", "no-exact-match"}
+WITHOUT_PICTURE = {*WITHOUT_MATCH, "no-image-identities"}
 ROADS = {
-    "reference": Road("matched", {"resolving"}),
+    "reference": Road("matched", WITHOUT_MATCH),
     "bytes": Road("matched", WITHOUT_PICTURE, attached="same"),
     "pixels": Road("matched", WITHOUT_PICTURE, attached="commented"),
     "refusal": Road("resolving", options=("--misbehave", "refuse")),
     "no-image": Road("no-image-identities", agent="cursor", attached="missing"),
-    "first-run": Road("matched", {"resolving"}, first=True),
+    "first-run": Road("matched", WITHOUT_MATCH, first=True),
 }
 
 
