@@ -97,7 +97,7 @@ def options(faults):
     """How strace is told: one `inject` for a call of the hook, or two."""
     if len(faults) == 2 and faults[0][0] == faults[1][0]:
         (name, first, how), (_, second, _) = sorted(faults, key=lambda fault: fault[1])
-        injected = [f"inject={name}:{how}:when={first}+{second - first}"]
+        injected = [f"inject={name}:{how}:when={first}..{second}+{second - first}"]
     else:
         injected = [f"inject={name}:{how}:when={number}" for name, number, how in faults]
     return [word for text in ["trace=" + ",".join({fault[0] for fault in faults}), *injected] for word in ("-e", text)]
