@@ -2,12 +2,18 @@
 
 option(SORVANE_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(SORVANE_FUZZ "Build the fuzz targets for libFuzzer, which Clang brings" OFF)
+option(SORVANE_COVERAGE "Build with GCC's counters of lines and branches" OFF)
 option(SORVANE_BENCH "Build what scripts/bench measures with" OFF)
 
 add_library(sorvane_settings INTERFACE)
 target_compile_features(sorvane_settings INTERFACE cxx_std_20)
 target_compile_options(sorvane_settings INTERFACE -ffunction-sections -fdata-sections)
 
+if(SORVANE_COVERAGE)
+    # Threads count too; what ends with a signal or `_exit` does not.
+    add_compile_options(-O0 --coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()
 if(SORVANE_SANITIZE)
     # Without the check of dynamic types: it asks the system for a pipe of its own, and calls every
     # type wrong in a test that has taken the descriptors away.

@@ -17,7 +17,7 @@ import pictures
 from run_case import require_strace, Skipped, SKIPPED
 from stage import Stage, USUAL_CLIENT
 
-MAX_SECONDS = 12  # a picture may take 10, the link 2 for each read and write
+MAX_SECONDS = 15  # a picture may take 10, the link 2 for a write and 2 for a read
 GRACE = 2  # seconds in which a decoder whose hook was killed must have ended
 TOKEN = b"7b1f0c5e-credential-of-the-stage-93ad"
 BEFORE = (b'{"clientID":"client-0","observedAt":700000000.25,"attachmentCount":9,"referenceCount":9,'
