@@ -4,12 +4,15 @@ targets. Status 1: somebody gave a wrong digest. A missed target is no error; it
 """
 
 import argparse
+import datetime
+import json
 import subprocess
 import sys
 from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+import chart
 import files
 import machine
 import peers
@@ -29,20 +32,30 @@ def options():
     parser.add_argument("--modules", type=Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--rounds", type=int, default=15, help="of every picture (15); start-up takes 12 times that")
     parser.add_argument("--busy", action="store_true", help="keep one core busy with something else")
+    parser.add_argument("--json", type=Path, metavar="FILE", help="write the figures there too; times are milliseconds")
+    parser.add_argument("--chart", type=Path, metavar="FILE", help="draw the pictures' figures there, as SVG")
     parser.add_argument("--instructions", action="store_true", help="count the pictures' instructions too (minutes)")
     return parser.parse_args()
 
 
 def compare(chosen):
     instruments = chosen.build / "bench"
-    print(machine.facts())
+    facts = machine.facts()
+    for name, fact in facts.items():
+        print(f"{name:<18}{fact}")
     made, srgb = files.make(instruments / "pictures", instruments / "draw")
     here, missing = peers.installed(instruments, srgb, chosen.modules)
     print(f"peers             {', '.join(here) or 'none'}; missing: {', '.join(missing) or 'none'}")
     with Scene(chosen.build) as scene:
-        startup.compare(instruments, scene, STARTS * chosen.rounds)
-        wrong = pictures.compare(instruments, scene, made, here, chosen.rounds, chosen.instructions)
+        starts = startup.compare(instruments, scene, STARTS * chosen.rounds)
+        seen, wrong = pictures.compare(instruments, scene, made, here, chosen.rounds, chosen.instructions)
     print(f"\nload              {machine.load()}")
+    figures = {"machine": facts, "date": datetime.date.today().isoformat(), "rounds": chosen.rounds,
+               "busy": chosen.busy, "starts": starts, "pictures": seen, "wrong": wrong}
+    if chosen.json:
+        chosen.json.write_text(json.dumps(figures, indent=2) + "\n")
+    if chosen.chart:
+        chosen.chart.write_text(chart.drawn(figures))
     return wrong
 
 

@@ -28,11 +28,11 @@ class Picture:
 
 def pictures():
     return [
-        Picture("4K screenshot, PNG", "screenshot", 3840, 2160, 1.6, 0.30),
-        Picture("4K photograph, PNG", "photograph", 3840, 2160, 1.2, 0.50),
-        Picture("1200 x 800 screenshot, PNG", "screenshot", 1200, 800, 1.5, 0.20),
-        Picture("4000 x 3000 photograph, JPEG", "jpeg", 4000, 3000, None, 0.55),
-        Picture("4K screenshot, PNG, Display P3", "screenshot", 3840, 2160, None, 0.35, tagged=True),
+        Picture("4K screenshot, PNG", "screenshot", 3840, 2160, 0.80, 0.20),
+        Picture("4K photograph, PNG", "photograph", 3840, 2160, 0.85, 0.24),
+        Picture("1200 x 800 screenshot, PNG", "screenshot", 1200, 800, 1.35, 0.20),
+        Picture("4000 x 3000 photograph, JPEG", "jpeg", 4000, 3000, None, 0.33),
+        Picture("4K screenshot, PNG, Display P3", "screenshot", 3840, 2160, None, 0.20, tagged=True),
     ]
 
 

@@ -28,10 +28,10 @@ def load():
 
 def facts():
     words = processor_words()
-    return "\n".join([
-        f"processor         {words.get('model name', platform.processor() or 'unknown')}, {platform.machine()}",
-        f"cores             {os.cpu_count()}",
-        f"SHA instructions  {sha_instructions(words)}",
-        f"system            {platform.system()} {platform.release()}",
-        f"load              {load()}",
-    ])
+    return {
+        "processor": f"{words.get('model name', platform.processor() or 'unknown')}, {platform.machine()}",
+        "cores": os.cpu_count(),
+        "SHA instructions": sha_instructions(words),
+        "system": f"{platform.system()} {platform.release()}",
+        "load": load(),
+    }

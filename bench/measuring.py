@@ -92,6 +92,12 @@ def ratio_of_fastest(costs, others):
     return min(cost.wall for cost in costs) / min(cost.wall for cost in others)
 
 
+def figures(costs):
+    """What is kept of a command's runs: the wall time's quartiles and the processor time in milliseconds."""
+    spread = wall(costs)
+    return {"wall": [spread.low, spread.median, spread.high], "processor": processor(costs)}
+
+
 def wall(costs):
     return Spread.of(cost.wall / 1000 for cost in costs)
 

@@ -10,7 +10,7 @@ from measuring import Command, Failed
 HOOK, DECODER = "sorvane-hook", "sorvane-pixels alone"
 FLOOR = "floor by "
 SECONDS = "60"
-PEAK = 16 * 1024  # KiB, of the hook and of its decoder each
+PEAK = 6 * 1024  # KiB, of the hook and of its decoder each
 HEAD = ["", "wall ms", "cpu ms", "x floor", "target", "x fastest", "x cpu", "x best peer", "target", "M instr.",
         "peak MiB"]
 
@@ -107,6 +107,11 @@ class Comparison:
             print("Every colour engine rounds in its own way: that a digest comes is checked, not which.")
 
 
+    def figures(self):
+        ranks = {HOOK: "hook", DECODER: "decoder"} | dict.fromkeys(self.floors, "floor") | dict.fromkeys(self.peers, "peer")
+        return {name: measuring.figures(costs) | {"rank": ranks[name]} for name, costs in self.costs.items()}
+
+
 def output_or_failure(command):
     try:
         return measuring.output_of(command) or "nothing"
@@ -115,11 +120,12 @@ def output_or_failure(command):
 
 
 def compare(instruments, scene, pictures, peers, rounds, count):
-    """Shows a table for each picture; gives what is wrong."""
-    wrong = []
+    """Shows a table for each picture; gives its figures and what is wrong."""
+    figures, wrong = {}, []
     for picture in pictures:
         comparison = Comparison(picture, instruments, scene, peers)
         comparison.measure(rounds)
         comparison.show(count)
+        figures[picture.name] = comparison.figures()
         wrong += [f"{picture.name}: {name}: {said}" for name, said in comparison.errors.items()]
-    return wrong
+    return figures, wrong
