@@ -7,7 +7,6 @@
 #include "broker/session_notification.h"
 #include "integration/helper_paths.h"
 #include "support/absolute_path.h"
-#include "support/argv0.h"
 #include "support/environment.h"
 #include "support/executable_path.h"
 #include "support/helper_io.h"

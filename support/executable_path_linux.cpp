@@ -1,7 +1,8 @@
 #include "support/executable_path.h"
 
-#include <string>
 #include <system_error>
+
+#include "support/file_reader.h"
 
 namespace sorvane {
 
@@ -10,6 +11,12 @@ std::optional<std::filesystem::path> executablePath(pid_t process) {
     auto path = std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe", failure);
     if (failure) return std::nullopt;
     return path;
+}
+
+// The C library keeps only what it made of the argument; the kernel keeps the argument.
+std::string argv0() {
+    const std::string commandLine = readFile("/proc/self/cmdline");
+    return commandLine.substr(0, commandLine.find('\0'));
 }
 
 } // namespace sorvane

@@ -1,6 +1,7 @@
 #include "support/executable_path.h"
 
 #include <array>
+#include <crt_externs.h>
 #include <libproc.h>
 #include <string_view>
 
@@ -19,6 +20,11 @@ std::optional<std::filesystem::path> executablePath(pid_t process) {
     if (length <= 0) return std::nullopt;
     const std::string_view path(buffer.data(), static_cast<std::size_t>(length));
     return path.substr(0, path.find('\0'));
+}
+
+std::string argv0() {
+    if (*::_NSGetArgc() < 1) return {};
+    return **::_NSGetArgv();
 }
 
 } // namespace sorvane

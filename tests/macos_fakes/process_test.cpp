@@ -5,7 +5,6 @@
 #include <doctest/doctest.h>
 
 #include "identity/decoder_program.h"
-#include "support/argv0.h"
 #include "support/child_isolation.h"
 #include "support/executable_path.h"
 #include "tests/macos_fakes/world.h"
