@@ -99,8 +99,10 @@ else()
         LIBRARY nettle HEADER nettle/sha2.h PACKAGE nettle-dev)
     sorvane_library(Sorvane::utf8proc STATIC
         LIBRARY utf8proc HEADER utf8proc.h MODULE libutf8proc PACKAGE libutf8proc-dev)
-    # Linked only by a program that posts the notification; the hook does not.
+    # Linked only by a program that posts the notification; the hook does not, and takes no shared
+    # library.
     sorvane_library(Sorvane::systemd SHARED
         LIBRARY systemd HEADER systemd/sd-bus.h PACKAGE libsystemd-dev)
-    set(sorvane_platform_libraries Sorvane::nettle Sorvane::utf8proc Sorvane::systemd)
+    set(sorvane_platform_libraries Sorvane::nettle Sorvane::utf8proc
+        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:SORVANE_STATIC>>>:Sorvane::systemd>)
 endif()

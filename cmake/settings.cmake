@@ -27,11 +27,19 @@ if(SORVANE_SANITIZE)
 elseif(APPLE)
     target_link_options(sorvane_settings INTERFACE -Wl,-dead_strip -Wl,-dead_strip_dylibs)
 else()
-    # A program of ours starts at every prompt: it needs no shared library but the C library. One that
-    # links shared libraries written in C++ shares their run time (SORVANE_SHARED_RUN_TIME): there
-    # must not be two of it.
+    # A program of ours starts at every prompt: it needs no shared library but the C library, and the
+    # hook not even that (SORVANE_STATIC), where its archive is here: being loaded would take a third
+    # of a run. A program that links shared libraries written in C++ shares their run time
+    # (SORVANE_SHARED_RUN_TIME): there must not be two of it.
+    include(CheckCXXSourceCompiles)
+    set(CMAKE_REQUIRED_LINK_OPTIONS -static-pie)
+    check_cxx_source_compiles("int main() { return 0; }" SORVANE_HAS_STATIC_PIE)
+    unset(CMAKE_REQUIRED_LINK_OPTIONS)
+    set(static $<AND:$<BOOL:${SORVANE_HAS_STATIC_PIE}>,$<BOOL:$<TARGET_PROPERTY:SORVANE_STATIC>>>)
+    set(shared_run_time $<BOOL:$<TARGET_PROPERTY:SORVANE_SHARED_RUN_TIME>>)
     target_link_options(sorvane_settings INTERFACE
-        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:SORVANE_SHARED_RUN_TIME>>>:-static-libstdc++>
-        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:SORVANE_SHARED_RUN_TIME>>>:-static-libgcc>
+        $<${static}:-static-pie>
+        $<$<NOT:$<OR:${static},${shared_run_time}>>:-static-libstdc++>
+        $<$<NOT:$<OR:${static},${shared_run_time}>>:-static-libgcc>
         -Wl,--gc-sections -Wl,--as-needed)
 endif()
