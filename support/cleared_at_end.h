@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 namespace sorvane {
@@ -13,10 +12,9 @@ class ClearedAtEnd {
     ClearedAtEnd(const ClearedAtEnd&) = delete;
     ClearedAtEnd& operator=(const ClearedAtEnd&) = delete;
     ~ClearedAtEnd() {
-        secret_.resize(secret_.capacity());
-        // Volatile: a compiler would leave out what nobody reads any more.
-        volatile char* byte = secret_.data();
-        for (std::size_t left = secret_.size(); left > 0; --left) *byte++ = 0;
+        secret_.assign(secret_.capacity(), '\0');
+        // A compiler would leave out what nobody reads any more.
+        asm volatile("" : : "r"(secret_.data()) : "memory");
         secret_.clear();
     }
 
