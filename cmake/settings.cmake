@@ -35,11 +35,11 @@ else()
     set(CMAKE_REQUIRED_LINK_OPTIONS -static-pie)
     check_cxx_source_compiles("int main() { return 0; }" SORVANE_HAS_STATIC_PIE)
     unset(CMAKE_REQUIRED_LINK_OPTIONS)
-    set(static $<AND:$<BOOL:${SORVANE_HAS_STATIC_PIE}>,$<BOOL:$<TARGET_PROPERTY:SORVANE_STATIC>>>)
+    set(sorvane_static $<AND:$<BOOL:${SORVANE_HAS_STATIC_PIE}>,$<BOOL:$<TARGET_PROPERTY:SORVANE_STATIC>>>)
     set(shared_run_time $<BOOL:$<TARGET_PROPERTY:SORVANE_SHARED_RUN_TIME>>)
     target_link_options(sorvane_settings INTERFACE
-        $<${static}:-static-pie>
-        $<$<NOT:$<OR:${static},${shared_run_time}>>:-static-libstdc++>
-        $<$<NOT:$<OR:${static},${shared_run_time}>>:-static-libgcc>
+        $<${sorvane_static}:-static-pie>
+        $<$<NOT:$<OR:${sorvane_static},${shared_run_time}>>:-static-libstdc++>
+        $<$<NOT:$<OR:${sorvane_static},${shared_run_time}>>:-static-libgcc>
         -Wl,--gc-sections -Wl,--as-needed)
 endif()

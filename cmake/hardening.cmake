@@ -1,0 +1,55 @@
+# What compiler and linker add to the programs against mistakes in them and in what they link: canaries
+# on the stack, checked lengths, an address that is not known beforehand, tables that are read-only
+# when the program begins, and jumps to marked targets only. Each as far as the compiler has it. The
+# sanitizers bring their own; tests are not optimised, which checked lengths want to be. On macOS the
+# linker's defaults are all of it but the canaries and the lengths.
+
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+
+add_library(sorvane_hardening INTERFACE)
+
+# For the decoder, which meets files from anywhere: a variable that a mistake leaves unset is 0, and
+# not what the stack held before.
+add_library(sorvane_decoder_hardening INTERFACE)
+target_link_libraries(sorvane_decoder_hardening INTERFACE sorvane_hardening)
+
+if(SORVANE_SANITIZE)
+    return()
+endif()
+
+# The options that the compiler took, for the test that looks for their traces.
+set(sorvane_hardening_options "")
+
+function(sorvane_harden target option)
+    string(MAKE_C_IDENTIFIER "sorvane_has${option}" has)
+    check_cxx_compiler_flag(${option} ${has})
+    if(${has})
+        target_compile_options(${target} INTERFACE ${option})
+        set(sorvane_hardening_options ${sorvane_hardening_options} ${option} PARENT_SCOPE)
+    endif()
+endfunction()
+
+sorvane_harden(sorvane_hardening -fstack-protector-strong)
+sorvane_harden(sorvane_decoder_hardening -ftrivial-auto-var-init=zero)
+
+# The third level reckons with sizes that are known at run time only; a C library without it says so.
+set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
+check_cxx_source_compiles("#include <cstdlib>
+int main() {}" sorvane_has_fortify_3)
+unset(CMAKE_REQUIRED_FLAGS)
+set(fortify 2)
+if(sorvane_has_fortify_3)
+    set(fortify 3)
+endif()
+target_compile_options(sorvane_hardening INTERFACE
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify}>")
+
+if(NOT APPLE)
+    # One for each of the two kinds of machine.
+    sorvane_harden(sorvane_hardening -fcf-protection)
+    sorvane_harden(sorvane_hardening -mbranch-protection=standard)
+    target_compile_options(sorvane_hardening INTERFACE -fPIE)
+    target_link_options(sorvane_hardening INTERFACE
+        $<$<NOT:${sorvane_static}>:-pie> LINKER:-z,relro,-z,now)
+endif()
