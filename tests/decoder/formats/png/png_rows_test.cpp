@@ -88,7 +88,7 @@ Bytes cutIntoChunks(const Bytes& data, std::size_t size) {
 TEST_CASE("all filters, channels and widths") {
     std::mt19937 chance(2);
     for (const std::uint8_t colourType : {grey, rgb, greyAlpha, rgba})
-        for (const std::uint8_t depth : {8, 16})
+        for (const std::uint8_t depth : Bytes{8, 16})
             for (std::uint32_t width = 1; width <= 70; ++width)
                 for (std::uint8_t filter = 0; filter < 5; ++filter) {
                     CAPTURE(colourType);
@@ -101,9 +101,9 @@ TEST_CASE("all filters, channels and widths") {
 
 TEST_CASE("few bits a sample, with a transparent colour and without") {
     std::mt19937 chance(6);
-    for (const std::uint8_t depth : {1, 2, 4, 8, 16})
+    for (const std::uint8_t depth : Bytes{1, 2, 4, 8, 16})
         for (std::uint32_t width = 1; width <= 40; ++width)
-            for (const std::uint8_t key : {0, 1, 3}) {
+            for (const std::uint8_t key : Bytes{0, 1, 3}) {
                 CAPTURE(depth);
                 CAPTURE(width);
                 // Its bits beyond the depth do not count.
