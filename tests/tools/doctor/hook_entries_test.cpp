@@ -111,7 +111,7 @@ TEST_CASE("what cannot be read is told with its line") {
         entries("Claude Code", "settings.json", "{\n  \"hooks\": {},\n}\n");
         FAIL("it was read");
     } catch (const std::runtime_error& error) {
-        CHECK(std::string(error.what()).find("in line 3, at byte 1") != std::string::npos);
+        CHECK(std::string(error.what()).find("in line 3 at byte 1") != std::string::npos);
     }
 }
 
