@@ -100,8 +100,12 @@ TEST_CASE("graphemes are the same here as on another system") {
 
 TEST_CASE("the boundary of any scalar with letters, marks and controls is Unicode's") {
     constexpr std::u32string_view others = U"a1\n\u4E2D\u0301\u093F\u0E33\u200B\u200C\u2028\u0600";
+    // Since Unicode 16 the first is a prepended mark, and the second is none; the library here may
+    // be older or newer.
+    constexpr std::u32string_view changed = U"\U000113D1\U00011A3A";
     std::size_t differences = 0;
     forEveryScalar([&](char32_t scalar) {
+        if (changed.find(scalar) != std::u32string_view::npos) return;
         World world;
         const auto differs = [](char32_t before, char32_t after) -> std::size_t {
             return graphemes::isBoundary(before, after) != breaks(before, after) ? 1 : 0;
