@@ -19,7 +19,7 @@ from scene import Scene
 THINKS = 100  # milliseconds
 SIZE = (1200, 800)  # a window on the screen
 SECONDS = 30  # the agents' own patience; a machine has fewer processors than this has runs
-PAUSE = 0.05  # seconds between two looks at the memory
+PAUSE = 0.02  # seconds between two looks at the memory
 
 
 def proportional_kib(process):
@@ -66,15 +66,17 @@ class Watch:
 
 
 def play(scene, runs):
-    """All at once: each result, and the watch."""
+    """All at once, since each waits for its event until all have been started: each result, and the watch."""
     scene.reset()
     results = []
 
-    def one():
-        results.append(scene.play_on())
+    def one(process, began):
+        results.append(scene.end(process, began))
 
+    processes = [scene.start() for _ in range(runs)]
+    began = time.monotonic()
     watch = Watch(scene, {scene.application.pid})
-    threads = [threading.Thread(target=one) for _ in range(runs)]
+    threads = [threading.Thread(target=one, args=(process, began)) for process in processes]
     for thread in threads:
         thread.start()
     for thread in threads:
