@@ -5,7 +5,6 @@
 #include <initializer_list>
 #include <vector>
 
-#include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/futex.h>
 #include <linux/seccomp.h>
@@ -20,12 +19,19 @@ namespace sorvane::decoder {
 namespace {
 
 #if defined(__x86_64__)
-constexpr std::uint32_t auditArchitecture = AUDIT_ARCH_X86_64;
+constexpr MachineCalls thisMachine = x86_64Calls;
 #elif defined(__aarch64__)
-constexpr std::uint32_t auditArchitecture = AUDIT_ARCH_AARCH64;
+constexpr MachineCalls thisMachine = arm64Calls;
 #else
-#error "Name this machine's audit architecture here and try the confinement's tests."
+#error "Name this machine's calls in the header and try the confinement's tests."
 #endif
+
+static_assert(thisMachine.read == __NR_read && thisMachine.write == __NR_write &&
+              thisMachine.exit == __NR_exit && thisMachine.exitGroup == __NR_exit_group &&
+              thisMachine.brk == __NR_brk && thisMachine.munmap == __NR_munmap &&
+              thisMachine.mmap == __NR_mmap && thisMachine.mremap == __NR_mremap &&
+              thisMachine.madvise == __NR_madvise && thisMachine.getrandom == __NR_getrandom &&
+              thisMachine.futex == __NR_futex);
 
 // Both machines are little-endian: an argument's lower half comes first. The upper halves of those
 // that are looked at here mean nothing to the kernel.
@@ -56,9 +62,9 @@ struct Argument {
 /// number is loaded; a call that no rule allows meets the end.
 class CallFilter {
   public:
-    CallFilter()
+    explicit CallFilter(std::uint32_t architecture)
         : program_{load(offsetof(seccomp_data, arch)),
-                   unless(auditArchitecture, 1),
+                   unless(architecture, 1),
                    {BPF_JMP | BPF_JA, 0, 0, 1},
                    kill_,
                    load(offsetof(seccomp_data, nr))} {}
@@ -79,11 +85,10 @@ class CallFilter {
                         {answer(SECCOMP_RET_ALLOW), load(offsetof(seccomp_data, nr))});
     }
 
-    void install() {
-        program_.push_back(kill_);
-        const sock_fprog program{static_cast<unsigned short>(program_.size()), program_.data()};
-        require(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program, 0, 0) == 0,
-                "filter of system calls");
+    std::vector<sock_filter> program() const {
+        std::vector<sock_filter> whole = program_;
+        whole.push_back(kill_);
+        return whole;
     }
 
   private:
@@ -94,24 +99,32 @@ class CallFilter {
 
 } // namespace
 
-void filterCalls() {
-    CallFilter filter;
+std::vector<sock_filter> callFilter(const MachineCalls& machine) {
+    CallFilter filter(machine.architecture);
     // The two streams, and the end.
-    for (const int call : {__NR_read, __NR_write, __NR_exit, __NR_exit_group}) filter.allow(call);
+    for (const int call : {machine.read, machine.write, machine.exit, machine.exitGroup})
+        filter.allow(call);
     // Memory as malloc asks for it, new or as a block that grows: of this process alone, without a
     // file, never executable.
-    filter.allow(__NR_brk);
-    filter.allow(__NR_munmap);
-    filter.allow(__NR_mmap, {{2, PROT_READ | PROT_WRITE}, {3, MAP_PRIVATE | MAP_ANONYMOUS}});
-    filter.allow(__NR_mremap, {{3, MREMAP_MAYMOVE}});
-    filter.allow(__NR_madvise, {{2, MADV_DONTNEED}});
+    filter.allow(machine.brk);
+    filter.allow(machine.munmap);
+    filter.allow(machine.mmap, {{2, PROT_READ | PROT_WRITE}, {3, MAP_PRIVATE | MAP_ANONYMOUS}});
+    filter.allow(machine.mremap, {{3, MREMAP_MAYMOVE}});
+    filter.allow(machine.madvise, {{2, MADV_DONTNEED}});
     // Where the C library asks for huge pages by itself.
-    filter.allow(__NR_madvise, {{2, MADV_HUGEPAGE}});
+    filter.allow(machine.madvise, {{2, MADV_HUGEPAGE}});
     // malloc's seed, drawn at its first call.
-    filter.allow(__NR_getrandom);
+    filter.allow(machine.getrandom);
     // The end of an initialisation that others might wait for, at the run time's first exception.
-    filter.allow(__NR_futex, {{1, FUTEX_WAKE_PRIVATE}});
-    filter.install();
+    filter.allow(machine.futex, {{1, FUTEX_WAKE_PRIVATE}});
+    return filter.program();
+}
+
+void filterCalls() {
+    std::vector<sock_filter> filter = callFilter(thisMachine);
+    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+    require(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program, 0, 0) == 0,
+            "filter of system calls");
 }
 
 } // namespace sorvane::decoder
