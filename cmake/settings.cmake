@@ -1,6 +1,7 @@
 # How everything of ours is compiled: the language, the sanitizers, and dead code left out of the link.
 
 option(SORVANE_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(SORVANE_EMULATED "Build for an emulator of programs, which has no system-call filters" OFF)
 option(SORVANE_FUZZ "Build the fuzz targets for libFuzzer, which Clang brings" OFF)
 option(SORVANE_COVERAGE "Build with GCC's counters of lines and branches" OFF)
 option(SORVANE_BENCH "Build what scripts/bench measures with" OFF)

@@ -1,5 +1,6 @@
 // The sanitizer builds are limited in time alone: AddressSanitizer reserves terabytes of address
-// space, and opens files and starts processes to report what it found.
+// space, and opens files and starts processes to report what it found. So are the builds for an
+// emulator, whose own memory and system calls would be meant.
 
 #include "decoder/confinement/confinement.h"
 
