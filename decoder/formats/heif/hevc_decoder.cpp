@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <malloc.h>
 #include <memory>
 #include <new>
 #include <span>
@@ -57,7 +58,13 @@ void release(de265_decoder_context*, de265_image* picture, void*) {
     freePlanes(static_cast<std::uint8_t*>(de265_get_image_plane_user_data(picture, 0)));
 }
 
+// libde265 also reads what it should have noted about blocks that no slice has brought. While it is
+// at work, malloc clears what it gives.
+constexpr int clearMemory = 0xff; // the complement of the bytes
+constexpr int leaveMemory = 0;
+
 heif_error open(void** decoder) {
+    ::mallopt(M_PERTURB, clearMemory);
     *decoder = de265_new_decoder();
     if (*decoder == nullptr) return undecodable;
     de265_image_allocation cleared = {allocate, release};
@@ -66,7 +73,10 @@ heif_error open(void** decoder) {
     return decoded;
 }
 
-void close(void* decoder) { de265_free_decoder(decoder); }
+void close(void* decoder) {
+    de265_free_decoder(decoder);
+    ::mallopt(M_PERTURB, leaveMemory);
+}
 
 void setStrict(void*, int) {}
 
