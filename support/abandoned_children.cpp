@@ -1,6 +1,7 @@
 #include "support/abandoned_children.h"
 
 #include <cerrno>
+#include <csignal>
 #include <mutex>
 #include <new>
 #include <vector>
@@ -16,11 +17,10 @@ std::mutex guard;
 std::vector<pid_t> abandoned;
 
 bool isReaped(pid_t child) {
-    pid_t answer = 0;
-    do {
-        answer = ::waitpid(child, nullptr, WNOHANG);
-    } while (answer < 0 && errno == EINTR);
-    return answer != 0; // also when somebody else has reaped it
+    siginfo_t info{};
+    while (::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG) < 0)
+        if (errno != EINTR) return true; // somebody else has reaped it
+    return info.si_pid != 0;
 }
 
 } // namespace

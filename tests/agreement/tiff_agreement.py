@@ -533,7 +533,7 @@ def declared_sizes(checker):
     dozen = Picture(40, 30, MIN_IS_BLACK, 8, (UNSPECIFIED,) * 31)
     checker.answers('32 samples a pixel', dozen.file(), answer(dozen.pixels()))
     more = Picture(40, 30, MIN_IS_BLACK, 8, (UNSPECIFIED,) * 32)
-    checker.refuses('33 samples a pixel', more.file())
+    checker.rejects('33 samples a pixel', more.file())
     for bits in (1, 3, 7, 12, 16, 24, 32):
         spectrum = Picture(37, 5, MIN_IS_BLACK, bits, (UNSPECIFIED,) * 9)
         checker.answers('ten samples of %d bits a pixel' % bits, spectrum.file(),

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <sys/ptrace.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <doctest/doctest.h>
@@ -22,7 +23,9 @@ using Clock = ChildProcess::Clock;
 
 namespace {
 
-/// A child that a debugger keeps from being gone, once it has been killed, until it is let go.
+bool exists(pid_t process) { return ::kill(process, 0) == 0; }
+
+/// A child that a debugger keeps from being gone, once it has been killed, until the debugger ends.
 class HeldChild {
   public:
     HeldChild() {
@@ -34,10 +37,27 @@ class HeldChild {
         process.emplace("/bin/sh", std::vector<std::string>{"sh", "-c", "echo $$; exec cat >&2"},
                         std::vector<std::string>{}, std::move(streams));
         number = std::stoi(output.content());
-        held = ::ptrace(PTRACE_SEIZE, number, nullptr, PTRACE_O_TRACEEXIT) == 0;
+        test::Pipe answer;
+        debugger_ = ::fork();
+        if (debugger_ == 0) {
+            const bool holds = ::ptrace(PTRACE_SEIZE, number, nullptr, PTRACE_O_TRACEEXIT) == 0;
+            if (holds && ::write(answer.writer.get(), "x", 1) == 1) ::pause();
+            ::_exit(0);
+        }
+        answer.writer.reset();
+        char byte = 0;
+        held = ::read(answer.reader.get(), &byte, 1) == 1;
     }
+    HeldChild(const HeldChild&) = delete;
+    HeldChild& operator=(const HeldChild&) = delete;
+    ~HeldChild() { letGo(); }
 
-    void letGo() const { ::ptrace(PTRACE_DETACH, number, nullptr, nullptr); }
+    void letGo() {
+        if (debugger_ < 0) return;
+        ::kill(debugger_, SIGKILL);
+        ::waitpid(debugger_, nullptr, 0);
+        debugger_ = -1;
+    }
 
     std::optional<ChildProcess> process;
     pid_t number = -1;
@@ -45,9 +65,8 @@ class HeldChild {
 
   private:
     test::Pipe input_;
+    pid_t debugger_ = -1;
 };
-
-bool exists(pid_t process) { return ::kill(process, 0) == 0; }
 
 } // namespace
 
