@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include "decoder/memory_limit.h"
+#include "identity/pixel_budget.h"
 #include "support/sha256.h"
 #include "tests/decoder/formats/png/png_bytes.h"
 #include "tests/decoder/input_file.h"
