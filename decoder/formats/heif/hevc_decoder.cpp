@@ -27,18 +27,18 @@ int supports(heif_compression_format format) {
 }
 
 // As libde265's own allocation, but for the clearing; the planes lie one after the other.
-int allocate(de265_decoder_context*, de265_image_spec* spec, de265_image* picture, void*) {
-    const auto alignment = static_cast<std::size_t>(spec->alignment);
-    const bool grey = spec->format == de265_image_format_mono8;
-    const bool halfWidth = spec->format != de265_image_format_YUV444P8;
-    const bool halfHeight = spec->format == de265_image_format_YUV420P8;
+int allocate(de265_decoder_context*, de265_image_spec* wanted, de265_image* picture, void*) {
+    const auto alignment = static_cast<std::size_t>(wanted->alignment);
+    const bool grey = wanted->format == de265_image_format_mono8;
+    const bool halfWidth = wanted->format != de265_image_format_YUV444P8;
+    const bool halfHeight = wanted->format == de265_image_format_YUV420P8;
     std::array<std::size_t, 3> offsets{};
     std::array<std::size_t, 3> strides{};
     std::size_t bytes = 0;
     for (int channel = 0; channel < (grey ? 1 : 3); ++channel) {
         const auto i = static_cast<std::size_t>(channel);
-        const auto width = static_cast<std::size_t>(spec->width) / (i > 0 && halfWidth ? 2 : 1);
-        const auto height = static_cast<std::size_t>(spec->height) / (i > 0 && halfHeight ? 2 : 1);
+        const auto width = static_cast<std::size_t>(wanted->width) / (i > 0 && halfWidth ? 2 : 1);
+        const auto height = static_cast<std::size_t>(wanted->height) / (i > 0 && halfHeight ? 2 : 1);
         strides[i] = (width + alignment - 1) / alignment * alignment;
         offsets[i] = bytes;
         const std::size_t sample = de265_get_bits_per_pixel(picture, channel) > 8 ? 2 : 1;
