@@ -23,13 +23,15 @@ SampleFormat PngSampleForm::format() const {
     return {channelsOf(coloured, alpha), depth == 16};
 }
 
-// One byte for each sample, of its own bits.
+// One byte for each sample: scaled, unless it still has to be compared or looked up.
 const std::uint8_t* PngSamples::unpacked(const std::uint8_t* stored, std::uint32_t width) {
     const unsigned depth = form_.depth;
     const unsigned full = (1U << depth) - 1;
+    const unsigned scale = form_.palette || form_.transparent ? 1 : 255 / full;
     unpacked_.resize(width);
     for (std::size_t x = 0, bit = 0; x < width; ++x, bit += depth)
-        unpacked_[x] = static_cast<std::uint8_t>(stored[bit / 8] >> (8 - depth - bit % 8) & full);
+        unpacked_[x] =
+            static_cast<std::uint8_t>((stored[bit / 8] >> (8 - depth - bit % 8) & full) * scale);
     return unpacked_.data();
 }
 
@@ -46,23 +48,20 @@ template<class Sample>
 void PngSamples::addAlpha(const std::uint8_t* samples, std::uint32_t width) {
     const unsigned full = (1U << form_.depth) - 1;
     const unsigned scale = std::numeric_limits<Sample>::max() / full;
-    const bool keyed = form_.transparent.has_value();
+    const std::size_t colours = form_.count;
     std::array<Sample, 3> key{};
-    for (std::size_t i = 0; keyed && i < form_.count; ++i)
+    for (std::size_t i = 0; i < colours; ++i)
         key[i] = static_cast<Sample>((*form_.transparent)[i] & full);
-    const std::size_t channels = form_.count + (keyed ? 1 : 0);
-    samples_.resize(channels * width * sizeof(Sample));
+    samples_.resize((colours + 1) * width * sizeof(Sample));
     std::array<Sample, 4> pixel{};
     std::uint8_t* to = samples_.data();
-    for (std::uint32_t x = 0; x < width; ++x, to += channels * sizeof(Sample)) {
-        std::memcpy(pixel.data(), samples, form_.count * sizeof(Sample));
-        samples += form_.count * sizeof(Sample);
-        const bool isKey =
-            keyed && std::equal(key.begin(), key.begin() + form_.count, pixel.begin());
-        for (std::size_t i = 0; i < form_.count; ++i)
-            pixel[i] = static_cast<Sample>(pixel[i] * scale);
-        if (keyed) pixel[form_.count] = isKey ? Sample{0} : std::numeric_limits<Sample>::max();
-        std::memcpy(to, pixel.data(), channels * sizeof(Sample));
+    for (std::uint32_t x = 0; x < width; ++x, to += (colours + 1) * sizeof(Sample)) {
+        std::memcpy(pixel.data(), samples, colours * sizeof(Sample));
+        samples += colours * sizeof(Sample);
+        const bool isKey = std::equal(key.begin(), key.begin() + colours, pixel.begin());
+        for (std::size_t i = 0; i < colours; ++i) pixel[i] = static_cast<Sample>(pixel[i] * scale);
+        pixel[colours] = isKey ? Sample{0} : std::numeric_limits<Sample>::max();
+        std::memcpy(to, pixel.data(), (colours + 1) * sizeof(Sample));
     }
 }
 
@@ -72,9 +71,9 @@ const std::uint8_t* PngSamples::row(std::uint8_t* stored, std::uint32_t width) {
         swapBytes(stored, form_.count * width);
     if (form_.palette)
         lookUp(samples, width);
-    else if (form_.depth == 16 && form_.transparent)
+    else if (form_.transparent && form_.depth == 16)
         addAlpha<std::uint16_t>(samples, width);
-    else if (form_.depth < 8 || form_.transparent)
+    else if (form_.transparent)
         addAlpha<std::uint8_t>(samples, width);
     else
         return samples;

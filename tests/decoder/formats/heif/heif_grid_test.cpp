@@ -139,7 +139,7 @@ TEST_CASE("an item that many refer to is followed once") {
         for (std::uint16_t i = 0; i < 100; ++i) parts[i] = static_cast<std::uint16_t>(first + i);
         return parts;
     };
-    for (const std::uint16_t of : {0, 4, 104})
+    for (const std::uint16_t of : std::vector<std::uint16_t>{0, 4, 104})
         items.push_back(
             overlay({64, 64}, group(static_cast<std::uint16_t>(of == 0 ? 4 : of + 100)), of));
     for (int i = 0; i < 300; ++i) items.push_back({"hvc1", {}, {}, 0, false, {}});
