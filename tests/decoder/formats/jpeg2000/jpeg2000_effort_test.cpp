@@ -39,7 +39,7 @@ struct Stream {
     std::uint32_t tileWidth = 1000, tileHeight = 1000;
     std::uint8_t channels = 1;
     Bytes main = Coding{}.segment();
-    Bytes ofTile;
+    Bytes ofTile = {};
     std::size_t dataSize = 100;
     std::uint8_t step = 1;
 
