@@ -329,8 +329,10 @@ class Commands(unittest.TestCase):
                                       "chmod", "fchmod", "fchmodat", "chown", "fchown", "lchown", "fchownat", "truncate",
                                       "ftruncate", "link", "linkat", "symlink", "symlinkat", "mknod", "mknodat", "utimensat",
                                       "bind", "listen", "setxattr", "fsetxattr"}, set())
+            # A decoder offers itself to the system that runs out of memory.
+            allowed = re.compile(r"/dev/null|/proc/self/oom_score_adj")
             for line in calls:
-                if re.search(r"\b(open|openat|creat)\(", line) and "/dev/null" not in line:
+                if re.search(r"\b(open|openat|creat)\(", line) and not allowed.search(line):
                     self.assertNotRegex(line, "O_WRONLY|O_RDWR|O_CREAT|O_TRUNC|O_APPEND")
                 if re.search(r"\bconnect\(", line):
                     self.assertIn("Runtime/sorvane.sock", line)
