@@ -38,7 +38,8 @@ int allocate(de265_decoder_context*, de265_image_spec* wanted, de265_image* pict
     for (int channel = 0; channel < (grey ? 1 : 3); ++channel) {
         const auto i = static_cast<std::size_t>(channel);
         const auto width = static_cast<std::size_t>(wanted->width) / (i > 0 && halfWidth ? 2 : 1);
-        const auto height = static_cast<std::size_t>(wanted->height) / (i > 0 && halfHeight ? 2 : 1);
+        const auto height =
+            static_cast<std::size_t>(wanted->height) / (i > 0 && halfHeight ? 2 : 1);
         strides[i] = (width + alignment - 1) / alignment * alignment;
         offsets[i] = bytes;
         const std::size_t sample = de265_get_bits_per_pixel(picture, channel) > 8 ? 2 : 1;
