@@ -146,14 +146,17 @@ class Checker:
         self.check(name + ' in little memory', self.batch or peak < mebibytes * 1024, peak)
 
     def costs(self, name, data, mebibytes, seconds, expected=''):
-        """The answer, or none, for so much memory and processor time at most: a quiet machine's
-        seconds, of which one whose neighbours are busy counts up to three times as many."""
+        """The answer, or none, for so much memory and processor time at most. Neighbours on the
+        same processor make the same work count for more: what took too long is tried twice more."""
         if self.batch:
             return
-        output, status, peak, used = self.run_measured(data, LONG_TIMEOUT)
+        for _ in range(3):
+            output, status, peak, used = self.run_measured(data, LONG_TIMEOUT)
+            if used < seconds:
+                break
         self.check(name, (output, status == 0) == (expected, expected != ''), (output, status))
         self.check(name + ' in little memory', peak < mebibytes * 1024, peak)
-        self.check(name + ' in little time', used < 3 * seconds, used)
+        self.check(name + ' in little time', used < seconds, used)
 
 
 def main():
