@@ -43,14 +43,26 @@ std::optional<std::filesystem::path> homeByGetent(uid_t account) {
     return homeIn({::popen(command.c_str(), "re"), ::pclose}, account);
 }
 
-} // namespace
-
-std::filesystem::path homeDirectory() {
-    const uid_t account = ::geteuid();
+std::filesystem::path homeOf(uid_t account) {
     const bool preloads = std::getenv("LD_PRELOAD") != nullptr;
     auto home = preloads ? homeByGetent(account) : homeInFile(account);
     if (!home) home = preloads ? homeInFile(account) : homeByGetent(account);
     return home.value_or("/var/empty");
+}
+
+struct Account {
+    uid_t id;
+    std::filesystem::path home;
+};
+
+} // namespace
+
+// A run asks several times, and getent is a program to be started.
+std::filesystem::path homeDirectory() {
+    thread_local std::optional<Account> last;
+    const uid_t account = ::geteuid();
+    if (!last || last->id != account) last = Account{account, homeOf(account)};
+    return last->home;
 }
 
 } // namespace sorvane
