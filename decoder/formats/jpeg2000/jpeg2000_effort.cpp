@@ -67,9 +67,9 @@ struct Effort {
     std::uint64_t blocks = 0;
 };
 
-class Judge {
+class EffortCheck {
   public:
-    explicit Judge(const Jpeg2000Codestream& stream) : stream_(stream) {}
+    explicit EffortCheck(const Jpeg2000Codestream& stream) : stream_(stream) {}
 
     bool accepts();
 
@@ -90,7 +90,7 @@ class Judge {
 };
 
 // Levels, a block's width and height as exponents less 2, style, transform; then the precincts.
-std::optional<Coding> Judge::codingAt(std::size_t offset, bool precinctsTold) const {
+std::optional<Coding> EffortCheck::codingAt(std::size_t offset, bool precinctsTold) const {
     const NumberReader& numbers = stream_.numbers();
     Coding coding;
     coding.levels = numbers.u8(offset).value_or(255);
@@ -107,7 +107,7 @@ std::optional<Coding> Judge::codingAt(std::size_t offset, bool precinctsTold) co
     return coding;
 }
 
-bool Judge::readSegment(std::uint16_t marker, std::size_t offset, TileCoding& coding) const {
+bool EffortCheck::readSegment(std::uint16_t marker, std::size_t offset, TileCoding& coding) const {
     const NumberReader& numbers = stream_.numbers();
     const auto first = numbers.u8(offset + 4);
     if (marker == codingStyle) {
@@ -126,7 +126,7 @@ bool Judge::readSegment(std::uint16_t marker, std::size_t offset, TileCoding& co
     return true;
 }
 
-std::optional<TileCoding> Judge::codingOf(const Jpeg2000Codestream::TilePart& part) const {
+std::optional<TileCoding> EffortCheck::codingOf(const Jpeg2000Codestream::TilePart& part) const {
     TileCoding coding = main_;
     bool good = true;
     const auto data = stream_.eachSegment(part.offset + Jpeg2000Codestream::tilePartHeader,
@@ -137,7 +137,7 @@ std::optional<TileCoding> Judge::codingOf(const Jpeg2000Codestream::TilePart& pa
     return data && good && coding.told ? std::optional(coding) : std::nullopt;
 }
 
-Effort Judge::effortOf(const Coding& coding, Range x, Range y) const {
+Effort EffortCheck::effortOf(const Coding& coding, Range x, Range y) const {
     Effort effort;
     for (unsigned resolution = 0; resolution <= coding.levels; ++resolution) {
         const bool lowest = resolution == 0;
@@ -156,7 +156,7 @@ Effort Judge::effortOf(const Coding& coding, Range x, Range y) const {
 }
 
 // Adds what the tile takes. False: it is too much.
-bool Judge::take(const TileCoding& coding, std::uint16_t tile) {
+bool EffortCheck::take(const TileCoding& coding, std::uint16_t tile) {
     const auto along = [](std::uint64_t index, std::uint64_t origin, std::uint64_t side,
                           std::uint64_t begin, std::uint64_t end) {
         return Range{std::max(origin + index * side, begin),
@@ -192,7 +192,7 @@ bool Judge::take(const TileCoding& coding, std::uint16_t tile) {
            packets_ <= stream_.size() && visits_ <= pixelBudget + 8 * std::uint64_t{stream_.size()};
 }
 
-bool Judge::accepts() {
+bool EffortCheck::accepts() {
     const auto grid = stream_.grid();
     channels_ = stream_.numbers().u16(channelCountOffset).value_or(0);
     if (!grid ||
@@ -221,6 +221,6 @@ bool Judge::accepts() {
 
 } // namespace
 
-bool isWorthItsEffort(const Jpeg2000Codestream& stream) { return Judge(stream).accepts(); }
+bool isWorthItsEffort(const Jpeg2000Codestream& stream) { return EffortCheck(stream).accepts(); }
 
 } // namespace sorvane::decoder
