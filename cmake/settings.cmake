@@ -1,6 +1,6 @@
 # How everything of ours is compiled: the language, the sanitizers, and dead code left out of the link.
 
-option(SORVANE_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+set(SORVANE_SANITIZE OFF CACHE STRING "The sanitizers to build with, as -fsanitize names them")
 option(SORVANE_EMULATED "Build for an emulator of programs, which has no system-call filters" OFF)
 option(SORVANE_FUZZ "Build the fuzz targets for libFuzzer, which Clang brings" OFF)
 option(SORVANE_COVERAGE "Build with GCC's counters of lines and branches" OFF)
@@ -18,7 +18,7 @@ endif()
 if(SORVANE_SANITIZE)
     # Without the check of dynamic types: it asks the system for a pipe of its own, and calls every
     # type wrong in a test that has taken the descriptors away.
-    set(sanitizers -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
+    set(sanitizers -fsanitize=${SORVANE_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all
         -fno-omit-frame-pointer)
     target_compile_options(sorvane_settings INTERFACE ${sanitizers})
     target_link_options(sorvane_settings INTERFACE ${sanitizers})

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
 #include "decoder/digest_prefix.h"
@@ -24,10 +23,6 @@ void reversePixels(std::uint8_t* rgba, std::size_t count) {
                          rgba + pixelBytes * (right - 1));
 }
 
-std::string_view text(const std::uint8_t* bytes, std::size_t count) {
-    return {reinterpret_cast<const char*>(bytes), count};
-}
-
 } // namespace
 
 PixelHasher::PixelHasher(const PictureHeader& header, ColourStep colour)
@@ -45,9 +40,11 @@ void PixelHasher::restart(Orientation orientation) {
 
 void PixelHasher::begin() {
     const Size upright = uprightSize(orientation_, stored_);
-    digest_.emplace().update(digestPrefix(upright));
-    if (frame_ || (rowsInOrder_ && keepsRowOrder(orientation_))) return;
-    frameBytes_ = pixelBytes * upright.width * upright.height;
+    const std::size_t bytes = pixelBytes * upright.width * upright.height;
+    const bool streams = !frame_ && rowsInOrder_ && keepsRowOrder(orientation_);
+    digest_.emplace(digestPrefix(upright), streams ? bytes : 0);
+    if (frame_ || streams) return;
+    frameBytes_ = bytes;
     frame_ = std::make_unique_for_overwrite<std::uint8_t[]>(frameBytes_);
 }
 
@@ -65,7 +62,7 @@ void PixelHasher::take(const PixelRun& run) {
 }
 
 std::string PixelHasher::hex() {
-    if (frame_) digest_->update(text(frame_.get(), frameBytes_));
+    if (frame_) digest_->update(frame_.get(), frameBytes_);
     return digest_->hex();
 }
 
@@ -81,8 +78,7 @@ const std::uint8_t* PixelHasher::finished(const std::uint8_t* samples, std::size
 void PixelHasher::stream(const std::uint8_t* samples, std::size_t pixels) {
     for (std::size_t done = 0; done < pixels;) {
         const std::size_t count = std::min(blockPixels, pixels - done);
-        digest_->update(
-            text(finished(samples + done * colour_.pixelBytes(), count), pixelBytes * count));
+        digest_->update(finished(samples + done * colour_.pixelBytes(), count), pixelBytes * count);
         done += count;
     }
 }
@@ -94,7 +90,7 @@ void PixelHasher::streamMirrored(const PixelRun& row) {
         const std::uint8_t* pixels = finished(row.samples + left * colour_.pixelBytes(), count);
         std::memmove(block_.data(), pixels, pixelBytes * count);
         reversePixels(block_.data(), count);
-        digest_->update(text(block_.data(), pixelBytes * count));
+        digest_->update(block_.data(), pixelBytes * count);
     }
 }
 

@@ -10,7 +10,7 @@
 #include "decoder/colour/colour_step.h"
 #include "decoder/picture/orientation.h"
 #include "decoder/picture/picture.h"
-#include "support/sha256.h"
+#include "decoder/pixel_digest.h"
 
 namespace sorvane::decoder {
 
@@ -37,7 +37,7 @@ class PixelHasher : public PixelSink {
     void streamMirrored(const PixelRun& row);
     void store(const PixelRun& row);
 
-    std::optional<Sha256> digest_;
+    std::optional<PixelDigest> digest_;
     ColourStep colour_;
     Size stored_;
     bool rowsInOrder_;

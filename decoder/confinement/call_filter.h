@@ -22,15 +22,53 @@ struct MachineCalls {
     int madvise;
     int getrandom;
     int futex;
+    int clone;
+    int clone3;
+    int rtSigaction;
+    int rtSigprocmask;
+    int setRobustList;
+    int rseq;
 };
 
-inline constexpr MachineCalls x86_64Calls{
-    AUDIT_ARCH_X86_64, 0, 1, 60, 231, 12, 11, 9, 25, 28, 318, 202};
-inline constexpr MachineCalls arm64Calls{
-    AUDIT_ARCH_AARCH64, 63, 64, 93, 94, 214, 215, 222, 216, 233, 278, 98};
+inline constexpr MachineCalls x86_64Calls{.architecture = AUDIT_ARCH_X86_64,
+                                          .read = 0,
+                                          .write = 1,
+                                          .exit = 60,
+                                          .exitGroup = 231,
+                                          .brk = 12,
+                                          .munmap = 11,
+                                          .mmap = 9,
+                                          .mremap = 25,
+                                          .madvise = 28,
+                                          .getrandom = 318,
+                                          .futex = 202,
+                                          .clone = 56,
+                                          .clone3 = 435,
+                                          .rtSigaction = 13,
+                                          .rtSigprocmask = 14,
+                                          .setRobustList = 273,
+                                          .rseq = 334};
+inline constexpr MachineCalls arm64Calls{.architecture = AUDIT_ARCH_AARCH64,
+                                         .read = 63,
+                                         .write = 64,
+                                         .exit = 93,
+                                         .exitGroup = 94,
+                                         .brk = 214,
+                                         .munmap = 215,
+                                         .mmap = 222,
+                                         .mremap = 216,
+                                         .madvise = 233,
+                                         .getrandom = 278,
+                                         .futex = 98,
+                                         .clone = 220,
+                                         .clone3 = 435,
+                                         .rtSigaction = 134,
+                                         .rtSigprocmask = 135,
+                                         .setRobustList = 99,
+                                         .rseq = 293};
 
 /// The filter of such a machine, as a kernel runs it: system calls, and arguments of them, that
-/// decoding from standard input to standard output needs, and death for every other.
+/// decoding from standard input to standard output on two threads needs, and death for every other.
 std::vector<sock_filter> callFilter(const MachineCalls& machine);
 
 /// Puts the process under the filter of this machine, for good. Wants that the process has

@@ -1,5 +1,6 @@
 #include "decoder/confinement/call_filter.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -7,6 +8,7 @@
 
 #include <linux/filter.h>
 #include <linux/futex.h>
+#include <linux/sched.h>
 #include <linux/seccomp.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -31,7 +33,10 @@ static_assert(thisMachine.read == __NR_read && thisMachine.write == __NR_write &
               thisMachine.brk == __NR_brk && thisMachine.munmap == __NR_munmap &&
               thisMachine.mmap == __NR_mmap && thisMachine.mremap == __NR_mremap &&
               thisMachine.madvise == __NR_madvise && thisMachine.getrandom == __NR_getrandom &&
-              thisMachine.futex == __NR_futex);
+              thisMachine.futex == __NR_futex && thisMachine.clone == __NR_clone &&
+              thisMachine.clone3 == __NR_clone3 && thisMachine.rtSigaction == __NR_rt_sigaction &&
+              thisMachine.rtSigprocmask == __NR_rt_sigprocmask &&
+              thisMachine.setRobustList == __NR_set_robust_list && thisMachine.rseq == __NR_rseq);
 
 // Both machines are little-endian: an argument's lower half comes first. The upper halves of those
 // that are looked at here mean nothing to the kernel.
@@ -85,6 +90,11 @@ class CallFilter {
                         {answer(SECCOMP_RET_ALLOW), load(offsetof(seccomp_data, nr))});
     }
 
+    /// It fails as on a system that does not have the call.
+    void deny(int call) {
+        program_.insert(program_.end(), {unlessCall(call, 1), answer(SECCOMP_RET_ERRNO | ENOSYS)});
+    }
+
     std::vector<sock_filter> program() const {
         std::vector<sock_filter> whole = program_;
         whole.push_back(kill_);
@@ -96,6 +106,26 @@ class CallFilter {
 
     std::vector<sock_filter> program_;
 };
+
+// What the C library asks for to start a thread on a given stack, and to wait for it.
+void allowThreads(CallFilter& filter, const MachineCalls& machine) {
+    constexpr std::uint32_t threadFlags = CLONE_VM | CLONE_FS | CLONE_FILES | CLONE_SIGHAND |
+                                          CLONE_THREAD | CLONE_SYSVSEM | CLONE_SETTLS |
+                                          CLONE_PARENT_SETTID | CLONE_CHILD_CLEARTID;
+    // By it the C library tells threads of a setuid; it takes it at the first thread.
+    constexpr std::uint32_t setuidSignal = 33;
+    // Its flags lie in memory, where no filter sees them; the C library falls back on `clone`.
+    filter.deny(machine.clone3);
+    filter.allow(machine.clone, {{0, threadFlags}});
+    filter.allow(machine.rtSigaction, {{0, setuidSignal}});
+    for (const int call : {machine.rtSigprocmask, machine.setRobustList, machine.rseq})
+        filter.allow(call);
+    // Locks, conditions, and a thread's end, which the kernel tells.
+    for (const int wait : {FUTEX_WAIT_PRIVATE, FUTEX_WAIT_BITSET_PRIVATE,
+                           FUTEX_WAIT_BITSET_PRIVATE | FUTEX_CLOCK_REALTIME,
+                           FUTEX_WAIT_BITSET | FUTEX_CLOCK_REALTIME})
+        filter.allow(machine.futex, {{1, static_cast<std::uint32_t>(wait)}});
+}
 
 } // namespace
 
@@ -117,6 +147,7 @@ std::vector<sock_filter> callFilter(const MachineCalls& machine) {
     filter.allow(machine.getrandom);
     // The end of an initialisation that others might wait for, at the run time's first exception.
     filter.allow(machine.futex, {{1, FUTEX_WAKE_PRIVATE}});
+    allowThreads(filter, machine);
     return filter.program();
 }
 
