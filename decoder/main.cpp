@@ -3,6 +3,10 @@
 // gives no line and another status than 0. Nothing is written to standard error, and after SECONDS
 // (1 to 3600) the program ends in any case.
 //
+// sorvane-pixels SECONDS ORIENTATION: the same for a file that states its orientation only after
+// its pixels. Without being told, the answer to such a file that is not upright is "orientation
+// NUMBER".
+//
 // sorvane-pixels SECONDS explain: writes what becomes of the picture and why instead, in lines for
 // the doctor (see `explanation`), or what the system refused of the confinement; everything else is
 // as above.
@@ -36,6 +40,24 @@ std::optional<std::chrono::seconds> timeoutFrom(std::string_view text) {
     return std::chrono::seconds(seconds);
 }
 
+struct Task {
+    std::chrono::seconds timeout;
+    std::optional<LateOrientation> told;
+    bool explains = false;
+};
+
+std::optional<Task> taskFrom(int count, char** arguments) {
+    const auto timeout = count == 2 || count == 3 ? timeoutFrom(arguments[1]) : std::nullopt;
+    if (!timeout) return std::nullopt;
+    Task task{*timeout, std::nullopt};
+    if (count == 2) return task;
+    const std::string_view word = arguments[2];
+    task.explains = word == "explain";
+    task.told = parseLateOrientation(word);
+    if (!task.explains && !task.told) return std::nullopt;
+    return task;
+}
+
 // One write: whoever reads gets the whole answer or none of it.
 bool answer(const std::string& text) {
     return ::write(STDOUT_FILENO, text.data(), text.size()) == static_cast<ssize_t>(text.size());
@@ -60,23 +82,22 @@ std::string refusalLine(const std::string& refused) {
 }
 
 // What the process has to say of the picture; empty: nothing.
-std::string answerFor(decoder::ByteSource& file, bool explains) {
-    if (explains) return decoder::explanation(file);
-    const auto identity = decoder::pixelIdentity(file);
-    return identity ? decoderAnswer(*identity) : "";
+std::string answerFor(decoder::ByteSource& file, const Task& task) {
+    if (task.explains) return decoder::explanation(file);
+    const auto answer = decoder::pixelIdentity(file, task.told);
+    return answer ? decoderAnswer(*answer) : "";
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
-    const bool explains = count == 3 && std::string_view(arguments[2]) == "explain";
-    const auto timeout = count == 2 || explains ? timeoutFrom(arguments[1]) : std::nullopt;
-    if (!timeout) return failure;
+    const auto task = taskFrom(count, arguments);
+    if (!task) return failure;
     try {
         decoder::ByteSource file(STDIN_FILENO);
-        const auto refused = refusal(*timeout, file);
-        if (refused) return explains && answer(refusalLine(*refused)) ? 0 : failure;
-        const std::string text = answerFor(file, explains);
+        const auto refused = refusal(task->timeout, file);
+        if (refused) return task->explains && answer(refusalLine(*refused)) ? 0 : failure;
+        const std::string text = answerFor(file, *task);
         return !text.empty() && answer(text) ? 0 : failure;
     } catch (...) { // memory is short, or the system's own reader throws
         return failure;

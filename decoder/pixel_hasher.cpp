@@ -33,11 +33,6 @@ PixelHasher::PixelHasher(const PictureHeader& header, ColourStep colour)
     begin();
 }
 
-void PixelHasher::restart(Orientation orientation) {
-    orientation_ = orientation;
-    begin();
-}
-
 void PixelHasher::begin() {
     const Size upright = uprightSize(orientation_, stored_);
     const std::size_t bytes = pixelBytes * upright.width * upright.height;

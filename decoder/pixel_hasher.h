@@ -23,7 +23,6 @@ class PixelHasher : public PixelSink {
     PixelHasher(const PictureHeader& header, ColourStep colour);
 
     void take(const PixelRun& run) override;
-    void restart(Orientation orientation) override;
 
     /// 64 lower-case hexadecimal digits; called once, after the last run.
     std::string hex();

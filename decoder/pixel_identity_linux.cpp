@@ -52,16 +52,23 @@ std::uint64_t pixelIdentityMemory(ByteSource& file) {
                        std::uint64_t{machine.totalram} * machine.mem_unit);
 }
 
-std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
+std::optional<DecoderAnswer> pixelIdentity(ByteSource& file, std::optional<LateOrientation> told) {
     const auto row = imageFormat(file.peek(signatures::length));
     const auto decoder = row ? openDecoder(row->format, file) : nullptr;
-    const auto header = decoder ? decoder->readHeader() : std::nullopt;
+    auto header = decoder ? decoder->readHeader() : std::nullopt;
     if (!header || !withinBudget(header->size)) return std::nullopt;
     const Size declared = header->declared.value_or(header->size);
     if (!withinBudget(declared)) return std::nullopt;
+    const Orientation before = header->orientation;
+    if (told) header->orientation = static_cast<Orientation>(told->number);
     PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
     if (!decoder->readPixels(hasher)) return std::nullopt;
     file.drain();
+    const Orientation stated = decoder->lateOrientation().value_or(before);
+    if (stated != header->orientation) {
+        if (told) return std::nullopt;
+        return LateOrientation{static_cast<int>(stated)};
+    }
     return PixelIdentity{hasher.hex(), declared.width, declared.height};
 }
 
@@ -87,6 +94,8 @@ std::string explanation(ByteSource& file) {
         return because("more than " + std::to_string(pixelBudget) + " pixels");
     PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
     if (!decoder->readPixels(hasher)) return because("the picture is damaged");
+    if (const auto late = decoder->lateOrientation())
+        appendLine(lines, "orientation", std::to_string(static_cast<int>(*late)));
     file.drain();
     return lines;
 }

@@ -146,7 +146,9 @@ void prepareLibraries() {}
 // The address space of the system's own reader is not limited.
 std::uint64_t pixelIdentityMemory(ByteSource& /*file*/) { return 0; }
 
-std::optional<PixelIdentity> pixelIdentity(ByteSource& file) {
+// The system's reader knows the orientation from the whole file: none is told.
+std::optional<DecoderAnswer> pixelIdentity(ByteSource& file,
+                                           std::optional<LateOrientation> /*told*/) {
     const std::string_view beginning = file.peek(typeSize);
     if (beginning.size() == typeSize && !hasType(beginning)) return std::nullopt;
     const auto data = wholeFile(file);

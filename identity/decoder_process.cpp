@@ -70,12 +70,12 @@ void DecoderProcess::write(std::string_view piece) {
     }
 }
 
-std::optional<PixelIdentity> DecoderProcess::answer() {
+std::optional<DecoderAnswer> DecoderProcess::answer() {
     if (!process_) return std::nullopt;
-    auto identity = parseDecoderAnswer(receive(maxDecoderAnswer));
-    if (identity && !process_->succeeds(deadline_)) identity.reset();
+    auto answer = parseDecoderAnswer(receive(maxDecoderAnswer));
+    if (answer && !process_->succeeds(deadline_)) answer.reset();
     process_.reset();
-    return identity;
+    return answer;
 }
 
 std::optional<std::string> DecoderProcess::text(std::size_t limit) {

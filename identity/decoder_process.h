@@ -34,11 +34,14 @@ class DecoderProcess {
     void write(std::string_view piece);
 
     /// Ends the input and takes the answer; called once.
-    std::optional<PixelIdentity> answer();
+    std::optional<DecoderAnswer> answer();
 
     /// The same for any other answer: all of it, but no more than `limit` bytes. Nothing when there
     /// is no decoder, or it did not end well.
     std::optional<std::string> text(std::size_t limit);
+
+    /// The moment until which an answer is waited for.
+    Clock::time_point deadline() const { return deadline_; }
 
   private:
     bool waitFor(short event) const;

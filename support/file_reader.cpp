@@ -44,6 +44,8 @@ std::size_t FileReader::read(std::span<char> piece) {
     return filled;
 }
 
+bool FileReader::rewind() { return ::lseek(descriptor_.get(), 0, SEEK_SET) == 0; }
+
 std::string FileReader::readAll() {
     std::string content;
     std::size_t filled = 0;

@@ -22,6 +22,9 @@ class FileReader {
     /// than the piece holds only at the end of the file.
     std::size_t read(std::span<char> piece);
 
+    /// Goes back to the file's beginning. False: the system cannot.
+    bool rewind();
+
     /// All that is left of the file.
     std::string readAll();
 

@@ -128,5 +128,5 @@ TEST_CASE("the sample of the pixel digest is that of one opaque red pixel") {
     CHECK(identity.at("pixelWidth") == 1);
     CHECK(identity.at("pixelHeight") == 1);
     CHECK(identity.at("sha256").get<std::string>().size() == 64);
-    CHECK(blocks(page, "") == std::vector<std::string>{digest + " 1 1\n"});
+    CHECK(blocks(page, "") == std::vector<std::string>{digest + " 1 1\n", "orientation 6\n"});
 }

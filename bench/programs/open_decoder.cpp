@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <variant>
 
 #include <unistd.h>
 
@@ -10,8 +11,9 @@
 
 int main() {
     sorvane::decoder::ByteSource file(STDIN_FILENO);
-    const auto identity = sorvane::decoder::pixelIdentity(file);
-    if (!identity) return EXIT_FAILURE;
+    const auto answer = sorvane::decoder::pixelIdentity(file);
+    const auto* identity = answer ? std::get_if<sorvane::PixelIdentity>(&*answer) : nullptr;
+    if (identity == nullptr) return EXIT_FAILURE;
     std::puts(identity->digest.c_str());
     return EXIT_SUCCESS;
 }

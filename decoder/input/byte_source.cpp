@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
 
 #include <unistd.h>
 
@@ -46,57 +45,18 @@ std::span<const std::uint8_t> ByteSource::takePiece(std::size_t maxCount) noexce
     return piece;
 }
 
-void ByteSource::keep(std::size_t maxSize) noexcept {
-    kept_.reset(maxSize > 0 ? new (std::nothrow) std::uint8_t[maxSize] : nullptr);
-    maxKept_ = maxSize;
-    keptSize_ = 0;
-    addKept(std::span(buffer_).subspan(begin_, end_ - begin_));
-}
-
-bool ByteSource::rewind() noexcept {
-    if (!kept_ || reread_) return false;
-    begin_ = end_ = 0;
-    reread_ = 0;
-    return true;
-}
-
 void ByteSource::drain() noexcept {
     while (!takePiece().empty()) continue;
 }
 
 bool ByteSource::fill() noexcept {
-    if (reread_ && refill()) return true;
     ssize_t count = 0;
     do {
         count = ::read(descriptor_, buffer_.data() + end_, buffer_.size() - end_);
     } while (count < 0 && errno == EINTR);
     if (count <= 0) return false;
-    addKept(std::span(buffer_).subspan(end_, static_cast<std::size_t>(count)));
     end_ += static_cast<std::size_t>(count);
     return true;
-}
-
-bool ByteSource::refill() noexcept {
-    const std::size_t count = std::min(buffer_.size() - end_, keptSize_ - *reread_);
-    if (count == 0) {
-        reread_.reset();
-        kept_.reset();
-        return false;
-    }
-    std::memcpy(buffer_.data() + end_, kept_.get() + *reread_, count);
-    *reread_ += count;
-    end_ += count;
-    return true;
-}
-
-void ByteSource::addKept(std::span<const std::uint8_t> bytes) noexcept {
-    if (!kept_) return;
-    if (bytes.size() > maxKept_ - keptSize_) {
-        kept_.reset();
-        return;
-    }
-    std::ranges::copy(bytes, kept_.get() + keptSize_);
-    keptSize_ += bytes.size();
 }
 
 } // namespace sorvane::decoder

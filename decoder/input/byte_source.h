@@ -3,15 +3,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <span>
 #include <string_view>
 
 namespace sorvane::decoder {
 
-/// The file's bytes in order, each once unless they are kept, through one small buffer. A read that
-/// fails is the end of the file. Nothing here throws, so decoders written in C may call it.
+/// The file's bytes in order, each once, through one small buffer. A read that fails is the end of
+/// the file. Nothing here throws, so decoders written in C may call it.
 class ByteSource {
     // Large enough that a file of megabytes is a few hundred reads, small beside the 16 MiB that
     // the whole process may use.
@@ -34,30 +32,16 @@ class ByteSource {
     /// end or `maxCount` is 0. Valid until the next call.
     std::span<const std::uint8_t> takePiece(std::size_t maxCount = bufferSize) noexcept;
 
-    /// Keeps the bytes from here on, to be read again after `rewind`: at most `maxSize`, and none
-    /// once there are more. 0 ends the keeping.
-    void keep(std::size_t maxSize) noexcept;
-
-    /// Goes back to where the keeping began, and ends it. False when the bytes since are not kept.
-    bool rewind() noexcept;
-
     /// Takes the rest, so that whoever writes the file is not cut short.
     void drain() noexcept;
 
   private:
     bool fill() noexcept;
-    bool refill() noexcept;
-    void addKept(std::span<const std::uint8_t> bytes) noexcept;
 
     int descriptor_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     std::array<std::uint8_t, bufferSize> buffer_;
-    std::unique_ptr<std::uint8_t[]> kept_;
-    std::size_t maxKept_ = 0;
-    std::size_t keptSize_ = 0;
-    // While kept bytes are being read again: how many of them have been.
-    std::optional<std::size_t> reread_;
 };
 
 } // namespace sorvane::decoder

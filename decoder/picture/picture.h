@@ -88,11 +88,6 @@ class PixelSink {
   public:
     virtual ~PixelSink() = default;
     virtual void take(const PixelRun& run) = 0;
-
-    /// Only after its pixels has the file said how they are oriented: `orientation` replaces the
-    /// header's, and all of the pixels come once more. A sink that puts pixels where they are
-    /// stored has nothing to do.
-    virtual void restart([[maybe_unused]] Orientation orientation) {}
 };
 
 /// Reads one file of one format: the picture's header, then its pixels, each once. A file that is
@@ -104,9 +99,12 @@ class Decoder {
     /// Nothing when the file is rejected.
     virtual std::optional<PictureHeader> readHeader() = 0;
 
-    /// Hands over every pixel once, and once more after a restart of the sink. False when the
-    /// picture is damaged and rejected, whatever came.
+    /// Hands over every pixel once. False when the picture is damaged and rejected, whatever came.
     virtual bool readPixels(PixelSink& sink) = 0;
+
+    /// What the file has stated after its pixels, all of which have been read; it counts in the
+    /// stead of the header's orientation.
+    virtual std::optional<Orientation> lateOrientation() const { return std::nullopt; }
 };
 
 } // namespace sorvane::decoder

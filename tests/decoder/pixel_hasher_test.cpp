@@ -85,24 +85,6 @@ TEST_CASE("rows that come together are digested as one after the other") {
         }
 }
 
-TEST_CASE("after a restart all that counts is what comes then, in the new orientation") {
-    const Bytes stored = {1, 2, 3, 4, 5, 6};
-    for (const bool rowsInOrder : {true, false})
-        for (int number = 1; number <= 8; ++number) {
-            const auto orientation = static_cast<Orientation>(number);
-            CAPTURE(number);
-            PictureHeader of = header({3, 2}, Channels::grey);
-            of.rowsInOrder = rowsInOrder;
-            PixelHasher result = hasher(of);
-            const Bytes other = {9, 8, 7};
-            result.take(PixelRun::wholeRow(0, 3, other.data()));
-            result.restart(orientation);
-            for (std::uint32_t y = 0; y < 2; ++y)
-                result.take(PixelRun::wholeRow(y, 3, stored.data() + std::size_t{3} * y));
-            CHECK(result.hex() == digestOf(header({3, 2}, Channels::grey, orientation), stored));
-        }
-}
-
 TEST_CASE("runs out of order are digested in order") {
     PictureHeader of = header({4, 2}, Channels::grey, Orientation::quarterTurn);
     of.rowsInOrder = false;

@@ -7,6 +7,7 @@
 #include <doctest/doctest.h>
 
 #include "tests/decoder/input_file.h"
+#include "tests/identity/identity_in.h"
 
 using namespace sorvane;
 using namespace sorvane::test;
@@ -33,7 +34,7 @@ const Bytes transparentWhite = {
 
 std::optional<PixelIdentity> identityOf(const Bytes& content) {
     InputFile file(content);
-    return decoder::pixelIdentity(file.source());
+    return identityIn(decoder::pixelIdentity(file.source()));
 }
 
 } // namespace

@@ -29,8 +29,7 @@ class Samples : public PixelSink {
     explicit Samples(const PictureHeader& header)
         : width_(header.size.width),
           pixelBytes_(header.samples.pixelBytes()),
-          bytes_(pixelBytes_ * width_ * header.size.height),
-          orientation_(header.orientation) {}
+          bytes_(pixelBytes_ * width_ * header.size.height) {}
 
     void take(const PixelRun& run) override {
         for (std::size_t i = 0; i < std::size_t{run.count} * run.rows; ++i) {
@@ -40,16 +39,12 @@ class Samples : public PixelSink {
         }
     }
 
-    void restart(Orientation orientation) override { orientation_ = orientation; }
-
     const Bytes& bytes() const { return bytes_; }
-    Orientation orientation() const { return orientation_; }
 
   private:
     std::size_t width_;
     std::size_t pixelBytes_;
     Bytes bytes_;
-    Orientation orientation_;
 };
 
 struct Answer {
@@ -73,7 +68,7 @@ Answer answerOf(std::unique_ptr<Decoder> (*open)(ByteSource&), const std::uint8_
     Samples samples(*answer.header);
     if (!decoder->readPixels(samples)) return answer;
     answer.samples = samples.bytes();
-    answer.orientation = samples.orientation();
+    answer.orientation = decoder->lateOrientation().value_or(answer.header->orientation);
     return answer;
 }
 

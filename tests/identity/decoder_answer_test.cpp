@@ -2,9 +2,12 @@
 
 #include <cstdint>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include <doctest/doctest.h>
+
+#include "tests/identity/identity_in.h"
 
 using namespace sorvane;
 using namespace std::string_literals;
@@ -23,13 +26,24 @@ TEST_CASE("an identity is the same after an answer") {
         CAPTURE(told.width);
         const std::string line = decoderAnswer(told);
         CHECK(line.size() <= maxDecoderAnswer);
-        const auto identity = parseDecoderAnswer(line);
+        const auto identity = test::identityIn(parseDecoderAnswer(line));
         REQUIRE(identity);
         CHECK(identity->digest == told.digest);
         CHECK(identity->width == told.width);
         CHECK(identity->height == told.height);
     }
-    CHECK(decoderAnswer({digest, 1024, 768}) == digest + " 1024 768\n");
+    CHECK(decoderAnswer(PixelIdentity{digest, 1024, 768}) == digest + " 1024 768\n");
+}
+
+TEST_CASE("an orientation is the same after an answer") {
+    for (int number = 1; number <= 8; ++number) {
+        const std::string line = decoderAnswer(LateOrientation{number});
+        CHECK(line == "orientation " + std::to_string(number) + "\n");
+        CHECK(line.size() <= maxDecoderAnswer);
+        const auto answer = parseDecoderAnswer(line);
+        REQUIRE(answer);
+        CHECK(std::get<LateOrientation>(*answer).number == number);
+    }
 }
 
 TEST_CASE("an answer is a digest and a size within the budget") {
@@ -47,7 +61,7 @@ TEST_CASE("an answer is a digest and a size within the budget") {
     };
     for (const Row& row : rows) {
         CAPTURE(row.size);
-        const auto identity = parseDecoderAnswer(digest + row.size + "\n");
+        const auto identity = test::identityIn(parseDecoderAnswer(digest + row.size + "\n"));
         REQUIRE(identity);
         CHECK(identity->digest == digest);
         CHECK(identity->width == row.width);
@@ -117,7 +131,21 @@ TEST_CASE("what is not quite an answer is none") {
                                             digest + " 2 9223372036854775807\n",
                                             digest + " 9223372036854775808 1\n",
                                             digest + " 18446744073709551617 1\n",
-                                            digest + " 1 18446744073709551617\n"};
+                                            digest + " 1 18446744073709551617\n",
+                                            "orientation ",
+                                            "orientation \n",
+                                            "orientation 6",
+                                            "orientation 6 \n",
+                                            "orientation 6\n\n",
+                                            "orientation  6\n",
+                                            "orientation\t6\n",
+                                            "orientation 06\n",
+                                            "orientation 0\n",
+                                            "orientation 9\n",
+                                            "orientation -6\n",
+                                            "orientation x\n",
+                                            " orientation 6\n",
+                                            "orientation 6\n" + digest + " 1 1\n"};
     for (const std::string& line : lines) {
         CAPTURE(line);
         CHECK_FALSE(parseDecoderAnswer(line));

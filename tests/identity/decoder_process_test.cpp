@@ -21,6 +21,7 @@
 #include "identity/decoder_program.h"
 #include "tests/forked.h"
 #include "tests/identity/fake_decoder.h"
+#include "tests/identity/identity_in.h"
 #include "tests/scoped_environment.h"
 #include "tests/scoped_signal.h"
 #include "tests/temporary_directory.h"
@@ -57,7 +58,7 @@ std::optional<PixelIdentity> answerTo(const std::string& program, std::string_vi
     DecoderProcess process(program);
     for (; !content.empty(); content.remove_prefix(std::min(pieceSize, content.size())))
         process.write(content.substr(0, pieceSize));
-    return process.answer();
+    return test::identityIn(process.answer());
 }
 
 // Whether a decoder's answer is about exactly these bytes.
@@ -193,7 +194,8 @@ TEST_CASE("a decoder that hangs is given up 10 seconds after its start, and no s
 TEST_CASE("a decoder has no more time than the deadline leaves, in whole seconds") {
     using Clock = DecoderProcess::Clock;
     const auto secondsOf = [](Clock::time_point deadline) {
-        const auto answer = DecoderProcess(decoder("answers_its_seconds"), deadline).answer();
+        const auto answer =
+            test::identityIn(DecoderProcess(decoder("answers_its_seconds"), deadline).answer());
         return answer ? answer->width : 0;
     };
     CHECK(secondsOf(Clock::now() + std::chrono::hours(1)) == 10);

@@ -10,6 +10,7 @@
 
 #include "support/unique_descriptor.h"
 #include "tests/decoder/input_file.h"
+#include "tests/identity/identity_in.h"
 #include "tests/macos_fakes/world.h"
 #include "tests/temporary_directory.h"
 
@@ -29,7 +30,7 @@ const Calls toTheProperties = {"CGImageSourceCreateWithData(file, no options)",
 
 std::optional<PixelIdentity> identityOf(const Bytes& bytes) {
     InputFile file(bytes);
-    return decoder::pixelIdentity(file.source());
+    return identityIn(decoder::pixelIdentity(file.source()));
 }
 
 /// A file on the disk, which may be larger than a pipe.
@@ -42,7 +43,7 @@ class LargeFile {
 
     std::optional<PixelIdentity> identity() const {
         decoder::ByteSource source(descriptor_.get());
-        return decoder::pixelIdentity(source);
+        return identityIn(decoder::pixelIdentity(source));
     }
 
     off_t bytesRead() const { return ::lseek(descriptor_.get(), 0, SEEK_CUR); }

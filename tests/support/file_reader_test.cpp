@@ -78,6 +78,17 @@ TEST_CASE("pieces are filled up to the end of the file") {
     CHECK(reader.read(std::span(piece)) == 0);
 }
 
+TEST_CASE("after going back the file is read from its beginning") {
+    const TemporaryDirectory directory;
+    const Path path = directory.path() / "file";
+    putFile(path, "content");
+    FileReader reader(path);
+    std::string piece(4, '\0');
+    CHECK(reader.read(std::span(piece)) == 4);
+    CHECK(reader.rewind());
+    CHECK(reader.readAll() == "content");
+}
+
 TEST_CASE("what pieces have left is read whole") {
     const TemporaryDirectory directory;
     const std::string content = textOfLength(100'000);

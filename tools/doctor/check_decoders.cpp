@@ -1,6 +1,7 @@
 // The decoders: where the library looks for them, and whether the library of each format answers.
 
 #include <algorithm>
+#include <variant>
 
 #include <unistd.h>
 
@@ -31,7 +32,9 @@ bool goesThrough(std::string_view program, const TinyPicture& picture) {
     DecoderProcess decoder(program);
     decoder.write(bytesOf(picture));
     const auto answer = decoder.answer();
-    return answer && answer->width == picture.side && answer->height == picture.side;
+    const auto* identity = answer ? std::get_if<PixelIdentity>(&*answer) : nullptr;
+    return identity != nullptr && identity->width == picture.side &&
+           identity->height == picture.side;
 }
 
 // Why a program decodes nothing, in its own words after a colon; empty when it has none.

@@ -50,6 +50,9 @@ class IconDecoder final : public Decoder {
 
     std::optional<PictureHeader> readHeader() override;
     bool readPixels(PixelSink& sink) override;
+    std::optional<Orientation> lateOrientation() const override {
+        return png_ ? png_->lateOrientation() : std::nullopt;
+    }
 
   private:
     std::optional<PictureHeader> readBitmapHeader();

@@ -55,6 +55,9 @@ class PngDecoder final : public Decoder {
 
     std::optional<PictureHeader> readHeader() override;
     bool readPixels(PixelSink& sink) override;
+    std::optional<Orientation> lateOrientation() const override {
+        return orientationKnown_ ? std::nullopt : lateOrientation_;
+    }
 
   private:
     // Every call into the library that may fail goes through here.
@@ -70,8 +73,6 @@ class PngDecoder final : public Decoder {
     void noteChunk(std::span<const std::uint8_t> header);
     void noteDamage(std::string_view warning);
     std::vector<PngChunk> chunksBeside(png_infop info) const;
-    bool decode(PixelSink& sink);
-    bool decodeAgain(PixelSink& sink);
     PngPalette palette() const;
     PngSampleForm sampleForm() const;
     bool readRows(PixelSink& sink);
@@ -164,7 +165,6 @@ std::optional<PictureHeader> PngDecoder::readHeader() {
     const std::vector<PngChunk> chunks = chunksBeside(info_);
     const auto orientation = pngOrientation(chunks);
     orientationKnown_ = orientation.has_value();
-    if (orientationKnown_) file_.keep(0);
     PictureHeader header;
     header.size = size_;
     header.orientation = orientation.value_or(Orientation::upright);
@@ -176,21 +176,6 @@ std::optional<PictureHeader> PngDecoder::readHeader() {
 }
 
 bool PngDecoder::readPixels(PixelSink& sink) {
-    if (!decode(sink)) return false;
-    const Orientation late = lateOrientation_.value_or(Orientation::upright);
-    return orientationKnown_ || late == Orientation::upright || decodeAgain(sink);
-}
-
-// An orientation may stand after the pixels, which have been handed over as upright by then.
-bool PngDecoder::decodeAgain(PixelSink& sink) {
-    if (!file_.rewind()) return false;
-    sink.restart(*lateOrientation_);
-    png_destroy_read_struct(&png_, &info_, &endInfo_);
-    PngDecoder again(file_, reader_);
-    return again.readHeader() && again.decode(sink);
-}
-
-bool PngDecoder::decode(PixelSink& sink) {
     return reader_ == Reader::fastest ? readRows(sink) : readPasses(sink);
 }
 
@@ -297,14 +282,13 @@ bool PngDecoder::readEnd() {
     return true;
 }
 
-std::unique_ptr<Decoder> openFor(Reader reader, ByteSource& file) {
-    file.keep(maxPngKept);
-    return std::make_unique<PngDecoder>(file, reader);
-}
-
 } // namespace
 
-std::unique_ptr<Decoder> openPng(ByteSource& file) { return openFor(Reader::fastest, file); }
-std::unique_ptr<Decoder> openPngByLibpng(ByteSource& file) { return openFor(Reader::libpng, file); }
+std::unique_ptr<Decoder> openPng(ByteSource& file) {
+    return std::make_unique<PngDecoder>(file, Reader::fastest);
+}
+std::unique_ptr<Decoder> openPngByLibpng(ByteSource& file) {
+    return std::make_unique<PngDecoder>(file, Reader::libpng);
+}
 
 } // namespace sorvane::decoder

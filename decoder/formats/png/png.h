@@ -11,22 +11,18 @@
 
 namespace sorvane::decoder {
 
-/// How much of a file is kept, until its orientation is known, for pixels that turn out to be
-/// turned when they have been handed over. More would not leave the process under 16 MiB.
-inline constexpr std::size_t maxPngKept = std::size_t{8} << 20;
-
 /// What the decoder keeps, at most: a row and the one above it, each as wide as the whole budget
-/// with four channels of 16 bits; the beginning of the file; what chunks libpng keeps; and the
-/// frame of a turned or interlaced picture.
-inline constexpr std::uint64_t pngMemory = std::uint64_t{2} * 8 * pixelBudget + maxPngKept +
-                                           2 * std::uint64_t{2} * maxProfileBytes + maxFrameBytes;
+/// with four channels of 16 bits; what chunks libpng keeps; and the frame of a turned or interlaced
+/// picture.
+inline constexpr std::uint64_t pngMemory =
+    std::uint64_t{2} * 8 * pixelBudget + 2 * std::uint64_t{2} * maxProfileBytes + maxFrameBytes;
 
 /// PNG in every colour type, depth and interlace; of an animated one the default image. A file that
 /// is damaged in anything the picture is made of, down to a missing IEND, is rejected: one that is
 /// cut short may have lost its orientation, and is not the file that somebody copied. An
-/// orientation after the pixels restarts the sink; where it turns them in a file of more than
-/// `maxPngKept` bytes, the file is rejected. An ancillary chunk that fails its checksum counts as
-/// absent, and what follows IEND is not read. `file` must outlive the decoder.
+/// orientation after the pixels is told when they have been read, unless there was one before them.
+/// An ancillary chunk that fails its checksum counts as absent, and what follows IEND is not read.
+/// `file` must outlive the decoder.
 std::unique_ptr<Decoder> openPng(ByteSource& file);
 
 /// The same with every pixel read by libpng, which is slower; the tests take it as the reference.

@@ -8,7 +8,8 @@
 
 namespace sorvane::test {
 
-/// What a decoder made of a file: its header, and the pixels' samples where the runs put them.
+/// What a decoder made of a file: its header, with the orientation that counts in the end, and the
+/// pixels' samples where the runs put them.
 struct RecordedPicture : decoder::PixelSink {
     std::optional<decoder::PictureHeader> header;
     Bytes samples;
@@ -25,12 +26,6 @@ struct RecordedPicture : decoder::PixelSink {
                     int descriptor) {
         decoder::ByteSource file(descriptor);
         read(*open(file));
-    }
-
-    void restart(decoder::Orientation orientation) override {
-        header->orientation = orientation;
-        samples.assign(samples.size(), 0);
-        runs = 0;
     }
 
     void take(const decoder::PixelRun& run) override {
@@ -51,6 +46,7 @@ struct RecordedPicture : decoder::PixelSink {
         if (!header) return;
         samples.resize(header->samples.pixelBytes() * header->size.width * header->size.height);
         whole = decoder.readPixels(*this);
+        header->orientation = decoder.lateOrientation().value_or(header->orientation);
     }
 };
 

@@ -57,52 +57,6 @@ TEST_CASE("a piece is no larger than was asked for") {
     CHECK(file.source().takePiece(9).empty());
 }
 
-TEST_CASE("what has been kept is read again, and then what comes after it") {
-    InputFile file(bytes("abcdefghi"));
-    decoder::ByteSource& source = file.source();
-    std::array<std::uint8_t, 2> two;
-    CHECK(source.read(two) == 2);
-    source.keep(7);
-    CHECK(source.takePiece(3).size() == 3);
-    REQUIRE(source.rewind());
-    CHECK(source.peek(4) == "cdef");
-    CHECK_FALSE(source.rewind());
-    std::array<std::uint8_t, 8> more;
-    CHECK(source.read(more) == 7);
-    CHECK(Bytes(more.begin(), more.begin() + 7) == bytes("cdefghi"));
-    CHECK_FALSE(source.rewind());
-}
-
-TEST_CASE("what has been kept is read again across the pieces that the system gives") {
-    Bytes content(200'000);
-    for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<std::uint8_t>(i / 7);
-    const MemoryFile memory;
-    decoder::ByteSource source(memory.holding(content));
-    source.keep(150'000);
-    Bytes piece(140'000);
-    CHECK(source.read(std::span(piece).first(130'000)) == 130'000);
-    REQUIRE(source.rewind());
-    CHECK(source.read(piece) == piece.size());
-    CHECK(std::ranges::equal(piece, std::span(content).first(piece.size())));
-    CHECK(source.read(std::span(piece).first(60'000)) == 60'000);
-    CHECK(std::ranges::equal(std::span(piece).first(60'000), std::span(content).last(60'000)));
-}
-
-TEST_CASE("more than the limit is not kept, nor is anything once keeping has ended") {
-    for (const std::size_t limit : {0U, 5U}) {
-        InputFile file(bytes("abcdef"));
-        file.source().keep(limit);
-        file.source().takePiece();
-        CHECK_FALSE(file.source().rewind());
-    }
-    InputFile file(bytes("abcdef"));
-    file.source().keep(6);
-    file.source().takePiece();
-    file.source().keep(0);
-    CHECK_FALSE(file.source().rewind());
-    CHECK(file.source().takePiece().empty());
-}
-
 TEST_CASE("draining takes everything that is left") {
     InputFile file(Bytes(60'000, 'x'));
     CHECK(file.source().peek(2) == "xx");

@@ -6,7 +6,6 @@
 
 #include "tests/decoder/formats/png/png_bytes.h"
 #include "tests/decoder/formats/recorded_picture.h"
-#include "tests/decoder/memory_file.h"
 
 using namespace sorvane::decoder;
 using namespace sorvane::test;
@@ -86,20 +85,6 @@ TEST_CASE("an orientation after the pixels counts in every form of picture") {
             CHECK(after.samples == before.samples);
         }
     }
-}
-
-TEST_CASE("a turn after the pixels of a file that is too large to be kept is no whole picture") {
-    const auto file = [](std::size_t length, std::uint8_t orientation) {
-        return pngFile({2, 1}, {0, 10, 20}, pngChunk("tEXt", Bytes(length)),
-                       orientationChunk(orientation));
-    };
-    const auto whole = [](const Bytes& content) {
-        const MemoryFile memory;
-        return RecordedPicture(openPng, memory.holding(content)).whole;
-    };
-    CHECK(whole(file(maxPngKept - 1000, 6)));
-    CHECK_FALSE(whole(file(maxPngKept, 6)));
-    CHECK(whole(file(maxPngKept, 1)));
 }
 
 TEST_CASE("a picture that is cut short or damaged is not whole") {
