@@ -12,12 +12,14 @@
 #include "bench/drawing.h"
 #include "bench/png_file.h"
 #include "decoder/formats/png/png.h"
+#include "tests/decoder/formats/png/libpng_reader.h"
 
 namespace {
 
 using namespace sorvane::decoder;
 using sorvane::bench::Drawing;
 using sorvane::bench::PngChannels;
+using sorvane::test::openPngByLibpng;
 
 constexpr std::size_t width = 1920;
 constexpr std::size_t height = 1080;

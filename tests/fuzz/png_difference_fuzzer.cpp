@@ -13,6 +13,7 @@
 #include <zlib.h>
 
 #include "decoder/formats/png/png.h"
+#include "tests/decoder/formats/png/libpng_reader.h"
 #include "tests/decoder/memory_file.h"
 
 using namespace sorvane::decoder;
@@ -119,7 +120,7 @@ bool isWholeStream(Bytes data) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Answer theirs = answerOf(openPngByLibpng, data, size);
+    Answer theirs = answerOf(sorvane::test::openPngByLibpng, data, size);
     const Answer ours = answerOf(openPng, data, size);
     if (theirs.header.has_value() != ours.header.has_value()) std::abort();
     if (!theirs.header) return 0;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -13,7 +12,6 @@
 #include "decoder/formats/exif.h"
 #include "decoder/formats/longjmp_guard.h"
 #include "decoder/formats/png/png_metadata.h"
-#include "decoder/formats/png/png_passes.h"
 #include "decoder/formats/png/png_rows.h"
 #include "decoder/formats/png/png_trailer.h"
 
@@ -37,21 +35,16 @@ constexpr png_uint_32 maxChunks = 2 * ownChunkCount + 2;
 // Each side may use up the whole budget; the product is checked before pixel memory is taken.
 constexpr png_uint_32 maxSide = pixelBudget;
 
-enum class Reader : std::uint8_t { fastest, libpng };
-
 class PngDecoder final : public Decoder {
   public:
-    PngDecoder(ByteSource& file, Reader reader) : file_(file), reader_(reader) {
+    explicit PngDecoder(ByteSource& file) : file_(file) {
         png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
         attempt([this] {
             info_ = png_create_info_struct(png_);
-            endInfo_ = png_create_info_struct(png_);
             png_set_read_fn(png_, this, readBytes);
-            // Some writers declare a smaller window than they use.
-            png_set_option(png_, PNG_MAXIMUM_INFLATE_WINDOW, PNG_OPTION_ON);
         });
     }
-    ~PngDecoder() override { png_destroy_read_struct(&png_, &info_, &endInfo_); }
+    ~PngDecoder() override { png_destroy_read_struct(&png_, &info_, nullptr); }
 
     std::optional<PictureHeader> readHeader() override;
     bool readPixels(PixelSink& sink) override;
@@ -72,22 +65,16 @@ class PngDecoder final : public Decoder {
 
     void noteChunk(std::span<const std::uint8_t> header);
     void noteDamage(std::string_view warning);
-    std::vector<PngChunk> chunksBeside(png_infop info) const;
+    std::vector<PngChunk> keptChunks() const;
     PngPalette palette() const;
     PngSampleForm sampleForm() const;
-    bool readRows(PixelSink& sink);
-    bool readPasses(PixelSink& sink);
-    bool readPass(const PngPass& pass, std::vector<std::uint8_t>& row, PixelSink& sink);
-    bool readEnd();
 
     ByteSource& file_;
-    Reader reader_;
     PngChunkHeader chunkHeader_{};
     bool pixelsSeen_ = false;
     bool paletteSeen_ = false; // before the pixels
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
-    png_infop endInfo_ = nullptr;
     std::array<bool, ownChunkCount> ownChunkDamaged_{};
     bool dataDamaged_ = false;
     Size size_;
@@ -120,21 +107,10 @@ void PngDecoder::onWarning(png_structp png, png_const_charp message) {
     static_cast<PngDecoder*>(png_get_error_ptr(png))->noteDamage(message);
 }
 
-// Three kinds of damage do not stop libpng, and its warnings are their only sign: a wrong checksum
-// of an ancillary chunk, which it keeps all the same; in its later releases one of a palette that
-// the pixels do not need; and an error in the compressed data after the last pixel, in their
-// checksum above all. Data beyond the picture are not damage. libpng inflates no further than the
-// piece in which the pixels end, or the one after it; of the rest it still checks the checksums of
-// the chunks.
+// Two kinds of damage before the pixels do not stop libpng, and its warnings are their only sign: a
+// wrong checksum of an ancillary chunk, which it keeps all the same; and in its later releases one
+// of a palette that the pixels do not need.
 void PngDecoder::noteDamage(std::string_view warning) {
-    constexpr std::array harmless = {
-        std::string_view("IDAT: Extra compressed data"),
-        std::string_view("IDAT: Too much image data"),
-        std::string_view("IDAT: Too many IDATs found"),
-        std::string_view("IDAT: chunk data is too large"),
-    };
-    if (warning.starts_with("IDAT: ") && std::ranges::find(harmless, warning) == harmless.end())
-        dataDamaged_ = true;
     if (!warning.ends_with(": CRC error")) return;
     dataDamaged_ = dataDamaged_ || warning.starts_with("PLTE");
     for (std::size_t i = 0; i < ownChunkCount; ++i)
@@ -162,7 +138,7 @@ std::optional<PictureHeader> PngDecoder::readHeader() {
         (type & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png_, info_, PNG_INFO_tRNS) != 0;
     channels_ = channelsOf((type & PNG_COLOR_MASK_COLOR) != 0, transparent);
 
-    const std::vector<PngChunk> chunks = chunksBeside(info_);
+    const std::vector<PngChunk> chunks = keptChunks();
     const auto orientation = pngOrientation(chunks);
     orientationKnown_ = orientation.has_value();
     PictureHeader header;
@@ -173,10 +149,6 @@ std::optional<PictureHeader> PngDecoder::readHeader() {
     header.rowsInOrder = !interlaced_;
     header.colour = pngColour(chunks);
     return header;
-}
-
-bool PngDecoder::readPixels(PixelSink& sink) {
-    return reader_ == Reader::fastest ? readRows(sink) : readPasses(sink);
 }
 
 PngPalette PngDecoder::palette() const {
@@ -213,7 +185,7 @@ PngSampleForm PngDecoder::sampleForm() const {
 }
 
 // libpng has read up to the data of the first pixel chunk, and reads nothing more.
-bool PngDecoder::readRows(PixelSink& sink) {
+bool PngDecoder::readPixels(PixelSink& sink) {
     const PngRowForm form{size_, sampleForm(), interlaced_};
     PngChunks chunks(file_, chunkHeader_);
     PngInflater data(chunks);
@@ -226,26 +198,9 @@ bool PngDecoder::readRows(PixelSink& sink) {
     return true;
 }
 
-bool PngDecoder::readPasses(PixelSink& sink) {
-    const bool ready = attempt([this] {
-        // Palette to RGB, low depths to 8 bits by exact scaling, tRNS to alpha after a comparison
-        // at the file's own depth.
-        png_set_expand(png_);
-        if (std::endian::native == std::endian::little) png_set_swap(png_);
-        png_read_update_info(png_, info_);
-    });
-    if (!ready || png_get_channels(png_, info_) != channelCount(channels_)) return false;
-    std::vector<std::uint8_t> row(png_get_rowbytes(png_, info_));
-    constexpr std::array wholePicture = {PngPass{{0, 0}, 1, 1}};
-    const auto passes = interlaced_ ? std::span<const PngPass>(adam7) : wholePicture;
-    for (const PngPass& pass : passes)
-        if (!readPass(pass, row, sink)) return false;
-    return readEnd();
-}
-
-std::vector<PngChunk> PngDecoder::chunksBeside(png_infop info) const {
+std::vector<PngChunk> PngDecoder::keptChunks() const {
     png_unknown_chunkp kept = nullptr;
-    const int count = png_get_unknown_chunks(png_, info, &kept);
+    const int count = png_get_unknown_chunks(png_, info_, &kept);
     std::vector<PngChunk> chunks;
     for (int i = 0; i < count; ++i) {
         const std::string_view name(reinterpret_cast<const char*>(kept[i].name), 4);
@@ -256,39 +211,8 @@ std::vector<PngChunk> PngDecoder::chunksBeside(png_infop info) const {
     return chunks;
 }
 
-// libpng is not asked to undo the interlace, for which it would need the whole picture: it gives
-// the rows of each pass, and skips passes without pixels.
-bool PngDecoder::readPass(const PngPass& pass, std::vector<std::uint8_t>& row, PixelSink& sink) {
-    const std::uint32_t count = pass.sizeOf(size_).width;
-    if (count == 0) return true;
-    for (std::uint32_t y = pass.first.y; y < size_.height; y += pass.rowStep) {
-        if (!attempt([&] { png_read_row(png_, row.data(), nullptr); })) return false;
-        sink.take({y, pass.first.x, pass.columnStep, count, row.data()});
-    }
-    return true;
-}
-
-bool PngDecoder::readEnd() {
-    const bool ended = attempt([this] {
-        // After the pixels only the orientation counts, and it has room of its own.
-        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER,
-                                    reinterpret_cast<png_const_bytep>(ownChunks.data()),
-                                    static_cast<int>(ownChunkCount - 1));
-        png_set_chunk_cache_max(png_, maxChunks);
-        png_read_end(png_, endInfo_);
-    });
-    if (!ended || dataDamaged_) return false;
-    lateOrientation_ = pngOrientation(chunksBeside(endInfo_));
-    return true;
-}
-
 } // namespace
 
-std::unique_ptr<Decoder> openPng(ByteSource& file) {
-    return std::make_unique<PngDecoder>(file, Reader::fastest);
-}
-std::unique_ptr<Decoder> openPngByLibpng(ByteSource& file) {
-    return std::make_unique<PngDecoder>(file, Reader::libpng);
-}
+std::unique_ptr<Decoder> openPng(ByteSource& file) { return std::make_unique<PngDecoder>(file); }
 
 } // namespace sorvane::decoder

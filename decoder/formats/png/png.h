@@ -25,10 +25,4 @@ inline constexpr std::uint64_t pngMemory =
 /// `file` must outlive the decoder.
 std::unique_ptr<Decoder> openPng(ByteSource& file);
 
-/// The same with every pixel read by libpng, which is slower; the tests take it as the reference.
-/// The answers are the same but for two kinds of damage: compressed data that are damaged after the
-/// last pixel, which libpng does not always notice; and a block whose Huffman code is incomplete,
-/// which zlib rejects and the faster inflater reads, if all checksums are right.
-std::unique_ptr<Decoder> openPngByLibpng(ByteSource& file);
-
 } // namespace sorvane::decoder

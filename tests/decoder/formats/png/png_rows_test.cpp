@@ -10,6 +10,7 @@
 
 #include "decoder/formats/png/png.h"
 #include "decoder/formats/png/png_passes.h"
+#include "tests/decoder/formats/png/libpng_reader.h"
 #include "tests/decoder/formats/png/png_bytes.h"
 #include "tests/decoder/formats/recorded_picture.h"
 

@@ -4,6 +4,7 @@
 
 #include <doctest/doctest.h>
 
+#include "tests/decoder/formats/png/libpng_reader.h"
 #include "tests/decoder/formats/png/png_bytes.h"
 #include "tests/decoder/formats/recorded_picture.h"
 
