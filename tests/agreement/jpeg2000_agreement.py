@@ -153,7 +153,7 @@ def bombs(checker):
 
 
 def declared_sizes(checker):
-    """A hundred bytes can declare what takes gigabytes, and the file is refused before that."""
+    """A hundred bytes can declare what takes gigabytes, and the file is rejected before that."""
     budget = 7500, 8000
     grey = answer([[b'\x80\x80\x80\xff'] * 40] * 30)
     for name, settings in {

@@ -116,7 +116,7 @@ def inks(checker):
                     for mark in (None, 0, 2):
                         jpeg = jpeg_files.coefficients(*size, factors, mark, restart, interleaved)
                         checker.answers('four channels, %s, %dx%d, Adobe %s, restart %d%s' % (
-                            sampling, *size, mark, restart, ' together' * interleaved), jpeg,
+                            sampling, *size, mark, restart, ' interleaved' * interleaved), jpeg,
                             answer(decoded_inks(jpeg)))
     jpeg = jpeg_files.encoded_inks(37, 22)
     rows = decoded_inks(jpeg)

@@ -22,7 +22,7 @@ def every_form(checker):
         bits = Picture(*size, 1, 1)
         judged(checker, 'bits in bytes, %dx%d' % size, bits.bits_in_bytes(), bits, True)
         judged(checker, 'bits in text, %dx%d' % size, bits.bits_in_text(), bits, True)
-        judged(checker, 'bits in text apart, %dx%d' % size, bits.bits_in_text(b' \n'), bits, True)
+        judged(checker, 'separated bits in text, %dx%d' % size, bits.bits_in_text(b' \n'), bits, True)
         for maximum in MAXIMA:
             for channels in (1, 3):
                 picture = Picture(*size, channels, maximum)

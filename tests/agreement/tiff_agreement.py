@@ -15,7 +15,7 @@ from agreement_test import LONG_TIMEOUT
 from jpeg_files import encoded, ppm
 from reference import answer, premultiplied, uniform_digest
 from tiff_files import (ASSOCIATED, BYTE, CMYK, LONG, MIN_IS_BLACK, MIN_IS_WHITE, PALETTE, RGB,
-                        SHORT, UNASSOCIATED, UNDEFINED, UNSPECIFIED, YCBCR, Elsewhere, Picture,
+                        SHORT, UNASSOCIATED, UNDEFINED, UNSPECIFIED, YCBCR, AtOffset, Picture,
                         assembled)
 
 KINDS = {
@@ -343,7 +343,7 @@ def colours(checker):
         checker.answers_otherwise('another profile, photometric %d' % photometric, picture.file(
             more={34675: (UNDEFINED, other)}, order='>', big=True), expected)
         checker.answers('a profile cut short is as none, photometric %d' % photometric,
-                        picture.file(more={34675: (UNDEFINED, Elsewhere(len(other), 60))}),
+                        picture.file(more={34675: (UNDEFINED, AtOffset(len(other), 60))}),
                         expected)
     checker.rejects('inks of another kind', Picture(9, 9, CMYK, 8).file(more={332: (SHORT, [2])}))
     for photometric in (4, 8, 9, 10, 32803, 32844, 34892):
@@ -466,8 +466,8 @@ def with_tag(picture, tag, count):
     return bytes(data)
 
 
-def poured(first, count):
-    """The file and `count` MiB after it."""
+def with_zeros(first, count):
+    """The file and `count` MiB of zeros after it."""
     yield first
     for _ in range(count):
         yield bytes(1 << 20)
@@ -477,14 +477,14 @@ def much_else(checker):
     picture = Picture(20, 10, RGB, 8)
     expected = answer(picture.pixels())
     first = picture.file(early=True, compression='LZW')
-    checker.answers_within_memory('2 GiB after the picture', poured(first, 2048), expected, 16)
+    checker.answers_within_memory('2 GiB after the picture', with_zeros(first, 2048), expected, 16)
     plain = picture.file(early=True)
-    checker.answers_within_memory('2 GiB after a plain picture', poured(plain, 2048), expected, 16)
+    checker.answers_within_memory('2 GiB after a plain picture', with_zeros(plain, 2048), expected, 16)
     for name, tag, count in (('a profile', 34675, 200_000_000), ('layers', 37724, 300_000_000),
                              ('a paper', 700, 50_000_000), ('compression tables', 347, 10**8)):
-        first = picture.file(early=True, more={tag: (UNDEFINED, Elsewhere(count, 4000))})
+        first = picture.file(early=True, more={tag: (UNDEFINED, AtOffset(count, 4000))})
         checker.answers_within_memory('%s of %d MB is passed over' % (name, count // 10**6),
-                                      poured(first.ljust(4000, b'\0'), count >> 20), expected, 16)
+                                      with_zeros(first.ljust(4000, b'\0'), count >> 20), expected, 16)
 
 
 def sizes(checker):

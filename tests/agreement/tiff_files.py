@@ -106,7 +106,7 @@ def compressed(name, rows):
     }[name]()
 
 
-class Elsewhere:
+class AtOffset:
     """The values of a tag that are said to lie at an offset."""
 
     def __init__(self, count, offset):
@@ -134,7 +134,7 @@ def assembled(tags, pieces, order='<', big=False, early=False, pieces_tags=(273,
             struct.calcsize(order + entry_form) + value_size) + value_size
         for tag in sorted(tags):
             kind, content = tags[tag]
-            if isinstance(content, Elsewhere):
+            if isinstance(content, AtOffset):
                 entries += struct.pack(order + entry_form, tag, kind, content.count)
                 entries += struct.pack(order + ('Q' if big else 'I'), content.offset)
                 continue

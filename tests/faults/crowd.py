@@ -18,7 +18,7 @@ from scene import Scene
 
 THINKS = 100  # milliseconds
 SIZE = (1200, 800)  # a window on the screen
-SECONDS = 30  # the agents' own patience; a machine has fewer processors than this has runs
+SECONDS = 30  # the agents' own timeout; a machine has fewer processors than this has runs
 PAUSE = 0.02  # seconds between two looks at the memory
 
 

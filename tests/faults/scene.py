@@ -202,7 +202,7 @@ class Scene:
         temporary = [path.name for path in self.stage.agents.iterdir() if path.name.startswith(".")]
         if len(temporary) > ("temporary" in excused):
             found.append(f"left {temporary}")
-        found += [f"{place} shows the credential" for place, text in self.places(result) if TOKEN in text]
+        found += [f"{name} shows the credential" for name, text in self.texts(result) if TOKEN in text]
         return found
 
     def stream_faults(self, result):
@@ -240,7 +240,7 @@ class Scene:
         mode = self.observation.stat().st_mode & 0o777
         return [] if any_mode or mode == 0o600 else [f"the observation has mode {mode:o}"]
 
-    def places(self, result):
+    def texts(self, result):
         yield "stdout", result.output
         yield "stderr", result.error
         for folder in (self.stage.root, self.stage.workspace):

@@ -16,7 +16,7 @@ using test::macos::World;
 
 namespace {
 
-const std::string quiet = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
+const std::string withoutSigpipe = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
 const std::string receiving = "setsockopt(SO_RCVTIMEO, 2 s 0 us, 16 bytes)";
 const std::string sending = "setsockopt(SO_SNDTIMEO, 2 s 0 us, 16 bytes)";
 const std::string connecting = "connect(/run/link, length byte 0, family 1, 11 bytes)";
@@ -33,37 +33,37 @@ std::string failure(const std::string& path = "/run/link") {
 
 } // namespace
 
-TEST_CASE("a link is made quiet, given its timeouts and connected, in this order") {
+TEST_CASE("a link has SIGPIPE turned off, is given its timeouts and connected, in this order") {
     World world;
     CHECK(failure() == "Tandem Link request failed.");
-    CHECK(world.calls == std::vector{quiet, receiving, sending, connecting});
+    CHECK(world.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
 }
 
-TEST_CASE("a link that cannot be made quiet is not used") {
+TEST_CASE("a link whose SIGPIPE cannot be turned off is not used") {
     World world;
     world.failing = {"SO_NOSIGPIPE"};
     CHECK(failure() == "Tandem Link transport could not be configured.");
-    CHECK(world.calls == std::vector{quiet});
+    CHECK(world.calls == std::vector{withoutSigpipe});
 }
 
 TEST_CASE("a link without its timeouts is used all the same") {
     World world;
     world.failing = {"SO_RCVTIMEO", "SO_SNDTIMEO"};
     CHECK(failure() == "Tandem Link request failed.");
-    CHECK(world.calls == std::vector{quiet, receiving, sending, connecting});
+    CHECK(world.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
 }
 
 TEST_CASE("a link whose path does not fit is configured and never connected") {
     World world;
     CHECK(failure(std::string(104, 'a')) == "Tandem Link socket path is too long.");
-    CHECK(world.calls == std::vector{quiet, receiving, sending});
+    CHECK(world.calls == std::vector{withoutSigpipe, receiving, sending});
 }
 
 TEST_CASE("a link that nobody serves is tried once") {
     World world;
     world.failing = {"connect"};
     CHECK(failure() == "Sorvane is not running or Tandem Link is unavailable.");
-    CHECK(world.calls == std::vector{quiet, receiving, sending, connecting});
+    CHECK(world.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
 }
 
 TEST_CASE("the probe connects once and sets no option, whatever comes of it") {

@@ -1,4 +1,4 @@
-// The stand-in's end of the link, where quiet is a property of the socket.
+// The stand-in's end of the link, where SIGPIPE is turned off by an option of the socket.
 
 #include <chrono>
 #include <filesystem>
@@ -15,7 +15,7 @@
 using namespace sorvane;
 using test::macos::World;
 
-TEST_CASE("a client that has gone already, and cannot be made quiet any more, is a client") {
+TEST_CASE("a client that has gone already, whose SIGPIPE cannot be turned off any more, is one") {
     World world;
     auto [client, peer] = makeSocketPair();
     peer.reset();
@@ -34,7 +34,7 @@ TEST_CASE("a pause ends when the client goes") {
     leaving.join();
 }
 
-TEST_CASE("what listens is quiet before it listens, and so are its clients") {
+TEST_CASE("what listens has SIGPIPE turned off before it listens, and so have its clients") {
     World world;
     world.failing = {"connect"};
     const test::TemporaryDirectory directory;

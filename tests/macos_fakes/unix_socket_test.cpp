@@ -18,7 +18,7 @@ bool isClosedInChildren(const UniqueDescriptor& descriptor) {
     return (::fcntl(descriptor.get(), F_GETFD) & FD_CLOEXEC) != 0;
 }
 
-const std::string quietly = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
+const std::string withoutSigpipe = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
 
 } // namespace
 
@@ -30,19 +30,19 @@ TEST_CASE("a new socket is closed in children and has no option set") {
     CHECK(world.calls.empty());
 }
 
-TEST_CASE("a socket is made quiet by one option, the integer 1") {
+TEST_CASE("SIGPIPE is turned off by one option of the socket, the integer 1") {
     World world;
     CHECK(suppressSigpipe(makeSocket()));
-    CHECK(world.calls == std::vector{quietly});
+    CHECK(world.calls == std::vector{withoutSigpipe});
 }
 
-TEST_CASE("a socket that the system does not make quiet is told of") {
+TEST_CASE("a socket whose SIGPIPE the system does not turn off is told of") {
     World world;
     world.failing = {"setsockopt"};
     CHECK_FALSE(suppressSigpipe(makeSocket()));
 }
 
-TEST_CASE("both sockets of a pair are quiet and closed in children") {
+TEST_CASE("both sockets of a pair have SIGPIPE turned off and are closed in children") {
     World world;
     const auto [one, other] = makeSocketPair();
     REQUIRE(one);
@@ -50,7 +50,7 @@ TEST_CASE("both sockets of a pair are quiet and closed in children") {
     CHECK(isClosedInChildren(one));
     CHECK(isClosedInChildren(other));
     CHECK(std::vector(world.calls.begin(), world.calls.begin() + 2) ==
-          std::vector{quietly, quietly});
+          std::vector{withoutSigpipe, withoutSigpipe});
     CHECK(sendWithoutSigpipe(one, "abc") == 3);
 }
 
@@ -68,7 +68,7 @@ TEST_CASE("a pair has buffers of 256 KiB for what is written to the first, if it
     }
 }
 
-TEST_CASE("a pair that cannot be made quiet is none") {
+TEST_CASE("a pair whose SIGPIPE cannot be turned off is none") {
     World world;
     world.failing = {"setsockopt"};
     const auto [one, other] = makeSocketPair();

@@ -83,7 +83,7 @@ TEST_CASE("sending to a peer that has gone fails and raises no signal") {
           }) == 0);
 }
 
-TEST_CASE("a connected socket that was made quiet raises no signal either") {
+TEST_CASE("a connected socket whose SIGPIPE is turned off raises no signal either") {
     const TemporaryDirectory directory;
     const auto address = socketAddress(directory.path() / "socket");
     REQUIRE(address);

@@ -131,7 +131,8 @@ class EntriesCheck {
             return {"hook entry", Status::failed,
                     "the hook is there " + std::to_string(running_.size()) +
                         " times: " + locationOf(*running_[0]) + " and " + locationOf(*running_[1]),
-                    "Keep the first of these entries and take the others out: " + places() + "."};
+                    "Keep the first of these entries and take the others out: " + locations() +
+                        "."};
         if (running_.size() == 1) return {"hook entry", Status::ok, locationOf(*running_.front())};
         if (!entries_.empty())
             return {"hook entry", Status::failed,
@@ -159,7 +160,7 @@ class EntriesCheck {
                 expected()};
     }
 
-    std::string places() const {
+    std::string locations() const {
         std::string text = locationOf(*running_.front());
         for (std::size_t index = 1; index < running_.size(); ++index)
             text += " and " + locationOf(*running_[index]);

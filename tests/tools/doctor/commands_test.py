@@ -119,8 +119,8 @@ class Commands(unittest.TestCase):
         name = str(self.file)
         (self.world.project / "event.json").write_text('{"prompt": "hello"}')
         for arguments in (["identity", name], ["event", "event.json"], ["--agent", "codex"]):
-            documents = [self.document(*arguments[:place], "--json", *arguments[place:])
-                         for place in range(len(arguments) + 1) if arguments[place - 1:place] != ["--agent"]]
+            documents = [self.document(*arguments[:index], "--json", *arguments[index:])
+                         for index in range(len(arguments) + 1) if arguments[index - 1:index] != ["--agent"]]
             self.assertEqual(documents[1:], documents[:-1])
 
     def test_one_agent_may_be_named(self):

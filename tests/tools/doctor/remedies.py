@@ -85,8 +85,8 @@ class MendedWorld(World):
         self.write(Path(path), document)
         self.edit(path, change)
 
-    def keep_first(self, places):
-        for path in dict.fromkeys(re.findall(r"(/\S+) \(\w+\)", places)[1:]):
+    def keep_first(self, locations):
+        for path in dict.fromkeys(re.findall(r"(/\S+) \(\w+\)", locations)[1:]):
             path = Path(path)
             if path.suffix == ".toml":
                 path.write_text(path.read_text().partition("[[hooks.")[0])

@@ -24,7 +24,7 @@ TEST_CASE("tables, lists, texts, numbers and flags are read, and a moment is not
           nlohmann::json{{"a", {{"b", {1, 2.5, true, "x", nullptr}}}}, {"c", {{"d", "y"}}}});
 }
 
-TEST_CASE("tables deeper than anybody writes are refused, wherever they stand") {
+TEST_CASE("tables deeper than anybody writes are rejected, wherever they stand") {
     constexpr std::size_t deep = 200'000;
     const std::string line = key(deep) + " = 1";
     for (const std::string& text :

@@ -20,8 +20,8 @@ from run_case import Skipped, account_at
 HASH = "ab" * 32
 PLUGIN = Path(__file__).resolve().parents[3] / "packaging/opencode/sorvane.js"
 
-# Where each agent's hooks stand in its home, at which event, and what follows the hook in its command.
-PLACES = {
+# The path of each agent's hooks in its home, their event, and what follows the hook in its command.
+CONFIGURATIONS = {
     "claude-code": (".claude/settings.json", "UserPromptSubmit", ""),
     "codex": (".codex/hooks.json", "UserPromptSubmit", ""),
     "cursor": (".cursor/hooks.json", "beforeSubmitPrompt", ""),
@@ -37,7 +37,7 @@ def identifier(name):
     """What an agent is registered as."""
     if name in ("claude-code", "codex", "cursor"):
         return name
-    return f"custom-3f2b8c1a-6d4e-4f50-9a7b-1c2d3e4f5a{list(PLACES).index(name):02d}"
+    return f"custom-3f2b8c1a-6d4e-4f50-9a7b-1c2d3e4f5a{list(CONFIGURATIONS).index(name):02d}"
 
 
 def with_command(plugin, words):
@@ -126,13 +126,13 @@ class World:
 
     def configuration(self, name):
         moved = self.environment.get({"claude-code": "CLAUDE_CONFIG_DIR", "codex": "CODEX_HOME"}.get(name))
-        path = Path(PLACES[name][0])
+        path = Path(CONFIGURATIONS[name][0])
         return Path(moved) / path.name if moved else self.home / path
 
     def command(self, name, agent=None, quote=shlex.quote):
         agent = agent or identifier(name)
         return (f"{quote(str(self.hook))} --agent {agent} --client-id {agent}-desk "
-                f"--credential-file {quote(str(self.credential(agent)))}{PLACES[name][2]}")
+                f"--credential-file {quote(str(self.credential(agent)))}{CONFIGURATIONS[name][2]}")
 
     def write(self, path, content):
         path.parent.mkdir(parents=True, exist_ok=True)
@@ -141,7 +141,7 @@ class World:
     def configure(self, name, command=None, event=None, **members):
         """The agent's configuration in the form of its documentation, with other things of the user's around."""
         command = command or self.command(name)
-        event = event or PLACES[name][1]
+        event = event or CONFIGURATIONS[name][1]
         path = self.configuration(name)
         if name == "opencode":
             self.write(path, with_command(PLUGIN.read_text(), shlex.split(command)))

@@ -10,12 +10,12 @@ using namespace sorvane::test;
 
 namespace {
 
-constexpr std::size_t fileLimit = 1 << 20;
+constexpr std::size_t maxFileBytes = 1 << 20;
 
 std::optional<CodedSizes> sizesOf(const std::vector<DescribedItem>& items) {
     const Bytes body = HeifMeta(1, items).body();
     InputFile input(body);
-    BufferedFile file(input.source(), fileLimit);
+    BufferedFile file(input.source(), maxFileBytes);
     return derivedSizes(file, 0, body.size());
 }
 

@@ -13,14 +13,14 @@ using namespace sorvane::test;
 
 namespace {
 
-constexpr std::size_t fileLimit = 1 << 20;
+constexpr std::size_t maxFileBytes = 1 << 20;
 
 // After some bytes of the file that do not belong to the box.
 constexpr std::size_t bodyOffset = 5;
 
 std::optional<HeifItems> itemsOf(const Bytes& body) {
     InputFile input(joined({Bytes(bodyOffset), body}));
-    BufferedFile file(input.source(), fileLimit);
+    BufferedFile file(input.source(), maxFileBytes);
     return readHeifItems(file, bodyOffset, bodyOffset + body.size());
 }
 

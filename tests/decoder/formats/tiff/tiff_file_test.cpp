@@ -21,8 +21,8 @@ Bytes seen(TiffFile& file, std::size_t count, std::uint64_t offset = 0) {
 }
 
 bool isPicture(const Bytes& content) {
-    InputFile poured(content);
-    TiffFile file(poured.source());
+    InputFile input(content);
+    TiffFile file(input.source());
     return file.readDirectory();
 }
 
@@ -41,8 +41,8 @@ TEST_CASE("of the directory only the pixels' entries are shown, and none after i
                                                     {34665, longType, 1, 8}},
                                                    8);
             const Bytes shown = tiff.directory({{256, longType, 1, 7}, {257, longType, 1, 5}});
-            InputFile poured(joined({tiff.header(), directory, bytes("after")}));
-            TiffFile file(poured.source());
+            InputFile input(joined({tiff.header(), directory, bytes("after")}));
+            TiffFile file(input.source());
             REQUIRE(file.readDirectory());
             CHECK(seen(file, tiff.header().size()) == tiff.header());
             CHECK(seen(file, shown.size(), tiff.header().size()) == shown);
@@ -59,13 +59,13 @@ TEST_CASE("of the directory only the pixels' entries are shown, and none after i
 TEST_CASE("entries that cannot be meant are not shown") {
     const TiffBytes tiff;
     const Bytes kept = tiff.directory({{273, longType, 1 << 20, 99}});
-    InputFile poured(joined({tiff.header(), tiff.directory({{256, 0, 1, 7},
-                                                            {257, 14, 1, 7},
-                                                            {258, 77, 1, 7},
-                                                            {347, undefinedType, 1 << 21, 99},
-                                                            {273, longType, 1 << 20, 99},
-                                                            {279, longType, 1U << 31, 99}})}));
-    TiffFile file(poured.source());
+    InputFile input(joined({tiff.header(), tiff.directory({{256, 0, 1, 7},
+                                                           {257, 14, 1, 7},
+                                                           {258, 77, 1, 7},
+                                                           {347, undefinedType, 1 << 21, 99},
+                                                           {273, longType, 1 << 20, 99},
+                                                           {279, longType, 1U << 31, 99}})}));
+    TiffFile file(input.source());
     REQUIRE(file.readDirectory());
     CHECK(seen(file, kept.size(), 8) == kept);
 }
@@ -73,10 +73,10 @@ TEST_CASE("entries that cannot be meant are not shown") {
 TEST_CASE("a profile is taken from where it lies, when it is whole and not too long") {
     const TiffBytes tiff;
     const auto profileOf = [&](std::uint64_t count, std::uint64_t value) {
-        InputFile poured(
+        InputFile input(
             joined({tiff.header(), tiff.directory({{34675, undefinedType, count, value}}),
                     bytes("profile")}));
-        TiffFile file(poured.source());
+        TiffFile file(input.source());
         REQUIRE(file.readDirectory());
         const auto profile = file.profile();
         return profile ? profile->bytes : Bytes{};
@@ -91,8 +91,8 @@ TEST_CASE("a profile is taken from where it lies, when it is whole and not too l
 
 TEST_CASE("whether the directory tells the kind of further samples is known") {
     const TiffBytes tiff;
-    InputFile poured(joined({tiff.header(), tiff.directory({{338, 3, 1, 0}})}));
-    TiffFile file(poured.source());
+    InputFile input(joined({tiff.header(), tiff.directory({{338, 3, 1, 0}})}));
+    TiffFile file(input.source());
     REQUIRE(file.readDirectory());
     CHECK(file.namesExtraSamples());
 }
