@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """The peak of memory of a whole run, the hook's and its decoder's, with a large picture attached: both stream it."""
 
-import argparse
 import json
 import os
 import subprocess
@@ -13,6 +12,7 @@ sys.path.insert(0, str(Path(__file__).parent / "cases"))
 
 import pictures
 from stage import Stage, USUAL_CLIENT
+from test_command import command_line, exit_with
 
 MEBIBYTES = 16
 SIZE = 5000, 4000  # 80 MB of pixels
@@ -46,9 +46,7 @@ def peak_of_a_run(stage, hook):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
-    hook = parser.parse_args().programs.resolve() / "sorvane-hook"
+    hook = command_line(__doc__).parse_args().programs / "sorvane-hook"
     stage = Stage(Path(__file__).parent, b"codex", {})
     try:
         peak = peak_of_a_run(stage, hook)
@@ -59,4 +57,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

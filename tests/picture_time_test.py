@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """Pictures whose decoder hangs: each has 10 seconds, all of one run together 20, and every file its digest."""
 
-import argparse
 import hashlib
 import json
 import os
@@ -16,6 +15,7 @@ sys.path.insert(0, str(Path(__file__).parent / "cases"))
 
 import pictures
 from stage import Stage, USUAL_CLIENT
+from test_command import command_line, exit_with
 
 TIME = 20  # seconds
 ROOM = 2  # for a busy machine
@@ -63,9 +63,7 @@ def play(stage, programs):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and sorvane-standin")
-    programs = parser.parse_args().programs.resolve()
+    programs = command_line(__doc__, "sorvane-hook and sorvane-standin").parse_args().programs
     stage = Stage(Path(__file__).parent, b"codex", {})
     try:
         seconds, digests, given = play(stage, programs)
@@ -76,4 +74,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

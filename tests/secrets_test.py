@@ -3,7 +3,6 @@
 and no other process of the user's reads it. Status 77: this machine lacks the tracer.
 """
 
-import argparse
 import ctypes
 import json
 import os
@@ -19,8 +18,8 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).parent / "cases"))
 
 import pictures
-from run_case import require_strace, Skipped, SKIPPED
 from stage import Stage, USUAL_CLIENT
+from test_command import command_line, exit_with, require_strace
 
 TOKEN = b"token-that-nobody-may-see"
 NOBODY = 65534
@@ -111,14 +110,8 @@ def faults_of_peers(runs):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
-    programs = parser.parse_args().programs.resolve()
-    try:
-        require_strace()
-    except Skipped as reason:
-        print(f"skipped: {reason}")
-        return SKIPPED
+    programs = command_line(__doc__).parse_args().programs
+    require_strace()
     _, most = resource.getrlimit(resource.RLIMIT_CORE)
     resource.setrlimit(resource.RLIMIT_CORE, (most, most))
     stage = Stage(Path(__file__).parent, b"codex", {})
@@ -134,4 +127,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

@@ -4,7 +4,6 @@
 Whoever waits for a prompt waits for this program to start. Status 77: this machine lacks the tools.
 """
 
-import argparse
 import json
 import os
 import re
@@ -16,8 +15,9 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).parent / "cases"))
 
-from run_case import account_at, require_strace, Skipped, SKIPPED
+from run_case import account_at
 from stage import Stage, USUAL_CLIENT
+from test_command import command_line, exit_with, require_strace, Skipped
 
 C_LIBRARY = re.compile(r"(libc|ld-linux[^.]*|ld-musl[^.]*|ld64|ld)\.so.*")
 LOADER_FILES = ["/etc/ld.so.cache", "/etc/ld.so.preload"]
@@ -119,16 +119,10 @@ def order_faults(hook):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
-    hook = parser.parse_args().programs.resolve() / "sorvane-hook"
-    try:
-        require_strace()
-        if shutil.which("readelf") is None:
-            raise Skipped("readelf is needed")
-    except Skipped as reason:
-        print(f"skipped: {reason}")
-        return SKIPPED
+    hook = command_line(__doc__).parse_args().programs / "sorvane-hook"
+    require_strace()
+    if shutil.which("readelf") is None:
+        raise Skipped("readelf is needed")
     faults = [f"needs {name}" for name in needed_libraries(hook) if not C_LIBRARY.fullmatch(name)]
     faults += order_faults(hook)
     for process in ({}, {"account-home": []}):
@@ -142,4 +136,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

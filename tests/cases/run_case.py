@@ -5,14 +5,12 @@ README.md names the files of a case. Status 0: the runs were as expected; 1: one
 77: this machine lacks what the case, or each case of the topic, needs.
 """
 
-import argparse
 import contextlib
 import errno
 import json
 import os
 import re
 import resource
-import shutil
 import signal
 import subprocess
 import sys
@@ -25,6 +23,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 
 from stage import BadCase, Stage
+from test_command import command_line, require_strace, Skipped, SKIPPED
 from verdict import check, Unfulfilled, Verdict
 
 FILES = {
@@ -42,16 +41,11 @@ LIMITS = {
     "descriptors": resource.RLIMIT_NOFILE,
 }
 ALONE = re.compile(rb"^(simultaneous|descriptors|file-size|stack|data|ignored) |(closed|broken-pipe)$", re.MULTILINE)
-SKIPPED = 77
 LATE = 3  # seconds until a late reader comes
 TIMEOUT = 20  # seconds for a run; many at once get three times that
 JOBS = 4  # cases of a topic at a time: those that wait for a timeout of the hook's overlap
 USUAL_EVENT = b'{"prompt":"Look at sorvane://image/@HASH@","cwd":"@WORKSPACE@"}'
 USUAL_ARGUMENTS = b"--agent\n@AGENT@\n--client-id\n@CLIENT@\n--credential-file\n@CREDENTIAL@\n"
-
-
-class Skipped(Exception):
-    """This machine lacks what the case needs."""
 
 
 class Case:
@@ -326,12 +320,6 @@ def open_full_device():
         raise Skipped("/dev/full is needed") from None
 
 
-def require_strace():
-    tracer = shutil.which("strace")
-    if tracer is None or subprocess.run([tracer, "-qq", "-o", "/dev/null", "true"], capture_output=True).returncode:
-        raise Skipped("strace is needed, and the right to trace")
-
-
 def account_at(stage):
     """The environment in which the user's account has its home on the stage, whatever the real one is."""
     libraries = subprocess.run(["/sbin/ldconfig", "-p"], capture_output=True, check=False).stdout if \
@@ -402,13 +390,12 @@ def is_topic(folder):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and sorvane-standin")
+    parser = command_line(__doc__, "sorvane-hook and sorvane-standin")
     parser.add_argument("--jobs", type=int, default=JOBS, help=f"how many cases of a topic at a time ({JOBS})")
     parser.add_argument("--keep", action="store_true", help="leave the stage of a single case and say where it is")
     parser.add_argument("folder", type=Path, help="a case or a topic")
     options = parser.parse_args()
-    folder, programs = options.folder.resolve(), options.programs.resolve()
+    folder, programs = options.folder.resolve(), options.programs
     os.umask(0o022)
     if is_topic(folder):
         return play_topic(folder, programs, options.jobs)

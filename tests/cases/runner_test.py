@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """Shows that the runner fails what must fail: cases that are wrong, and programs that misbehave."""
 
-import argparse
 import contextlib
 import errno
 import io
@@ -14,6 +13,7 @@ from unittest import mock
 sys.dont_write_bytecode = True
 
 import run_case
+from test_command import command_line
 
 MISSING = "Sorvane: Invalid arguments: Agent identity is required.\n"
 BAD_LINE = {"arguments": "", "stderr": MISSING}
@@ -243,11 +243,10 @@ def failures(programs, scratch):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and sorvane-standin")
+    parser = command_line(__doc__, "sorvane-hook and sorvane-standin")
     parser.add_argument("topics", nargs="*", help="the topics that are played")
     options = parser.parse_args()
-    programs = options.programs.resolve()
+    programs = options.programs
     os.umask(0o022)
     run_case.TIMEOUT = 3  # a program that does not end is to be found out sooner here
     with tempfile.TemporaryDirectory(prefix="sv-", dir="/tmp") as scratch:

@@ -3,7 +3,6 @@
 for a while; what they and their decoders take in memory together, at the highest. Every run must end as it may, and
 the observation be whole all the while."""
 
-import argparse
 import contextlib
 import os
 import sys
@@ -15,6 +14,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 
 from scene import Scene
+from test_command import command_line, exit_with
 
 THINKS = 100  # milliseconds
 SIZE = (1200, 800)  # a window on the screen
@@ -86,11 +86,10 @@ def play(scene, runs):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    parser = command_line(__doc__)
     parser.add_argument("--runs", type=int, default=200)
     options = parser.parse_args()
-    with Scene("pixels", options.programs.resolve(), SIZE, ("--misbehave", f"delay:{THINKS}")) as scene:
+    with Scene("pixels", options.programs, SIZE, ("--misbehave", f"delay:{THINKS}")) as scene:
         scene.max_seconds = SECONDS
         began = time.monotonic()
         results, watch = play(scene, options.runs)
@@ -106,4 +105,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

@@ -4,16 +4,15 @@
 Status 77: this machine lacks the right to mount.
 """
 
-import argparse
 import contextlib
 import shutil
 import subprocess
 import sys
-from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-from scene import BEFORE, Report, Scene, Skipped, SKIPPED
+from scene import BEFORE, Report, Scene
+from test_command import command_line, exit_with, Skipped
 
 
 @contextlib.contextmanager
@@ -54,20 +53,14 @@ def disks(scene, report):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
-    programs = parser.parse_args().programs.resolve()
+    programs = command_line(__doc__).parse_args().programs
     report = Report()
-    try:
-        for name in ("reference", "pixels", "no-image"):
-            with Scene(name, programs) as scene:
-                scene.rehearse()
-                disks(scene, report)
-    except Skipped as reason:
-        print(f"skipped: {reason}")
-        return SKIPPED
+    for name in ("reference", "pixels", "no-image"):
+        with Scene(name, programs) as scene:
+            scene.rehearse()
+            disks(scene, report)
     return report.end()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

@@ -6,19 +6,18 @@ What a run has observed is whole then: the record of the run before, or its own.
 tools.
 """
 
-import argparse
 import os
 import shutil
 import signal
 import sys
 import time
 from collections import Counter
-from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-from scene import pictures, PIXELS, require_strace, Scene, SIZE, Skipped, SKIPPED
+from scene import pictures, PIXELS, Scene, SIZE
 from system_calls import learn
+from test_command import command_line, exit_with, require_strace
 
 LARGE = 400_000  # bytes: a picture that is read in several pieces
 
@@ -147,17 +146,12 @@ def play(programs, quick, tally):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    parser = command_line(__doc__)
     parser.add_argument("--all", dest="quick", action="store_false", help="everything at every call")
     options = parser.parse_args()
-    try:
-        require_strace()
-    except Skipped as reason:
-        print(f"skipped: {reason}")
-        return SKIPPED
+    require_strace()
     tally = Counter()
-    found = play(options.programs.resolve(), options.quick, tally)
+    found = play(options.programs, options.quick, tally)
     for (road, title), number in sorted(tally.items()):
         print(f"{road:<12}{title:<44}{number:>6}")
     print(*found, f"{len(found)} faults found", sep="\n")
@@ -165,4 +159,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

@@ -2,17 +2,16 @@
 """Plays a run against peers on the link that trickle, flood, stall, hang up, answer twice or answer nonsense, each a
 few lines of Python, and looks at what the run does then and how long it takes."""
 
-import argparse
 import json
 import socket
 import sys
 import threading
 import time
-from pathlib import Path
 
 sys.dont_write_bytecode = True
 
 from scene import Scene
+from test_command import command_line, exit_with
 
 MAX_ANSWER = 1_048_576
 DROP, PAUSE = 200, 0.01  # a trickle's bytes, and the seconds between them
@@ -143,9 +142,7 @@ PEERS = {
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
-    programs = parser.parse_args().programs.resolve()
+    programs = command_line(__doc__).parse_args().programs
     found = []
     with Scene("reference", programs, peer=False) as scene:
         for name, (script, reads, end, seconds) in PEERS.items():
@@ -165,4 +162,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

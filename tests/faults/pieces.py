@@ -4,13 +4,12 @@
 Status 77: this machine lacks the right to trace.
 """
 
-import argparse
 import sys
-from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-from scene import Report, require_strace, ROADS, Scene, Skipped, SKIPPED
+from scene import Report, ROADS, Scene
+from test_command import command_line, exit_with, require_strace
 
 
 def interrupted(scene, quick, report):
@@ -34,23 +33,18 @@ def short_counts(scene, programs, quick, report):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook and short_counts")
+    parser = command_line(__doc__, "sorvane-hook and short_counts")
     parser.add_argument("--all", dest="quick", action="store_false", help="every value")
     options = parser.parse_args()
     report = Report()
-    try:
-        require_strace()
-    except Skipped as reason:
-        print(f"skipped: {reason}")
-        return SKIPPED
+    require_strace()
     for name in ROADS:
-        with Scene(name, options.programs.resolve()) as scene:
+        with Scene(name, options.programs) as scene:
             scene.rehearse()
             interrupted(scene, options.quick, report)
-            short_counts(scene, options.programs.resolve(), options.quick, report)
+            short_counts(scene, options.programs, options.quick, report)
     return report.end()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

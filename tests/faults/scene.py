@@ -14,7 +14,6 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "cases"))
 
 import pictures
-from run_case import require_strace, Skipped, SKIPPED
 from stage import Stage, USUAL_CLIENT
 
 MAX_SECONDS = 15  # a picture may take 10, the link 2 for a write and 2 for a read

@@ -2,7 +2,6 @@
 """Plays runs that lack something: memory by both its limits, stack, room for files; and under a storm of
 interruptions."""
 
-import argparse
 import contextlib
 import os
 import signal
@@ -10,11 +9,11 @@ import subprocess
 import sys
 import threading
 import time
-from pathlib import Path
 
 sys.dont_write_bytecode = True
 
 from scene import Report, ROADS, Scene
+from test_command import command_line, exit_with
 
 KIB, MIB = 1024, 1024 * 1024
 LEAST_STACK = 32 * KIB  # what the frames of a run take; no system gives less than a hundred times that
@@ -100,14 +99,13 @@ def play(programs, quick, report):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    parser = command_line(__doc__)
     parser.add_argument("--all", dest="quick", action="store_false", help="every value")
     options = parser.parse_args()
     report = Report()
-    play(options.programs.resolve(), options.quick, report)
+    play(options.programs, options.quick, report)
     return report.end()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

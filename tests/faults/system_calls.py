@@ -6,7 +6,6 @@ of the child it makes until that is the decoder, and those of the decoder. Witho
 seconds. Status 77: this machine lacks the tools.
 """
 
-import argparse
 import itertools
 import queue
 import re
@@ -14,11 +13,11 @@ import sys
 import threading
 import time
 from collections import Counter
-from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-from scene import ROADS, require_strace, Scene, Skipped, SKIPPED
+from scene import ROADS, Scene
+from test_command import command_line, exit_with, require_strace
 
 # What a call may fail with, and the five that do for those not named: interrupted, no memory, a broken device, no
 # right, no room.
@@ -210,27 +209,22 @@ def play_road(name, programs, options_, tally):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-hook")
+    parser = command_line(__doc__)
     parser.add_argument("--all", dest="quick", action="store_false", help="every call in every way")
     parser.add_argument("--pairs", action="store_true", help="also every two calls of the hook together")
     parser.add_argument("--road", choices=ROADS, action="append", help="this road only")
     parser.add_argument("--jobs", type=int, default=2)
     options_ = parser.parse_args()
-    try:
-        require_strace()
-    except Skipped as reason:
-        print(f"skipped: {reason}")
-        return SKIPPED
+    require_strace()
     tally = Tally()
     began = time.monotonic()
     # The hook's own calls are much the same on these two.
     for name in options_.road or [name for name in ROADS if not (options_.quick and name == "bytes")]:
-        play_road(name, options_.programs.resolve(), options_, tally)
+        play_road(name, options_.programs, options_, tally)
     tally.print()
     print(f"{time.monotonic() - began:.0f} s")
     return 1 if tally.found else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)

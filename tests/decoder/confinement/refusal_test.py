@@ -4,7 +4,6 @@
 Each call of the confinement fails once, by the tracer's hand. Status 77: this machine lacks the tracer.
 """
 
-import argparse
 import re
 import subprocess
 import sys
@@ -15,7 +14,7 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).parents[2] / "cases"))
 
 import pictures
-from run_case import require_strace, Skipped, SKIPPED
+from test_command import command_line, exit_with, require_strace
 
 CALLS = ("prctl", "prlimit64", "landlock_create_ruleset", "landlock_restrict_self")
 # Each limit is asked for and then set, the rules are asked for their version and then made.
@@ -77,14 +76,8 @@ def faults_of(program, doctor, picture, folder):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--programs", type=Path, required=True, help="the folder of sorvane-pixels and sorvane-doctor")
-    programs = parser.parse_args().programs.resolve()
-    try:
-        require_strace()
-    except Skipped as reason:
-        print(f"skipped: {reason}")
-        return SKIPPED
+    programs = command_line(__doc__, "sorvane-pixels and sorvane-doctor").parse_args().programs
+    require_strace()
     samples = {"sorvane-pixels": pictures.png((2, 2), "ff0000ff"), "sorvane-pixels-extra": b"P6 1 1 255\nabc"}
     faults = 0
     for name, picture in samples.items():
@@ -96,4 +89,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    exit_with(main)
