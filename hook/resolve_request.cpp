@@ -5,7 +5,7 @@
 
 #include "support/json.h"
 
-namespace sorvane::resolution {
+namespace sorvane::resolve_request {
 
 namespace {
 
@@ -67,4 +67,4 @@ std::optional<std::string> contextBlock(const nlohmann::json& images) {
     return block;
 }
 
-} // namespace sorvane::resolution
+} // namespace sorvane::resolve_request

@@ -91,17 +91,17 @@ class Run {
         if (!root) return observe("workspace-unavailable");
 
         const std::size_t identityCount = identities.size();
-        auto fields = resolution::requestFields(std::move(identities), *root, event);
+        auto fields = resolve_request::requestFields(std::move(identities), *root, event);
         observe("resolving");
         const auto answer = BrokerClient(identity_).call("resolve", std::move(fields));
 
-        const nlohmann::json* images = resolution::exactMatch(answer, identityCount);
+        const nlohmann::json* images = resolve_request::exactMatch(answer, identityCount);
         if (images == nullptr) {
             observe("no-exact-match");
             return letPromptGoOn();
         }
         observe("matched");
-        if (const auto block = resolution::contextBlock(*images)) tell(*block);
+        if (const auto block = resolve_request::contextBlock(*images)) tell(*block);
     }
 
   private:
