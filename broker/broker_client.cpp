@@ -10,7 +10,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "support/cleared_at_end.h"
 #include "support/helper_failure.h"
 #include "support/json.h"
 #include "support/unique_descriptor.h"
@@ -82,6 +81,19 @@ std::string receiveAnswer(const UniqueDescriptor& socket) {
     return answer;
 }
 
+SecretText requestLine(const BrokerIdentity& identity, std::string_view operation,
+                       const std::string& requestID, nlohmann::json fields) {
+    nlohmann::json request = brokerRequest(identity, operation, requestID, std::move(fields));
+    SecretText line;
+    // Most requests fit, and leave nothing of themselves where the line would have grown from.
+    line.reserve(chunkSize);
+    appendJSON(line, request);
+    line += '\n';
+    if (auto* credential = request["credential"].get_ptr<std::string*>())
+        const SecretText cleared = std::move(*credential);
+    return line;
+}
+
 } // namespace
 
 nlohmann::json brokerRequest(const BrokerIdentity& identity, std::string_view operation,
@@ -101,11 +113,8 @@ BrokerClient::BrokerClient(BrokerIdentity identity, std::filesystem::path socket
 
 nlohmann::json BrokerClient::call(std::string_view operation, nlohmann::json fields) const {
     const std::string requestID = Uuid::random().lowerText();
-    const nlohmann::json request =
-        brokerRequest(identity_, operation, requestID, std::move(fields));
-    std::string line = jsonText(request) + '\n';
-    const ClearedAtEnd cleared(line);
-    nlohmann::json answer = parseJSON(exchange(line));
+    nlohmann::json answer =
+        parseJSON(exchange(requestLine(identity_, operation, requestID, std::move(fields))));
     if (!answers(answer, requestID))
         throw HelperFailure::unavailable("Sorvane returned an invalid broker response.");
     if (!isAgreed(answer))

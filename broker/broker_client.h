@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "integration/helper_paths.h"
+#include "support/secret_text.h"
 
 namespace sorvane {
 
@@ -14,7 +15,7 @@ namespace sorvane {
 struct BrokerIdentity {
     const std::string agent;
     const std::string clientID;
-    const std::string credential;
+    const SecretText credential;
 };
 
 /// The request as it goes over the link: the envelope with the fields of an operation. A field

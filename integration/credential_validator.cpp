@@ -1,8 +1,9 @@
 #include "integration/credential_validator.h"
 
+#include <utility>
+
 #include "integration/agent_identifier.h"
 #include "support/absolute_path.h"
-#include "support/cleared_at_end.h"
 #include "support/file_reader.h"
 #include "support/helper_failure.h"
 #include "support/helper_io.h"
@@ -33,13 +34,12 @@ CredentialValidator::validate(std::string_view agent, std::string_view clientID,
 
     // The digest is checked before the form: a file that the application did not issue is reported
     // as invalid, whatever it contains.
-    std::string token = readFile(credentialFile);
-    const ClearedAtEnd cleared(token);
+    SecretText token = readFile(credentialFile);
     if (Sha256::hexOf(token) != manifest.credentialHash)
         throw HelperFailure::invalidRequest("Client credential is invalid.");
     if (token.empty() || !utf8::isValid(token))
         throw HelperFailure::invalidRequest("Client credential is malformed.");
-    return {manifest, token};
+    return {manifest, std::move(token)};
 }
 
 } // namespace sorvane

@@ -1,18 +1,18 @@
 #pragma once
 
 #include <filesystem>
-#include <string>
 #include <string_view>
 
 #include "integration/agent_manifest.h"
 #include "integration/helper_paths.h"
+#include "support/secret_text.h"
 
 namespace sorvane {
 
 /// A client that the application installed, and the text that proves it.
 struct ValidatedCredential {
     const AgentManifest manifest;
-    const std::string token; ///< the credential file's content, untrimmed
+    const SecretText token; ///< the credential file's content, untrimmed
 };
 
 /// Checks a client against the manifest that the application left for its agent.

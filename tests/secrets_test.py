@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """A run that is ended by force, at each of its calls: the credential is in nothing that is printed, written or dumped,
-and no other process of the user's reads it. Status 77: this machine lacks the tracer.
+memory does not hold it in the end, and no other process of the user's reads it. Status 77: this machine lacks the tracer.
 """
 
 import ctypes
@@ -71,6 +71,35 @@ def faults_of_an_end(runs, call, name):
     return [f"{fault} after {name} at {call}" for fault in faults]
 
 
+def writable_memory(process):
+    for line in Path(f"/proc/{process}/maps").read_text().splitlines():
+        begin, end = (int(number, 16) for number in line.split()[0].split("-"))
+        if line.split()[1].startswith("rw"):
+            with open(f"/proc/{process}/mem", "rb", buffering=0) as memory:
+                memory.seek(begin)
+                yield memory.read(end - begin)
+
+
+def faults_of_memory(runs):
+    """A run that is held at its exit: no copy of the credential is left."""
+    run = runs.start(["strace", "-qq", "-o", "/dev/null", "-e", "trace=exit_group", "-e",
+                      "inject=exit_group:delay_enter=2000000", "--"])
+    run.stdin.write(runs.event)
+    run.stdin.flush()
+    run.stdin.close()
+    run.stderr.readline()  # its last word
+    process = Path(f"/proc/{run.pid}/task/{run.pid}/children").read_text().split()[0]
+    # What is freed loses its first 16 bytes to the allocator.
+    try:
+        left = sum(memory.count(TOKEN[16:]) for memory in writable_memory(process))
+    except PermissionError:  # only root reads it
+        left = 0
+    run.wait(timeout=30)
+    for stream in (run.stdout, run.stderr):
+        stream.close()
+    return [f"keeps {left} copies of its credential in memory"] if left else []
+
+
 def opens(process, name):
     try:
         os.close(os.open(f"/proc/{process}/{name}", os.O_RDONLY))
@@ -118,6 +147,7 @@ def main():
     try:
         runs = Runs(stage, programs)
         faults = [fault for call in CALLS for name in SIGNALS for fault in faults_of_an_end(runs, call, name)]
+        faults += faults_of_memory(runs)
         faults += faults_of_peers(runs)
     finally:
         stage.remove()
