@@ -3,6 +3,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <system_error>
 #include <variant>
 #include <vector>
 
@@ -66,8 +67,12 @@ Reading readWithDecoder(PieceReader& reader, Clock::time_point deadline,
 void decodeTurned(PieceReader& reader, Reading& reading) {
     const auto* late = reading.answer ? std::get_if<LateOrientation>(&*reading.answer) : nullptr;
     if (late == nullptr || !reader.rewind()) return;
-    Reading again = readWithDecoder(reader, reading.deadline, {std::to_string(late->number)});
-    if (again.sha256 == reading.sha256) reading.answer = std::move(again.answer);
+    try {
+        Reading again = readWithDecoder(reader, reading.deadline, {std::to_string(late->number)});
+        if (again.sha256 == reading.sha256) reading.answer = std::move(again.answer);
+    } catch (const std::system_error&) {
+        // Its bytes have been digested.
+    }
 }
 
 } // namespace

@@ -23,9 +23,10 @@ std::string sha256(const std::same_as<std::filesystem::path> auto& file) {
 
 /// The identity by which the application may know a file: "sha256" of its bytes, always; and, when
 /// it is a picture that can be decoded, "pixelHash" of its upright pixels with "pixelWidth" and
-/// "pixelHeight" as the file declares them, the three together. The file is read once, in pieces,
-/// and the same pieces serve both digests; the pixels are decoded in another process, which has 10
-/// seconds, and no time beyond the deadline. The digest of the bytes is never given up.
+/// "pixelHeight" as the file declares them, the three together. The same pieces of the file serve
+/// both digests, and are read once; twice where only the end of a file tells how its picture is
+/// turned. The pixels are decoded in another process, which has 10 seconds, and no time beyond the
+/// deadline. The digest of the bytes is never given up.
 /// Throws std::system_error when the file cannot be read, and only then.
 nlohmann::json attachmentIdentity(const std::filesystem::path& file,
                                   std::chrono::steady_clock::time_point decodingDeadline =
