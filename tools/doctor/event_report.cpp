@@ -64,7 +64,7 @@ std::optional<json> pixelFault(const json& attachment, const json& identity) {
                                              : textMember(attachment, "file_path");
     if (!path) return "the record lacks a pixel digest of 64 characters, or its width or height";
     try {
-        return std::make_optional(explainFile(absolutePath(*path)).at("reason"));
+        return missingPixelsReason(absolutePath(*path));
     } catch (const std::exception&) {
         return std::nullopt;
     }

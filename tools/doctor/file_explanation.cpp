@@ -29,7 +29,8 @@ constexpr std::string_view noAnswer =
     "the decoder ended without a word: it is missing, or it took more than 10 seconds or more "
     "memory than it may";
 
-// What the decoder says of the file, or a reason of our own.
+// What the decoder says of the file, or a reason of our own. This decoding may end otherwise than
+// the one for the identity: the file may have changed, or memory may be short.
 std::string decodersWords(const std::filesystem::path& file) {
     FileReader reader(file);
     std::string piece(pieceSize, '\0');
@@ -69,13 +70,18 @@ void addWords(json& explanation, const std::string& words) {
 json explainFile(const std::filesystem::path& file) {
     json explanation = {{"identity", HelperIO::attachmentIdentity(file)}};
     addWords(explanation, decodersWords(file));
-    // The second run may end otherwise: the file may have changed, or memory may be short.
     const bool hasPixels = anyMember(explanation["identity"], "pixelHash") != nullptr;
     if (hasPixels)
         explanation.erase("reason");
-    else if (anyMember(explanation, "reason") == nullptr)
-        explanation["reason"] = noAnswer;
+    else
+        explanation.emplace("reason", noAnswer);
     return explanation;
+}
+
+std::string missingPixelsReason(const std::filesystem::path& file) {
+    json explanation;
+    addWords(explanation, decodersWords(file));
+    return explanation.value("reason", std::string(noAnswer));
 }
 
 } // namespace sorvane::doctor

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include <nlohmann/json.hpp>
 
@@ -10,5 +11,8 @@ namespace sorvane::doctor {
 /// says of the picture: "format", "width", "height", "orientation", "colour"; "reason" when there
 /// is no pixel digest. Throws std::system_error when the file cannot be read.
 nlohmann::json explainFile(const std::filesystem::path& file);
+
+/// Why a file whose identity is known has no pixel digest in it. Throws as above.
+std::string missingPixelsReason(const std::filesystem::path& file);
 
 } // namespace sorvane::doctor

@@ -8,7 +8,8 @@ namespace sorvane::doctor {
 
 namespace {
 
-constexpr std::size_t shortestSecret = 8;
+// What is shorter is no credential, and might be a part of any word.
+constexpr std::size_t minSecret = 8;
 constexpr std::size_t statusWidth = 11;
 constexpr std::size_t checkWidth = 15;
 
@@ -51,7 +52,7 @@ std::string_view word(Status status) {
 void Report::conceal(std::string secret) {
     // A line feed at its end would keep it from being found in a line.
     while (!secret.empty() && (secret.back() == '\n' || secret.back() == '\r')) secret.pop_back();
-    if (secret.size() >= shortestSecret) secrets_.push_back(std::move(secret));
+    if (secret.size() >= minSecret) secrets_.push_back(std::move(secret));
 }
 
 void Report::add(const Section& section) { sections_.push_back(section); }
@@ -65,9 +66,11 @@ bool Report::isWell() const {
 }
 
 std::string Report::shown(std::string text) const {
+    constexpr std::string_view instead = "(credential)";
     for (const std::string& secret : secrets_)
-        for (auto found = text.find(secret); found != text.npos; found = text.find(secret))
-            text.replace(found, secret.size(), "(credential)");
+        for (auto found = text.find(secret); found != text.npos;
+             found = text.find(secret, found + instead.size()))
+            text.replace(found, secret.size(), instead);
     return utf8::oneLine(text);
 }
 

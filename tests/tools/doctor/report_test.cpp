@@ -32,6 +32,13 @@ TEST_CASE("a secret is shown nowhere, and a short one is none") {
     CHECK(report.text(false).find("x (credential) y (credential)") != std::string::npos);
 }
 
+TEST_CASE("a secret that is a part of what is shown in its stead is replaced once") {
+    Report report;
+    report.conceal("credential");
+    report.add({"Codex", {{"credential", Status::ok, "the credential file"}}});
+    CHECK(report.text(false).find("the (credential) file") != std::string::npos);
+}
+
 TEST_CASE("what a foreign file says breaks no line and reaches no terminal") {
     const Report report = reportOf({"a", Status::ok, "b\n\x1b[2Jc\xff"});
     CHECK(report.text(false).find("b??[2Jc\xef\xbf\xbd\n") != std::string::npos);
