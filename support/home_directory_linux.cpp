@@ -38,8 +38,9 @@ std::optional<std::filesystem::path> homeInFile(uid_t account) {
 }
 
 std::optional<std::filesystem::path> homeByGetent(uid_t account) {
-    const std::string command =
-        "exec /usr/bin/getent passwd " + std::to_string(account) + " </dev/null 2>/dev/null";
+    // A directory service that does not answer must not keep a prompt waiting.
+    const std::string command = "exec /usr/bin/timeout -s KILL 2 /usr/bin/getent passwd " +
+                                std::to_string(account) + " </dev/null 2>/dev/null";
     return homeIn({::popen(command.c_str(), "re"), ::pclose}, account);
 }
 
