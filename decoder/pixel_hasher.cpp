@@ -26,34 +26,23 @@ void reversePixels(std::uint8_t* rgba, std::size_t count) {
 } // namespace
 
 PixelHasher::PixelHasher(const PictureHeader& header, ColourStep colour)
-    : colour_(std::move(colour)),
-      stored_(header.size),
-      rowsInOrder_(header.rowsInOrder),
-      orientation_(header.orientation) {
-    begin();
-}
-
-void PixelHasher::begin() {
+    : colour_(std::move(colour)), stored_(header.size), orientation_(header.orientation) {
     const Size upright = uprightSize(orientation_, stored_);
     const std::size_t bytes = pixelBytes * upright.width * upright.height;
-    const bool streams = !frame_ && rowsInOrder_ && keepsRowOrder(orientation_);
+    const bool streams = header.rowsInOrder && keepsRowOrder(orientation_);
     digest_.emplace(digestPrefix(upright), streams ? bytes : 0);
-    if (frame_ || streams) return;
+    if (streams) return;
     frameBytes_ = bytes;
     frame_ = std::make_unique_for_overwrite<std::uint8_t[]>(frameBytes_);
 }
 
 void PixelHasher::take(const PixelRun& run) {
-    if (!frame_ && orientation_ == Orientation::upright)
-        return stream(run.samples, std::size_t{run.count} * run.rows);
-    const std::size_t rowBytes = run.count * colour_.pixelBytes();
-    PixelRun row = run;
-    for (std::uint32_t i = 0; i < run.rows; ++i, ++row.row, row.samples += rowBytes) {
-        if (frame_)
-            store(row);
-        else
-            streamMirrored(row);
-    }
+    if (frame_)
+        store(run);
+    else if (orientation_ == Orientation::upright)
+        stream(run.samples, std::size_t{run.count} * run.rows);
+    else
+        streamMirrored(run);
 }
 
 std::string PixelHasher::hex() {
@@ -78,34 +67,55 @@ void PixelHasher::stream(const std::uint8_t* samples, std::size_t pixels) {
     }
 }
 
-void PixelHasher::streamMirrored(const PixelRun& row) {
-    for (std::size_t left = row.count; left > 0;) {
-        const std::size_t count = std::min(blockPixels, left);
-        left -= count;
-        const std::uint8_t* pixels = finished(row.samples + left * colour_.pixelBytes(), count);
-        std::memmove(block_.data(), pixels, pixelBytes * count);
-        reversePixels(block_.data(), count);
-        digest_->update(block_.data(), pixelBytes * count);
+// Of rows that fit in a block as many as do, of longer ones a piece after the other.
+void PixelHasher::streamMirrored(const PixelRun& run) {
+    const std::size_t length = std::min(std::size_t{run.count}, blockPixels);
+    const std::size_t together = blockPixels / length;
+    for (std::size_t row = 0; row < run.rows; row += together) {
+        const std::size_t rows = std::min(together, run.rows - row);
+        for (std::size_t left = run.count; left > 0;) {
+            const std::size_t count = std::min(length, left);
+            left -= count;
+            const std::size_t first = row * run.count + left;
+            const std::uint8_t* pixels =
+                finished(run.samples + first * colour_.pixelBytes(), rows * count);
+            std::memmove(block_.data(), pixels, pixelBytes * rows * count);
+            for (std::size_t i = 0; i < rows; ++i)
+                reversePixels(block_.data() + pixelBytes * i * count, count);
+            digest_->update(block_.data(), pixelBytes * rows * count);
+        }
     }
 }
 
-void PixelHasher::store(const PixelRun& row) {
+void PixelHasher::store(const PixelRun& run) {
     const std::size_t frameWidth = uprightSize(orientation_, stored_).width;
-    const auto index = [&](std::size_t pixel) {
-        const auto column = static_cast<std::uint32_t>(row.firstColumn + pixel * row.columnStep);
-        const Position upright = uprightPosition(orientation_, stored_, {column, row.row});
+    const auto index = [&](std::uint32_t column, std::uint32_t row) {
+        const Position upright = uprightPosition(orientation_, stored_, {column, row});
         return static_cast<std::ptrdiff_t>(upright.y * frameWidth + upright.x);
     };
-    // A stored row is a straight line in the frame: its first two pixels give the step.
-    const std::ptrdiff_t start = index(0);
-    const std::ptrdiff_t step = row.count > 1 ? index(1) - start : 0;
-    for (std::size_t done = 0; done < row.count;) {
-        const std::size_t count = std::min(blockPixels, row.count - done);
-        const std::uint8_t* pixels = finished(row.samples + done * colour_.pixelBytes(), count);
-        for (std::size_t i = 0; i < count; ++i) {
-            const auto to = start + static_cast<std::ptrdiff_t>(done + i) * step;
-            std::memcpy(frame_.get() + static_cast<std::ptrdiff_t>(pixelBytes) * to,
-                        pixels + pixelBytes * i, pixelBytes);
+    // Stored rows and columns are straight lines in the frame: their first two pixels give the
+    // step.
+    const std::ptrdiff_t start = index(run.firstColumn, run.row);
+    const std::ptrdiff_t toNextColumn =
+        run.count > 1 ? index(run.firstColumn + run.columnStep, run.row) - start : 0;
+    const std::ptrdiff_t toNextRow =
+        run.rows > 1 ? index(run.firstColumn, run.row + run.rowStep) - start : 0;
+    const std::size_t total = std::size_t{run.count} * run.rows;
+    std::ptrdiff_t rowStart = start;
+    std::size_t column = 0;
+    for (std::size_t done = 0; done < total;) {
+        const std::size_t count = std::min(blockPixels, total - done);
+        const std::uint8_t* pixels = finished(run.samples + done * colour_.pixelBytes(), count);
+        for (const std::uint8_t* const end = pixels + pixelBytes * count; pixels < end;) {
+            const std::uint8_t* const rowEnd =
+                std::min(end, pixels + pixelBytes * (run.count - column));
+            std::ptrdiff_t to = rowStart + static_cast<std::ptrdiff_t>(column) * toNextColumn;
+            for (; pixels < rowEnd; pixels += pixelBytes, to += toNextColumn, ++column)
+                std::memcpy(frame_.get() + static_cast<std::ptrdiff_t>(pixelBytes) * to, pixels,
+                            pixelBytes);
+            if (column < run.count) continue;
+            column = 0;
+            rowStart += toNextRow;
         }
         done += count;
     }

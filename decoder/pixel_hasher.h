@@ -30,16 +30,14 @@ class PixelHasher : public PixelSink {
   private:
     static constexpr std::size_t blockPixels = ColourStep::blockPixels;
 
-    void begin();
     const std::uint8_t* finished(const std::uint8_t* samples, std::size_t count);
     void stream(const std::uint8_t* samples, std::size_t pixels);
-    void streamMirrored(const PixelRun& row);
-    void store(const PixelRun& row);
+    void streamMirrored(const PixelRun& run);
+    void store(const PixelRun& run);
 
     std::optional<PixelDigest> digest_;
     ColourStep colour_;
     Size stored_;
-    bool rowsInOrder_;
     Orientation orientation_;
     std::size_t frameBytes_ = 0;
     std::unique_ptr<std::uint8_t[]> frame_;

@@ -68,8 +68,9 @@ ConversionPtr conversionFor(const ColourStatements& statements, SampleFormat for
 }
 
 std::uint8_t toByte(std::uint8_t value) { return value; }
+// For all values the same as (value * 255 + 32767) / 65535.
 std::uint8_t toByte(std::uint16_t value) {
-    return static_cast<std::uint8_t>((value * 255U + 32767U) / 65535U);
+    return static_cast<std::uint8_t>((value * 255U + 32895U) >> 16);
 }
 
 // Each ink takes its own part of the light that black leaves of white paper.

@@ -61,17 +61,19 @@ struct PictureHeader {
     ColourStatements colour;
 };
 
-/// Some pixels of one stored row: `count` of them, the first in column `firstColumn`, each
-/// `columnStep` to the right of the one before. Or some whole rows.
+/// Some pixels of a stored row: `count` of them, the first in column `firstColumn`, each
+/// `columnStep` to the right of the one before; or those of the same columns in some rows, each
+/// `rowStep` below the one before.
 struct PixelRun {
     std::uint32_t row = 0;
     std::uint32_t firstColumn = 0;
     std::uint32_t columnStep = 1;
     std::uint32_t count = 0;
     const std::uint8_t* samples = nullptr;
-    /// More than 1 only for whole rows, one below the other: their samples are too. A call for each
-    /// row would take longer than the pixels of a very narrow picture.
+    /// Whose samples lie one after the other. A call for each row would take longer than the pixels
+    /// of a very narrow picture.
     std::uint32_t rows = 1;
+    std::uint32_t rowStep = 1;
 
     static constexpr PixelRun wholeRow(std::uint32_t row, std::uint32_t width,
                                        const std::uint8_t* samples) {

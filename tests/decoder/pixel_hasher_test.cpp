@@ -85,6 +85,39 @@ TEST_CASE("rows that come together are digested as one after the other") {
         }
 }
 
+TEST_CASE("many rows together are digested as one after the other, whatever their orientation") {
+    for (const Size size : {Size{1, 2500}, Size{3, 1000}, Size{1500, 3}}) {
+        Bytes stored(std::size_t{size.width} * size.height);
+        for (std::size_t i = 0; i < stored.size(); ++i)
+            stored[i] = static_cast<std::uint8_t>(i * 31 % 251);
+        for (int number = 1; number <= 8; ++number) {
+            CAPTURE(size.width);
+            CAPTURE(number);
+            const PictureHeader of = header(size, Channels::grey, static_cast<Orientation>(number));
+            PixelHasher result = hasher(of);
+            result.take(PixelRun::wholeRows(0, size.height, size.width, stored.data()));
+            CHECK(result.hex() == digestOf(of, stored));
+        }
+    }
+}
+
+TEST_CASE("rows of a pass come together too") {
+    const Bytes stored = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    const Bytes odd = {4, 6, 10, 12};
+    const Bytes even = {1, 3, 7, 9};
+    const Bytes rest = {2, 5, 8, 11};
+    for (int number = 1; number <= 8; ++number) {
+        CAPTURE(number);
+        PictureHeader of = header({3, 4}, Channels::grey, static_cast<Orientation>(number));
+        of.rowsInOrder = false;
+        PixelHasher result = hasher(of);
+        result.take({1, 0, 2, 2, odd.data(), 2, 2});
+        result.take({0, 0, 2, 2, even.data(), 2, 2});
+        result.take({0, 1, 1, 1, rest.data(), 4});
+        CHECK(result.hex() == digestOf(of, stored));
+    }
+}
+
 TEST_CASE("runs out of order are digested in order") {
     PictureHeader of = header({4, 2}, Channels::grey, Orientation::quarterTurn);
     of.rowsInOrder = false;

@@ -34,8 +34,8 @@ class Samples : public PixelSink {
 
     void take(const PixelRun& run) override {
         for (std::size_t i = 0; i < std::size_t{run.count} * run.rows; ++i) {
-            const std::size_t pixel = (run.row + i / run.count) * width_ + run.firstColumn +
-                                      i % run.count * run.columnStep;
+            const std::size_t pixel = (run.row + i / run.count * run.rowStep) * width_ +
+                                      run.firstColumn + i % run.count * run.columnStep;
             std::memcpy(&bytes_[pixel * pixelBytes_], run.samples + i * pixelBytes_, pixelBytes_);
         }
     }

@@ -7,6 +7,8 @@
 #include <span>
 #include <vector>
 
+#include "decoder/formats/whole_rows.h"
+
 namespace sorvane::decoder {
 
 namespace {
@@ -17,18 +19,28 @@ using Row = std::vector<std::uint8_t>;
 class MaskedChannel {
   public:
     explicit MaskedChannel(std::uint32_t mask)
-        : mask_(mask), shift_(mask == 0 ? 0 : std::countr_zero(mask)), maxValue_(mask >> shift_) {}
+        : mask_(mask), shift_(mask == 0 ? 0 : std::countr_zero(mask)), maxValue_(mask >> shift_) {
+        for (std::uint32_t value = 0; value <= std::min(maxValue_, lastScaled); ++value)
+            scaled_[value] = scale(value);
+    }
 
     std::uint8_t of(std::uint32_t pixel) const {
         const std::uint32_t value = (pixel & mask_) >> shift_;
-        if (maxValue_ == 255 || maxValue_ == 0) return static_cast<std::uint8_t>(value);
-        return static_cast<std::uint8_t>((value * std::uint64_t{255} + maxValue_ / 2) / maxValue_);
+        return maxValue_ <= lastScaled ? scaled_[value] : scale(value);
     }
 
   private:
+    static constexpr std::uint32_t lastScaled = 255;
+
+    std::uint8_t scale(std::uint32_t value) const {
+        if (maxValue_ == 0) return 0;
+        return static_cast<std::uint8_t>((value * std::uint64_t{255} + maxValue_ / 2) / maxValue_);
+    }
+
     std::uint32_t mask_;
     int shift_;
     std::uint32_t maxValue_;
+    std::array<std::uint8_t, lastScaled + 1> scaled_{};
 };
 
 /// Turns stored rows into samples and hands them over.
@@ -36,32 +48,32 @@ class RowMaker {
   public:
     RowMaker(const DibHeader& header, PixelSink& sink)
         : header_(header),
-          sink_(sink),
+          handedOver_(sink, header.size, {dibChannels(header)},
+                      header.topDown ? RowOrder::topDown : RowOrder::bottomUp),
           channels_(channelCount(dibChannels(header))),
           samples_(channels_ * header.size.width) {
         std::ranges::transform(header.masks, masks_.begin(),
                                [](std::uint32_t mask) { return MaskedChannel(mask); });
     }
 
-    /// `number` counts the rows as they come in the file. `packed`: a row of a file without
-    /// run-length coding, as it stands there.
-    void take(std::uint32_t number, const Row& packed) {
+    /// The next row. `packed`: of a file without run-length coding, as it stands there.
+    void take(const std::uint8_t* packed) {
         for (std::uint32_t x = 0; x < header_.size.width; ++x)
             if (header_.depth <= 8)
                 lookUp(packed, x);
             else
                 unmask(packed, x);
-        handOver(number);
+        handedOver_.take(samples_.data());
     }
 
-    /// `units`: for each pixel its index in the palette, or blue, green and red.
-    void takeUnits(std::uint32_t number, const Row& units) {
+    /// The next row. `units`: for each pixel its index in the palette, or blue, green and red.
+    void takeUnits(const Row& units) {
         for (std::size_t x = 0; x < header_.size.width; ++x)
             if (header_.depth <= 8)
                 put(x, header_.palette[units[x]]);
             else
                 put(x, {units[3 * x + 2], units[3 * x + 1], units[3 * x]});
-        handOver(number);
+        handedOver_.take(samples_.data());
     }
 
   private:
@@ -69,14 +81,14 @@ class RowMaker {
         std::memcpy(samples_.data() + channels_ * x, colour.data(), colour.size());
     }
 
-    void lookUp(const Row& packed, std::size_t x) {
+    void lookUp(const std::uint8_t* packed, std::size_t x) {
         const std::size_t bit = x * header_.depth;
         const unsigned shift = 8U - header_.depth - bit % 8;
         const unsigned last = (1U << header_.depth) - 1;
         put(x, header_.palette[packed[bit / 8] >> shift & last]);
     }
 
-    void unmask(const Row& packed, std::size_t x) {
+    void unmask(const std::uint8_t* packed, std::size_t x) {
         const std::size_t bytes = header_.depth / 8;
         std::uint32_t pixel = 0;
         for (std::size_t i = bytes; i-- > 0;) pixel = pixel << 8 | packed[bytes * x + i];
@@ -84,13 +96,8 @@ class RowMaker {
             samples_[channels_ * x + channel] = masks_[channel].of(pixel);
     }
 
-    void handOver(std::uint32_t number) {
-        const std::uint32_t row = header_.topDown ? number : header_.size.height - 1 - number;
-        sink_.take(PixelRun::wholeRow(row, header_.size.width, samples_.data()));
-    }
-
     const DibHeader& header_;
-    PixelSink& sink_;
+    RowsInOrder handedOver_;
     std::size_t channels_;
     Row samples_;
     std::array<MaskedChannel, 4> masks_{MaskedChannel(0), MaskedChannel(0), MaskedChannel(0),
@@ -98,10 +105,14 @@ class RowMaker {
 };
 
 bool readPlain(const DibHeader& header, SequentialReader& file, RowMaker& rows) {
-    Row packed((std::size_t{header.size.width} * header.depth + 31) / 32 * 4);
-    for (std::uint32_t number = 0; number < header.size.height; ++number) {
-        if (!file.read(packed)) return false;
-        rows.take(number, packed);
+    const std::size_t rowBytes = (std::size_t{header.size.width} * header.depth + 31) / 32 * 4;
+    const std::uint32_t together = rowsTogether(header.size.width);
+    Row packed(rowBytes * together);
+    for (std::uint32_t left = header.size.height; left > 0;) {
+        const std::uint32_t count = std::min(together, left);
+        if (!file.read(std::span(packed).first(rowBytes * count))) return false;
+        for (std::uint32_t i = 0; i < count; ++i) rows.take(packed.data() + rowBytes * i);
+        left -= count;
     }
     return true;
 }
@@ -196,7 +207,7 @@ class RunReader {
 
     void endRowsUpTo(std::uint32_t number) {
         for (; number_ < std::min(number, header_.size.height); ++number_) {
-            rows_.takeUnits(number_, units_);
+            rows_.takeUnits(units_);
             std::ranges::fill(units_, std::uint8_t{0});
         }
     }
@@ -222,11 +233,12 @@ bool readDibPixels(const DibHeader& header, SequentialReader& file, PixelSink& s
     return RunReader(header, file, rows).read();
 }
 
-void KeptRows::take(const PixelRun& run) { std::memcpy(row(run.row), run.samples, rowBytes_); }
+void KeptRows::take(const PixelRun& run) {
+    std::memcpy(row(run.row), run.samples, rowBytes_ * run.rows);
+}
 
 void KeptRows::handOver(PixelSink& sink) {
-    for (std::uint32_t y = 0; y < size_.height; ++y)
-        sink.take(PixelRun::wholeRow(y, size_.width, row(y)));
+    sink.take(PixelRun::wholeRows(0, size_.height, size_.width, row(0)));
 }
 
 } // namespace sorvane::decoder

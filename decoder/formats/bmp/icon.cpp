@@ -28,9 +28,9 @@ class AlphaRows final : public PixelSink {
     void take(const PixelRun& run) override {
         const std::size_t stored = withAlpha_ ? pixelBytes : pixelBytes - 1;
         std::uint8_t* to = picture_.row(run.row);
-        for (std::size_t x = 0; x < run.count; ++x, to += pixelBytes) {
+        for (std::size_t i = 0; i < std::size_t{run.count} * run.rows; ++i, to += pixelBytes) {
             to[pixelBytes - 1] = 255;
-            std::memcpy(to, run.samples + stored * x, stored);
+            std::memcpy(to, run.samples + stored * i, stored);
             anyAlpha_ |= withAlpha_ && to[pixelBytes - 1] != 0;
         }
     }

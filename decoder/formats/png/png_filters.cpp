@@ -5,8 +5,10 @@
 #include "decoder/formats/png/png_filters.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
+#include <type_traits>
 
 namespace sorvane::decoder {
 
@@ -227,20 +229,48 @@ void restoreAlone(FilteredRows rows) {
     }
 }
 
-void restoreAlone(FilteredRows rows) {
+// Calls `restore` with the number of a pixel's bytes as a constant.
+template<class Restore>
+void withPixelBytes(FilteredRows rows, const Restore& restore) {
     switch (rows.pixelBytes) {
     case 1:
-        return restoreAlone<1>(rows);
+        return restore(std::integral_constant<std::size_t, 1>());
     case 2:
-        return restoreAlone<2>(rows);
+        return restore(std::integral_constant<std::size_t, 2>());
     case 3:
-        return restoreAlone<3>(rows);
+        return restore(std::integral_constant<std::size_t, 3>());
     case 4:
-        return restoreAlone<4>(rows);
+        return restore(std::integral_constant<std::size_t, 4>());
     case 6:
-        return restoreAlone<6>(rows);
+        return restore(std::integral_constant<std::size_t, 6>());
     default:
-        return restoreAlone<8>(rows);
+        return restore(std::integral_constant<std::size_t, 8>());
+    }
+}
+
+// Eight bytes, each by itself.
+std::uint64_t sumOfBytes(std::uint64_t one, std::uint64_t other) {
+    constexpr std::uint64_t lowBits = 0x7f7f'7f7f'7f7f'7f7f;
+    return ((one & lowBits) + (other & lowBits)) ^ ((one ^ other) & ~lowBits);
+}
+
+// Rows of one pixel, of which there may be millions. What is on its left counts as 0, so that the
+// nearest of three is always the pixel above.
+template<std::size_t bytes>
+void restoreColumn(FilteredRows rows) {
+    constexpr std::uint64_t all = ~std::uint64_t{0};
+    constexpr std::uint64_t half = 0x7f7f'7f7f'7f7f'7f7f;
+    // What is added of the pixel above, and of it shifted by a bit, by the filters' numbers.
+    constexpr std::array<std::uint64_t, 5> whole = {0, 0, all, 0, all};
+    constexpr std::array<std::uint64_t, 5> halved = {0, 0, 0, half, 0};
+    std::uint64_t above = 0;
+    std::memcpy(&above, rows.first - bytes, bytes);
+    for (std::size_t i = 0; i < rows.count; ++i, rows.first += 1 + bytes) {
+        const std::uint8_t filter = *rows.first;
+        std::uint64_t pixel = 0;
+        std::memcpy(&pixel, rows.first + 1, bytes);
+        above = sumOfBytes(pixel, (above & whole[filter]) | (above >> 1 & halved[filter]));
+        std::memcpy(rows.first + 1, &above, bytes);
     }
 }
 
@@ -257,12 +287,16 @@ bool unfilterRows(FilteredRows rows) {
         rows.pixelBytes <= sizeof(std::uint32_t) && rows.width >= minWidthTogether;
     for (std::size_t i = 0; i < rows.count; ++i)
         if (rows.first[i * stride] > png_filter::paeth) return false;
+    if (rows.width == 1) {
+        withPixelBytes(rows, [&](auto bytes) { restoreColumn<bytes>(rows); });
+        return true;
+    }
     while (rows.count > 0) {
         std::size_t done = 1;
         if (*rows.first == png_filter::up) {
             restoreUp(rows.first, stride);
         } else if (*rows.first != png_filter::none && !together) {
-            restoreAlone(rows);
+            withPixelBytes(rows, [&](auto bytes) { restoreAlone<bytes>(rows); });
         } else if (*rows.first != png_filter::none) {
             done = std::min(rows.count, rowsAtOnce);
             restoreTogether({rows.first, done, rows.width, rows.pixelBytes});

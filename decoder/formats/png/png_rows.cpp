@@ -35,12 +35,13 @@ class RowReader {
           rowBytes_(form.rowBytes(size.width)),
           stride_(1 + rowBytes_),
           batchRows_(std::min(size.height, rowsInBatch(stride_))),
+          rowsTogether_(rowsTogether(size.width)),
           batch_(static_cast<std::uint8_t*>(std::calloc(1 + batchRows_, stride_))),
           samples_(form) {
         if (!batch_) throw std::bad_alloc();
     }
 
-    /// Calls `take(samples)` for each row.
+    /// Calls `take(samples, count)` for the next `count` rows, again and again.
     template<class Take>
     bool read(const Take& take) {
         for (std::uint32_t y = 0; y < size_.height; y += batchRows_) {
@@ -51,7 +52,10 @@ class RowReader {
                 return false;
             // Before the samples are made, which changes the rows.
             if (y + count < size_.height) std::memcpy(slot(0), slot(count), stride_);
-            for (std::uint32_t i = 1; i <= count; ++i) take(samples_.row(slot(i) + 1, size_.width));
+            for (std::uint32_t i = 0; i < count; i += rowsTogether_) {
+                const std::uint32_t rows = std::min(rowsTogether_, count - i);
+                take(samples_.rows(slot(1 + i) + 1, size_.width, rows), rows);
+            }
         }
         return true;
     }
@@ -68,6 +72,7 @@ class RowReader {
     std::size_t rowBytes_;
     std::size_t stride_;
     std::uint32_t batchRows_;
+    std::uint32_t rowsTogether_;
     std::unique_ptr<std::uint8_t, Release<std::free>> batch_;
     PngSamples samples_;
 };
@@ -77,21 +82,24 @@ bool readPasses(PngInflater& data, const PngRowForm& form, PixelSink& sink) {
         const Size size = pass.sizeOf(form.size);
         if (size.width == 0 || size.height == 0) continue;
         std::uint32_t row = pass.first.y;
-        const bool read =
-            RowReader(data, form.samples, size).read([&](const std::uint8_t* samples) {
-                sink.take({row, pass.first.x, pass.columnStep, size.width, samples});
-                row += pass.rowStep;
-            });
+        const bool read = RowReader(data, form.samples, size)
+                              .read([&](const std::uint8_t* samples, std::uint32_t rows) {
+                                  sink.take({row, pass.first.x, pass.columnStep, size.width,
+                                             samples, rows, pass.rowStep});
+                                  row += rows * pass.rowStep;
+                              });
         if (!read) return false;
     }
     return true;
 }
 
 bool readWhole(PngInflater& data, const PngRowForm& form, PixelSink& sink) {
-    RowsInOrder rows(sink, form.size, form.samples.format());
-    return RowReader(data, form.samples, form.size).read([&](const std::uint8_t* samples) {
-        rows.take(samples);
-    });
+    std::uint32_t row = 0;
+    return RowReader(data, form.samples, form.size)
+        .read([&](const std::uint8_t* samples, std::uint32_t rows) {
+            sink.take(PixelRun::wholeRows(row, rows, form.size.width, samples));
+            row += rows;
+        });
 }
 
 } // namespace

@@ -42,15 +42,18 @@ class PngSamples {
     /// `form` must outlive this.
     explicit PngSamples(const PngSampleForm& form) : form_(form) {}
 
-    /// The samples of a row of `width` pixels, which may be changed in place; valid until the next
-    /// call, and as long as `stored`.
-    const std::uint8_t* row(std::uint8_t* stored, std::uint32_t width);
+    /// The samples of `count` rows of `width` pixels, one after the other. `stored`: the first row,
+    /// and after each its successor's filter byte and itself; they may be changed in place. Valid
+    /// until the next call, and as long as `stored`.
+    const std::uint8_t* rows(std::uint8_t* stored, std::uint32_t width, std::uint32_t count);
 
   private:
-    const std::uint8_t* unpacked(const std::uint8_t* stored, std::uint32_t width);
-    void lookUp(const std::uint8_t* indices, std::uint32_t width);
+    std::uint8_t* unpacked(const std::uint8_t* stored, std::uint32_t width, std::uint32_t count);
+    void lookUp(const std::uint8_t* indices, std::size_t pixels);
+    template<class Sample, std::size_t colours>
+    void addAlpha(const std::uint8_t* samples, std::size_t pixels);
     template<class Sample>
-    void addAlpha(const std::uint8_t* samples, std::uint32_t width);
+    void addAlpha(const std::uint8_t* samples, std::size_t pixels);
 
     const PngSampleForm& form_;
     std::vector<std::uint8_t> unpacked_;

@@ -33,7 +33,7 @@ struct RecordedPicture : decoder::PixelSink {
         const std::size_t step = header->samples.pixelBytes();
         for (std::size_t i = 0; i < std::size_t{run.count} * run.rows; ++i) {
             const std::size_t x = run.firstColumn + i % run.count * run.columnStep;
-            const std::size_t y = run.row + i / run.count;
+            const std::size_t y = run.row + i / run.count * run.rowStep;
             const std::size_t index = (y * header->size.width + x) * step;
             for (std::size_t byte = 0; byte < step; ++byte)
                 samples.at(index + byte) = run.samples[i * step + byte];

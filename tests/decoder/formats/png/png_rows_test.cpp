@@ -155,9 +155,11 @@ TEST_CASE("palettes of every length, with and without alpha") {
 TEST_CASE("rows that fill many batches, and rows longer than one") {
     std::mt19937 chance(4);
     for (const PngForm form :
-         {PngForm{40, 9000, 8, grey}, PngForm{100'001, 3, 8, rgba}, PngForm{262'143, 2, 8, grey}}) {
+         {PngForm{40, 9000, 8, grey}, PngForm{100'001, 3, 8, rgba}, PngForm{262'143, 2, 8, grey},
+          PngForm{1, 132'000, 8, grey}, PngForm{1, 30'000, 16, rgba}, PngForm{3, 30'000, 8, rgb},
+          PngForm{7, 3000, 2, grey}}) {
         CAPTURE(form.width);
-        Bytes rows(form.height * (1 + form.width * samplesOf(form.colourType)));
+        Bytes rows(form.height * (1 + rowBytes(form, form.width)));
         for (std::size_t y = 0; y < form.height; ++y)
             rows[y * (rows.size() / form.height)] = static_cast<std::uint8_t>(y % 5);
         for (std::size_t i = 0; i < 500; ++i) {
