@@ -259,12 +259,15 @@ std::optional<std::uint32_t> PnmDecoder::readText() {
 bool PnmDecoder::put(std::size_t index, std::uint32_t value) {
     const std::uint32_t maximum = header_.maximum;
     if (value > maximum) return false;
+    const std::uint32_t full = header_.sixteenBits() ? 65'535 : 255;
+    // Nearly every file's maximum is the full one, and a division takes long.
+    if (maximum != full)
+        value = static_cast<std::uint32_t>((value * std::uint64_t{full} + maximum / 2) / maximum);
     if (header_.sixteenBits()) {
-        const auto sample =
-            static_cast<std::uint16_t>((value * std::uint64_t{65'535} + maximum / 2) / maximum);
+        const auto sample = static_cast<std::uint16_t>(value);
         std::memcpy(samples_.data() + sizeof sample * index, &sample, sizeof sample);
     } else {
-        samples_[index] = static_cast<std::uint8_t>((value * 255 + maximum / 2) / maximum);
+        samples_[index] = static_cast<std::uint8_t>(value);
     }
     return true;
 }
