@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
+#include <map>
 #include <vector>
 
 #include <linux/filter.h>
@@ -54,57 +56,74 @@ constexpr sock_filter unless(std::uint32_t value, std::size_t leftOut) {
     return {BPF_JMP | BPF_JEQ | BPF_K, 0, static_cast<std::uint8_t>(leftOut), value};
 }
 
-constexpr sock_filter unlessCall(int number, std::size_t leftOut) {
-    return unless(static_cast<std::uint32_t>(number), leftOut);
-}
-
 struct Argument {
     int index;
     std::uint32_t value;
 };
 
-/// A filter as the kernel's machine runs it, which jumps forward only. Between two rules the call's
-/// number is loaded; a call that no rule allows meets the end.
+/// A filter as the kernel's machine runs it, which jumps forward only; a call without a rule is
+/// death. The rules are found by halving: to install a filter the kernel runs it for every number
+/// that there is, and a number without a rule would have to pass all of them.
 class CallFilter {
   public:
-    explicit CallFilter(std::uint32_t architecture)
-        : program_{load(offsetof(seccomp_data, arch)),
-                   unless(architecture, 1),
-                   {BPF_JMP | BPF_JA, 0, 0, 1},
-                   kill_,
-                   load(offsetof(seccomp_data, nr))} {}
+    explicit CallFilter(std::uint32_t architecture) : architecture_(architecture) {}
 
-    void allow(int call) {
-        program_.insert(program_.end(), {unlessCall(call, 1), answer(SECCOMP_RET_ALLOW)});
-    }
+    void allow(int call) { ruleOf(call) = {answer(SECCOMP_RET_ALLOW)}; }
 
-    /// Only with these arguments.
+    /// Only with these arguments, or with those of another rule for the call.
     void allow(int call, std::initializer_list<Argument> arguments) {
-        std::size_t left = 2 * arguments.size() + 2; // instructions of this rule
-        program_.push_back(unlessCall(call, left));
+        std::size_t left = 2 * arguments.size() + 1; // instructions of this rule
         for (const auto& [index, value] : arguments) {
             left -= 2;
-            program_.insert(program_.end(), {load(argumentOffset(index)), unless(value, left - 1)});
+            append(ruleOf(call), {load(argumentOffset(index)), unless(value, left)});
         }
-        program_.insert(program_.end(),
-                        {answer(SECCOMP_RET_ALLOW), load(offsetof(seccomp_data, nr))});
+        append(ruleOf(call), {answer(SECCOMP_RET_ALLOW)});
     }
 
     /// It fails as on a system that does not have the call.
-    void deny(int call) {
-        program_.insert(program_.end(), {unlessCall(call, 1), answer(SECCOMP_RET_ERRNO | ENOSYS)});
-    }
+    void deny(int call) { ruleOf(call) = {answer(SECCOMP_RET_ERRNO | ENOSYS)}; }
 
     std::vector<sock_filter> program() const {
-        std::vector<sock_filter> whole = program_;
-        whole.push_back(kill_);
+        Program whole = {load(offsetof(seccomp_data, arch)),
+                         unless(architecture_, 1),
+                         {BPF_JMP | BPF_JA, 0, 0, 1},
+                         kill_,
+                         load(offsetof(seccomp_data, nr))};
+        append(whole, lookUp(rules_.begin(), rules_.size()));
         return whole;
     }
 
   private:
+    using Program = std::vector<sock_filter>;
+    using Rules = std::map<std::uint32_t, Program>;
+
     static constexpr sock_filter kill_ = answer(SECCOMP_RET_KILL_PROCESS);
 
-    std::vector<sock_filter> program_;
+    static void append(Program& program, const Program& more) {
+        program.insert(program.end(), more.begin(), more.end());
+    }
+
+    // The verdict of `count` rules on the number that is loaded.
+    static Program lookUp(Rules::const_iterator first, std::size_t count) {
+        if (count == 1) {
+            Program program = {unless(first->first, first->second.size())};
+            append(program, first->second);
+            append(program, {kill_});
+            return program;
+        }
+        const auto middle = std::next(first, static_cast<std::ptrdiff_t>(count / 2));
+        const Program lower = lookUp(first, count / 2);
+        Program program = {
+            {BPF_JMP | BPF_JGE | BPF_K, static_cast<std::uint8_t>(lower.size()), 0, middle->first}};
+        append(program, lower);
+        append(program, lookUp(middle, count - count / 2));
+        return program;
+    }
+
+    Program& ruleOf(int call) { return rules_[static_cast<std::uint32_t>(call)]; }
+
+    std::uint32_t architecture_;
+    Rules rules_;
 };
 
 // What the C library asks for to start a thread on a given stack, and to wait for it.

@@ -19,10 +19,13 @@ namespace {
 
 constexpr std::array machines = {x86_64Calls, arm64Calls};
 
-/// What a filter answers to a call: the kernel's machine, as far as the filter uses it.
-std::uint32_t verdict(const std::vector<sock_filter>& program, const seccomp_data& call) {
+/// What a filter answers to a call, after how many steps: the kernel's machine, as far as the
+/// filter uses it.
+std::uint32_t verdict(const std::vector<sock_filter>& program, const seccomp_data& call,
+                      std::size_t* steps = nullptr) {
     std::uint32_t loaded = 0;
     for (std::size_t at = 0; at < program.size(); ++at) {
+        if (steps != nullptr) ++*steps;
         const sock_filter& step = program[at];
         switch (step.code) {
         case BPF_LD | BPF_W | BPF_ABS:
@@ -34,6 +37,9 @@ std::uint32_t verdict(const std::vector<sock_filter>& program, const seccomp_dat
             break;
         case BPF_JMP | BPF_JEQ | BPF_K:
             at += loaded == step.k ? step.jt : step.jf;
+            break;
+        case BPF_JMP | BPF_JGE | BPF_K:
+            at += loaded >= step.k ? step.jt : step.jf;
             break;
         case BPF_RET | BPF_K:
             return step.k;
@@ -140,6 +146,22 @@ TEST_CASE("the filter allows threads of this process alone, which wait for one a
         CHECK_FALSE(allows(machine, machine.futex, {memory, FUTEX_LOCK_PI_PRIVATE}));
         CHECK_FALSE(allows(machine, machine.futex, {memory, FUTEX_WAIT}));
         CHECK_FALSE(allows(machine, machine.futex, {memory, FUTEX_WAKE}));
+    }
+}
+
+TEST_CASE("a call without a rule meets few instructions") {
+    for (const MachineCalls& machine : machines) {
+        const std::vector<sock_filter> program = callFilter(machine);
+        for (int number = -1; number < 1024; ++number) {
+            CAPTURE(number);
+            if (allows(machine, number)) continue;
+            seccomp_data call{};
+            call.nr = number;
+            call.arch = machine.architecture;
+            std::size_t steps = 0;
+            verdict(program, call, &steps);
+            CHECK(steps <= 24);
+        }
     }
 }
 
