@@ -20,9 +20,9 @@ std::uint64_t pixelIdentityMemory(ByteSource& file);
 
 /// Decodes the file's first picture and digests it, reading the file to its end. Where the file
 /// turns its picture only after the pixels, the answer is how, and of the same file with that as
-/// `told` it is the identity. Nothing when the file is rejected: no picture, a damaged one, one over
-/// the budget, one in a colour space that is not converted here, or one turned otherwise than was
-/// told; the file may then be half read. Throws for want of memory only.
+/// `told` it is the identity. Nothing when the file is rejected: no picture, a damaged one, one
+/// over the budget, one in a colour space that is not converted here, or one turned otherwise than
+/// was told; the file may then be half read. Throws for want of memory only.
 std::optional<DecoderAnswer> pixelIdentity(ByteSource& file,
                                            std::optional<LateOrientation> told = std::nullopt);
 
