@@ -56,7 +56,7 @@ class PixelDigest::Thread {
     }
 
   private:
-    static constexpr std::size_t blockBytes = std::size_t{64} << 10;
+    static constexpr std::size_t blockBytes = std::size_t{32} << 10;
     static constexpr std::size_t ringLength = 8;
     // Digesting takes a few hundred bytes; the C library wants up to 128 KB and its own tables.
     static constexpr std::size_t stackBytes = std::size_t{256} << 10;
