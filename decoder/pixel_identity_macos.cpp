@@ -36,7 +36,9 @@ constexpr std::uint32_t rgbaPremultiplied =
     std::uint32_t{kCGImageAlphaPremultipliedLast} | std::uint32_t{kCGBitmapByteOrder32Big};
 static_assert(rgbaPremultiplied == 0x4001);
 
-bool hasType(std::string_view beginning) {
+bool mayHaveType(ByteSource& file) {
+    const std::string_view beginning = file.peek(typeSize);
+    if (beginning.size() < typeSize) return true;
     const CFOwner data(::CFDataCreateMutable(nullptr, 0));
     if (!data) return false;
     ::CFDataAppendBytes(data.get(), reinterpret_cast<const UInt8*>(beginning.data()),
@@ -149,8 +151,7 @@ std::uint64_t pixelIdentityMemory(ByteSource& /*file*/) { return 0; }
 // The system's reader knows the orientation from the whole file: none is told.
 std::optional<DecoderAnswer> pixelIdentity(ByteSource& file,
                                            std::optional<LateOrientation> /*told*/) {
-    const std::string_view beginning = file.peek(typeSize);
-    if (beginning.size() == typeSize && !hasType(beginning)) return std::nullopt;
+    if (!mayHaveType(file)) return std::nullopt;
     const auto data = wholeFile(file);
     if (!data) return std::nullopt;
     const CFOwner source(::CGImageSourceCreateWithData(data.get(), nullptr));
@@ -165,11 +166,13 @@ std::optional<DecoderAnswer> pixelIdentity(ByteSource& file,
 }
 
 std::string explanation(ByteSource& file) {
+    constexpr auto noFormat = "reason no image format that the system knows\n";
+    if (!mayHaveType(file)) return noFormat;
     const auto data = wholeFile(file);
     if (!data) return "reason the file is too large\n";
     const CFOwner source(::CGImageSourceCreateWithData(data.get(), nullptr));
     const CFStringRef type = source ? ::CGImageSourceGetType(source.get()) : nullptr;
-    if (type == nullptr) return "reason no image format that the system knows\n";
+    if (type == nullptr) return noFormat;
     std::string lines = line("format", text(type));
     const CFOwner properties(
         ::CGImageSourceCopyPropertiesAtIndex(source.get(), firstImage, nullptr));

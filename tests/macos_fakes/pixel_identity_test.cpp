@@ -46,6 +46,12 @@ class LargeFile {
         return identityIn(decoder::pixelIdentity(source));
     }
 
+    std::string explanation() const {
+        decoder::ByteSource source(descriptor_.get());
+        return decoder::explanation(source);
+    }
+
+    void rewind() const { ::lseek(descriptor_.get(), 0, SEEK_SET); }
     off_t bytesRead() const { return ::lseek(descriptor_.get(), 0, SEEK_CUR); }
 
   private:
@@ -146,6 +152,9 @@ TEST_CASE("a file without a type is not read on") {
         CHECK_FALSE(file.identity());
         CHECK(file.bytesRead() == 65'536);
         CHECK(count(world.calls, "CGImageSource") <= 2);
+        file.rewind();
+        CHECK(file.explanation() == "reason no image format that the system knows\n");
+        CHECK(file.bytesRead() == 65'536);
     }
 }
 
