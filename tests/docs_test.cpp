@@ -4,8 +4,10 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <doctest/doctest.h>
@@ -79,6 +81,12 @@ std::vector<std::string> blocks(const std::string& text, const std::string& lang
     return found;
 }
 
+// How many members a record's table has.
+template<class... Fields>
+constexpr std::size_t fields(const std::tuple<Fields...>&) {
+    return sizeof...(Fields);
+}
+
 } // namespace
 
 TEST_CASE("every page of the documents has its samples tried, and every tried page is there") {
@@ -108,14 +116,23 @@ TEST_CASE("the sample of the manifest, the session and the others holds every me
     const auto members = [](const std::string& page) {
         return parseJSON(blocks(pageText(page), "json").at(0)).size();
     };
-    const auto fields = [](const auto& table) {
-        return std::tuple_size_v<std::remove_cvref_t<decltype(table)>>;
-    };
     CHECK(members("agent-manifest.md") == fields(AgentManifest::fields()));
-    CHECK(members("history-entry.md") == fields(HelperEntry::fields()));
     CHECK(members("mcp-session.md") == fields(MCPClientSession::fields()));
     CHECK(members("observation.md") == fields(PromptHookObservation::fields()));
     CHECK(members("pairing-request.md") == fields(PairingRequestRecord::fields()));
+}
+
+TEST_CASE("the sample of the history entry holds every member of every record in it") {
+    const auto entry = parseJSON(blocks(pageText("history-entry.md"), "json").at(0));
+    const auto& item = entry.at("items").at(0);
+    std::set<std::string> members;
+    for (const auto& representation : item.at("representations"))
+        for (const auto& member : representation.items()) members.insert(member.key());
+    const auto& image = item.at("representations").at(0).at("imageMetadata");
+    CHECK(entry.size() == fields(HelperEntry::fields()));
+    CHECK(item.size() == fields(HelperClipboardItem::fields()));
+    CHECK(members.size() == fields(HelperRepresentation::fields()));
+    CHECK(image.size() == fields(HelperImageMetadata::fields()));
 }
 
 TEST_CASE("the sample of the pixel digest is that of one opaque red pixel") {
