@@ -1,13 +1,20 @@
 #!/usr/bin/env bash
 # Renders the man pages with their own tools, which must have nothing to complain of, and holds each
-# page to what its program takes. Usage: manuals_test.sh FOLDER
+# page to what its program takes: the doctor says that itself. Usage: manuals_test.sh FOLDER DOCTOR
 set -euo pipefail
 
 folder=$1
+doctor=$2
 fail() {
     printf '%s\n' "$1" >&2
     exit 1
 }
+
+# The options and commands of the doctor's help, which stand at the beginning of their lines.
+doctors_words() {
+    "$doctor" --help | sed -nE 's/^  (-[a-z],)?(-?-?[a-z]+).*/\2/p'
+}
+[[ $(doctors_words) == *--json*identity* ]] || fail 'the help of the doctor is not understood'
 
 for page in "$folder"/*.1; do
     if command -v mandoc >/dev/null; then
@@ -26,6 +33,6 @@ for page in "$folder"/*.1; do
         [[ $text == *"$option"* ]] || fail "$page: lacks $option"
     done < <(case $page in
         *-hook.1) printf '%s\n' --agent --client-id --credential-file ;;
-        *) printf '%s\n' --agent --workspace --json --help --version event identity NO_COLOR ;;
+        *) doctors_words && echo NO_COLOR ;;
     esac)
 done
