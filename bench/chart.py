@@ -9,7 +9,8 @@ text { font: 13px system-ui, sans-serif; fill: #24292f }
 .name { text-anchor: end } .title { font-weight: 600 } .note { font-size: 11px; fill: #6e7781 }
 .hook { fill: #0969da } .floor { fill: #8c959f } .peer { fill: #d0d7de }
 @media (prefers-color-scheme: dark) {
-  text { fill: #e6edf3 } .note { fill: #8b949e } .hook { fill: #58a6ff } .floor { fill: #8b949e } .peer { fill: #484f58 }
+  text { fill: #e6edf3 } .note { fill: #8b949e }
+  .hook { fill: #58a6ff } .floor { fill: #8b949e } .peer { fill: #484f58 }
 }
 """
 

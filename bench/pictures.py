@@ -108,7 +108,8 @@ class Comparison:
 
 
     def figures(self):
-        ranks = {HOOK: "hook", DECODER: "decoder"} | dict.fromkeys(self.floors, "floor") | dict.fromkeys(self.peers, "peer")
+        ranks = {HOOK: "hook", DECODER: "decoder"}
+        ranks |= dict.fromkeys(self.floors, "floor") | dict.fromkeys(self.peers, "peer")
         return {name: measuring.figures(costs) | {"rank": ranks[name]} for name, costs in self.costs.items()}
 
 

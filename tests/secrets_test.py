@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """A run that is ended by force, at each of its calls: the credential is in nothing that is printed, written or dumped,
-memory does not hold it in the end, and no other process of the user's reads it. Status 77: this machine lacks the tracer.
-"""
+memory does not hold it in the end, and no other process of the user's reads it. Status 77: this machine lacks the
+tracer."""
 
 import ctypes
 import json
@@ -43,8 +43,8 @@ class Runs:
 
     def start(self, tracer=(), user=None):
         return subprocess.Popen(
-            [*tracer, self.hook, *self.arguments], cwd=self.stage.workspace, env=self.environment, stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, user=user)
+            [*tracer, self.hook, *self.arguments], cwd=self.stage.workspace, env=self.environment,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, user=user)
 
     def written(self):
         """Every file on the stage but the credential, with its content."""

@@ -33,8 +33,8 @@ FILES = {
 }
 PROCESS_WORDS = {
     "stdin": 1, "stdout": 1, "stderr": 1, "descriptors": 1, "file-size": 1, "ignored": (1, 2, 3),
-    "working-directory": 1, "account-home": 0, "stack": 1, "data": 1, "socket-path": (1, 2), "simultaneous": 1, "fault": 1, "seconds": 2,
-    "decoder": 1,
+    "working-directory": 1, "account-home": 0, "stack": 1, "data": 1, "socket-path": (1, 2), "simultaneous": 1,
+    "fault": 1, "seconds": 2, "decoder": 1,
 }
 LIMITS = {
     "file-size": resource.RLIMIT_FSIZE, "stack": resource.RLIMIT_STACK, "data": resource.RLIMIT_DATA,

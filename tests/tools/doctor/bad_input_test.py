@@ -28,9 +28,10 @@ class BadInput(DoctorTest):
         self.assertIn("pixels", output)
 
     def test_hostile_configurations_are_not_known_or_nothing(self):
-        contents = [b"", b"\xff\xfe", b"[" * 100_000, b'{"hooks":' * 600, b'{"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"'
-                    + b"sorvane-hook '" * 1000 + b'"}]}]}}', b'{"hooks":{"UserPromptSubmit":[{"hooks":[{"command":'
-                    b'"sorvane-hook","timeout":1e308}]}]}}', b"a = " + b"[" * 100_000, b"[[hooks]]\n" * 1000]
+        contents = [b"", b"\xff\xfe", b"[" * 100_000, b'{"hooks":' * 600,
+                    b'{"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"' + b"sorvane-hook '" * 1000 + b'"}]}]}}',
+                    b'{"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"sorvane-hook","timeout":1e308}]}]}}',
+                    b"a = " + b"[" * 100_000, b"[[hooks]]\n" * 1000]
         for path in (".claude/settings.json", ".codex/hooks.json", ".codex/config.toml", ".cursor/hooks.json",
                      ".copilot/hooks/a.json"):
             for content in contents:
