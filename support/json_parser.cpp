@@ -44,36 +44,37 @@ class Parser {
     explicit Parser(std::string_view text) : text_(text) {}
 
     nlohmann::json parse() {
-        if (text_.starts_with(byteOrderMark)) at_ = byteOrderMark.size();
+        if (text_.starts_with(byteOrderMark)) offset_ = byteOrderMark.size();
         skipBlanks();
-        if (!stands('{') && !stands('[')) fail("neither an object nor an array");
+        if (!isAt('{') && !isAt('[')) fail("neither an object nor an array");
         nlohmann::json value;
         readInto(&value);
-        if (at_ < text_.size()) fail("something after the value");
+        if (offset_ < text_.size()) fail("something after the value");
         return value;
     }
 
   private:
     [[noreturn]] void fail(const std::string& reason) const {
-        throw std::runtime_error("unreadable JSON at byte " + std::to_string(at_) + ": " + reason);
+        throw std::runtime_error("unreadable JSON at byte " + std::to_string(offset_) + ": " +
+                                 reason);
     }
 
-    bool stands(char c) const { return at_ < text_.size() && text_[at_] == c; }
+    bool isAt(char c) const { return offset_ < text_.size() && text_[offset_] == c; }
 
-    bool standsNumber() const {
-        return at_ < text_.size() &&
-               (text_[at_] == '-' || (text_[at_] >= '0' && text_[at_] <= '9'));
+    bool isAtNumber() const {
+        return offset_ < text_.size() &&
+               (text_[offset_] == '-' || (text_[offset_] >= '0' && text_[offset_] <= '9'));
     }
 
     void skipBlanks() {
-        while (at_ < text_.size() && isBlank(text_[at_])) ++at_;
+        while (offset_ < text_.size() && isBlank(text_[offset_])) ++offset_;
     }
 
     // Every function that reads begins at the value and ends after the blanks that follow it.
 
     bool take(char c) {
-        if (!stands(c)) return false;
-        ++at_;
+        if (!isAt(c)) return false;
+        ++offset_;
         skipBlanks();
         return true;
     }
@@ -82,11 +83,11 @@ class Parser {
     // may have left small.
     void readInto(nlohmann::json* value) {
         while (true) {
-            bool isEmpty = stands('{') || stands('['); // the innermost container, so far
+            bool isEmpty = isAt('{') || isAt('['); // the innermost container, so far
             if (isEmpty)
                 open(*value);
             else
-                *value = stands('"') ? nlohmann::json(readText()) : readWord();
+                *value = isAt('"') ? nlohmann::json(readText()) : readWord();
             while (!open_.empty() && takeEnd()) {
                 open_.pop_back();
                 isEmpty = false;
@@ -100,9 +101,9 @@ class Parser {
     void open(nlohmann::json& container) {
         if (std::ssize(open_) == maxJsonNesting)
             fail("nested more than " + std::to_string(maxJsonNesting) + " levels deep");
-        container = stands('{') ? nlohmann::json::object() : nlohmann::json::array();
+        container = isAt('{') ? nlohmann::json::object() : nlohmann::json::array();
         open_.push_back(&container);
-        take(text_[at_]);
+        take(text_[offset_]);
     }
 
     bool takeEnd() { return take(open_.back()->is_object() ? '}' : ']'); }
@@ -111,31 +112,32 @@ class Parser {
     nlohmann::json& newElement() {
         nlohmann::json& container = *open_.back();
         if (container.is_array()) return container.emplace_back();
-        if (!stands('"')) fail("no key");
+        if (!isAt('"')) fail("no key");
         std::string key = readText();
         if (!take(':')) fail("no colon");
         return container[std::move(key)];
     }
 
     nlohmann::json readWord() {
-        std::size_t end = at_;
+        std::size_t end = offset_;
         while (end < text_.size() && isWordCharacter(text_[end])) ++end;
-        nlohmann::json value = nlohmann::json::parse(text_.substr(at_, end - at_), nullptr, false);
-        if (value.is_discarded()) fail(standsNumber() ? "no number, or one too large" : "no value");
-        at_ = end;
+        nlohmann::json value =
+            nlohmann::json::parse(text_.substr(offset_, end - offset_), nullptr, false);
+        if (value.is_discarded()) fail(isAtNumber() ? "no number, or one too large" : "no value");
+        offset_ = end;
         skipBlanks();
         return value;
     }
 
     // A failure within a string is reported with the offset of the string's first byte.
     std::string readText() {
-        const std::size_t start = ++at_;
+        const std::size_t start = ++offset_;
         const std::size_t end = closingQuote();
         const std::string_view raw = text_.substr(start, end - start);
         if (holdsControl(raw)) fail("control character in a string");
         if (!utf8::isValid(raw)) fail("not UTF-8");
         std::string text = unescaped(raw);
-        at_ = end;
+        offset_ = end;
         take('"');
         return text;
     }
@@ -143,7 +145,7 @@ class Parser {
     // The first quote with an even number of backslashes before it. Counting backwards ends at the
     // opening quote at the latest.
     std::size_t closingQuote() const {
-        for (std::size_t quote = at_;; ++quote) {
+        for (std::size_t quote = offset_;; ++quote) {
             quote = text_.find('"', quote);
             if (quote == std::string_view::npos) fail("unterminated string");
             std::size_t backslashes = 0;
@@ -193,8 +195,8 @@ class Parser {
     }
 
     std::string_view text_;
-    std::size_t at_ = 0;
-    std::vector<nlohmann::json*> open_; // the containers around `at_`, the outermost first
+    std::size_t offset_ = 0;
+    std::vector<nlohmann::json*> open_; // the containers around `offset_`, the outermost first
 };
 
 } // namespace
