@@ -216,8 +216,9 @@ std::vector<Finding> checkConfiguration(const std::string& agent,
     if (findings.empty())
         findings.push_back({"hook entry", Status::unknown,
                             "no agent whose configuration is known here runs the hook for it",
-                            "Look up your agent's entry in agents.md, among the documents of "
-                            "Sorvane's helpers, and write it into the agent's configuration."});
+                            "Look up your agent's entry in share/doc/sorvane-hook/agents.md, below "
+                            "/usr or where else sorvane-hook is installed, and write it into the "
+                            "agent's configuration."});
     return findings;
 }
 

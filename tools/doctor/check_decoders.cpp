@@ -71,23 +71,22 @@ Finding checkDecoder(const std::string& program) {
                       "is not in " + candidates.front().parent_path().native() +
                           ", ../libexec/sorvane from there, or " +
                           candidates.back().parent_path().native(),
-                      "Install Sorvane's helpers again: without it pictures are known by their "
-                      "files' bytes alone.");
+                      "Install sorvane-hook again: without this decoder pictures are known by "
+                      "their files' bytes alone.");
     std::vector<std::string_view> good;
     std::vector<std::string_view> bad;
     for (const TinyPicture& picture : picturesFor(program))
         (goesThrough(program, picture) ? good : bad).push_back(picture.name);
     if (good.empty())
-        return failed(
-            program,
-            "(" + found->native() + ") decodes nothing" +
-                reasonOf(program, picturesFor(program).front()),
-            "Install Sorvane's helpers again. If that does not help, run the command below: "
-            "a library that is missing is named.",
-            HelperIO::shellQuoted(found->native()) + " 10 </dev/null");
+        return failed(program,
+                      "(" + found->native() + ") decodes nothing" +
+                          reasonOf(program, picturesFor(program).front()),
+                      "Install sorvane-hook again. If that does not help, run the command below: "
+                      "a library that is missing is named.",
+                      HelperIO::shellQuoted(found->native()) + " 10 </dev/null");
     if (!bad.empty())
         return failed(program, "(" + found->native() + ") does not decode " + listed(bad),
-                      "Install the libraries of these formats, or Sorvane's helpers again.");
+                      "Install the libraries of these formats, or sorvane-hook again.");
     return {"decoder", Status::ok, found->native() + " decodes " + listed(good)};
 }
 

@@ -46,7 +46,7 @@ constexpr Meaning meanings[] = {
     {"workspace-unavailable", Status::failed, "the agent did not say in which folder it works",
      "Start the agent in a project's folder and submit the prompt again."},
     {"resolving", Status::failed, "Sorvane was asked and did not answer, or said no",
-     "See that the socket above is well, and submit the prompt again."},
+     "When the socket above is ok, submit the prompt again."},
     {"no-exact-match", Status::failed, "Sorvane does not hold every image of the prompt",
      "Copy the image again while Sorvane runs, and submit the prompt with that one."},
 };
@@ -65,7 +65,7 @@ Finding judged(const PromptHookObservation& observation) {
             observation.outcome == "no-image-identities" && observation.attachmentCount > 0;
         return {"last prompt", lost ? Status::warning : meaning.status,
                 when + observation.outcome + ": " + std::string(meaning.text),
-                lost ? "Attach the picture once more. If this line stays: put \"tee "
+                lost ? "Attach the image once more. If this line stays: put \"tee "
                        "/tmp/event.json |\" before the hook's command in its entry, submit the "
                        "prompt again, and run \"sorvane-doctor event /tmp/event.json\", which says "
                        "of each attachment why it is not named."

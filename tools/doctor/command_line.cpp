@@ -16,7 +16,7 @@ constexpr int wrongCommandLine = 2;
 
 std::string agentFault(const std::string& agent) {
     if (AgentIdentifier::isValid(agent) || (isTesting() && agent == "test")) return "";
-    return "no agent is called so; agents are codex, claude-code, cursor, and \"custom-\" with a "
+    return "there is no such agent; agents are codex, claude-code, cursor, and \"custom-\" with a "
            "UUID";
 }
 

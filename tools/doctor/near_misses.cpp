@@ -49,15 +49,13 @@ std::string reason(std::string_view text) {
                ", and this goes on in another way";
     if (!text.starts_with(prefix))
         return "capital letters: a reference begins with " + std::string(prefix) +
-               ", in small ones";
+               ", in lower case";
     text.remove_prefix(prefix.size());
     const auto end = std::find_if_not(text.begin(), text.end(), isHexadecimal);
     const auto digits = static_cast<std::size_t>(end - text.begin());
-    const std::string count = std::to_string(digits) + " hexadecimal digits";
-    if (digits > hashLength) return count + ", and 64 are a reference's";
-    if (digits < hashLength)
-        return count + (end == text.end() ? "" : " before " + quoted(*end)) +
-               ", and 64 are a reference's";
+    if (digits != hashLength)
+        return std::to_string(digits) + " hexadecimal digits" +
+               (end == text.end() ? "" : " before " + quoted(*end)) + ", and a reference has 64";
     if (end != text.end() && isLetterOrDigit(*end))
         return "the letter " + quoted(*end) + " follows the 64th digit";
     return "it begins or ends inside a character: its neighbour's accent or joiner is part of it";

@@ -9,7 +9,7 @@
 
 namespace {
 
-[[noreturn]] void endReading() { throw std::runtime_error("it is not written as TOML is"); }
+[[noreturn]] void endReading() { throw std::runtime_error("not valid TOML"); }
 
 } // namespace
 

@@ -51,7 +51,7 @@ TEST_CASE("an event without a workspace is not asked about, and without an image
 TEST_CASE("every attachment has its identity or the reason why it has none") {
     const test::TemporaryDirectory directory;
     test::putFile(directory.path() / "text", "no picture");
-    const json event = {{"cwd", "/work"},
+    const json event = {{"cwd", "/home/ada/shop"},
                         {"attachments",
                          {(directory.path() / "text").native(),
                           (directory.path() / "none").native(),
