@@ -26,7 +26,7 @@
 ///         }
 ///     };
 ///
-/// Encoder and decoder both walk that table; a forgotten, doubled or misplaced field does not
+/// Reader and writer both walk that table; a forgotten, doubled or misplaced field does not
 /// compile. A field is a text, a flag, an integer, a date (seconds, see date.h), a UUID (written in
 /// upper case), an enumeration (see `Named`), a record, or a list of these. `std::optional` is the
 /// only mark of optional: left out when empty, absent when missing or null. Every other field is
@@ -114,7 +114,7 @@ union Uninitialized {
 // Converts to exactly this type, so that an optional member does not pass for its element.
 template<class T>
 struct Placeholder {
-    operator T() const { throw std::logic_error("for unevaluated expressions only"); }
+    operator T() const; // for unevaluated expressions only
 };
 
 // Fields of different types need no comparison: in another order the aggregate would not compile.
