@@ -11,8 +11,8 @@ function(sorvane_archive_missing library)
     set_property(GLOBAL PROPERTY sorvane_archive_missing ON)
 endfunction()
 
-# Fills `result` with the archive of a library and with what that needs in turn: `module` is what
-# pkg-config knows it by, which may know nothing of it. Without an archive the result is empty.
+# Fills `result` with the archive of a library and with what that needs in turn: `module` is its name in
+# pkg-config, which need not know it. Without an archive the result is empty.
 function(sorvane_archive result library module)
     if(PKG_CONFIG_FOUND)
         pkg_check_modules(sorvane_${module} QUIET ${module})

@@ -1,6 +1,6 @@
-# What an install lays down: the hook, its decoder in libexec, man pages and completions, the headers,
-# the library, and the ways to find it from CMake and pkg-config. The stand-in is no product and stays
-# here. What is not said to be for development is for everybody.
+# What an install lays down: sorvane-hook and sorvane-doctor, the decoders in libexec, man pages and
+# completions, agents.md and the plugin for opencode; for development the headers, the library, and the
+# ways to find it from CMake and pkg-config. The stand-in is no product and stays here.
 
 include(CMakePackageConfigHelpers)
 

@@ -22,8 +22,8 @@ struct CredentialValidator {
     /// The absolute path of `credentialFile` is compared as text with the manifest's path: another
     /// spelling of the same file does not match. In testing mode the path may differ, and the
     /// agent "test" is accepted.
-    /// Throws HelperFailure::invalidRequest when the client is rejected; the file reader's and
-    /// decoder's own errors when manifest or credential cannot be read.
+    /// Throws HelperFailure::invalidRequest when the client is rejected, and what `readJSON` and
+    /// `readFile` throw when manifest or credential cannot be read.
     ValidatedCredential validate(std::string_view agent, std::string_view clientID,
                                  const std::filesystem::path& credentialFile) const;
 };

@@ -31,8 +31,8 @@ class ChildStreams {
 };
 
 /// A running child program, reaped exactly once: by `wait` or `succeeds`, whichever is called, or
-/// killed and reaped at the end; see child_status.h for one that is slow to go. Nothing that this
-/// process does with SIGCHLD matters; see child_status.h.
+/// killed and reaped at the end. child_status.h says what becomes of one that is slow to go, and
+/// that nothing matters that this process does with SIGCHLD.
 class ChildProcess {
   public:
     using Clock = ChildStatus::Clock;
@@ -50,7 +50,7 @@ class ChildProcess {
     std::int32_t wait();
 
     /// Waits until the child has ended or the deadline has passed; one that has not ended then is
-    /// killed, and waited for no longer than a tenth of a second. Whether it ended by itself, with
+    /// killed, and waited for as `ChildStatus::end` does. Whether it ended by itself, with
     /// status 0.
     bool succeeds(Clock::time_point deadline);
 

@@ -7,8 +7,9 @@
 
 #include <nlohmann/json.hpp>
 
-/// Reading and writing JSON, and taking values out of it. Everything that reads or writes JSON goes
-/// through here, so that strictness, escaping and the form of numbers cannot differ.
+/// Reading and writing JSON, and taking values out of it. All JSON is read here, and all that our
+/// programs exchange or store is written here, so that strictness, escaping and the form of numbers
+/// cannot differ.
 namespace sorvane {
 
 /// How deep objects and arrays may be nested. No agent sends deeper texts. The limit is for code
@@ -28,8 +29,8 @@ void appendJSON(std::string& text, const nlohmann::json& value);
 /// What `appendJSON` writes, as a text of its own.
 std::string jsonText(const nlohmann::json& value);
 
-/// Loose reading: a value of another kind than the one asked for counts as absent. The views last
-/// as long as the value they were taken from.
+// Loose reading: a value of another kind than the one asked for counts as absent. The views last
+// as long as the value they were taken from.
 
 /// The member of an object, or null when there is none or `object` is not an object.
 const nlohmann::json* anyMember(const nlohmann::json& object, std::string_view key);

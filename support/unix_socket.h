@@ -22,7 +22,7 @@ UniqueDescriptor makeSocket();
 bool suppressSigpipe(const UniqueDescriptor& socket);
 
 /// Two connected sockets without the signal, closed in child programs; both own nothing on failure.
-/// Their buffers are sized for a file that is written to the first.
+/// On macOS the buffers are enlarged for a file that is written to the first.
 std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair();
 
 /// One `send` without a signal; returns what the system returns.

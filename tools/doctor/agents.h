@@ -24,7 +24,7 @@ enum class TimeoutUnit {
     secondsBelowThousand,
 };
 
-/// What an agent's event says of the pictures that are attached to a prompt.
+/// What an agent's event says of the images that are attached to a prompt.
 enum class Attachments {
     none,
     files,   ///< where they lie: the hook decodes them

@@ -10,9 +10,8 @@
 #include "tools/doctor/configuration_search.h"
 #include "tools/doctor/finding.h"
 
-/// The checks of an event's road, each in a file of its own. They read, and change nothing; only
-/// the probe of the socket connects to anything. A check that cannot look is a finding, never an
-/// exception.
+/// The checks of all that an event passes on its way. They read, and change nothing; only the probe
+/// of the socket connects to anything. A check that cannot look is a finding, never an exception.
 namespace sorvane::doctor {
 
 /// An agent as its messages name it: "Codex", or "custom-..." as it stands.

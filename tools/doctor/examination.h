@@ -8,8 +8,8 @@
 
 namespace sorvane::doctor {
 
-/// All checks, in the order of an event's road: for the agent that is named, or for every one that
-/// has a manifest or a hook entry.
+/// All checks: of the application; of the agent that is named, or of every one that has a manifest
+/// or a hook entry; of the decoders.
 Report examine(const std::optional<std::string>& agent,
                const std::optional<std::filesystem::path>& workspace);
 
