@@ -36,9 +36,11 @@ class ChildStatus {
     /// The same, or nothing when the child has not ended by the deadline.
     std::optional<ChildEnd> awaitEnd(Clock::time_point deadline);
 
-    /// Kills a child that has not been reaped, and reaps it. One that is not gone within a tenth of
-    /// a second has much memory to free: it is left to be reaped at a later start, or by the system
-    /// when this process ends.
+    /// How long `end` waits. A child without much memory is gone sooner, on a busy machine too.
+    static constexpr std::chrono::milliseconds endTimeout{100};
+
+    /// Kills a child that has not been reaped, and reaps it. One that is not gone by then is left
+    /// to be reaped at a later start, or by the system when this process ends.
     void end();
 
   private:

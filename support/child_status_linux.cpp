@@ -28,9 +28,6 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = ChildStatus::Clock;
 
-// A child without much memory is gone sooner, on a busy machine too.
-constexpr std::chrono::milliseconds endTimeout = 100ms;
-
 // What is said of a child whose status somebody else has taken.
 constexpr ChildEnd unknownEnd{false, SIGKILL};
 

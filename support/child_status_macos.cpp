@@ -17,11 +17,6 @@ namespace sorvane {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-// A child without much memory is gone sooner, on a busy machine too.
-constexpr std::chrono::milliseconds endTimeout = 100ms;
-
 void reap(pid_t child) {
     while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
 }
