@@ -23,9 +23,6 @@ namespace {
 // The application answers from memory. A prompt waits no longer than this for one read or write.
 constexpr timeval timeout{2, 0};
 
-// The mode with which the application makes its socket file. A wider one is not its work.
-constexpr mode_t ownerOnly = 0600;
-
 constexpr std::size_t chunkSize = 4096;
 
 // An answer names a handful of files; this is room for thousands of them.
@@ -127,7 +124,7 @@ bool BrokerClient::isLocalBrokerReachable(const std::filesystem::path& at) noexc
     struct stat status {};
     if (::lstat(at.c_str(), &status) != 0) return false;
     if (!S_ISSOCK(status.st_mode) || status.st_uid != ::geteuid()) return false;
-    if ((status.st_mode & 0777) != ownerOnly) return false;
+    if ((status.st_mode & 0777) != socketPermissions) return false;
     const UniqueDescriptor socket = makeSocket();
     if (!socket) return false;
     const auto address = socketAddress(at);

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include <sys/types.h>
+
 #include <nlohmann/json.hpp>
 
 #include "integration/helper_paths.h"
@@ -39,8 +41,12 @@ class BrokerClient {
     nlohmann::json call(std::string_view operation,
                         nlohmann::json fields = nlohmann::json::object()) const;
 
+    /// The permissions with which the application makes its socket file. Wider ones are not its
+    /// work.
+    static constexpr mode_t socketPermissions = 0600;
+
     /// Whether the application's socket can be used now: a socket file that belongs to this user,
-    /// with permissions for its owner only (0600), to which one `connect` succeeds. Nothing is sent
+    /// with exactly those permissions, to which one `connect` succeeds. Nothing is sent
     /// or read. Every failure is false. There is no timeout: `connect` blocks on some systems
     /// while the listener's queue is full. A caller that needs a timeout sets one around the
     /// call.

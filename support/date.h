@@ -13,6 +13,9 @@ struct ReferenceClock {
     using time_point = std::chrono::time_point<ReferenceClock>;
     static constexpr bool is_steady = false;
 
+    /// The clock's beginning, by the system's clock.
+    static constexpr std::chrono::sys_days epoch = std::chrono::year(2001) / 1 / 1;
+
     static time_point now();
 };
 

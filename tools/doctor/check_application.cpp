@@ -20,7 +20,6 @@ namespace sorvane::doctor {
 
 namespace {
 
-constexpr mode_t ownerOnly = 0600;
 constexpr mode_t permissionBits = 0777;
 
 std::string octal(mode_t mode) {
@@ -95,7 +94,7 @@ Finding checkSocket(const HelperPaths& paths) {
     if (status.st_uid != ::geteuid())
         return failed(path + " belongs to another user",
                       "Let Sorvane run as the same user as the agent.");
-    if ((status.st_mode & permissionBits) != ownerOnly)
+    if ((status.st_mode & permissionBits) != BrokerClient::socketPermissions)
         return failed("others may open " + path + " (mode " + octal(status.st_mode) +
                           "), so it is not trusted",
                       "Take the others' permissions away.", "chmod 600 " + quoted);

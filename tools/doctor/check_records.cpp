@@ -1,6 +1,7 @@
 // What the hook and the MCP server last left behind.
 
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <ctime>
@@ -18,15 +19,13 @@ namespace sorvane::doctor {
 
 namespace {
 
-// The reference clock's beginning, 2001-01-01, in the system's seconds.
-constexpr double referenceEpoch = 978'307'200;
-
 // "2026-11-22 02:47:22 UTC"; a moment that no calendar holds as its number.
 std::string moment(Date date) {
     const double seconds = date.time_since_epoch().count();
     constexpr double tenThousandYears = 3e11;
     if (!(std::abs(seconds) < tenThousandYears)) return std::to_string(seconds);
-    const auto time = static_cast<std::time_t>(std::floor(seconds + referenceEpoch));
+    const auto epoch = std::chrono::system_clock::to_time_t(ReferenceClock::epoch);
+    const auto time = epoch + static_cast<std::time_t>(std::floor(seconds));
     std::tm parts{};
     char text[64];
     if (::gmtime_r(&time, &parts) == nullptr) return std::to_string(seconds);
