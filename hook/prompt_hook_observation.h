@@ -11,9 +11,18 @@
 
 namespace sorvane {
 
+/// The outcomes of a run, in the order in which it comes to them.
+namespace hookOutcome {
+inline constexpr std::string_view noImageIdentities = "no-image-identities";
+inline constexpr std::string_view workspaceUnavailable = "workspace-unavailable";
+inline constexpr std::string_view resolving = "resolving";
+inline constexpr std::string_view noExactMatch = "no-exact-match";
+inline constexpr std::string_view matched = "matched";
+} // namespace hookOutcome
+
 /// How far the latest run of an agent's hook got, in "<agent>-hook-state.json" of the agents
 /// directory: the application shows it to a user who asks why no image arrived.
-/// docs/observation.md shows a complete one and names the outcomes.
+/// docs/observation.md shows a complete one and says what the outcomes mean.
 struct PromptHookObservation {
     const std::string clientID;
     const Date observedAt;

@@ -84,23 +84,23 @@ class Run {
 
         auto identities = hookEvent::identities(references, event);
         if (identities.empty()) {
-            observe("no-image-identities");
+            observe(hookOutcome::noImageIdentities);
             return letPromptGoOn();
         }
         const auto root = hookEvent::workspaceRoot(event);
-        if (!root) return observe("workspace-unavailable");
+        if (!root) return observe(hookOutcome::workspaceUnavailable);
 
         const std::size_t identityCount = identities.size();
         auto fields = resolve_request::requestFields(std::move(identities), *root, event);
-        observe("resolving");
+        observe(hookOutcome::resolving);
         const auto answer = BrokerClient(identity_).call("resolve", std::move(fields));
 
         const nlohmann::json* images = resolve_request::exactMatch(answer, identityCount);
         if (images == nullptr) {
-            observe("no-exact-match");
+            observe(hookOutcome::noExactMatch);
             return letPromptGoOn();
         }
-        observe("matched");
+        observe(hookOutcome::matched);
         if (const auto block = resolve_request::contextBlock(*images)) tell(*block);
     }
 

@@ -40,13 +40,15 @@ struct Meaning {
 };
 
 constexpr Meaning meanings[] = {
-    {"matched", Status::ok, "Sorvane named the files of every image", ""},
-    {"no-image-identities", Status::ok, "the prompt carried no image that the hook could name", ""},
-    {"workspace-unavailable", Status::failed, "the agent did not say in which folder it works",
+    {hookOutcome::matched, Status::ok, "Sorvane named the files of every image", ""},
+    {hookOutcome::noImageIdentities, Status::ok,
+     "the prompt carried no image that the hook could name", ""},
+    {hookOutcome::workspaceUnavailable, Status::failed,
+     "the agent did not say in which folder it works",
      "Start the agent in a project's folder and submit the prompt again."},
-    {"resolving", Status::failed, "Sorvane was asked and did not answer, or said no",
+    {hookOutcome::resolving, Status::failed, "Sorvane was asked and did not answer, or said no",
      "When the socket above is ok, submit the prompt again."},
-    {"no-exact-match", Status::failed, "Sorvane does not hold every image of the prompt",
+    {hookOutcome::noExactMatch, Status::failed, "Sorvane does not hold every image of the prompt",
      "Copy the image again while Sorvane runs, and submit the prompt with that one."},
 };
 
@@ -60,8 +62,8 @@ Finding judged(const PromptHookObservation& observation) {
                              counted(observation.referenceCount, "reference") + ", ";
     for (const Meaning& meaning : meanings) {
         if (observation.outcome != meaning.outcome) continue;
-        const bool lost =
-            observation.outcome == "no-image-identities" && observation.attachmentCount > 0;
+        const bool lost = observation.outcome == hookOutcome::noImageIdentities &&
+                          observation.attachmentCount > 0;
         return {"last prompt", lost ? Status::warning : meaning.status,
                 when + observation.outcome + ": " + std::string(meaning.text),
                 lost ? "Attach the image once more. If this line stays: put \"tee "

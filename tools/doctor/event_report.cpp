@@ -14,6 +14,7 @@
 #include "hook/hook_answer.h"
 #include "hook/hook_event.h"
 #include "hook/image_references.h"
+#include "hook/prompt_hook_observation.h"
 #include "hook/resolve_request.h"
 #include "identity/attachment_identities.h"
 #include "integration/agent_manifest.h"
@@ -157,9 +158,9 @@ nlohmann::json eventReport(const nlohmann::json& event, const std::string& agent
 
     auto identities = references.empty() ? identitiesOf(report["attachments"])
                                          : hookEvent::identities(references, event);
-    report["outcome"] = identities.empty() ? "no-image-identities"
-                        : root             ? "resolving"
-                                           : "workspace-unavailable";
+    report["outcome"] = identities.empty() ? hookOutcome::noImageIdentities
+                        : root             ? hookOutcome::resolving
+                                           : hookOutcome::workspaceUnavailable;
     if (!identities.empty() && root) {
         report["answer"] = matchedAnswer(agent, identities.size());
         report["request"] = request(agent, std::move(identities), *root, event);

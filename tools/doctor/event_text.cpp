@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "hook/prompt_hook_observation.h"
 #include "support/json.h"
 #include "support/utf8.h"
 #include "tools/doctor/event_report.h"
@@ -45,8 +46,10 @@ std::string keyedLine(std::string_view label, const json& report, std::string_vi
 }
 
 std::string_view meaning(std::string_view outcome) {
-    if (outcome == "no-image-identities") return ": the prompt carries no image that can be named";
-    if (outcome == "workspace-unavailable") return ": the event does not say where the agent works";
+    if (outcome == hookOutcome::noImageIdentities)
+        return ": the prompt carries no image that can be named";
+    if (outcome == hookOutcome::workspaceUnavailable)
+        return ": the event does not say where the agent works";
     return ": Sorvane is asked for the images' files";
 }
 
