@@ -12,18 +12,11 @@
 
 namespace sorvane {
 
-namespace {
-
-bool isAccepted(std::string_view agent) {
-    return AgentIdentifier::isValid(agent) || (isTesting() && agent == "test");
-}
-
-} // namespace
-
 ValidatedCredential
 CredentialValidator::validate(std::string_view agent, std::string_view clientID,
                               const std::filesystem::path& credentialFile) const {
-    if (!isAccepted(agent)) throw HelperFailure::invalidRequest("Invalid agent identifier.");
+    if (!AgentIdentifier::isAccepted(agent))
+        throw HelperFailure::invalidRequest("Invalid agent identifier.");
     const auto manifest = HelperIO::readJSON<AgentManifest>(paths.agentFile(agent, ".json"));
 
     const bool samePath =

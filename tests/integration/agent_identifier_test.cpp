@@ -6,6 +6,8 @@
 
 #include <doctest/doctest.h>
 
+#include "tests/scoped_environment.h"
+
 using namespace sorvane;
 using namespace std::string_view_literals;
 
@@ -83,4 +85,15 @@ TEST_CASE("nothing else is an agent") {
         CAPTURE(identifier);
         CHECK_FALSE(AgentIdentifier::isValid(identifier));
     }
+}
+
+TEST_CASE("the agent of tests is accepted in testing mode, and nothing else is accepted then") {
+    const test::ScopedEnvironment testing("SORVANE_TESTING", "1");
+    CHECK(AgentIdentifier::isAccepted("test"));
+    CHECK(AgentIdentifier::isAccepted("codex"));
+    CHECK_FALSE(AgentIdentifier::isAccepted("tests"));
+    CHECK_FALSE(AgentIdentifier::isValid("test"));
+    const test::ScopedEnvironment usual("SORVANE_TESTING", "0");
+    CHECK_FALSE(AgentIdentifier::isAccepted("test"));
+    CHECK(AgentIdentifier::isAccepted("codex"));
 }

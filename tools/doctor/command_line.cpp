@@ -4,7 +4,6 @@
 #include <sstream>
 
 #include "integration/agent_identifier.h"
-#include "integration/helper_paths.h"
 #include "support/absolute_path.h"
 #include "support/utf8.h"
 
@@ -15,7 +14,7 @@ namespace {
 constexpr int wrongCommandLine = 2;
 
 std::string agentFault(const std::string& agent) {
-    if (AgentIdentifier::isValid(agent) || (isTesting() && agent == "test")) return "";
+    if (AgentIdentifier::isAccepted(agent)) return "";
     return "there is no such agent; agents are codex, claude-code, cursor, and \"custom-\" with a "
            "UUID";
 }

@@ -12,16 +12,13 @@ namespace sorvane::doctor {
 
 namespace {
 
-bool isAgent(std::string_view name) {
-    return AgentIdentifier::isValid(name) || (isTesting() && name == "test");
-}
-
 std::set<std::string> registeredAgents(const HelperPaths& paths) {
     std::set<std::string> found;
     std::error_code error;
     for (std::filesystem::directory_iterator file(paths.agents, error), end; !error && file != end;
          file.increment(error))
-        if (file->path().extension() == ".json" && isAgent(file->path().stem().native()))
+        if (file->path().extension() == ".json" &&
+            AgentIdentifier::isAccepted(file->path().stem().native()))
             found.insert(file->path().stem().native());
     return found;
 }
@@ -32,7 +29,7 @@ std::set<std::string> configuredAgents(const std::vector<AgentConfiguration>& co
         for (const FoundEntry& entry : configuration.entries) {
             if (!configuration.agent.identifier.empty())
                 found.insert(std::string(configuration.agent.identifier));
-            else if (isAgent(entry.namedAgent()))
+            else if (AgentIdentifier::isAccepted(entry.namedAgent()))
                 found.insert(entry.namedAgent());
         }
     return found;
