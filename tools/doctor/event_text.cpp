@@ -22,10 +22,6 @@ std::string line(std::string_view label, std::string_view text) {
     return result + utf8::oneLine(text) + '\n';
 }
 
-std::string text(const json& object, std::string_view key) {
-    return std::string(textMember(object, key).value_or(""));
-}
-
 std::string attachmentLine(const json& report) {
     const json& attachment = report.at("attachment");
     const auto path = attachment.is_string() ? std::optional(attachment.get<std::string_view>())

@@ -58,10 +58,6 @@ json fileReport(const std::string& file) {
     return report;
 }
 
-std::string text(const json& object, std::string_view key) {
-    return std::string(textMember(object, key).value_or(""));
-}
-
 std::string indented(const std::string& line) { return "  " + utf8::oneLine(line) + '\n'; }
 
 std::string fileText(const json& report) {
