@@ -25,8 +25,7 @@ std::string trustedHash(const HookEntry& entry) {
         handler["statusMessage"] = *message;
     const nlohmann::json identity = {{"event_name", "user_prompt_submit"},
                                      {"hooks", nlohmann::json::array({handler})}};
-    using Handler = nlohmann::json::error_handler_t;
-    return "sha256:" + HelperIO::sha256(identity.dump(-1, ' ', false, Handler::replace));
+    return "sha256:" + HelperIO::sha256(agentsJSON(identity));
 }
 
 const nlohmann::json* stateOf(const nlohmann::json& states, const std::filesystem::path& file,

@@ -31,7 +31,7 @@ std::string asWritten(const Agent& agent, const AgentManifest& manifest, const F
     const std::string command = expectedCommand(agent, manifest);
     if (agent.form == EntryForm::plugin) return command;
     return (found.file.extension() == ".toml" ? "command = " : "\"command\": ") +
-           nlohmann::json(command).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+           agentsJSON(command);
 }
 
 std::string ifItDoesNotRun(std::string remedy) {
@@ -172,14 +172,8 @@ class CommandCheck {
 std::string expectedCommand(const Agent& agent, const AgentManifest& manifest) {
     if (agent.form == EntryForm::plugin)
         return std::string(pluginLine) + ' ' +
-               nlohmann::json{manifest.hookExecutablePath,
-                              "--agent",
-                              manifest.agent,
-                              "--client-id",
-                              manifest.clientID,
-                              "--credential-file",
-                              manifest.credentialPath}
-                   .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+               agentsJSON({manifest.hookExecutablePath, "--agent", manifest.agent, "--client-id",
+                           manifest.clientID, "--credential-file", manifest.credentialPath});
     std::string command = shellWord(manifest.hookExecutablePath) + " --agent " +
                           shellWord(manifest.agent) + " --client-id " +
                           shellWord(manifest.clientID) + " --credential-file " +
@@ -200,7 +194,7 @@ std::string expectedConfiguration(const Agent& agent, const AgentManifest& manif
         const nlohmann::json group = {{"hooks", nlohmann::json::array({entry})}};
         configuration["hooks"][std::string(agent.event)] = nlohmann::json::array({group});
     }
-    return configuration.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return agentsJSON(configuration);
 }
 
 Finding checkCommand(const Agent& agent, const AgentManifest& manifest, const FoundEntry& found) {

@@ -127,6 +127,10 @@ HookConfiguration readPlugin(const Agent& agent, std::string_view text) {
 
 } // namespace
 
+std::string agentsJSON(const nlohmann::json& value) {
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
 HookConfiguration readHookConfiguration(const Agent& agent, const std::filesystem::path& file,
                                         std::string_view text) {
     if (agent.form == EntryForm::plugin) return readPlugin(agent, text);

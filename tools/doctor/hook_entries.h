@@ -16,6 +16,10 @@ namespace sorvane::doctor {
 /// How the line of our plugin begins that holds the command, a list of words.
 inline constexpr std::string_view pluginLine = "const command =";
 
+/// A value as agents write JSON into their files: compact, forward slashes as they are; what is not
+/// UTF-8 is replaced.
+std::string agentsJSON(const nlohmann::json& value);
+
 /// One command that an agent's configuration runs at an event.
 struct HookEntry {
     std::string event;
