@@ -94,8 +94,9 @@ class CommandCheck {
         ShellWords words = call_.before;
         words.push_back(call_.program);
         const std::string whole = joined(words, 0, words.size() - 1);
+        std::error_code ignored;
         if (words.size() > 1 &&
-            (whole == manifest_.hookExecutablePath || std::filesystem::exists(whole, ignored_)))
+            (whole == manifest_.hookExecutablePath || std::filesystem::exists(whole, ignored)))
             return failed(
                 "the path of the program holds a space and is not quoted: the shell runs " +
                 words.front().text);
@@ -164,7 +165,6 @@ class CommandCheck {
     const FoundEntry& found_;
     const std::string& command_;
     const HookCall& call_;
-    mutable std::error_code ignored_;
 };
 
 } // namespace

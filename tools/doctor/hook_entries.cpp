@@ -140,14 +140,14 @@ HookConfiguration readHookConfiguration(const Agent& agent, const std::filesyste
     require(named == nullptr || named->is_object(), "hooks");
     const nlohmann::json& hooks = named == nullptr ? noObject : *named;
     HookConfiguration configuration;
-    const bool toml = file.extension() == ".toml";
     for (const auto& [event, list] : hooks.items())
         readEvent(agent, event, list, configuration.entries);
-    configuration.switchedOff = isSet(document, "disableAllHooks");
-    if (toml) {
+    if (file.extension() == ".toml") {
         const nlohmann::json* feature = anyMember(objectMember(document, "features"), "hooks");
         configuration.switchedOff = feature != nullptr && *feature == false;
         configuration.states = objectMember(hooks, "state");
+    } else {
+        configuration.switchedOff = isSet(document, "disableAllHooks");
     }
     return configuration;
 }
