@@ -24,30 +24,38 @@ std::string folderFault(const std::string& folder) {
     return std::filesystem::is_directory(folder, error) ? "" : "there is no folder " + folder;
 }
 
-} // namespace
-
-std::variant<CommandLine, Answer> readCommandLine(int count, const char* const* arguments) {
-    CommandLine line;
+/// The values of options that are not yet in the command line's form; empty when not given.
+struct Texts {
     std::string agent;
     std::string workspace;
-    CLI::App app(
-        "Says why an image did not arrive: looks at everything on the way of a prompt from "
-        "an agent to Sorvane, and changes nothing.",
-        "sorvane-doctor");
+};
+
+void declareOptions(CLI::App& app, Texts& texts, CommandLine& line) {
     app.footer("Ends with 0 when all is well, 1 when something needs doing, 2 for a wrong command "
                "line.");
     app.set_version_flag("--version", "sorvane-doctor " SORVANE_VERSION);
     app.set_help_flag("--help,-h", "Print this help and exit");
-    auto* agentOption = app.add_option("--agent", agent,
-                                       "The agent to look at; \"event\" takes "
-                                       "codex unless it is given");
-    agentOption->check(CLI::Validator(agentFault, "AGENT"));
-    app.add_option("--workspace", workspace, "A project whose own configuration counts as well")
+    app.add_option("--agent", texts.agent,
+                   "The agent to look at; \"event\" takes codex unless it is given")
+        ->check(CLI::Validator(agentFault, "AGENT"));
+    app.add_option("--workspace", texts.workspace,
+                   "A project whose own configuration counts as well")
         ->check(CLI::Validator(folderFault, "DIR"));
     app.add_flag("--json", line.json, "Answer with one JSON document");
     app.fallthrough();
-    app.require_subcommand(0, 1);
+}
 
+} // namespace
+
+std::variant<CommandLine, Answer> readCommandLine(int count, const char* const* arguments) {
+    CommandLine line;
+    Texts texts;
+    CLI::App app(
+        "Says why an image did not arrive: looks at everything on the way of a prompt from "
+        "an agent to Sorvane, and changes nothing.",
+        "sorvane-doctor");
+    declareOptions(app, texts, line);
+    app.require_subcommand(0, 1);
     auto* event = app.add_subcommand("event", "Say what the hook would do with an event, and send "
                                               "nothing");
     event->add_option("FILE", line.files, "The event; standard input without it or for -")
@@ -64,8 +72,8 @@ std::variant<CommandLine, Answer> readCommandLine(int count, const char* const* 
         return Answer{output.str(), wrong ? utf8::repaired(problem.str()) : "",
                       wrong ? wrongCommandLine : 0};
     }
-    if (!agent.empty()) line.agent = agent;
-    if (!workspace.empty()) line.workspace = absolutePath(workspace);
+    if (!texts.agent.empty()) line.agent = texts.agent;
+    if (!texts.workspace.empty()) line.workspace = absolutePath(texts.workspace);
     if (event->parsed()) line.command = CommandLine::Command::event;
     if (identity->parsed()) line.command = CommandLine::Command::identity;
     return line;
