@@ -98,6 +98,11 @@ Light lightOf(const Xyz& xyz) {
                                    Light);
 }
 
+cmsHPROFILE openProfile(std::span<const std::uint8_t> bytes) {
+    settleTimeZone();
+    return cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size()));
+}
+
 struct FreeCurve {
     void operator()(cmsToneCurve* curve) const { cmsFreeToneCurve(curve); }
 };
@@ -131,9 +136,7 @@ std::optional<ColourEngine> ColourEngine::from(const Profile& source, SampleForm
 
 std::optional<ColourEngine> ColourEngine::fromProfile(std::span<const std::uint8_t> bytes,
                                                       SampleFormat format) {
-    settleTimeZone();
-    const Profile profile(
-        cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
+    const Profile profile(openProfile(bytes));
     // Floating-point tables repeat what other tags say, and few programs read them. One of very
     // many steps would keep the engine busy for minutes.
     if (profile) cmsWriteTag(profile.get(), cmsSigDToB0Tag, nullptr);
@@ -176,10 +179,8 @@ void ColourEngine::convertByTable(const std::uint8_t* samples, std::size_t count
 }
 
 std::string profileName(std::span<const std::uint8_t> bytes) {
-    settleTimeZone();
-    const std::unique_ptr<void, decltype(&cmsCloseProfile)> profile(
-        cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())),
-        cmsCloseProfile);
+    const std::unique_ptr<void, decltype(&cmsCloseProfile)> profile(openProfile(bytes),
+                                                                    cmsCloseProfile);
     char name[128] = ""; // more is no name
     if (profile)
         cmsGetProfileInfoASCII(profile.get(), cmsInfoDescription, "en", "US", name, sizeof name);
