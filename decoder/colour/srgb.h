@@ -9,20 +9,30 @@ namespace sorvane::decoder::srgb {
 
 using Xyz = std::array<double, 3>;
 
+/// The curve's numbers: light is ((value + offset) / scale) ^ exponent above the threshold, and
+/// value / slope up to it.
+inline constexpr double exponent = 2.4;
+inline constexpr double scale = 1.055;
+inline constexpr double offset = 0.055;
+inline constexpr double slope = 12.92;
+inline constexpr double threshold = 0.04045;
+inline constexpr double lightThreshold = 0.0031308;
+
 /// The curve, from an encoded value to light, as parameters of the ICC profiles' third kind:
 /// (a * value + b) ^ g from d on, c * value below it, in the order g, a, b, c, d.
-inline constexpr std::array<double, 5> curve = {2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92, 0.04045};
+inline constexpr std::array<double, 5> curve = {exponent, 1 / scale, offset / scale, 1 / slope,
+                                                threshold};
 
 /// The light, 0 to 1, that an encoded value means.
 inline double light(double encoded) {
-    if (encoded <= 0.04045) return encoded / 12.92;
-    return std::pow((encoded + 0.055) / 1.055, 2.4);
+    if (encoded <= threshold) return encoded / slope;
+    return std::pow((encoded + offset) / scale, exponent);
 }
 
 /// The encoded value, 0 to 1, of light.
 inline double encoded(double light) {
-    if (light <= 0.0031308) return 12.92 * light;
-    return 1.055 * std::pow(light, 1 / 2.4) - 0.055;
+    if (light <= lightThreshold) return slope * light;
+    return scale * std::pow(light, 1 / exponent) - offset;
 }
 
 /// The encoding gamma that stands for the curve where a file has one number for it, and x and y of
