@@ -16,6 +16,11 @@ constexpr char32_t combiningDotAbove = 0x307;
 
 utf8proc_int32_t codepoint(char32_t scalar) { return static_cast<utf8proc_int32_t>(scalar); }
 
+bool areAscii(char32_t before, char32_t after) { return before < 0x80 && after < 0x80; }
+
+// Of two ASCII neighbours only a carriage return and its line feed belong together.
+bool isAsciiBoundary(char32_t before, char32_t after) { return before != '\r' || after != '\n'; }
+
 } // namespace
 
 std::size_t count(std::string_view text) {
@@ -25,9 +30,8 @@ std::size_t count(std::string_view text) {
     for (bool first = true; !text.empty(); first = false) {
         const utf8::Step next = utf8::step(text);
         text.remove_prefix(next.length);
-        // Of two ASCII neighbours only a carriage return and its line feed belong together.
-        const bool ascii = before < 0x80 && next.scalar < 0x80;
-        const bool boundary = ascii ? !(before == '\r' && next.scalar == '\n')
+        const bool ascii = areAscii(before, next.scalar);
+        const bool boundary = ascii ? isAsciiBoundary(before, next.scalar)
                                     : utf8proc_grapheme_break_stateful(
                                           codepoint(before), codepoint(next.scalar), &state);
         if (ascii) state = 0;
@@ -47,7 +51,7 @@ void appendLowercased(std::string& text, char32_t scalar) {
 }
 
 bool isBoundary(char32_t before, char32_t after) {
-    if (before < 0x80 && after < 0x80) return !(before == '\r' && after == '\n');
+    if (areAscii(before, after)) return isAsciiBoundary(before, after);
     return utf8proc_grapheme_break(codepoint(before), codepoint(after));
 }
 
