@@ -102,7 +102,7 @@ def answer_twice(connection, answer, _):
 
 
 def reset(connection, *_):
-    """Closed with a request unread, which the hook's end is told as an error."""
+    """Closes at once, which the hook's end is told as an error when its request is unread."""
 
 
 def half_closed(connection, answer, ended):
@@ -114,7 +114,7 @@ def sends(change):
     return lambda connection, answer, _: connection.sendall(change(answer))
 
 
-# What the peer does, whether it reads the request; what the run prints: an answer, or a line, or either; its seconds.
+# What the peer does, whether it reads the request; what the run prints: an answer or a line; its seconds.
 PEERS = {
     "trickles": (trickle, True, "answer", 12),
     "trickles blanks": (trickle_blanks, True, "line", 12),
