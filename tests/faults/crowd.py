@@ -13,8 +13,9 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+from report import main
 from scene import Scene
-from test_command import command_line, exit_with
+from test_command import command_line
 
 THINKS = 100  # milliseconds
 SIZE = (1200, 800)  # a window on the screen
@@ -65,7 +66,7 @@ class Watch:
         self.thread.join()
 
 
-def play(scene, runs):
+def play_at_once(scene, runs):
     """All at once, since each waits for its event until all have been started: each result, and the watch."""
     scene.reset()
     results = []
@@ -85,24 +86,23 @@ def play(scene, runs):
     return results, watch
 
 
-def main():
-    parser = command_line(__doc__)
-    parser.add_argument("--runs", type=int, default=200)
-    options = parser.parse_args()
+def play(options, report):
     with Scene("pixels", options.programs, SIZE, ("--misbehave", f"delay:{THINKS}")) as scene:
         scene.max_seconds = SECONDS
         began = time.monotonic()
-        results, watch = play(scene, options.runs)
+        results, watch = play_at_once(scene, options.runs)
         seconds = time.monotonic() - began
-        found = [fault for result in results for fault in scene.faults(result)] + watch.torn
+        for result in results:
+            report.add("one of many", scene, result)
+        report.found += watch.torn
     ends = Counter("answer" if result.output else result.error.decode().strip() or "silence" for result in results)
     for end, count in ends.most_common():
         print(f"{count:>5} {end}")
     print(f"{seconds:.1f} s in all, the longest run {max(result.seconds for result in results):.1f} s")
     print(f"{watch.most / 1024:.0f} MiB in {watch.processes} processes at the highest")
-    print(*found, f"{len(found)} faults found", sep="\n")
-    return 1 if found else 0
 
 
 if __name__ == "__main__":
-    exit_with(main)
+    parser = command_line(__doc__)
+    parser.add_argument("--runs", type=int, default=200)
+    main(play, parser)

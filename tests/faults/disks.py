@@ -11,8 +11,9 @@ import sys
 
 sys.dont_write_bytecode = True
 
-from scene import BEFORE, Report, Scene
-from test_command import command_line, exit_with, Skipped
+from report import main
+from scene import BEFORE, Scene
+from test_command import command_line, Skipped
 
 
 @contextlib.contextmanager
@@ -52,15 +53,12 @@ def disks(scene, report):
         subprocess.run(["mount", "-o", "remount,rw", agents], check=True)
 
 
-def main():
-    programs = command_line(__doc__).parse_args().programs
-    report = Report()
+def play(options, report):
     for name in ("reference", "pixels", "no-image"):
-        with Scene(name, programs) as scene:
+        with Scene(name, options.programs) as scene:
             scene.rehearse()
             disks(scene, report)
-    return report.end()
 
 
 if __name__ == "__main__":
-    exit_with(main)
+    main(play, command_line(__doc__))

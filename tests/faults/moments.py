@@ -15,9 +15,10 @@ from collections import Counter
 
 sys.dont_write_bytecode = True
 
+from calls import learn
+from report import main
 from scene import pictures, PIXELS, Scene, SIZE
-from system_calls import learn
-from test_command import command_line, exit_with, require_strace
+from test_command import command_line, require_strace
 
 LARGE = 400_000  # bytes: a picture that is read in several pieces
 
@@ -81,7 +82,7 @@ def killed_at(scene, call, word):
     result = scene.play(["strace", "-qq", "-o", scene.trace, "-e", f"trace={name}",
                          "-e", f"inject={name}:signal={word}:when={number}"])
     reached = result.status == -getattr(signal, word)
-    return result, scene.faults(result, {"end", "mode", "temporary"}), reached
+    return result, {"end", "mode", "temporary"}, reached
 
 
 def await_stop(scene, tracer):
@@ -115,7 +116,7 @@ def stopped_at(scene, call, mischief):
     undo()
     # What was begun in a directory that is moved away is out of reach.
     excused = {"mode", "temporary"} if mischief in (agents_vanish, agents_become_a_file) else ()
-    return result, scene.faults(result, excused), hook is not None
+    return result, excused, hook is not None
 
 
 def enlarge(scene):
@@ -123,8 +124,7 @@ def enlarge(scene):
     scene.picture.write_bytes(pictures.png(SIZE, PIXELS, "x" * LARGE))
 
 
-def play(programs, quick, tally):
-    found = []
+def play_roads(programs, quick, report, tally):
     for road in ["pixels"] if quick else ["pixels", "reference", "first-run"]:
         with Scene(road, programs) as scene:
             if road == "pixels":
@@ -137,26 +137,21 @@ def play(programs, quick, tally):
                 for number, (title, attempt) in enumerate(tries):
                     if quick and (index + number) % 9:
                         continue
-                    result, faults, reached = attempt()
+                    result, excused, reached = attempt()
+                    report.add(f"{title} at {call[0]} {call[1]}", scene, result, excused)
                     tally[road, title] += 1
                     tally[road, title + ", not reached"] += not reached
                     tally[road, "longest"] = max(tally[road, "longest"], round(result.seconds, 1))
-                    found += [f"{road}: {title} at {call[0]} {call[1]}: {fault}" for fault in faults]
-    return found
 
 
-def main():
-    parser = command_line(__doc__)
-    parser.add_argument("--all", dest="quick", action="store_false", help="everything at every call")
-    options = parser.parse_args()
-    require_strace()
+def play(options, report):
     tally = Counter()
-    found = play(options.programs, options.quick, tally)
+    play_roads(options.programs, options.quick, report, tally)
     for (road, title), number in sorted(tally.items()):
         print(f"{road:<12}{title:<44}{number:>6}")
-    print(*found, f"{len(found)} faults found", sep="\n")
-    return 1 if found else 0
 
 
 if __name__ == "__main__":
-    exit_with(main)
+    parser = command_line(__doc__)
+    parser.add_argument("--all", dest="quick", action="store_false", help="everything at every call")
+    main(play, parser, require_strace)

@@ -10,8 +10,9 @@ import time
 
 sys.dont_write_bytecode = True
 
+from report import main
 from scene import Scene
-from test_command import command_line, exit_with
+from test_command import command_line
 
 MAX_ANSWER = 1_048_576
 DROP, PAUSE = 200, 0.01  # a trickle's bytes, and the seconds between them
@@ -141,25 +142,21 @@ PEERS = {
 }
 
 
-def main():
-    programs = command_line(__doc__).parse_args().programs
-    found = []
-    with Scene("reference", programs, peer=False) as scene:
+def play(options, report):
+    with Scene("reference", options.programs, peer=False) as scene:
         for name, (script, reads, end, seconds) in PEERS.items():
             peer = Peer(scene.stage.socket, script, reads)
             result = scene.play()
             peer.stop()
-            faults = scene.faults(result)
+            title = f"a peer that {name}"
+            report.add(title, scene, result)
             got = result.end()
             if got != end:
-                faults.append(f"{got} instead of {end}: {result.output!r} {result.error!r}")
+                report.found.append(f"{title}: {got} instead of {end}: {result.output!r} {result.error!r}")
             if result.seconds > seconds:
-                faults.append(f"took {result.seconds:.1f} s instead of {seconds} at most")
+                report.found.append(f"{title}: took {result.seconds:.1f} s instead of {seconds} at most")
             print(f"{name:<24}{got:<8}{result.seconds:6.2f} s  {result.error.decode(errors='replace')[:80].strip()}")
-            found += [f"a peer that {name}: {fault}" for fault in faults]
-    print("\n".join(found))
-    return 1 if found else 0
 
 
 if __name__ == "__main__":
-    exit_with(main)
+    main(play, command_line(__doc__))

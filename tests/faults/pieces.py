@@ -8,16 +8,20 @@ import sys
 
 sys.dont_write_bytecode = True
 
-from scene import Report, ROADS, Scene
-from test_command import command_line, exit_with, require_strace
+from calls import learn
+from report import main
+from scene import ROADS, Scene
+from test_command import command_line, require_strace
+
+INTERRUPTIBLE = ("read", "write", "openat", "sendto", "recvfrom", "poll", "connect", "waitid", "renameat2")
 
 
 def interrupted(scene, quick, report):
     """Each call that may be interrupted, at its first, second or third time and then at every other one."""
-    for name in ("read", "write", "openat", "sendto", "recvfrom", "poll", "connect", "waitid", "renameat2"):
-        for first in (1,) if quick else (1, 2, 3):
-            # The loader's own reads and files are not ours.
-            first += {"read": 1, "openat": 2}.get(name, 0)
+    calls = learn(scene)["hook"]
+    for name in INTERRUPTIBLE:
+        numbers = [number for called, number in calls if called == name]
+        for first in numbers[:1 if quick else 3]:
             words = ["-e", f"trace={name}", "-e", f"inject={name}:error=EINTR:when={first}+2"]
             report.add(f"{name} {first}+2 EINTR", scene, scene.play(["strace", "-qq", "-o", scene.trace, *words]))
 
@@ -26,25 +30,21 @@ def short_counts(scene, programs, quick, report):
     for most in (1, 100) if quick else (1, 2, 3, 7, 70, 100, 1000):
         result = scene.play([programs / "short_counts", str(most)])
         report.add(f"{most} bytes at a time", scene, result)
-        # The decoder says its answer of 71 bytes at once or not at all.
+        # The decoder says its answer, of 71 bytes, at once or not at all.
         if scene.name != "pixels" or most > 71:
             if (result.output, scene.outcome()) != (scene.usual_output, scene.road.outcome):
                 report.found.append(f"{scene.name}: {most} bytes at a time: {scene.outcome()}, {result.error!r}")
 
 
-def main():
-    parser = command_line(__doc__, "sorvane-hook and short_counts")
-    parser.add_argument("--all", dest="quick", action="store_false", help="every value")
-    options = parser.parse_args()
-    report = Report()
-    require_strace()
+def play(options, report):
     for name in ROADS:
         with Scene(name, options.programs) as scene:
             scene.rehearse()
             interrupted(scene, options.quick, report)
             short_counts(scene, options.programs, options.quick, report)
-    return report.end()
 
 
 if __name__ == "__main__":
-    exit_with(main)
+    parser = command_line(__doc__, "sorvane-hook and short_counts")
+    parser.add_argument("--all", dest="quick", action="store_false", help="every value")
+    main(play, parser, require_strace)

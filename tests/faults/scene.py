@@ -35,6 +35,7 @@ class Road:
         self.attached = attached
         self.options = options
         self.first = first  # without an observation of an earlier run
+        self.decodes = attached in ("same", "commented")
 
 
 # An application that cannot copy a picture has no match.
@@ -66,6 +67,8 @@ class Scene:
         self.name = name
         self.road = ROADS[name]
         self.programs = programs
+        self.max_seconds = MAX_SECONDS
+        self.usual_output = None
         self.stage = Stage(Path(__file__).parent, self.road.agent.encode(), {})
         self.stage.enrol(TOKEN, {}, [])
         self.observation = self.stage.agents / f"{self.road.agent}-hook-state.json"
@@ -84,7 +87,7 @@ class Scene:
         known = pictures.png(size, PIXELS)
         (images / "known.png").write_bytes(known)
         self.picture = self.stage.workspace / f"{self.road.attached}.png"
-        if self.road.attached in ("same", "commented"):
+        if self.road.decodes:
             self.picture.write_bytes(known if self.road.attached == "same" else pictures.png(size, PIXELS, "edited"))
         event = {"prompt": "Look at this", "cwd": str(self.stage.workspace)}
         if self.road.attached:
@@ -117,11 +120,12 @@ class Scene:
         self.pixels.symlink_to(self.programs / "sorvane-pixels")
 
     def traced_decoder(self, options):
-        """Has the decoder alone traced, into a file of its own; it is started with an empty environment."""
+        """Has the decoder alone traced, both its threads, into a file of its own; it is started with an empty
+        environment."""
         trace = self.stage.scratch / "decoder-trace"
         trace.unlink(missing_ok=True)
         self.pixels.unlink(missing_ok=True)
-        self.pixels.write_text(f"#!/bin/sh\nexec {shutil.which('strace')} -qq -o {trace} {' '.join(options)} "
+        self.pixels.write_text(f"#!/bin/sh\nexec {shutil.which('strace')} -f -qq -o {trace} {' '.join(options)} "
                                f"{self.programs / 'sorvane-pixels'} \"$@\"\n")
         self.pixels.chmod(0o700)
         return trace
@@ -178,9 +182,6 @@ class Scene:
         if faults or outcome != self.road.outcome or bool(result.error) != (self.name == "refusal"):
             raise RuntimeError(f"{self.name}: without a fault: {faults} {outcome} {result.output!r} {result.error!r}")
         self.usual_output = result.output
-
-    usual_output = None
-    max_seconds = MAX_SECONDS
 
     # What must hold
 
@@ -246,23 +247,6 @@ class Scene:
             for path in folder.rglob("*"):
                 if path.is_file() and path != self.stage.credential:
                     yield str(path), path.read_bytes()
-
-
-class Report:
-    """Counts runs and keeps what is wrong with them."""
-
-    def __init__(self):
-        self.runs = 0
-        self.found = []
-
-    def add(self, title, scene, result, excused=()):
-        self.runs += 1
-        self.found += [f"{scene.name}: {title}: {fault}" for fault in scene.faults(result, excused)]
-
-    def end(self):
-        """Tells, and gives the status of the whole."""
-        print(f"{self.runs} runs", *self.found, f"{len(self.found)} faults found", sep="\n")
-        return 1 if self.found else 0
 
 
 def left_of_session(session):

@@ -12,8 +12,9 @@ import time
 
 sys.dont_write_bytecode = True
 
-from scene import Report, ROADS, Scene
-from test_command import command_line, exit_with
+from report import main
+from scene import ROADS, Scene
+from test_command import command_line
 
 KIB, MIB = 1024, 1024 * 1024
 LEAST_STACK = 32 * KIB  # what the frames of a run take; no system gives less than a hundred times that
@@ -86,9 +87,10 @@ def storm(scene, runs, report):
         report.add("stopped and continued", scene, result)
 
 
-def play(programs, quick, report):
+def play(options, report):
+    quick = options.quick
     for name in ROADS:
-        with Scene(name, programs) as scene:
+        with Scene(name, options.programs) as scene:
             scene.rehearse()
             if not quick or name == "pixels":
                 for limit, span in (("as", 24 * MIB), ("data", 4 * MIB)):
@@ -98,14 +100,7 @@ def play(programs, quick, report):
             storm(scene, 1 if quick else 50, report)
 
 
-def main():
+if __name__ == "__main__":
     parser = command_line(__doc__)
     parser.add_argument("--all", dest="quick", action="store_false", help="every value")
-    options = parser.parse_args()
-    report = Report()
-    play(options.programs, options.quick, report)
-    return report.end()
-
-
-if __name__ == "__main__":
-    exit_with(main)
+    main(play, parser)

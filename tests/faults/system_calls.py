@@ -8,7 +8,6 @@ seconds. Status 77: this machine lacks the tools.
 
 import itertools
 import queue
-import re
 import sys
 import threading
 import time
@@ -16,8 +15,10 @@ from collections import Counter
 
 sys.dont_write_bytecode = True
 
+from calls import learn
+from report import main
 from scene import ROADS, Scene
-from test_command import command_line, exit_with, require_strace
+from test_command import command_line, require_strace
 
 # What a call may fail with, and the five that do for those not named: interrupted, no memory, a broken device, no
 # right, no room.
@@ -43,48 +44,9 @@ USUAL_ERRORS = "EINTR ENOMEM EIO EACCES ENOSPC"
 # An end before its time, and nothing taken: the counts of 0. What else a tracer says was read or written would be a lie
 # about the bytes; short_counts.cpp has counts of 1 and more.
 COUNTED = {"read", "recvfrom", "write", "sendto"}
-# These cannot fail, or return nothing; and a futex fails in ways of which the C library ends a process for any other.
-NEVER_FAIL = {"exit_group", "exit", "rt_sigreturn", "restart_syscall", "getpid", "alarm", "set_tid_address", "futex"}
 # A tracer's close does not close, which no system does; a decoder then waits for an end that does not come.
 LEAVES_OPEN = "close"
 SLOW = 8  # seconds: longer takes nothing but that
-LINE = re.compile(r"^(?:(?P<pid>\d+) +)?(?P<name>\w+)\(")
-
-
-class Calls:
-    """System calls of one process in their order, each with its number among those of its name."""
-
-    def __init__(self, lines, begins=0, ends=None):
-        numbers = Counter()
-        self.calls = []
-        for index, line in enumerate(lines):
-            match = LINE.match(line)
-            if not match:
-                continue
-            name = match["name"]
-            numbers[name] += 1
-            if begins <= index and (ends is None or index <= ends) and name not in NEVER_FAIL:
-                self.calls.append((name, numbers[name]))
-
-
-def learn(scene):
-    """The calls of the hook, of its child before that is another program, and of the decoder."""
-    scene.play(["strace", "-f", "-qq", "-o", scene.trace])
-    by_process = {}
-    for line in scene.trace.read_text(errors="replace").splitlines():
-        by_process.setdefault(line.split(" ", 1)[0], []).append(line)
-    hook, *children = by_process.values()
-    # What the loader does before is the system's: without a C library there is no run.
-    begin = next(index for index, line in enumerate(hook) if "rt_sigaction(SIGPIPE" in line)
-    kinds = {"hook": Calls(hook, begin).calls, "start": [], "decoder": []}
-    if children:
-        end = next(index for index, line in enumerate(children[0]) if " execve(" in line)
-        kinds["start"] = Calls(children[0], 0, end).calls
-        trace = scene.traced_decoder([])
-        scene.play()
-        kinds["decoder"] = Calls(trace.read_text(errors="replace").splitlines()[1:]).calls
-        scene.plain_decoder()
-    return kinds
 
 
 def failures(name):
@@ -122,28 +84,30 @@ def plan_pairs(kinds):
 
 
 class Tally:
-    """What was tried and found, by road, kind and call."""
+    """What was tried, by road, kind and call; what was found goes to the report."""
 
-    def __init__(self):
+    def __init__(self, report):
+        self.report = report
         self.lock = threading.Lock()
         self.runs = Counter()
         self.calls = {}
         self.missed = Counter()
         self.ends = Counter()
-        self.found = []
         self.longest = (0, "")
 
-    def add(self, scene, kind, faults, result, hit, found):
+    def add(self, scene, kind, faults, result, hit, excused):
         pair = " pairs" if len(faults) > 1 else ""
-        title = f"{scene.name}: {kind} " + " and ".join(f"{name} {number} {how}" for name, number, how in faults)
+        title = f"{kind} " + " and ".join(f"{name} {number} {how}" for name, number, how in faults)
         with self.lock:
+            self.report.add(title, scene, result, excused)
             self.runs[scene.name, kind + pair] += 1
             self.calls.setdefault((scene.name, kind + pair), set()).update(fault[:2] for fault in faults)
             self.missed[scene.name, kind + pair] += not hit
             self.ends[scene.name, kind + pair, result.end()] += 1
-            if LEAVES_OPEN not in title:
-                self.longest = max(self.longest, (result.seconds, title))
-            self.found += [f"{title}: {fault}" for fault in found]
+            if LEAVES_OPEN not in {fault[0] for fault in faults}:
+                self.longest = max(self.longest, (result.seconds, f"{scene.name}: {title}"))
+                if result.seconds > SLOW:
+                    self.report.found.append(f"{scene.name}: {title}: took {result.seconds:.1f} s")
 
     def print(self):
         print(f"{'road':<11}{'whose calls':<15}{'calls':>6}{'runs':>7}{'not hit':>9}"
@@ -152,10 +116,7 @@ class Tally:
             ends = [self.ends[(*key, end)] for end in ("answer", "line", "silence")]
             print(f"{key[0]:<11}{key[1]:<15}{len(self.calls[key]):>6}{runs:>7}{self.missed[key]:>9}"
                   f"{ends[0]:>8}{ends[1]:>6}{ends[2]:>9}")
-        print(f"{sum(self.runs.values())} runs, the longest {self.longest[0]:.1f} s: {self.longest[1]}")
-        for line in sorted(self.found):
-            print(line)
-        print(f"{len(self.found)} faults found")
+        print(f"the longest {self.longest[0]:.1f} s: {self.longest[1]}")
 
 
 def try_one(scene, kind, faults, tally):
@@ -175,10 +136,7 @@ def try_one(scene, kind, faults, tally):
     excused = {"mode"} if "chmod" in failed else set()
     if len(faults) > 1 and "unlink" in failed:
         excused.add("temporary")
-    found = scene.faults(result, excused)
-    if result.seconds > SLOW and LEAVES_OPEN not in failed:
-        found.append(f"took {result.seconds:.1f} s")
-    tally.add(scene, kind, faults, result, hit, found)
+    tally.add(scene, kind, faults, result, hit, excused)
 
 
 def play_road(name, programs, options_, tally):
@@ -205,26 +163,23 @@ def play_road(name, programs, options_, tally):
     for thread in threads:
         thread.join()
     if not tasks.empty():
-        tally.found.append(f"{name}: {tasks.qsize()} runs were not made")
+        tally.report.found.append(f"{name}: {tasks.qsize()} runs were not made")
 
 
-def main():
-    parser = command_line(__doc__)
-    parser.add_argument("--all", dest="quick", action="store_false", help="every call in every way")
-    parser.add_argument("--pairs", action="store_true", help="also every two calls of the hook together")
-    parser.add_argument("--road", choices=ROADS, action="append", help="this road only")
-    parser.add_argument("--jobs", type=int, default=2)
-    options_ = parser.parse_args()
-    require_strace()
-    tally = Tally()
+def play(options_, report):
+    tally = Tally(report)
     began = time.monotonic()
     # The hook's own calls are much the same on these two.
     for name in options_.road or [name for name in ROADS if not (options_.quick and name == "bytes")]:
         play_road(name, options_.programs, options_, tally)
     tally.print()
     print(f"{time.monotonic() - began:.0f} s")
-    return 1 if tally.found else 0
 
 
 if __name__ == "__main__":
-    exit_with(main)
+    parser = command_line(__doc__)
+    parser.add_argument("--all", dest="quick", action="store_false", help="every call in every way")
+    parser.add_argument("--pairs", action="store_true", help="also every two calls of the hook together")
+    parser.add_argument("--road", choices=ROADS, action="append", help="this road only")
+    parser.add_argument("--jobs", type=int, default=2)
+    main(play, parser, require_strace)

@@ -1,0 +1,40 @@
+"""What a program of these runs tells, and the status that it ends with."""
+
+import sys
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "cases"))
+
+from test_command import exit_with
+
+
+class Report:
+    """Counts runs and keeps what is wrong with them."""
+
+    def __init__(self):
+        self.runs = 0
+        self.found = []
+
+    def add(self, title, scene, result, excused=()):
+        self.runs += 1
+        self.found += [f"{scene.name}: {title}: {fault}" for fault in scene.faults(result, excused)]
+
+    def end(self):
+        """Tells, and gives the status of the whole."""
+        print(f"{self.runs} runs", *self.found, f"{len(self.found)} faults found", sep="\n")
+        return 1 if self.found else 0
+
+
+def main(play, parser, *requirements):
+    """Plays with the options and a report, and ends the process: with 1 when something is wrong, with 77 when this
+    machine lacks one of the requirements."""
+    options = parser.parse_args()
+
+    def judge():
+        for require in requirements:
+            require()
+        report = Report()
+        play(options, report)
+        return report.end()
+
+    exit_with(judge)
