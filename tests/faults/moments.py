@@ -139,6 +139,7 @@ def play_roads(programs, quick, report, tally):
                         continue
                     result, excused, reached = attempt()
                     report.add(f"{title} at {call[0]} {call[1]}", scene, result, excused)
+                    report.add_hit(f"{road}: {title}", reached)
                     tally[road, title] += 1
                     tally[road, title + ", not reached"] += not reached
                     tally[road, "longest"] = max(tally[road, "longest"], round(result.seconds, 1))

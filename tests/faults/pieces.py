@@ -24,6 +24,7 @@ def interrupted(scene, quick, report):
         for first in numbers[:1 if quick else 3]:
             words = ["-e", f"trace={name}", "-e", f"inject={name}:error=EINTR:when={first}+2"]
             report.add(f"{name} {first}+2 EINTR", scene, scene.play(["strace", "-qq", "-o", scene.trace, *words]))
+            report.add_hit(f"{scene.name}: {name}", "INJECTED" in scene.trace.read_text(errors="replace"))
 
 
 def short_counts(scene, programs, quick, report):

@@ -1,6 +1,7 @@
 """What a program of these runs tells, and the status that it ends with."""
 
 import sys
+from collections import Counter
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "cases"))
@@ -14,13 +15,19 @@ class Report:
     def __init__(self):
         self.runs = 0
         self.found = []
+        self.hits = Counter()
 
     def add(self, title, scene, result, excused=()):
         self.runs += 1
         self.found += [f"{scene.name}: {title}: {fault}" for fault in scene.faults(result, excused)]
 
+    def add_hit(self, what, hit):
+        """Whether what was to fail has failed. Runs of which none was hit show nothing."""
+        self.hits[what] += hit
+
     def end(self):
         """Tells, and gives the status of the whole."""
+        self.found += [f"{what}: never hit" for what, hits in self.hits.items() if not hits]
         print(f"{self.runs} runs", *self.found, f"{len(self.found)} faults found", sep="\n")
         return 1 if self.found else 0
 

@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
-"""Shows that the verdict of these runs (scene.py) fails what must fail: programs that misbehave, in a few
-lines of shell."""
+"""Shows that the verdict of these runs (scene.py, report.py) fails what must fail: programs that misbehave, in a few
+lines of shell, and faults that never happen."""
 
+import contextlib
+import io
 import sys
 import tempfile
 from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+from report import Report
 from scene import Scene, TOKEN
 
 AGENTS = '"$SORVANE_APP_SUPPORT/Integrations/Agents"'
@@ -55,8 +58,17 @@ def faults_of(program, folder):
         return scene.faults(scene.play())
 
 
+def status_after(hits):
+    report = Report()
+    for hit in hits:
+        report.add_hit("a call", hit)
+    with contextlib.redirect_stdout(io.StringIO()):
+        return report.end()
+
+
 def main():
-    wrong = []
+    wrong = [f"{hits}: status {status_after(hits)}"
+             for hits, status in (([False, True], 0), ([False, False], 1)) if status_after(hits) != status]
     with tempfile.TemporaryDirectory() as name:
         for program in GOOD:
             faults = faults_of(program, Path(name))

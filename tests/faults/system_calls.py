@@ -95,11 +95,17 @@ class Tally:
         self.ends = Counter()
         self.longest = (0, "")
 
+    def expect(self, name, kinds):
+        """Each of these kinds must be hit on this road."""
+        for kind in kinds:
+            self.report.add_hit(f"{name}: calls of the {kind}", False)
+
     def add(self, scene, kind, faults, result, hit, excused):
         pair = " pairs" if len(faults) > 1 else ""
         title = f"{kind} " + " and ".join(f"{name} {number} {how}" for name, number, how in faults)
         with self.lock:
             self.report.add(title, scene, result, excused)
+            self.report.add_hit(f"{scene.name}: calls of the {kind}", hit)
             self.runs[scene.name, kind + pair] += 1
             self.calls.setdefault((scene.name, kind + pair), set()).update(fault[:2] for fault in faults)
             self.missed[scene.name, kind + pair] += not hit
@@ -145,6 +151,7 @@ def play_road(name, programs, options_, tally):
     with Scene(name, programs) as scene:
         scene.rehearse()
         kinds = learn(scene)
+    tally.expect(name, kinds)
     for task in itertools.chain(plan_singles(kinds, options_.quick), plan_pairs(kinds) if options_.pairs else ()):
         tasks.put(task)
 
