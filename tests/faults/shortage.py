@@ -49,6 +49,8 @@ def sweep(scene, limit, span, step, report):
         good = scene.outcome() == scene.road.outcome and result.output == scene.usual_output
         usual = (value if usual is None else usual) if good else None
     reached = f"as usual from {usual // KIB} KiB" if usual else "never as usual"
+    if usual is None:
+        report.found.append(f"{scene.name}: {limit}: never as usual")
     print(f"{scene.name:<11}{limit:<6} {least // KIB:>6} to {(least + span) // KIB:>6} KiB: {reached}")
 
 
