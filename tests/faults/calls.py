@@ -3,8 +3,10 @@
 import re
 from collections import Counter
 
-# These cannot fail, or return nothing; and a futex fails in ways of which the C library ends a process for any other.
-NEVER_FAIL = {"exit_group", "exit", "rt_sigreturn", "restart_syscall", "getpid", "alarm", "set_tid_address", "futex"}
+# These cannot fail, or return nothing.
+NEVER_FAIL = {"exit_group", "exit", "rt_sigreturn", "restart_syscall", "getpid", "alarm", "set_tid_address"}
+# A futex fails in ways of which the C library ends a process for any other: a decoder may end so, the hook may not.
+NEVER_FAIL_IN_A_HOOK = NEVER_FAIL | {"futex"}
 LINE = re.compile(r"^(?:\d+ +)?(?P<name>\w+)\(")
 
 
@@ -16,7 +18,7 @@ def by_thread(trace):
     return list(lines.values())
 
 
-def calls_of(lines, begins=0, ends=None):
+def calls_of(lines, never_fail, begins=0, ends=None):
     """What may fail between two indices, in its order: each name with its number among the calls of that name."""
     numbers = Counter()
     calls = []
@@ -26,7 +28,7 @@ def calls_of(lines, begins=0, ends=None):
             continue
         name = match["name"]
         numbers[name] += 1
-        if begins <= index and (ends is None or index <= ends) and name not in NEVER_FAIL:
+        if begins <= index and (ends is None or index <= ends) and name not in never_fail:
             calls.append((name, numbers[name]))
     return calls
 
@@ -34,15 +36,19 @@ def calls_of(lines, begins=0, ends=None):
 def calls_of_the_hook(lines):
     # What the loader does before is the system's: without a C library there is no run.
     begin = next(index for index, line in enumerate(lines) if "rt_sigaction(SIGPIPE" in line)
-    return calls_of(lines, begin)
+    return calls_of(lines, NEVER_FAIL_IN_A_HOOK, begin)
 
 
 def learn_decoder(scene):
-    """The calls of the decoder."""
+    """The calls of the decoder, and of its second thread where the road's picture is large enough for one."""
     trace = scene.traced_decoder([])
     scene.play()
     scene.plain_decoder()
-    return calls_of(by_thread(trace)[0][1:])
+    first, *others = by_thread(trace)
+    kinds = {"decoder": calls_of(first[1:], NEVER_FAIL)}
+    if scene.road.threaded:
+        kinds["thread"] = [call for lines in others for call in calls_of(lines, NEVER_FAIL)]
+    return kinds
 
 
 def learn(scene):
@@ -54,6 +60,6 @@ def learn(scene):
     if scene.road.decodes:
         start = children[0]
         end = next(index for index, line in enumerate(start) if " execve(" in line)
-        kinds["start"] = calls_of(start, 0, end)
-        kinds["decoder"] = learn_decoder(scene)
+        kinds["start"] = calls_of(start, NEVER_FAIL_IN_A_HOOK, 0, end)
+        kinds |= learn_decoder(scene)
     return kinds

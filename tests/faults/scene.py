@@ -23,19 +23,23 @@ BEFORE = (b'{"clientID":"client-0","observedAt":700000000.25,"attachmentCount":9
           b'"outcome":"no-exact-match"}')
 KEYS = ["clientID", "observedAt", "attachmentCount", "referenceCount", "outcome"]
 SIZE, PIXELS = (16, 12), "0a141eff32465a80"
+LARGE = (700, 500)  # more than the 1 MiB of pixels for which a decoder starts a second thread
 
 
 class Road:
     """A way that a run takes: what the agent attaches, what the application answers, how it may end."""
 
-    def __init__(self, outcome, others=(), agent="codex", attached="", options=(), first=False):
+    def __init__(self, outcome, others=(), agent="codex", attached="", options=(), first=False,
+                 size=SIZE):
         self.outcome = outcome
         self.outcomes = {outcome, *others}
         self.agent = agent
         self.attached = attached
         self.options = options
         self.first = first  # without an observation of an earlier run
+        self.size = size
         self.decodes = attached in ("same", "commented")
+        self.threaded = self.decodes and size == LARGE
 
 
 # An application that cannot copy a picture has no match.
@@ -45,6 +49,7 @@ ROADS = {
     "reference": Road("matched", WITHOUT_MATCH),
     "bytes": Road("matched", WITHOUT_PICTURE, attached="same"),
     "pixels": Road("matched", WITHOUT_PICTURE, attached="commented"),
+    "large": Road("matched", WITHOUT_PICTURE, attached="commented", size=LARGE),
     "refusal": Road("resolving", options=("--misbehave", "refuse")),
     "no-image": Road("no-image-identities", agent="cursor", attached="missing"),
     "first-run": Road("matched", WITHOUT_MATCH, first=True),
@@ -63,7 +68,7 @@ class Result:
 class Scene:
     """The stage of one road, with the stand-in listening. `programs` is the folder of the hook."""
 
-    def __init__(self, name, programs, size=SIZE, options=(), peer=True):
+    def __init__(self, name, programs, size=None, options=(), peer=True):
         self.name = name
         self.road = ROADS[name]
         self.programs = programs
@@ -78,7 +83,7 @@ class Scene:
         shutil.copy(programs / "sorvane-hook", self.bin)
         self.pixels = self.bin / "sorvane-pixels"
         self.plain_decoder()
-        self.event = self.lay_pictures(size)
+        self.event = self.lay_pictures(size or self.road.size)
         self.application = self.start_application(options) if peer else None
 
     def lay_pictures(self, size):

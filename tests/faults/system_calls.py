@@ -2,8 +2,11 @@
 """Makes every system call of a run fail once, each in several ways, and looks at what the run does then.
 
 The calls are learnt from a run without a fault, road by road (scene.py): those of the hook from its beginning on, those
-of the child it makes until that is the decoder, and those of the decoder. Without options a selection that takes some
-seconds. Status 77: this machine lacks the tools.
+of the child it makes until that is the decoder, and those of the decoder and its second thread. Without options a
+selection that takes some seconds. Status 77: this machine lacks the tools.
+
+Once a decoder is confined, its filter kills it at a call that a tracer makes fail, whatever with: the number of the
+call is gone by then. Those runs show what the hook does about a decoder that dies there.
 """
 
 import itertools
@@ -33,7 +36,9 @@ ERRORS = {
     "openat": "EINTR EMFILE EACCES EIO ENOSPC",
     "close": "EINTR EIO ENOSPC EBADF EDQUOT",
     "poll": "EINTR ENOMEM EINVAL EFAULT EAGAIN",
+    "clone": "EAGAIN ENOMEM EPERM EINTR",
     "clone3": "EAGAIN ENOMEM EPERM ENOSYS EINTR",
+    "futex": "EAGAIN EINTR",
     "execve": "ENOENT EACCES ENOMEM ETXTBSY ENOEXEC",
     "waitid": "EINTR ECHILD EINVAL EPERM EIO",
     "rename": "EINTR ENOSPC EXDEV EACCES EIO",
@@ -47,6 +52,9 @@ COUNTED = {"read", "recvfrom", "write", "sendto"}
 # A tracer's close does not close, which no system does; a decoder then waits for an end that does not come.
 LEAVES_OPEN = "close"
 SLOW = 8  # seconds: longer takes nothing but that
+# What a quick selection plays of the road with a second thread: all else is as with a small picture.
+STARTS_THREADS = {"clone", "clone3", "futex"}
+MAX_QUICK_NUMBER = 3  # how often threads wait for each other differs from run to run
 
 
 def failures(name):
@@ -64,12 +72,20 @@ def options(faults):
     return [word for text in ["trace=" + ",".join({fault[0] for fault in faults}), *injected] for word in ("-e", text)]
 
 
+def quick_selection(name, kinds):
+    """The calls of a road, without those that it shares with the road of a small picture."""
+    if name != "large":
+        return kinds
+    calls = {"decoder": [call for call in kinds["decoder"] if call[0] in STARTS_THREADS], "thread": kinds["thread"]}
+    return {kind: [call for call in some if call[1] <= MAX_QUICK_NUMBER] for kind, some in calls.items()}
+
+
 def plan_singles(kinds, quick):
     """(kind, faults): each call in each way, or in one way each and of the child's every third."""
     for kind, calls in kinds.items():
         for index, (name, number) in enumerate(calls):
             ways = failures(name)
-            if quick and (name == LEAVES_OPEN or kind != "hook" and index % 3):
+            if quick and (name == LEAVES_OPEN or kind != "hook" and index % 3 and name not in STARTS_THREADS):
                 continue
             for how in [ways[index % len(ways)]] if quick else ways:
                 yield kind, [(name, number, how)]
@@ -128,7 +144,7 @@ class Tally:
 def try_one(scene, kind, faults, tally):
     words = options(faults)
     trace = scene.trace
-    if kind == "decoder":
+    if kind in ("decoder", "thread"):
         trace = scene.traced_decoder(words)
         result = scene.play()
         scene.plain_decoder()
@@ -150,7 +166,7 @@ def play_road(name, programs, options_, tally):
     tasks = queue.SimpleQueue()
     with Scene(name, programs) as scene:
         scene.rehearse()
-        kinds = learn(scene)
+        kinds = quick_selection(name, learn(scene)) if options_.quick else learn(scene)
     tally.expect(name, kinds)
     for task in itertools.chain(plan_singles(kinds, options_.quick), plan_pairs(kinds) if options_.pairs else ()):
         tasks.put(task)
