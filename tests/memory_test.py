@@ -1,17 +1,14 @@
 #!/usr/bin/env python3
-"""The peak of memory of a whole run, the hook's and its decoder's, with a large picture attached: both stream it."""
+"""The peak of memory of a whole run, the hook's and its decoder's, with a large picture attached: both stream it. The
+application knows the picture by its pixels alone, so the run has decoded all of it."""
 
-import json
-import os
-import subprocess
 import sys
 from pathlib import Path
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(Path(__file__).parent / "cases"))
+sys.path.insert(0, str(Path(__file__).parent / "faults"))
 
-import pictures
-from stage import Stage, USUAL_CLIENT
+from scene import Scene
 from test_command import command_line, exit_with
 
 MEBIBYTES = 16
@@ -28,30 +25,15 @@ sys.exit(os.waitstatus_to_exitcode(status))
 """
 
 
-def peak_of_a_run(stage, hook):
-    """In KiB."""
-    stage.enrol(b"token-of-codex", {}, [])
-    picture = stage.workspace / "picture.png"
-    picture.write_bytes(pictures.png(SIZE, "0a141eff32465a80"))
-    event = {"prompt": "hello", "attachments": [str(picture)]}
-    arguments = ["--agent", "codex", "--client-id", USUAL_CLIENT, "--credential-file", stage.credential]
-    run = subprocess.run(
-        [sys.executable, "-I", "-S", "-c", MEASURE, hook, *arguments], input=json.dumps(event).encode(),
-        env={b"SORVANE_TESTING": b"1", b"SORVANE_APP_SUPPORT": os.fsencode(stage.root)},
-        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
-    observation = json.loads((stage.agents / "codex-hook-state.json").read_bytes())
-    if observation["attachmentCount"] != 1:
-        sys.exit(f"the picture was not seen: {observation}")
-    return int(run.stdout)
-
-
 def main():
-    hook = command_line(__doc__).parse_args().programs / "sorvane-hook"
-    stage = Stage(Path(__file__).parent, b"codex", {})
-    try:
-        peak = peak_of_a_run(stage, hook)
-    finally:
-        stage.remove()
+    programs = command_line(__doc__, "sorvane-hook and sorvane-standin").parse_args().programs
+    with Scene("pixels", programs, SIZE) as scene:
+        result = scene.play([sys.executable, "-I", "-S", "-c", MEASURE])
+        outcome = scene.outcome()
+    if result.status != 0 or outcome != scene.road.outcome:
+        print(f"status {result.status}, {outcome}, {result.error!r}")
+        return 1
+    peak = int(result.output.splitlines()[-1])  # in KiB, after the hook's answer
     print(f"{peak} KiB")
     return 0 if peak < MEBIBYTES * 1024 else 1
 
