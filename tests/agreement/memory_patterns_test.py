@@ -2,14 +2,15 @@
 """Plays files of one format, whole and damaged ones, to a decoder whose memory is filled with one
 pattern and with another: a digest must never tell what memory held before.
 
-    memory_patterns_test.py PROGRAM FORMAT SEEDS [COUNT]
+    memory_patterns_test.py PROGRAM FORMAT SEEDS
 
 The files are those of the agreement test, the seeds of the fuzz target, and changed copies of both:
-at most COUNT of the first and of the last (300).
+at most MEMORY_PATTERNS_COUNT of the first and of the last (60).
 """
 
 import contextlib
 import importlib
+import os
 import pathlib
 import random
 import subprocess
@@ -67,8 +68,8 @@ def answers(program, data):
 
 
 def main():
-    program, subject, seeds = sys.argv[1:4]
-    count = int(sys.argv[4]) if len(sys.argv) > 4 else 300
+    program, subject, seeds = sys.argv[1:]
+    count = int(os.environ.get('MEMORY_PATTERNS_COUNT', '60'))
     chance = random.Random(subject)
     files = files_of(subject)
     kept = [path.read_bytes() for path in sorted(pathlib.Path(seeds).iterdir())]
