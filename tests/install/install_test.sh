@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs into a fresh prefix and uses what is there as strangers do: the hook itself, a project
 # that finds the library through CMake, and a compiler called with pkg-config's answer.
-# Usage: install_test.sh SOURCE_FOLDER
+# Usage: install_test.sh SOURCE_FOLDER VERSION
 set -euo pipefail
 
 source_folder=$1
+version=$2
 here=$(mktemp -d)
 trap 'rm -rf "$here"' EXIT
 prefix=$here/prefix
@@ -27,7 +28,8 @@ for file in bash-completion/completions/sorvane-hook fish/vendor_completions.d/s
     zsh/site-functions/_sorvane; do
     [[ -f $prefix/share/$file ]] || fail "no $file"
 done
-[[ $("$prefix/bin/sorvane-doctor" --version) == *1.0.0* ]] || fail 'no doctor'
+said=$("$prefix/bin/sorvane-doctor" --version)
+[[ $said == "sorvane-doctor $version" ]] || fail "doctor: $said"
 [[ ! -e $prefix/bin/sorvane-standin ]] || fail 'the stand-in is no product'
 said=$("$prefix/bin/sorvane-hook" 2>&1 </dev/null)
 [[ $said == 'Sorvane: Invalid arguments: Agent identity is required.' ]] || fail "hook: $said"
