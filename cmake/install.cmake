@@ -51,8 +51,8 @@ endforeach()
 install(TARGETS sorvane_helper EXPORT SorvaneTargets COMPONENT development)
 target_include_directories(sorvane_helper INTERFACE $<INSTALL_INTERFACE:${header_folder}>)
 set_target_properties(sorvane_helper PROPERTIES EXPORT_NAME helper)
-foreach(room IN ITEMS broker history hook identity integration support)
-    install(DIRECTORY ${room} DESTINATION ${header_folder} COMPONENT development
+foreach(folder IN ITEMS broker history hook identity integration support)
+    install(DIRECTORY ${folder} DESTINATION ${header_folder} COMPONENT development
         FILES_MATCHING PATTERN "*.h")
 endforeach()
 
