@@ -1,6 +1,7 @@
 // short_counts BYTES PROGRAM [ARGUMENT...]: runs a program and every child of it, and lets each
 // read and write take at most so many bytes, as a pipe, a slow disk or a busy system may. The bytes
-// that are moved are the right ones. Ends as the program does; 127: it could not be traced.
+// that are moved are the right ones. Ends as the program does; 126: no call wanted more than that;
+// 127: it could not be traced.
 
 #include <algorithm>
 #include <cerrno>
@@ -21,6 +22,7 @@
 namespace {
 
 constexpr int untraceable = 127;
+constexpr int nothingShortened = 126;
 constexpr long options = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACEEXEC | PTRACE_O_TRACECLONE |
                          PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_EXITKILL;
 
@@ -55,11 +57,14 @@ class Shortener {
         std::uint64_t& count = thirdArgument(registers);
         if (count <= most_) return;
         count = most_;
-        ::ptrace(PTRACE_SETREGSET, process, NT_PRSTATUS, &view);
+        hasShortened_ |= ::ptrace(PTRACE_SETREGSET, process, NT_PRSTATUS, &view) == 0;
     }
+
+    bool hasShortened() const { return hasShortened_; }
 
   private:
     std::uint64_t most_;
+    bool hasShortened_ = false;
     std::set<pid_t> loaded_;
 };
 
@@ -106,7 +111,7 @@ int main(int count, char** arguments) {
     while (true) {
         const pid_t process = ::waitpid(-1, &status, __WALL);
         if (process < 0 && errno == EINTR) continue;
-        if (process < 0) return end;
+        if (process < 0) return shortener.hasShortened() ? end : nothingShortened;
         if (WIFSTOPPED(status)) {
             const auto signal = static_cast<std::intptr_t>(settle(shortener, process, status));
             ::ptrace(PTRACE_SYSCALL, process, nullptr, reinterpret_cast<void*>(signal));
