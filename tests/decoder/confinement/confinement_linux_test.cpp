@@ -250,6 +250,7 @@ TEST_CASE("a process whose limits are lower than a confinement's keeps them") {
 }
 
 TEST_CASE("a confined process is the first to go when memory runs out") {
+    if (::access("/proc/self/oom_score_adj", W_OK) != 0) return; // as in a bare root
     test::Pipe ready;
     test::Pipe held;
     const pid_t child = ::fork();
