@@ -1,7 +1,9 @@
 #include "support/json.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace sorvane {
@@ -16,15 +18,32 @@ struct OpenContainer {
     bool isAtEnd() const { return next == value.end(); }
 };
 
+// A text that stands in quotes as it is. Most do; and a credential would leave copies of itself
+// where the library's own text grows.
+bool isPlain(std::string_view text) {
+    return std::ranges::all_of(
+        text, [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; });
+}
+
+void appendWithSlashes(std::string& text, std::string_view plain) {
+    for (const char character : plain) {
+        if (character == '/') text += '\\';
+        text += character;
+    }
+}
+
 void appendLeaf(std::string& text, const nlohmann::json& leaf) {
     if (leaf.is_number_float() && !std::isfinite(leaf.get<double>()))
         throw std::domain_error("a number that is not finite has no JSON form");
     if (leaf.is_binary() || leaf.is_discarded())
         throw std::domain_error("raw bytes have no JSON form");
-    const std::string plain = leaf.dump();
-    for (const char character : plain) {
-        if (character == '/') text += '\\';
-        text += character;
+    const auto* plain = leaf.get_ptr<const std::string*>();
+    if (plain != nullptr && isPlain(*plain)) {
+        text += '"';
+        appendWithSlashes(text, *plain);
+        text += '"';
+    } else {
+        appendWithSlashes(text, leaf.dump());
     }
 }
 
