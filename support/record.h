@@ -114,7 +114,8 @@ union Uninitialized {
 // Converts to exactly this type, so that an optional member does not pass for its element.
 template<class T>
 struct Placeholder {
-    operator T() const; // for unevaluated expressions only
+    // Never called, but a type without linkage wants a definition.
+    operator T() const { throw std::logic_error("for unevaluated expressions only"); }
 };
 
 // Fields of different types need no comparison: in another order the aggregate would not compile.
