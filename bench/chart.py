@@ -50,7 +50,7 @@ def drawn(figures):
         lines += added
     machine = figures["machine"]
     lines.append(text(f"Medians of {figures['rounds']} whole runs, side by side; {machine['processor']}, "
-                      f"{machine['cores']} cores, {machine['system']}; {figures['date']}", 8, top + 4, "note"))
+                      f"{machine['cores']} cores; {figures['date']}", 8, top + 4, "note"))
     width, height = LABELS + BARS + TIMES, top + LINE
     return "\n".join([
         f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" viewBox="0 0 {width} {height}" '
