@@ -95,14 +95,15 @@ if(APPLE)
     set(sorvane_platform_libraries Sorvane::CoreFoundation)
 else()
     find_package(PkgConfig QUIET)
-    sorvane_library(Sorvane::nettle STATIC
-        LIBRARY nettle HEADER nettle/sha2.h PACKAGE nettle-dev)
+    # Its module in pkg-config is not asked: what that needs in turn serves other parts of it.
+    sorvane_library(Sorvane::crypto STATIC
+        LIBRARY crypto HEADER openssl/sha.h PACKAGE libssl-dev)
     sorvane_library(Sorvane::utf8proc STATIC
         LIBRARY utf8proc HEADER utf8proc.h MODULE libutf8proc PACKAGE libutf8proc-dev)
     # Linked only by a program that posts the notification; the hook does not, and takes no shared
     # library.
     sorvane_library(Sorvane::systemd SHARED
         LIBRARY systemd HEADER systemd/sd-bus.h PACKAGE libsystemd-dev)
-    set(sorvane_platform_libraries Sorvane::nettle Sorvane::utf8proc
+    set(sorvane_platform_libraries Sorvane::crypto Sorvane::utf8proc
         $<$<NOT:$<BOOL:$<TARGET_PROPERTY:SORVANE_STATIC>>>:Sorvane::systemd>)
 endif()

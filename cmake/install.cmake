@@ -70,7 +70,7 @@ install(FILES cmake/dependencies.cmake
 
 set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH up ${CMAKE_INSTALL_PREFIX}/${pkgconfig_folder} ${CMAKE_INSTALL_PREFIX})
-set(platform_flags "-lnettle -lutf8proc -lsystemd")
+set(platform_flags "-lcrypto -lutf8proc -lsystemd")
 if(APPLE)
     set(platform_flags "-framework CoreFoundation")
 endif()

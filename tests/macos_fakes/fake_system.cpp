@@ -69,22 +69,16 @@ std::string described(const void* value, socklen_t length) {
 
 extern "C" {
 
-int CC_SHA256_Init(CC_SHA256_CTX* context) {
-    sha256_init(&context->context);
-    return 1;
-}
+int CC_SHA256_Init(CC_SHA256_CTX* context) { return ::SHA256_Init(&context->context); }
 
 int CC_SHA256_Update(CC_SHA256_CTX* context, const void* data, CC_LONG length) {
     World& world = World::current();
     world.digestedLengths.push_back(length);
-    if (world.digests)
-        sha256_update(&context->context, length, static_cast<const std::uint8_t*>(data));
-    return 1;
+    return !world.digests || ::SHA256_Update(&context->context, data, length);
 }
 
 int CC_SHA256_Final(unsigned char* digest, CC_SHA256_CTX* context) {
-    sha256_digest(&context->context, CC_SHA256_DIGEST_LENGTH, digest);
-    return 1;
+    return ::SHA256_Final(digest, &context->context);
 }
 
 int proc_pidpath(int process, void* buffer, std::uint32_t capacity) {

@@ -5,7 +5,8 @@
 
 #include <cstdint>
 
-#include <nettle/sha2.h>
+#define OPENSSL_SUPPRESS_DEPRECATED
+#include <openssl/sha.h>
 
 extern "C" {
 
@@ -14,7 +15,7 @@ using CC_LONG = std::uint32_t;
 enum { CC_SHA256_DIGEST_LENGTH = 32 };
 
 struct CC_SHA256_CTX {
-    sha256_ctx context;
+    SHA256_CTX context;
 };
 
 int CC_SHA256_Init(CC_SHA256_CTX* context);
