@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/ascii.h"
 #include "support/graphemes.h"
 #include "support/utf8.h"
 
@@ -13,22 +14,12 @@ namespace {
 constexpr std::size_t digestLength = 64;
 constexpr std::size_t referenceLength = prefix.size() + digestLength;
 
-constexpr bool isDecimalDigit(char c) { return c >= '0' && c <= '9'; }
-
-constexpr bool isHexadecimalDigit(char c) {
-    return isDecimalDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
-constexpr bool isLetterOrDigit(char c) {
-    return isDecimalDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
 // Whether the text right after a prefix is that of a reference.
 bool hasDigest(std::string_view text) {
     const std::string_view digest = text.substr(0, digestLength);
     return digest.size() == digestLength &&
-           std::all_of(digest.begin(), digest.end(), isHexadecimalDigit) &&
-           (text.size() == digestLength || !isLetterOrDigit(text[digestLength]));
+           std::all_of(digest.begin(), digest.end(), ascii::isHexDigit) &&
+           (text.size() == digestLength || !ascii::isLetterOrDigit(text[digestLength]));
 }
 
 // std::string_view::find stops at every `s`, four characters in a hundred; memmem takes a quarter

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/ascii.h"
 #include "support/json.h"
 #include "support/utf8.h"
 
@@ -28,8 +29,7 @@ bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 // Literals and numbers consist of these.
 bool isWordCharacter(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '+' ||
-           c == '-' || c == '.';
+    return ascii::isLetterOrDigit(c) || c == '+' || c == '-' || c == '.';
 }
 
 // A minimum over all bytes instead of an early exit: compilers vectorize it.
@@ -62,8 +62,7 @@ class Parser {
     bool isAt(char c) const { return offset_ < text_.size() && text_[offset_] == c; }
 
     bool isAtNumber() const {
-        return offset_ < text_.size() &&
-               (text_[offset_] == '-' || (text_[offset_] >= '0' && text_[offset_] <= '9'));
+        return offset_ < text_.size() && (text_[offset_] == '-' || ascii::isDigit(text_[offset_]));
     }
 
     void skipBlanks() {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "hook/image_references.h"
+#include "support/ascii.h"
 #include "support/utf8.h"
 
 namespace sorvane::doctor {
@@ -14,21 +15,11 @@ constexpr std::string_view prefix = ImageReferences::prefix;
 constexpr std::size_t hashLength = 64;
 constexpr std::size_t maxExcerpt = 120;
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalsAnyCase(char left, char right) { return lower(left) == lower(right); }
+bool equalsAnyCase(char left, char right) { return ascii::toLower(left) == ascii::toLower(right); }
 
 bool startsAnyCase(std::string_view text, std::string_view beginning) {
     return text.size() >= beginning.size() &&
            std::equal(beginning.begin(), beginning.end(), text.begin(), equalsAnyCase);
-}
-
-bool isHexadecimal(char c) {
-    return (c >= '0' && c <= '9') || (lower(c) >= 'a' && lower(c) <= 'f');
-}
-
-bool isLetterOrDigit(char c) {
-    return (c >= '0' && c <= '9') || (lower(c) >= 'a' && lower(c) <= 'z');
 }
 
 std::string quoted(char c) {
@@ -51,12 +42,12 @@ std::string reason(std::string_view text) {
         return "capital letters: a reference begins with " + std::string(prefix) +
                ", in lower case";
     text.remove_prefix(prefix.size());
-    const auto end = std::find_if_not(text.begin(), text.end(), isHexadecimal);
+    const auto end = std::find_if_not(text.begin(), text.end(), ascii::isHexDigit);
     const auto digits = static_cast<std::size_t>(end - text.begin());
     if (digits != hashLength)
         return std::to_string(digits) + " hexadecimal digits" +
                (end == text.end() ? "" : " before " + quoted(*end)) + ", and a reference has 64";
-    if (end != text.end() && isLetterOrDigit(*end))
+    if (end != text.end() && ascii::isLetterOrDigit(*end))
         return "the letter " + quoted(*end) + " follows the 64th digit";
     return "it begins or ends inside a character: its neighbour's accent or joiner is part of it";
 }

@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "support/ascii.h"
+
 namespace sorvane::doctor {
 
 namespace {
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
-bool isNameCharacter(char c) {
-    return c == '_' || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
+bool isNameCharacter(char c) { return c == '_' || ascii::isLetterOrDigit(c); }
 
 class Splitter {
   public:

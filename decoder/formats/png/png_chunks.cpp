@@ -5,6 +5,7 @@
 #include <isa-l/crc.h>
 
 #include "decoder/input/number_reader.h"
+#include "support/ascii.h"
 
 namespace sorvane::decoder {
 
@@ -16,8 +17,6 @@ constexpr std::uint32_t maxChunkLength = 0x7fff'ffff;
 std::uint32_t numberIn(std::span<const std::uint8_t> bytes) {
     return *NumberReader(bytes, ByteOrder::big).u32(0);
 }
-
-bool isLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
 } // namespace
 
@@ -41,7 +40,7 @@ bool PngChunks::close() {
 bool PngChunks::next() {
     if (file_.read(header_) != header_.size()) return false;
     open();
-    return length_ <= maxChunkLength && std::ranges::all_of(name(), isLetter);
+    return length_ <= maxChunkLength && std::ranges::all_of(name(), ascii::isLetter);
 }
 
 void PngChunks::open() {
