@@ -21,10 +21,6 @@ namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-// What may follow a backslash beside `u`, and what it stands for.
-constexpr std::string_view escapes = "\"\\/bfnrt";
-constexpr std::string_view escaped = "\"\\/\b\f\n\r\t";
-
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 // Literals and numbers consist of these.
@@ -157,18 +153,43 @@ class Parser {
         std::string text;
         text.reserve(raw.size());
         while (true) {
-            const std::size_t length = std::min(raw.find('\\'), raw.size());
-            text += raw.substr(0, length);
-            if (length == raw.size()) return text;
-            const char kind = raw[length + 1];
-            raw.remove_prefix(length + 2);
+            const std::size_t backslash = raw.find('\\');
+            if (backslash == raw.npos) {
+                text += raw;
+                return text;
+            }
+            // The backslash too: in its place comes what it introduces.
+            text += raw.substr(0, backslash + 1);
+            const char kind = raw[backslash + 1];
+            raw.remove_prefix(backslash + 2);
             if (kind == 'u') {
+                text.pop_back();
                 utf8::append(text, takeScalar(raw));
             } else {
-                const std::size_t index = escapes.find(kind);
-                if (index == std::string_view::npos) fail("invalid escape");
-                text += escaped[index];
+                text.back() = escaped(kind);
             }
+        }
+    }
+
+    // What the character after a backslash stands for.
+    char escaped(char kind) const {
+        switch (kind) {
+        case '"':
+        case '\\':
+        case '/':
+            return kind;
+        case 'b':
+            return '\b';
+        case 'f':
+            return '\f';
+        case 'n':
+            return '\n';
+        case 'r':
+            return '\r';
+        case 't':
+            return '\t';
+        default:
+            fail("invalid escape");
         }
     }
 

@@ -1,5 +1,6 @@
 #include "support/utf8.h"
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -36,16 +37,25 @@ bool isControl(char32_t scalar) {
            scalar == 0x2029;
 }
 
-// How many bytes at the beginning are ASCII, counted in whole words.
-std::size_t asciiLength(std::string_view text) {
+// How many bytes at the beginning are ASCII, counted in blocks of so many words.
+template<std::size_t words>
+std::size_t asciiBlocks(std::string_view text) {
     constexpr std::uint64_t beyondAscii = 0x8080'8080'8080'8080;
+    std::array<std::uint64_t, words> block;
     std::size_t length = 0;
-    std::uint64_t word = 0;
-    for (; length + sizeof word <= text.size(); length += sizeof word) {
-        std::memcpy(&word, text.data() + length, sizeof word);
-        if ((word & beyondAscii) != 0) break;
+    for (; length + sizeof block <= text.size(); length += sizeof block) {
+        std::memcpy(block.data(), text.data() + length, sizeof block);
+        std::uint64_t bits = 0;
+        for (const std::uint64_t word : block) bits |= word;
+        if ((bits & beyondAscii) != 0) break;
     }
     return length;
+}
+
+// How many bytes at the beginning are ASCII, counted in whole words.
+std::size_t asciiLength(std::string_view text) {
+    const std::size_t length = asciiBlocks<8>(text);
+    return length + asciiBlocks<1>(text.substr(length));
 }
 
 } // namespace
