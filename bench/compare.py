@@ -19,7 +19,7 @@ import peers
 import pictures
 import startup
 from measuring import Failed
-from scene import Scene
+from scene import Scene, places
 
 # A start is over before a picture has begun: so many of them for each run of a picture.
 STARTS = 12
@@ -46,8 +46,11 @@ def compare(chosen):
     made, srgb = files.make(instruments / "pictures", instruments / "draw")
     here, missing = peers.installed(instruments, srgb, chosen.modules)
     print(f"peers             {', '.join(here) or 'none'}; missing: {', '.join(missing) or 'none'}")
-    with Scene(chosen.build) as scene:
-        starts = startup.compare(instruments, scene, STARTS * chosen.rounds)
+    starts = {}
+    for place, folder in places().items():
+        with Scene(chosen.build, folder) as scene:
+            starts[place] = startup.compare(instruments, scene, place, STARTS * chosen.rounds)
+    with Scene(chosen.build, next(iter(places().values()))) as scene:
         seen, wrong = pictures.compare(instruments, scene, made, here, chosen.rounds, chosen.instructions)
     print(f"\nload              {machine.load()}")
     figures = {"machine": facts, "date": datetime.date.today().isoformat(), "rounds": chosen.rounds,

@@ -1,6 +1,7 @@
 """A root with an enrolled agent and an answering application, for the time of the measurements."""
 
 import json
+import os
 import shutil
 import subprocess
 import tempfile
@@ -14,11 +15,34 @@ CLIENT = "bench"
 TIMEOUT = 5  # seconds
 
 
+# Not TMPDIR: it can be long, and a socket's path must stay within some 100 bytes.
+FOLDERS = ("/dev/shm", "/tmp", "/var/tmp")
+
+
+def file_system(folder):
+    """The type of the file system that holds the folder, as far as the machine tells."""
+    try:
+        mounts = [line.split() for line in Path("/proc/self/mounts").read_text().splitlines()]
+    except OSError:
+        return "unknown"
+    over = [(len(point), i, kind) for i, (_, point, kind, *_) in enumerate(mounts)
+            if Path(folder).is_relative_to(point)]
+    return max(over)[2]
+
+
+def places():
+    """A folder in memory and one on disk, as far as there are both: where a root may be."""
+    found = {}
+    for folder in FOLDERS:
+        if os.access(folder, os.W_OK):
+            found.setdefault("tmpfs" if file_system(folder) == "tmpfs" else "disk", folder)
+    return found
+
+
 class Scene:
-    def __init__(self, programs):
+    def __init__(self, programs, folder):
         self.programs = programs
-        # Not in TMPDIR: it can be long, and a socket's path must stay within some 100 bytes.
-        self.top = Path(tempfile.mkdtemp(prefix="sv-bench-", dir="/tmp"))
+        self.top = Path(tempfile.mkdtemp(prefix="sv-bench-", dir=folder))
         self.root = self.top / "root"
         self.credential = self.top / "credential"
         self.peer = None
