@@ -5,7 +5,7 @@ pattern and with another: a digest must never tell what memory held before.
     memory_patterns_test.py PROGRAM FORMAT SEEDS
 
 The files are those of the agreement test, the seeds of the fuzz target, and changed copies of both:
-at most MEMORY_PATTERNS_COUNT of the first and of the last (60).
+at most MEMORY_PATTERNS_COUNT of the first and of the last (20).
 """
 
 import contextlib
@@ -69,7 +69,7 @@ def answers(program, data):
 
 def main():
     program, subject, seeds = sys.argv[1:]
-    count = int(os.environ.get('MEMORY_PATTERNS_COUNT', '60'))
+    count = int(os.environ.get('MEMORY_PATTERNS_COUNT', '20'))
     chance = random.Random(subject)
     files = files_of(subject)
     kept = [path.read_bytes() for path in sorted(pathlib.Path(seeds).iterdir())]

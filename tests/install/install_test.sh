@@ -1,21 +1,20 @@
 #!/usr/bin/env bash
-# Installs into a fresh prefix and uses what is there as strangers do: the hook itself, a project
-# that finds the library through CMake, and a compiler called with pkg-config's answer.
-# Usage: install_test.sh SOURCE_FOLDER VERSION
+# Installs a build and uses what is there as strangers do: the hook itself, a project that finds the
+# library through CMake, and a compiler called with pkg-config's answer.
+# Usage: install_test.sh SOURCE_FOLDER BUILD PREFIX VERSION
+# PREFIX is the one that the build was configured with. What is there is removed.
 set -euo pipefail
 
 source_folder=$1
-version=$2
+build=$2
+prefix=$3
+version=$4
 here=$(mktemp -d)
-trap 'rm -rf "$here"' EXIT
-prefix=$here/prefix
+trap 'rm -rf "$here" "$prefix"' EXIT
 
-cmake -S "$source_folder" -B "$here/build" -G Ninja \
-    -DBUILD_TESTING=OFF -DCMAKE_INSTALL_PREFIX="$prefix" >"$here/log"
-cmake --build "$here/build" >>"$here/log" || { cat "$here/log"; exit 1; }
-cmake --install "$here/build" >>"$here/log"
-cmake --install "$here/build" --prefix "$here/moved" >>"$here/log"
-rm -rf "$here/build"
+rm -rf "$prefix"
+cmake --install "$build" >"$here/log"
+cmake --install "$build" --prefix "$here/moved" >>"$here/log"
 
 fail() {
     echo "$1"

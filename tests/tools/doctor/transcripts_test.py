@@ -10,8 +10,10 @@ With --keep-new the transcripts of the named worlds, or of all, are written anew
 
 import difflib
 import json
+import os
 import re
 import sys
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 sys.dont_write_bytecode = True
@@ -52,7 +54,7 @@ def concealed(world, text):
     """The transcript without what differs from run to run."""
     text = text.replace(str(world.top), "@TOP@").replace(str(world.programs), "@PROGRAMS@")
     text = re.sub(r"\bprocess \d+", "process @PROCESS@", text)
-    text = re.sub(r"(, or )/\S+(/libexec/sorvane)", r"\1@PREFIX@\2", text)
+    text = re.sub(r"(, or )\S+(/libexec/sorvane)", r"\1@PREFIX@\2", text)
     text = re.sub(r"( decodes (?!nothing))\w.*", r"\1@FORMATS@", text)
     return re.sub(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC", "@WHEN@", text)
 
@@ -91,14 +93,15 @@ def quoted_faults(said):
             yield f"README.md: {row[0]}"
 
 
-def play(name, programs, keep_new, said):
+def play(name, programs, keep_new):
+    """How the transcript differs from the kept one, and what was said."""
     function, check, status, agents, arguments, testing = worlds[name]
     with make_world(programs, agents, testing) as world:
         function(world)
         run = world.examine(*arguments)
         difference = compare(name, concealed(world, run.stdout.decode()), keep_new)
         found, well = findings(world, arguments)
-        said.update(quotable(world, finding) for finding in found)
+        said = {quotable(world, finding) for finding in found}
         statuses = [finding["status"] for finding in found if finding["check"] == check]
         if check is None:
             assert well and {finding["status"] for finding in found} == {"ok"}, found
@@ -114,7 +117,7 @@ def play(name, programs, keep_new, said):
                 world.follow(finding)
             found, well = findings(world, arguments)
         assert not todo, f"still to do: {todo}"
-        return difference
+        return difference, said
 
 
 def main():
@@ -124,9 +127,13 @@ def main():
     options = parser.parse_args()
     failures = 0
     said = set()
-    for name in options.names or worlds:
+    # Half of an examination is waiting for somebody.
+    pool = ThreadPoolExecutor(2 * os.cpu_count())
+    plays = {name: pool.submit(play, name, options.programs, options.keep_new) for name in options.names or worlds}
+    for name, done in plays.items():
         try:
-            difference = play(name, options.programs, options.keep_new, said)
+            difference, heard = done.result()
+            said |= heard
         except Skipped as reason:
             print(f"{name}: skipped: {reason}")
             continue
