@@ -67,6 +67,25 @@ struct Effort {
     std::uint64_t blocks = 0;
 };
 
+// Of a channel whose samples lie between these coordinates.
+Effort effortOf(const Coding& coding, Range x, Range y) {
+    Effort effort;
+    for (unsigned resolution = 0; resolution <= coding.levels; ++resolution) {
+        const bool lowest = resolution == 0;
+        const unsigned reduction = coding.levels - resolution;
+        const unsigned width = coding.precincts[resolution] % 16;
+        const unsigned height = coding.precincts[resolution] / 16;
+        effort.packets += x.reduced(reduction).cells(width) * y.reduced(reduction).cells(height);
+        const unsigned blockWidth = std::min(coding.blockWidth, lowest ? width : width - 1);
+        const unsigned blockHeight = std::min(coding.blockHeight, lowest ? height : height - 1);
+        const unsigned half = lowest ? reduction : reduction + 1;
+        for (int band = lowest ? 0 : 1; band < (lowest ? 1 : 4); ++band)
+            effort.blocks += x.band(half, band % 2 != 0).cells(blockWidth) *
+                             y.band(half, band >= 2).cells(blockHeight);
+    }
+    return effort;
+}
+
 class EffortCheck {
   public:
     explicit EffortCheck(const Jpeg2000Codestream& stream) : stream_(stream) {}
@@ -78,7 +97,6 @@ class EffortCheck {
     bool readSegment(std::uint16_t marker, std::size_t offset, TileCoding& coding) const;
     std::optional<TileCoding> codingOf(const Jpeg2000Codestream::TilePart& part) const;
     bool take(const TileCoding& coding, std::uint16_t tile);
-    Effort effortOf(const Coding& coding, Range x, Range y) const;
 
     const Jpeg2000Codestream& stream_;
     Grid grid_{};
@@ -135,24 +153,6 @@ std::optional<TileCoding> EffortCheck::codingOf(const Jpeg2000Codestream::TilePa
                                               good = good && readSegment(marker, offset, coding);
                                           });
     return data && good && coding.told ? std::optional(coding) : std::nullopt;
-}
-
-Effort EffortCheck::effortOf(const Coding& coding, Range x, Range y) const {
-    Effort effort;
-    for (unsigned resolution = 0; resolution <= coding.levels; ++resolution) {
-        const bool lowest = resolution == 0;
-        const unsigned reduction = coding.levels - resolution;
-        const unsigned width = coding.precincts[resolution] % 16;
-        const unsigned height = coding.precincts[resolution] / 16;
-        effort.packets += x.reduced(reduction).cells(width) * y.reduced(reduction).cells(height);
-        const unsigned blockWidth = std::min(coding.blockWidth, lowest ? width : width - 1);
-        const unsigned blockHeight = std::min(coding.blockHeight, lowest ? height : height - 1);
-        const unsigned half = lowest ? reduction : reduction + 1;
-        for (int band = lowest ? 0 : 1; band < (lowest ? 1 : 4); ++band)
-            effort.blocks += x.band(half, band % 2 != 0).cells(blockWidth) *
-                             y.band(half, band >= 2).cells(blockHeight);
-    }
-    return effort;
 }
 
 // Adds what the tile takes. False: it is too much.
