@@ -10,9 +10,10 @@ fail() {
     exit 1
 }
 
-# The options and commands of the doctor's help, which stand at the beginning of their lines.
+# The options and commands of the doctor's help, at the beginning of their lines: a newer CLI11 puts those
+# without a letter below the others. What a line goes on with stands further in.
 doctors_words() {
-    "$doctor" --help | sed -nE 's/^  (-[a-z],)?(-?-?[a-z]+).*/\2/p'
+    "$doctor" --help | sed -nE 's/^ {2,10}(-[a-z], *)?(-?-?[a-z]+).*/\2/p'
 }
 [[ $(doctors_words) == *--json*identity* ]] || fail 'the help of the doctor is not understood'
 
