@@ -183,9 +183,9 @@ std::string explanation(ByteSource& file) {
     lines += line("size", std::to_string(*width) + ' ' + std::to_string(*height));
     const auto orientation = integer(properties.get(), kCGImagePropertyOrientation);
     lines += line("orientation", std::to_string(orientation.value_or(1)));
-    const auto profile = static_cast<CFStringRef>(
-        ::CFDictionaryGetValue(properties.get(), kCGImagePropertyProfileName));
-    lines += line("colour", profile != nullptr ? text(profile) : "untagged");
+    const CFTypeRef profile = ::CFDictionaryGetValue(properties.get(), kCGImagePropertyProfileName);
+    lines +=
+        line("colour", profile != nullptr ? text(static_cast<CFStringRef>(profile)) : "untagged");
     const auto declared = declaredSize(source.get());
     if (!declared)
         return lines + line("reason", "more than " + std::to_string(pixelBudget) + " pixels");
