@@ -8,7 +8,7 @@
 
 namespace sorvane::decoder {
 
-/// What a kind of machine is called, and the numbers of a decoder's system calls there.
+/// An architecture, and its numbers of the system calls that a decoder makes.
 struct MachineCalls {
     std::uint32_t architecture;
     int read;
@@ -69,10 +69,11 @@ inline constexpr MachineCalls arm64Calls{.architecture = AUDIT_ARCH_AARCH64,
 
 /// The filter of such a machine, as a kernel runs it: system calls, and arguments of them, that
 /// decoding from standard input to standard output on two threads needs, and death for every other.
+/// It cannot count threads.
 std::vector<sock_filter> callFilter(const MachineCalls& machine);
 
-/// Puts the process under the filter of this machine, for good. Wants that the process has
-/// renounced new privileges. Throws std::system_error when the filter cannot be had.
+/// Puts the process under the filter of this machine, for good. The process must have renounced new
+/// privileges. Throws std::system_error when the filter cannot be had.
 void filterCalls();
 
 } // namespace sorvane::decoder

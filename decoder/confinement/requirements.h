@@ -20,7 +20,8 @@ inline void require(bool succeeded, const char* what) {
 void limitResource(auto resource, rlim_t max, const char* what) {
     rlimit limit{};
     require(::getrlimit(resource, &limit) == 0, what);
-    limit.rlim_cur = limit.rlim_max = std::min(max, limit.rlim_max);
+    limit.rlim_cur = std::min(max, limit.rlim_cur);
+    limit.rlim_max = std::min(max, limit.rlim_max);
     require(::setrlimit(resource, &limit) == 0, what);
 }
 

@@ -45,10 +45,10 @@ def processor_time():
 
 
 def was_kept_waiting(status, begun):
-    """True when the alarm has ended a decoder that had less than half of its time to compute: the
+    """True when the timer has ended a decoder that had less than half of its time to compute: the
     machine is busy with other things."""
-    by_alarm = status in (-signal.SIGALRM, -signal.SIGALRM & 255)
-    return by_alarm and processor_time() - begun < int(TIMEOUT) / 2
+    by_timer = status in (-signal.SIGKILL, -signal.SIGKILL & 255)
+    return by_timer and processor_time() - begun < int(TIMEOUT) / 2
 
 
 # A decoder that meets an orientation after the pixels answers it, and has to be told it.

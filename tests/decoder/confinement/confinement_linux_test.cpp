@@ -224,33 +224,39 @@ TEST_CASE("a confined process that asks for anything else is killed") {
 }
 
 TEST_CASE("the second layer alone refuses files, TCP and signals, where the kernel has it") {
-    if (::syscall(__NR_landlock_create_ruleset, nullptr, 0, 1) < 6) return;
-    CHECK(test::inForkedChild([] {
+    const long version = ::syscall(__NR_landlock_create_ruleset, nullptr, 0, 1);
+    if (version < 6) MESSAGE("the kernel's layer has version ", version);
+    if (version < 1) return;
+    CHECK(test::inForkedChild([version] {
               const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
               const sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
               const auto* generic = reinterpret_cast<const sockaddr*>(&address);
               ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
               decoder::forbidFilesAndNetwork();
               const bool noFile = ::open("/dev/null", O_RDONLY) < 0 && errno == EACCES;
-              const bool noTcp = ::bind(listener, generic, sizeof address) < 0 && errno == EACCES;
-              const bool noSignal = ::kill(::getppid(), 0) < 0 && errno == EPERM;
+              const bool noTcp =
+                  version < 4 || (::bind(listener, generic, sizeof address) < 0 && errno == EACCES);
+              const bool noSignal = version < 6 || (::kill(::getppid(), 0) < 0 && errno == EPERM);
               return noFile && noTcp && noSignal;
           }) == 0);
 }
 
 TEST_CASE("a process whose limits are lower than a confinement's keeps them") {
     CHECK(test::inForkedChild([] {
-              const rlimit low{3, 3};
+              const rlimit low{3, 4};
               ::setrlimit(RLIMIT_CPU, &low);
               decoder::limitTime(5s);
               rlimit limit{};
               ::getrlimit(RLIMIT_CPU, &limit);
-              return limit.rlim_cur == 3 && limit.rlim_max == 3;
+              return limit.rlim_cur == 3 && limit.rlim_max == 4;
           }) == 0);
 }
 
 TEST_CASE("a confined process is the first to go when memory runs out") {
-    if (::access("/proc/self/oom_score_adj", W_OK) != 0) return; // as in a bare root
+    if (::access("/proc/self/oom_score_adj", W_OK) != 0) {
+        MESSAGE("not tried: /proc is read-only, as in a bare root");
+        return;
+    }
     test::Pipe ready;
     test::Pipe held;
     const pid_t child = ::fork();

@@ -16,10 +16,12 @@ sys.path.insert(0, str(Path(__file__).parents[2] / "cases"))
 import pictures
 from test_command import command_line, exit_with, require_strace
 
-CALLS = ("prctl", "prlimit64", "landlock_create_ruleset", "landlock_restrict_self")
+CALLS = ("timer_create", "timer_settime", "prctl", "prlimit64", "landlock_create_ruleset", "landlock_restrict_self")
 # Each limit is asked for and then set, the rules are asked for their version and then made.
 LIMITS = ["RLIMIT_CPU", "RLIMIT_AS", "RLIMIT_NOFILE", "RLIMIT_FSIZE", "RLIMIT_CORE"]
 OURS = {
+    "timer_create": ["SIGKILL"],
+    "timer_settime": ["tv_sec=10"],
     "prctl": ["PR_SET_PDEATHSIG", "PR_SET_NO_NEW_PRIVS", "PR_SET_DUMPABLE", "PR_SET_SECCOMP"],
     "prlimit64": [limit for limit in LIMITS for _ in range(2)],
 }
@@ -44,6 +46,14 @@ def calls_of(program, picture, folder):
     return calls
 
 
+def opens_of_score(program, picture, folder):
+    """The number of the opening of the file that holds the score, among all openings."""
+    trace = Path(folder) / "trace"
+    run(["strace", "-qq", "-o", trace, "-e", "trace=openat", program, "10"], picture)
+    lines = trace.read_text().splitlines()
+    return next(i for i, line in enumerate(lines, 1) if "oom_score_adj" in line)
+
+
 def faults_of(program, doctor, picture, folder):
     identity = run([program, "10"], picture)
     if identity[0] != 0 or not identity[1]:
@@ -63,6 +73,10 @@ def faults_of(program, doctor, picture, folder):
         status, words = refused(name, number, "EPERM", "explain")
         if status != 0 or not REASON.fullmatch(words):
             faults.append(f"explains the failure of call {number} of {name} by {words!r}, with status {status}")
+    # Being the first to go when memory runs out is no part of it.
+    score = f"inject=openat:error=EACCES:when={opens_of_score(program, picture, folder)}"
+    if run(["strace", "-qq", "-o", "/dev/null", "-e", "trace=openat", "-e", score, program, "10"], picture) != identity:
+        faults.append("does not decode where its score for want of memory cannot be written")
     for error in ("ENOSYS", "EOPNOTSUPP"):
         if refused("landlock_create_ruleset", 1, error) != identity:
             faults.append(f"does not decode where there are no rules for files ({error})")

@@ -1,0 +1,14 @@
+#include <unistd.h>
+
+#include "decoder/confinement/confinement.h"
+#include "decoder/confinement/requirements.h"
+
+namespace sorvane::decoder {
+
+// The alarm ends a decoder that waits; the processor time ends one that ignores the alarm.
+void limitTime(std::chrono::seconds timeout) {
+    limitResource(RLIMIT_CPU, static_cast<rlim_t>(timeout.count()), "limit of processor time");
+    ::alarm(static_cast<unsigned>(timeout.count()));
+}
+
+} // namespace sorvane::decoder
