@@ -184,8 +184,9 @@ std::string explanation(ByteSource& file) {
     const auto orientation = integer(properties.get(), kCGImagePropertyOrientation);
     lines += line("orientation", std::to_string(orientation.value_or(1)));
     const CFTypeRef profile = ::CFDictionaryGetValue(properties.get(), kCGImagePropertyProfileName);
-    lines +=
-        line("colour", profile != nullptr ? text(static_cast<CFStringRef>(profile)) : "untagged");
+    lines += line("colour", profile != nullptr && ::CFGetTypeID(profile) == ::CFStringGetTypeID()
+                                ? text(static_cast<CFStringRef>(profile))
+                                : "untagged");
     const auto declared = declaredSize(source.get());
     if (!declared)
         return lines + line("reason", "more than " + std::to_string(pixelBudget) + " pixels");

@@ -99,7 +99,8 @@ void CFRelease(CFTypeRef reference) { world().release(object(reference)); }
 
 CFTypeID CFGetTypeID(CFTypeRef reference) {
     world().check(object(reference), "CFGetTypeID");
-    return object(reference)->kind == "CFNumber" ? CFNumberGetTypeID() : 1;
+    const auto& kind = object(reference)->kind;
+    return kind == "CFNumber" ? CFNumberGetTypeID() : kind == "CFString" ? CFStringGetTypeID() : 1;
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef /*allocator*/, const UInt8* bytes, CFIndex count,
@@ -196,6 +197,7 @@ void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex count)
 }
 
 CFTypeID CFNumberGetTypeID() { return 2; }
+CFTypeID CFStringGetTypeID() { return 3; }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, const void* value) {
     if (type != kCFNumberSInt64Type) world().faults.emplace_back("a number of another type");

@@ -281,6 +281,11 @@ TEST_CASE("what becomes of a picture, and why, is explained in lines") {
     }
     {
         World world;
+        world.picture.profile = std::int64_t{3};
+        CHECK(explained() == known + "orientation 1\ncolour untagged\n");
+    }
+    {
+        World world;
         world.picture.width = std::int64_t{60'000'001};
         CHECK(explained() == "format public.png\nsize 60000001 1\norientation 1\ncolour untagged\n"
                              "reason more than 60000000 pixels\n");

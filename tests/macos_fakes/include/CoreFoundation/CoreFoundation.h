@@ -65,6 +65,7 @@ CFIndex CFDataGetLength(CFDataRef data);
 void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex count);
 
 CFTypeID CFNumberGetTypeID();
+CFTypeID CFStringGetTypeID();
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
