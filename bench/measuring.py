@@ -79,7 +79,7 @@ def side_by_side(instruments, commands, rounds):
 
 
 def ratio(costs, others):
-    """Of two commands' wall times, round by round: both stood in the same weather."""
+    """Of two commands' wall times, round by round: both ran under the same load."""
     return Spread.of(one.wall / other.wall for one, other in zip(costs, others))
 
 

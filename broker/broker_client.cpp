@@ -82,7 +82,7 @@ SecretText requestLine(const BrokerIdentity& identity, std::string_view operatio
                        const std::string& requestID, nlohmann::json fields) {
     nlohmann::json request = brokerRequest(identity, operation, requestID, std::move(fields));
     SecretText line;
-    // Most requests fit, and leave nothing of themselves where the line would have grown from.
+    // Most requests fit: a line that grows leaves a copy of the credential in freed memory.
     line.reserve(chunkSize);
     appendJSON(line, request);
     line += '\n';

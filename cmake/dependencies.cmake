@@ -95,7 +95,7 @@ if(APPLE)
     set(sorvane_platform_libraries Sorvane::CoreFoundation)
 else()
     find_package(PkgConfig QUIET)
-    # Its module in pkg-config is not asked: what that needs in turn serves other parts of it.
+    # Not by its name in pkg-config, libcrypto: what that requires serves other parts of it.
     sorvane_library(Sorvane::crypto STATIC
         LIBRARY crypto HEADER openssl/sha.h PACKAGE libssl-dev)
     sorvane_library(Sorvane::utf8proc STATIC

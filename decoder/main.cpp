@@ -63,10 +63,9 @@ bool answer(const std::string& text) {
     return ::write(STDOUT_FILENO, text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
-// What of the confinement the system refused, in words; nothing when the process is confined.
-// Before that the file's first bytes are compared with the formats' signatures, as the hook has
-// done with them, and nothing else: the limits are those of the format.
-std::optional<std::string> refusal(std::chrono::seconds timeout, decoder::ByteSource& file) {
+// Confines the process. What the system refused of it, in words; nothing when it is confined. Only
+// the file's first bytes are read before, to choose the limits of its format.
+std::optional<std::string> confineFor(std::chrono::seconds timeout, decoder::ByteSource& file) {
     try {
         decoder::limitTime(timeout);
         decoder::prepareLibraries();
@@ -95,7 +94,7 @@ int main(int count, char** arguments) {
     if (!task) return failure;
     try {
         decoder::ByteSource file(STDIN_FILENO);
-        const auto refused = refusal(task->timeout, file);
+        const auto refused = confineFor(task->timeout, file);
         if (refused) return task->explains && answer(refusalLine(*refused)) ? 0 : failure;
         const std::string text = answerFor(file, *task);
         return !text.empty() && answer(text) ? 0 : failure;

@@ -13,8 +13,8 @@ namespace sorvane::decoder {
 
 // Takes the bytes through a ring of blocks. A block belongs to the first thread until it is handed
 // over, and to the second until it is digested; the lock guards nothing but the two counts. The
-// second has its stack in here: for one of its own the C library would ask the system for memory in
-// ways that a decoder may not.
+// second has its stack in here, without a guard page, since only the digest runs on it: for one of
+// its own the C library would ask the system for memory in ways that a decoder may not.
 class PixelDigest::Thread {
   public:
     /// Nothing when the system gives no thread. The digest outlives it.

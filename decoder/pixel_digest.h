@@ -21,7 +21,7 @@ class PixelDigest {
     PixelDigest& operator=(const PixelDigest&) = delete;
     ~PixelDigest();
 
-    /// The bytes are free again when it returns.
+    /// `bytes` may be reused when it returns.
     void update(const std::uint8_t* bytes, std::size_t count);
 
     /// 64 lower-case hexadecimal digits; called once, after the last pixel.

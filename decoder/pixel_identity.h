@@ -18,19 +18,20 @@ void prepareLibraries();
 /// by the file's first bytes, of which none is taken.
 std::uint64_t pixelIdentityMemory(ByteSource& file);
 
-/// Decodes the file's first picture and digests it, reading the file to its end. Where the file
-/// turns its picture only after the pixels, the answer is how, and of the same file with that as
-/// `told` it is the identity. Nothing when the file is rejected: no picture, a damaged one, one
-/// over the budget, one in a colour space that is not converted here, or one turned otherwise than
-/// was told; the file may then be half read. Throws for want of memory only.
+/// Decodes the file's first picture, digests it and reads the file to its end. A file that states
+/// its orientation after the pixels is answered by that orientation; called again for the same file
+/// with it as `told`, this gives the identity. Nothing when the file is rejected: no picture, a
+/// damaged one, one over the budget, one in a colour space that is not converted here, or one that
+/// states another orientation than was told; the file may then be half read. Throws only when
+/// memory is short.
 std::optional<DecoderAnswer> pixelIdentity(ByteSource& file,
                                            std::optional<LateOrientation> told = std::nullopt);
 
-/// The same way once more for somebody who asks why: what is known of the file and where the way
-/// ends, in lines of a key, a space and a value. "format" is its name; "size" is width and height
-/// as declared, "orientation" 1 to 8, "colour" what the file says about it; "reason", only where
-/// there is no identity, is why. A line that is not known is left out, and an orientation that
-/// comes after the pixels has a second line, which counts.
+/// Does the same for somebody who asks why, and tells what is known of the file and at which step
+/// it was rejected, in lines of a key, a space and a value. "format" is its name; "size" is width
+/// and height as declared, "orientation" 1 to 8, "colour" what the file says about it; "reason",
+/// only where there is no identity, is why. A line that is not known is left out, and an
+/// orientation that comes after the pixels has a second line, which counts.
 std::string explanation(ByteSource& file);
 
 } // namespace sorvane::decoder

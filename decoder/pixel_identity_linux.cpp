@@ -60,7 +60,9 @@ std::optional<DecoderAnswer> pixelIdentity(ByteSource& file, std::optional<LateO
     const Size declared = header->declared.value_or(header->size);
     if (!withinBudget(declared)) return std::nullopt;
     const Orientation before = header->orientation;
-    if (told) header->orientation = static_cast<Orientation>(told->number);
+    if (told)
+        header->orientation = orientationFrom(static_cast<std::uint32_t>(told->number))
+                                  .value_or(Orientation::upright);
     PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
     if (!decoder->readPixels(hasher)) return std::nullopt;
     file.drain();

@@ -8,7 +8,7 @@
 /// What the hook answers an agent with: one JSON line, or nothing at all.
 namespace sorvane::hookAnswer {
 
-/// The word that lets a prompt go on, for the one agent that waits for it.
+/// `{"continue": true}` for Cursor, which waits for it; nothing for any other agent.
 std::optional<nlohmann::json> goOn(std::string_view agent);
 
 /// The context block in the envelope that the agent reads; the agent that takes no context gets the

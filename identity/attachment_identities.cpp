@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds decodingTimeout{20};
 
 // Agents write digests in either case, and sometimes something else of that length: only the length
-// is checked, in characters.
+// is checked, in graphemes.
 std::optional<std::string> digestMember(const nlohmann::json& record, std::string_view key) {
     const auto text = textMember(record, key);
     if (!text || graphemes::count(*text) != Sha256::textLength) return std::nullopt;

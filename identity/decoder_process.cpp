@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 // A picture of the whole budget takes a fraction of it; a prompt waits no longer.
 constexpr std::chrono::seconds timeout = 10s;
 
-// After the send of a piece: the decoder has closed its end, or ended with input left unread.
+// After a failed send: the decoder has closed its end, or ended without reading everything.
 bool hasGone(int error) { return error == EPIPE || error == ECONNRESET || error == ENOTCONN; }
 
 } // namespace
@@ -97,8 +97,8 @@ bool DecoderProcess::waitFor(short event) const {
     }
 }
 
-// Ends the input: a decoder that waits for more would be waited for in vain. One byte more than the
-// limit, at most: such an answer is too long.
+// Ends the input first: the decoder answers after its end. Reads one byte beyond the limit at most,
+// to see that an answer is too long.
 std::string DecoderProcess::receive(std::size_t limit) const {
     if (::shutdown(socket_.get(), SHUT_WR) != 0 && !hasGone(errno)) return {};
     std::string answer;

@@ -16,7 +16,7 @@ namespace sorvane::HelperIO {
 
 namespace {
 
-// Small enough to be written to the decoder and hashed while it is in the processor's cache.
+// Small enough to be written to the decoder and digested while it is in the processor's cache.
 constexpr std::size_t pieceSize = 131'072;
 
 /// A file in pieces; an empty one is its end. Each lasts until the next is asked for.

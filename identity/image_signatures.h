@@ -5,11 +5,11 @@
 #include <cstddef>
 #include <string_view>
 
-// The first bytes by which a file is taken for one of a format: enough to tell the format from the
-// others and from text.
+// Recognises a file's format by its first bytes: as many as tell it from other formats and from
+// text.
 namespace sorvane::signatures {
 
-/// Each function is given at most this many bytes: an HEIF file may list a dozen brands.
+/// The most bytes that a function is given: an HEIF file may list a dozen brands.
 inline constexpr std::size_t length = 64;
 
 constexpr bool isPng(std::string_view bytes) { return bytes.starts_with("\x89PNG\r\n\x1a\n"); }
@@ -40,8 +40,8 @@ constexpr bool isBmp(std::string_view bytes) {
 }
 
 constexpr bool isIcon(std::string_view bytes) {
-    // An icon or a cursor with at least one picture, whose entry has a reserved byte, 0 but from
-    // one well-known writer, and an offset.
+    // An icon or a cursor with at least one picture, whose entry has an offset and a reserved byte
+    // of 0, or of 255 from one well-known writer.
     return bytes.size() >= 22 && bytes.starts_with({"\0\0", 2}) &&
            (bytes[2] == 1 || bytes[2] == 2) && bytes[3] == 0 &&
            bytes.substr(4, 2) != std::string_view("\0\0", 2) &&
@@ -77,7 +77,7 @@ constexpr bool isJpegXl(std::string_view bytes) {
 }
 
 constexpr bool isPnm(std::string_view bytes) {
-    // After the number comes a comment, or white space and then more of it, a comment or a size. A
+    // After the number: a comment; or white space followed by more of it, a comment or a digit. A
     // PAM has "P7" alone in its first line.
     constexpr std::string_view space = " \t\n\v\f\r";
     constexpr std::string_view next = " \t\n\v\f\r#0123456789";
@@ -95,7 +95,7 @@ constexpr bool isPsd(std::string_view bytes) {
 /// depths, and either a palette or zeros in the palette's fields.
 constexpr bool isTga(std::string_view bytes) {
     constexpr std::string_view zeros("\0\0\0\0\0", 5);
-    // Palette, colour, grey; and the same in runs.
+    // Palette, colour, grey; and the same run-length encoded.
     constexpr std::string_view types = "\1\2\3\x09\x0a\x0b";
     constexpr std::string_view colourDepths = "\x0f\x10\x18\x20";
     if (bytes.size() < 18 || types.find(bytes[2]) == types.npos) return false;

@@ -1,7 +1,7 @@
 // The hook is linked statically: it must not load the modules of the user database into itself. The
 // accounts of this machine are read from their file; for every other `getent`, which loads them, is
-// asked. It is asked first when something is preloaded into programs here, which may be a user
-// database and is not in this one.
+// asked. It is asked first when LD_PRELOAD is set: what is preloaded may be a user database, and is
+// not loaded into a static program.
 
 #include "support/home_directory.h"
 

@@ -1,6 +1,5 @@
-// SHA-256 by libcrypto: on a processor without instructions for it, nettle takes 1.6 times as long.
-// Its digests by name begin with reading providers and a configuration, and take a millisecond; the
-// functions of the one digest need nothing.
+// SHA-256 by libcrypto's functions for this one digest. They are deprecated, but need no start: its
+// digests by name first load providers and a configuration, which takes a millisecond.
 
 #include "support/sha256.h"
 

@@ -41,11 +41,11 @@ Uuid Uuid::random() {
 std::optional<Uuid> Uuid::parse(std::string_view text) {
     if (text.size() != textLength) return std::nullopt;
     Uuid uuid;
-    std::size_t position = 0;
+    std::size_t offset = 0;
     for (std::size_t byte = 0; byte < uuid.bytes_.size(); ++byte) {
-        if (startsGroup(byte) && text[position++] != '-') return std::nullopt;
-        const auto high = digitValue(text[position++]);
-        const auto low = digitValue(text[position++]);
+        if (startsGroup(byte) && text[offset++] != '-') return std::nullopt;
+        const auto high = digitValue(text[offset++]);
+        const auto low = digitValue(text[offset++]);
         if (!high || !low) return std::nullopt;
         uuid.bytes_[byte] = static_cast<std::uint8_t>(*high << 4 | *low);
     }

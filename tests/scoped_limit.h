@@ -7,9 +7,9 @@ namespace sorvane::test {
 /// Says what the process may have of a resource for the time of a scope.
 class ScopedLimit {
   public:
-    ScopedLimit(int resource, rlim_t most) : resource_(resource) {
+    ScopedLimit(int resource, rlim_t max) : resource_(resource) {
         ::getrlimit(resource_, &before_);
-        const rlimit meanwhile{most, before_.rlim_max};
+        const rlimit meanwhile{max, before_.rlim_max};
         ::setrlimit(resource_, &meanwhile);
     }
     ScopedLimit(const ScopedLimit&) = delete;

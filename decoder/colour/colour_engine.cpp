@@ -112,8 +112,8 @@ struct FreeCurve {
 void ColourEngine::Close::operator()(void* profile) const { cmsCloseProfile(profile); }
 void ColourEngine::Delete::operator()(void* transform) const { cmsDeleteTransform(transform); }
 
-// Left alone, the engine would put a grid of precalculated colours in the place of most profiles,
-// which is wrong by up to 25 levels where colours leave sRGB, and fast arithmetic in the place of
+// Left alone, the engine would put a grid of precalculated colours in place of most profiles,
+// which is wrong by up to 25 levels where colours leave sRGB, and fast arithmetic in place of
 // matrix and curves, which is wrong by up to one. So it is told to evaluate everything, but for the
 // one grid that loses nothing: the profile's own table, calculated at its own points.
 std::optional<ColourEngine> ColourEngine::from(const Profile& source, SampleFormat format) {

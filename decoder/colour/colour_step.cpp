@@ -100,8 +100,8 @@ void convertRow(const std::uint8_t* samples, std::size_t count, std::uint8_t* rg
     }
 }
 
-// Reads four bytes for each pixel and replaces the last of them by alpha. Not so for the last
-// pixels, after which the row may end.
+// Loads four bytes a pixel, the fourth being the next pixel's, and replaces that by alpha. Of the
+// last pixels, after which nothing need follow, three bytes are copied.
 template<>
 void convertRow<std::uint8_t, Channels::rgb>(const std::uint8_t* samples, std::size_t count,
                                              std::uint8_t* rgba) {

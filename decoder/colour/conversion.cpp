@@ -21,8 +21,8 @@ Sample sampleAt(const std::uint8_t* bytes) {
 }
 
 /// The engine's light for the values of each colour channel, the other channels being 0. It is
-/// asked for 256 values at once, when a picture has one of them: few pictures have all 65,536 of 16
-/// bits, and asking for these takes longer than decoding a small picture.
+/// asked for 256 values at once, when a pixel first needs one of them: few pictures use all 65,536
+/// of 16 bits, and computing these takes longer than decoding a small picture.
 template<class Sample>
 class ChannelLights {
   public:

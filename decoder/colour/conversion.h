@@ -17,8 +17,8 @@ class Conversion {
     static constexpr std::size_t blockPixels = 1024;
 
     /// The fastest conversion with the engine's results. One channel, and three that are additive,
-    /// are looked up in tables that the engine fills as far as pixels need them. Null when three
-    /// channels come to values that are not finite: of 256 of each channel all are looked at.
+    /// are looked up in tables that the engine fills as far as pixels need them. Null when the
+    /// tables of three channels hold values that are not finite; 256 values of each are tried.
     static std::unique_ptr<Conversion> make(ColourEngine engine, SampleFormat format);
 
     virtual ~Conversion() = default;

@@ -51,9 +51,9 @@ constexpr sock_filter load(std::size_t offset) {
 }
 constexpr sock_filter answer(std::uint32_t verdict) { return {BPF_RET | BPF_K, 0, 0, verdict}; }
 
-// Leaves out so many instructions when what is loaded has another value.
-constexpr sock_filter unless(std::uint32_t value, std::size_t leftOut) {
-    return {BPF_JMP | BPF_JEQ | BPF_K, 0, static_cast<std::uint8_t>(leftOut), value};
+// Skips so many instructions when the loaded value is another.
+constexpr sock_filter unless(std::uint32_t value, std::size_t skipped) {
+    return {BPF_JMP | BPF_JEQ | BPF_K, 0, static_cast<std::uint8_t>(skipped), value};
 }
 
 struct Argument {
@@ -62,8 +62,8 @@ struct Argument {
 };
 
 /// A filter as the kernel's machine runs it, which jumps forward only; a call without a rule is
-/// death. The rules are found by halving: to install a filter the kernel runs it for every number
-/// that there is, and a number without a rule would have to pass all of them.
+/// death. The rules are found by binary search: to install a filter the kernel runs it once for
+/// every number of a call, and most have no rule.
 class CallFilter {
   public:
     explicit CallFilter(std::uint32_t architecture) : architecture_(architecture) {}

@@ -34,8 +34,8 @@ void goFirstWithoutMemory() {
     ::close(file);
 }
 
-// A parent that was gone before the signal was asked for has closed its end of the socket before.
-// Whoever is started by hand may read from a pipe that nobody holds any longer.
+// A parent that ended before the signal was asked for has closed its end of the socket, which poll
+// tells. Only sockets are asked: a decoder started by hand may read a pipe whose writer has ended.
 void endWithParent() {
     require(::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0) == 0, "signal of the parent's end");
     int type = 0;
@@ -48,8 +48,7 @@ void endWithParent() {
 }
 
 // The C library's first sort of more than a kilobyte asks how much memory there is, and keeps the
-// answer. Otherwise that would be libtiff's sort of its tags, when the question is a forbidden
-// call.
+// answer. libtiff sorts its tags so, when the question is a forbidden call.
 void sortOnce() {
     std::array<std::array<char, 1024>, 2> blocks{};
     std::qsort(blocks.data(), blocks.size(), sizeof blocks[0],

@@ -13,8 +13,8 @@ namespace sorvane::decoder {
 
 namespace {
 
-// The kernel's interface, said here because its headers of the oldest system that builds this know
-// only its first versions. A right that is named and to which no rule makes an exception is lost.
+// Declared here, since the kernel's headers on the oldest system that builds this know only the
+// first versions. A right that is named and that no rule grants is lost.
 struct Rights {
     std::uint64_t files;
     std::uint64_t network; // from version 4 on

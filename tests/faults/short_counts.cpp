@@ -44,7 +44,7 @@ bool moves(std::uint64_t call) {
 // A process is left alone until its libraries are loaded, which the loader does in one read each.
 class Shortener {
   public:
-    explicit Shortener(std::uint64_t most) : most_(most) {}
+    explicit Shortener(std::uint64_t max) : max_(max) {}
 
     void begins(pid_t process) { loaded_.erase(process); }
 
@@ -55,15 +55,15 @@ class Shortener {
         iovec view{&registers, sizeof registers};
         if (::ptrace(PTRACE_GETREGSET, process, NT_PRSTATUS, &view) != 0) return;
         std::uint64_t& count = thirdArgument(registers);
-        if (count <= most_) return;
-        count = most_;
+        if (count <= max_) return;
+        count = max_;
         hasShortened_ |= ::ptrace(PTRACE_SETREGSET, process, NT_PRSTATUS, &view) == 0;
     }
 
     bool hasShortened() const { return hasShortened_; }
 
   private:
-    std::uint64_t most_;
+    std::uint64_t max_;
     bool hasShortened_ = false;
     std::set<pid_t> loaded_;
 };

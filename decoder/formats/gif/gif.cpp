@@ -76,8 +76,8 @@ std::optional<PictureHeader> GifDecoder::readHeader() {
     canvas_ = {number(gif_->SWidth), number(gif_->SHeight)};
     corner_ = {number(image.Left), number(image.Top)};
     frame_ = {number(image.Width), number(image.Height)};
-    // What of the frame lies outside the canvas is decoded too, and a small file can hold four
-    // thousand million such pixels.
+    // The part of the frame outside the canvas is decoded too, and a small file can declare
+    // 4,000,000,000 pixels there.
     if (!withinBudget(frame_)) return std::nullopt;
     PictureHeader header;
     header.size = canvas_;
@@ -96,8 +96,8 @@ bool GifDecoder::findFrame() {
     return false;
 }
 
-// The header ends with the size of the first codes, beyond whose usual limit of 8 giflib fails. No
-// other reason leaves such a number as the last byte that was read.
+// The header ends with the size of the first codes. When that exceeds 8, giflib fails; no other
+// failure leaves 9 to 11 as the last byte read.
 bool GifDecoder::readFrameHeader() {
     if (DGifGetImageHeader(gif_.get()) == GIF_OK) return true;
     if (!lastByte_ || *lastByte_ < GifWideCodes::minCodeSize ||

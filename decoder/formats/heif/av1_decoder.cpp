@@ -41,8 +41,8 @@ int supports(heif_compression_format format) {
     return format == heif_compression_AV1 ? decoderPriority : 0;
 }
 
-// As dav1d's own allocation, but for the clearing: sides of whole superblocks, and rows that are
-// not all at the same place of the processor's cache.
+// Allocates as dav1d does itself, but cleared: sides of whole superblocks, and rows that do not all
+// fall into the same set of the processor's cache.
 int allocate(Dav1dPicture* picture, void*) {
     constexpr auto wholeBlocks = [](int side) {
         return (static_cast<std::size_t>(side) + 127) / 128 * 128;

@@ -23,7 +23,7 @@ bool expected(Size size) {
            (expectedSizes.empty() || std::ranges::find(expectedSizes, size) != expectedSizes.end());
 }
 
-bool allowed(Size size) {
+bool takeFromAllowance(Size size) {
     pixelsTaken += std::uint64_t{size.width} * size.height;
     return ++picturesTaken <= maxCodedPictures && pixelsTaken <= maxCodedPixels;
 }
@@ -85,7 +85,7 @@ heif_error handOver(const CodedPicture& picture, heif_image** result) {
     heif_image* created = nullptr;
     if (width <= 0 || height <= 0) return undecodable;
     const Size size = {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
-    if (!expected(size) || !allowed(size) ||
+    if (!expected(size) || !takeFromAllowance(size) ||
         heif_image_create(width, height, grey ? heif_colorspace_monochrome : heif_colorspace_YCbCr,
                           picture.chroma, &created)
                 .code != heif_error_Ok)

@@ -38,12 +38,12 @@ inline constexpr heif_error decoded = {heif_error_Ok, heif_suberror_Unspecified,
 inline constexpr heif_error undecodable = {heif_error_Decoder_plugin_error,
                                            heif_suberror_Unspecified, ""};
 
-/// Above that of libheif's own decoders, which is 150 at most.
+/// The priority of our decoders; libheif's own have at most 150.
 inline constexpr int decoderPriority = 200;
 
-/// How many coded pictures one file may take, and how many pixels they may have together: grids
-/// and overlays of sixty million pixels in tiles of 128 x 128, and colours and alpha of the whole
-/// budget twice. An item may be a part of others thousands of times, and is decoded each time.
+/// How many coded pictures one file may take, and how many pixels they may have together: enough
+/// for the whole budget in tiles of 128 x 128, and for colours and alpha of the whole budget twice.
+/// An item may be a part of others thousands of times, and is decoded each time.
 inline constexpr std::uint64_t maxCodedPictures = 4096;
 inline constexpr std::uint64_t maxCodedPixels = std::uint64_t{4} * pixelBudget;
 

@@ -26,7 +26,7 @@ int supports(heif_compression_format format) {
     return format == heif_compression_HEVC ? decoderPriority : 0;
 }
 
-// As libde265's own allocation, but for the clearing; the planes lie one after the other.
+// Allocates as libde265 does itself, but cleared, and all planes in one block.
 int allocate(de265_decoder_context*, de265_image_spec* wanted, de265_image* picture, void*) {
     const auto alignment = static_cast<std::size_t>(wanted->alignment);
     const bool grey = wanted->format == de265_image_format_mono8;
@@ -59,9 +59,9 @@ void release(de265_decoder_context*, de265_image* picture, void*) {
     freePlanes(static_cast<std::uint8_t*>(de265_get_image_plane_user_data(picture, 0)));
 }
 
-// libde265 also reads what it should have noted about blocks that no slice has brought. While it is
-// at work, malloc clears what it gives.
-constexpr int clearMemory = 0xff; // the complement of the bytes
+// libde265 reads metadata of blocks that no slice has covered, which it never wrote. While it runs,
+// malloc clears what it gives.
+constexpr int clearMemory = 0xff; // malloc fills with the complement
 constexpr int leaveMemory = 0;
 
 heif_error open(void** decoder) {
