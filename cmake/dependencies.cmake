@@ -41,13 +41,12 @@ endfunction()
 #   HEADER   stands in the target's include folder
 #   MODULE   the name that pkg-config knows it by, where that is another
 #   PACKAGE  of Debian and Ubuntu, which brings it
-#   STATIC   nothing but the archive will do; without this the shared library stands in for it
 #   SHARED   the shared library is wanted
 function(sorvane_library target)
     if(TARGET ${target})
         return()
     endif()
-    cmake_parse_arguments(PARSE_ARGV 1 its "STATIC;SHARED" "LIBRARY;HEADER;MODULE;PACKAGE" "")
+    cmake_parse_arguments(PARSE_ARGV 1 its "SHARED" "LIBRARY;HEADER;MODULE;PACKAGE" "")
     if(NOT its_MODULE)
         set(its_MODULE ${its_LIBRARY})
     endif()
@@ -56,7 +55,7 @@ function(sorvane_library target)
     if(NOT its_SHARED)
         sorvane_archive(files ${its_LIBRARY} ${its_MODULE})
     endif()
-    if(NOT files AND NOT its_STATIC)
+    if(NOT files)
         set(ending so)
         find_library(sorvane_${its_LIBRARY}_shared NAMES lib${its_LIBRARY}.so)
         mark_as_advanced(sorvane_${its_LIBRARY}_shared)
@@ -96,9 +95,9 @@ if(APPLE)
 else()
     find_package(PkgConfig QUIET)
     # Not by its name in pkg-config, libcrypto: what that requires serves other parts of it.
-    sorvane_library(Sorvane::crypto STATIC
+    sorvane_library(Sorvane::crypto
         LIBRARY crypto HEADER openssl/sha.h PACKAGE libssl-dev)
-    sorvane_library(Sorvane::utf8proc STATIC
+    sorvane_library(Sorvane::utf8proc
         LIBRARY utf8proc HEADER utf8proc.h MODULE libutf8proc PACKAGE libutf8proc-dev)
     # Linked only by a program that posts the notification; the hook does not, and takes no shared
     # library.
