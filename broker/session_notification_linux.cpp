@@ -14,6 +14,8 @@
 
 #include <systemd/sd-bus.h>
 
+#include "support/c_deleter.h"
+
 namespace sorvane {
 
 namespace {
@@ -24,7 +26,7 @@ using Clock = std::chrono::steady_clock;
 // caller.
 constexpr auto timeout = std::chrono::seconds(1);
 
-using Bus = std::unique_ptr<sd_bus, decltype(&sd_bus_close_unref)>;
+using Bus = std::unique_ptr<sd_bus, Release<sd_bus_close_unref>>;
 
 // The Unix-domain sockets of a list of addresses. The other transports start a program
 // ("unixexec:") or resolve a host ("tcp:"), and have no timeout.
@@ -51,10 +53,10 @@ Bus openSessionBus() {
     const char* listed = std::getenv("DBUS_SESSION_BUS_ADDRESS");
     if (listed == nullptr) {
         if (sd_bus_open_user(&bus) < 0) bus = nullptr;
-        return {bus, &sd_bus_close_unref};
+        return Bus(bus);
     }
     if (sd_bus_new(&bus) < 0) bus = nullptr;
-    Bus opened(bus, &sd_bus_close_unref);
+    Bus opened(bus);
     if (opened && startAt(bus, socketAddresses(listed)) < 0) opened.reset();
     return opened;
 }

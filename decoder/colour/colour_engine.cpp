@@ -10,6 +10,7 @@
 #include <lcms2_plugin.h>
 
 #include "decoder/colour/srgb.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 
@@ -103,10 +104,6 @@ cmsHPROFILE openProfile(std::span<const std::uint8_t> bytes) {
     return cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size()));
 }
 
-struct FreeCurve {
-    void operator()(cmsToneCurve* curve) const { cmsFreeToneCurve(curve); }
-};
-
 } // namespace
 
 void ColourEngine::Close::operator()(void* profile) const { cmsCloseProfile(profile); }
@@ -146,7 +143,7 @@ std::optional<ColourEngine> ColourEngine::fromProfile(std::span<const std::uint8
 std::optional<ColourEngine> ColourEngine::fromGamma(const GammaAndPrimaries& statement,
                                                     SampleFormat format) {
     settleTimeZone();
-    const std::unique_ptr<cmsToneCurve, FreeCurve> curve(
+    const std::unique_ptr<cmsToneCurve, Release<cmsFreeToneCurve>> curve(
         cmsBuildGamma(nullptr, chromaticityUnit / statement.gamma));
     if (!curve) return std::nullopt;
     if (isGrey(format.channels))
@@ -179,8 +176,7 @@ void ColourEngine::convertByTable(const std::uint8_t* samples, std::size_t count
 }
 
 std::string profileName(std::span<const std::uint8_t> bytes) {
-    const std::unique_ptr<void, decltype(&cmsCloseProfile)> profile(openProfile(bytes),
-                                                                    cmsCloseProfile);
+    const std::unique_ptr<void, Release<cmsCloseProfile>> profile(openProfile(bytes));
     char name[128] = ""; // more is no name
     if (profile)
         cmsGetProfileInfoASCII(profile.get(), cmsInfoDescription, "en", "US", name, sizeof name);

@@ -8,9 +8,9 @@
 
 #include <jxl/decode.h>
 
-#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/library_versions.h"
 #include "decoder/picture/geometry.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "decoder/input/byte_source.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 
@@ -28,16 +29,12 @@ class BufferedFile {
     void keep(std::size_t end) noexcept;
     bool grow(std::size_t capacity) noexcept;
 
-    struct Free {
-        void operator()(void* bytes) const { std::free(bytes); }
-    };
-
     ByteSource& file_;
     std::size_t maxSize_;
     std::size_t size_ = 0;
     std::size_t capacity_ = 0;
     // Not a vector: `realloc` often grows without copying.
-    std::unique_ptr<std::uint8_t, Free> bytes_;
+    std::unique_ptr<std::uint8_t, Release<std::free>> bytes_;
 };
 
 } // namespace sorvane::decoder

@@ -9,9 +9,9 @@
 
 #include <gif_lib.h>
 
-#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/frame_on_canvas.h"
 #include "decoder/formats/gif/gif_wide_codes.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 

@@ -11,7 +11,6 @@
 
 #include <libheif/heif.h>
 
-#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/heif/av1_decoder.h"
 #include "decoder/formats/heif/heif_input.h"
 #include "decoder/formats/heif/heif_plugin_image.h"
@@ -20,6 +19,7 @@
 #include "decoder/formats/library_versions.h"
 #include "decoder/formats/sample_scaling.h"
 #include "decoder/formats/whole_rows.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "decoder/formats/c_deleter.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 

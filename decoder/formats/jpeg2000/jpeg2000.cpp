@@ -10,13 +10,13 @@
 
 #include <openjpeg.h>
 
-#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/jpeg2000/jpeg2000_codestream.h"
 #include "decoder/formats/jpeg2000/jpeg2000_effort.h"
 #include "decoder/formats/jpeg2000/jpeg2000_tile_parts.h"
 #include "decoder/formats/sample_scaling.h"
 #include "decoder/formats/whole_rows.h"
 #include "decoder/input/buffered_file.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 

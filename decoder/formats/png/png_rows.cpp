@@ -7,10 +7,10 @@
 #include <new>
 #include <span>
 
-#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/png/png_filters.h"
 #include "decoder/formats/png/png_passes.h"
 #include "decoder/formats/whole_rows.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 

@@ -6,8 +6,8 @@
 
 #include <tiffio.h>
 
-#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/tiff/tiff_file.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 

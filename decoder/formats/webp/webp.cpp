@@ -10,8 +10,8 @@
 
 #include <webp/decode.h>
 
-#include "decoder/formats/c_deleter.h"
 #include "decoder/formats/frame_on_canvas.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 

@@ -103,7 +103,8 @@ TEST_CASE("a confined process is refused more memory than that, by an exception"
     CHECK(inConfinement([] {
               constexpr std::size_t baselineMemory = std::size_t{96} << 20;
               try {
-                  return ::operator new(decoder::maxMemory + baselineMemory) == nullptr;
+                  ::operator delete(::operator new(decoder::maxMemory + baselineMemory));
+                  return false;
               } catch (const std::bad_alloc&) {
                   return true;
               }

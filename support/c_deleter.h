@@ -1,6 +1,6 @@
 #pragma once
 
-namespace sorvane::decoder {
+namespace sorvane {
 
 /// For a std::unique_ptr that owns an object of a library written in C: destroys it by the
 /// library's own function.
@@ -12,4 +12,4 @@ struct Release {
     }
 };
 
-} // namespace sorvane::decoder
+} // namespace sorvane
