@@ -10,7 +10,6 @@
 #include <doctest/doctest.h>
 
 #include "tests/decoder/input_file.h"
-#include "tests/decoder/memory_file.h"
 
 using namespace sorvane;
 using namespace sorvane::test;
