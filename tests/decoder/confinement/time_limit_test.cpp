@@ -8,6 +8,12 @@
 using namespace sorvane;
 using namespace std::chrono_literals;
 
+#ifdef __linux__
+constexpr int endingSignal = SIGKILL;
+#else
+constexpr int endingSignal = SIGALRM;
+#endif
+
 TEST_CASE("a process that waits past its time is killed") {
     int status = test::inForkedChild([] {
         decoder::limitTime(1s);
@@ -15,6 +21,7 @@ TEST_CASE("a process that waits past its time is killed") {
         return true;
     });
     CHECK(WIFSIGNALED(status));
+    CHECK(WTERMSIG(status) == endingSignal);
 }
 
 #ifdef __linux__
