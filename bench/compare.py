@@ -29,6 +29,7 @@ def options():
     parser = argparse.ArgumentParser(prog="scripts/bench", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--unhardened", type=Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--modules", type=Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--rounds", type=int, default=15, help="of every picture (15); start-up takes 12 times that")
     parser.add_argument("--busy", action="store_true", help="keep one core busy with something else")
@@ -49,9 +50,9 @@ def compare(chosen):
     starts = {}
     for place, folder in places().items():
         with Scene(chosen.build, folder) as scene:
-            starts[place] = startup.compare(instruments, scene, place, STARTS * chosen.rounds)
+            starts[place] = startup.compare(instruments, scene, place, chosen.unhardened, STARTS * chosen.rounds)
     with Scene(chosen.build, next(iter(places().values()))) as scene:
-        seen, wrong = pictures.compare(instruments, scene, made, here, chosen.rounds, chosen.instructions)
+        seen, wrong = pictures.compare(instruments, scene, made, here, chosen)
     print(f"\nload              {machine.load()}")
     figures = {"machine": facts, "date": datetime.date.today().isoformat(), "rounds": chosen.rounds,
                "busy": chosen.busy, "starts": starts, "pictures": seen, "wrong": wrong}

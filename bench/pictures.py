@@ -7,7 +7,7 @@ import measuring
 import table
 from measuring import Command, Failed
 
-HOOK, DECODER = "sorvane-hook", "sorvane-pixels alone"
+HOOK, DECODER, UNHARDENED = "sorvane-hook", "sorvane-pixels alone", "the same, not hardened"
 FLOOR = "floor by "
 SECONDS = "60"
 PEAK = 6 * 1024  # KiB, of the hook and of its decoder each
@@ -18,11 +18,12 @@ HEAD = ["", "wall ms", "cpu ms", "x floor", "target", "x fastest", "x cpu", "x b
 class Comparison:
     """One picture's runs: all commands that can take its digest, and what they cost."""
 
-    def __init__(self, picture, instruments, scene, peers):
+    def __init__(self, picture, instruments, scene, peers, unhardened):
         self.picture = picture
         self.instruments = instruments
         self.hook = scene.hook("picture", {"prompt": "What is this?", "attachments": [str(picture.file)]})
-        self.decoder = Command([instruments.parent / "sorvane-pixels", SECONDS], picture.file, {})
+        self.decoders = {name: Command([folder / "sorvane-pixels", SECONDS], picture.file, {})
+                         for name, folder in ((DECODER, instruments.parent), (UNHARDENED, unhardened))}
         self.floors = self.floor_commands()
         self.peers = {name: peer(picture) for name, peer in peers.items()}
         self.errors = self.wrong_digests(scene)
@@ -37,7 +38,8 @@ class Comparison:
     def wrong_digests(self, scene):
         """What is said about everybody who does not give the picture's digest; they are not measured."""
         given = {HOOK: lambda: scene.identity(self.hook).get("pixelHash", "no pixel identity"),
-                 DECODER: lambda: output_or_failure(self.decoder).split()[0]}
+                 **{name: lambda decoder=decoder: output_or_failure(decoder).split()[0]
+                    for name, decoder in self.decoders.items()}}
         given.update({name: lambda peer=peer: output_or_failure(peer).strip() for name, peer in self.peers.items()})
         errors = {name: digest for name, digest in ((name, give()) for name, give in given.items())
                   if not self.is_right(digest)}
@@ -50,7 +52,7 @@ class Comparison:
         return digest == self.picture.digest
 
     def measure(self, rounds):
-        ours = {HOOK: self.hook, DECODER: self.decoder}
+        ours = {HOOK: self.hook, **self.decoders}
         commands = {name: command for name, command in ours.items() if name not in self.errors}
         commands.update(self.floors | self.peers)
         self.costs = measuring.side_by_side(self.instruments, commands, rounds)
@@ -108,7 +110,7 @@ class Comparison:
 
 
     def figures(self):
-        ranks = {HOOK: "hook", DECODER: "decoder"}
+        ranks = {HOOK: "hook"} | dict.fromkeys(self.decoders, "decoder")
         ranks |= dict.fromkeys(self.floors, "floor") | dict.fromkeys(self.peers, "peer")
         return {name: measuring.figures(costs) | {"rank": ranks[name]} for name, costs in self.costs.items()}
 
@@ -120,13 +122,13 @@ def output_or_failure(command):
         return str(failure).rpartition(": ")[2] or "failed"
 
 
-def compare(instruments, scene, pictures, peers, rounds, count):
+def compare(instruments, scene, pictures, peers, chosen):
     """Shows a table for each picture; gives its figures and what is wrong."""
     figures, wrong = {}, []
     for picture in pictures:
-        comparison = Comparison(picture, instruments, scene, peers)
-        comparison.measure(rounds)
-        comparison.show(count)
+        comparison = Comparison(picture, instruments, scene, peers, chosen.unhardened)
+        comparison.measure(chosen.rounds)
+        comparison.show(chosen.instructions)
         figures[picture.name] = comparison.figures()
         wrong += [f"{picture.name}: {name}: {said}" for name, said in comparison.errors.items()]
     return figures, wrong

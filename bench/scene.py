@@ -72,11 +72,11 @@ class Scene:
         if self.peer.stdout.readline() != b"listening\n":
             raise Failed("the answering peer did not start")
 
-    def hook(self, name, event):
-        """A run of the hook at an event."""
+    def hook(self, name, event, programs=None):
+        """A run of the hook at an event; another build's, where its folder is named."""
         path = self.top / (name + ".json")
         path.write_text(json.dumps({"hook_event_name": "UserPromptSubmit", "cwd": str(self.top), **event}))
-        words = [self.programs / "sorvane-hook", "--agent", AGENT, "--client-id", CLIENT,
+        words = [(programs or self.programs) / "sorvane-hook", "--agent", AGENT, "--client-id", CLIENT,
                  "--credential-file", self.credential]
         environment = {"PATH": "/usr/bin:/bin", "SORVANE_TESTING": "1", "SORVANE_APP_SUPPORT": str(self.root)}
         return Command(words, path, environment)

@@ -8,6 +8,7 @@ from measuring import Command, Failed
 
 NOTHING = "a program that returns 0"
 LOG_LINE = '12:04:31 worker[7]: "resize" took 18 ms at /srv/images/2024/a-picture.png, see sorvane://help\n'
+QUESTION = "Why does this test fail?"
 KILO, MEGA = 1000, 1_000_000
 
 
@@ -18,6 +19,7 @@ class Row:
     outcome: str
     wall: dict  # at most so many times the wall time of nothing, by where the root is
     instructions: int = None  # at most so many more than nothing
+    hardened: bool = True
 
 
 def pasted(size):
@@ -25,15 +27,17 @@ def pasted(size):
 
 
 ROWS = [
-    Row("no image, no socket", "Why does this test fail?", "no-image-identities", {"tmpfs": 1.2, "disk": 1.5}, 400_000),
+    Row("no image, no socket", QUESTION, "no-image-identities", {"tmpfs": 1.2, "disk": 1.5}, 400_000),
+    Row("the same, not hardened", QUESTION, "no-image-identities", {}, hardened=False),
     Row("a reference, one exchange", "See sorvane://image/" + "0123456789abcdef" * 4, "matched", {"tmpfs": 1.5}),
     Row("113 KB pasted", pasted(113 * KILO), "no-image-identities", {"tmpfs": 1.6}),
     Row("10 MB pasted", pasted(10 * MEGA), "no-image-identities", {"tmpfs": 60}),
 ]
 
 
-def commands(instruments, scene):
-    hooks = {row.name: scene.hook(f"event-{i}", {"prompt": row.prompt}) for i, row in enumerate(ROWS)}
+def commands(instruments, scene, unhardened):
+    hooks = {row.name: scene.hook(f"event-{i}", {"prompt": row.prompt}, None if row.hardened else unhardened)
+             for i, row in enumerate(ROWS)}
     for row in ROWS:
         outcome = scene.outcome(hooks[row.name])
         if outcome != row.outcome:
@@ -59,9 +63,9 @@ def line(row, place, costs, counted, peak):
             *instructions(row, counted), table.mebibytes(peak)]
 
 
-def compare(instruments, scene, place, rounds):
+def compare(instruments, scene, place, unhardened, rounds):
     """Shows the table of a scene in this place; gives its figures."""
-    runs = commands(instruments, scene)
+    runs = commands(instruments, scene, unhardened)
     costs = measuring.side_by_side(instruments, runs, rounds)
     counted = {name: measuring.instructions(command) for name, command in runs.items()}
     peak = {name: max(measuring.peaks(instruments, command).values()) for name, command in runs.items()}

@@ -14,7 +14,7 @@ add_library(sorvane_hardening INTERFACE)
 add_library(sorvane_decoder_hardening INTERFACE)
 target_link_libraries(sorvane_decoder_hardening INTERFACE sorvane_hardening)
 
-if(SORVANE_SANITIZE)
+if(SORVANE_SANITIZE OR NOT SORVANE_HARDENING)
     return()
 endif()
 
@@ -42,8 +42,10 @@ set(fortify 2)
 if(sorvane_has_fortify_3)
     set(fortify 3)
 endif()
-target_compile_options(sorvane_hardening INTERFACE
+set(checked_lengths
     "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify}>")
+target_compile_options(sorvane_hardening INTERFACE ${checked_lengths})
+list(APPEND sorvane_hardening_options ${checked_lengths})
 
 if(NOT APPLE)
     # One for each of the two kinds of machine.
