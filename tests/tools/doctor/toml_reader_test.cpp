@@ -46,6 +46,15 @@ TEST_CASE("as many tables as there may be within one another can be read") {
         parseTOML("a = " + repeated("{" + key(60) + " = ", 60) + "1" + repeated("}", 60)));
 }
 
+TEST_CASE("letters beyond ASCII are no blanks: an error in a bare key, and kept where blanks go") {
+    for (const std::string letter : {"\u00e9", "\u02de", "\u045e", "\uff21", "\U0001f600"}) {
+        CAPTURE(letter);
+        CHECK_THROWS_AS(parseTOML(letter + " = 1"), std::runtime_error);
+        CHECK_THROWS_AS(parseTOML("a" + letter + " = 1"), std::runtime_error);
+        CHECK(parseTOML("a = \"\"\"b\\\n  " + letter + "\"\"\"")["a"] == "b" + letter);
+    }
+}
+
 TEST_CASE("dots in texts and comments are no parts of a key") {
     const std::string dots(1000, '.');
     CHECK(parseTOML("# " + dots + "\na = \"" + dots + "\" # \"" + dots + "\nb = '''\n" + dots +
