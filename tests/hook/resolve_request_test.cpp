@@ -13,7 +13,7 @@ namespace {
 using nlohmann::json;
 
 json fieldsFor(const json& event) {
-    return resolve_request::requestFields({{{"assetID", "a"}}}, "/project", event);
+    return resolveRequest::requestFields({{{"assetID", "a"}}}, "/project", event);
 }
 
 json entry(const json& changes = json::object()) {
@@ -28,7 +28,7 @@ json without(json object, const char* key) {
     return object;
 }
 
-std::string lineOf(const json& image) { return resolve_request::line(image).value_or("no line"); }
+std::string lineOf(const json& image) { return resolveRequest::line(image).value_or("no line"); }
 
 const std::string header =
     "[Sorvane Tandem Link]\n"
@@ -57,13 +57,13 @@ TEST_CASE("the fields of a request keep the identities in their order, repeated 
         {{"assetID", "b"}},
         {{"sha256", "0"}},
     };
-    const json fields = resolve_request::requestFields(identities, "", json::object());
+    const json fields = resolveRequest::requestFields(identities, "", json::object());
     CHECK(fields.at("attachments") == json(identities));
     CHECK(fields.at("workspaceRoot") == "");
 }
 
 TEST_CASE("the fields of a request without identities hold an empty list") {
-    const json attachments = resolve_request::requestFields({}, "/", json::object())["attachments"];
+    const json attachments = resolveRequest::requestFields({}, "/", json::object())["attachments"];
     CHECK(attachments.is_array());
     CHECK(attachments.empty());
 }
@@ -120,7 +120,7 @@ TEST_CASE(
         const json answer = {{"matched", true}, {"images", images}, {"other", 1}};
         CAPTURE(answer.dump());
         for (std::size_t asked = 0; asked < 5; ++asked) {
-            const json* exact = resolve_request::exactMatch(answer, asked);
+            const json* exact = resolveRequest::exactMatch(answer, asked);
             CHECK((exact == &answer["images"]) == (asked == images.size()));
             CHECK((exact == nullptr) == (asked != images.size()));
         }
@@ -156,7 +156,7 @@ TEST_CASE("an answer is no match in any other form") {
     };
     for (const json& answer : answers) {
         CAPTURE(answer.dump());
-        CHECK(resolve_request::exactMatch(answer, 1) == nullptr);
+        CHECK(resolveRequest::exactMatch(answer, 1) == nullptr);
     }
 }
 
@@ -164,7 +164,7 @@ TEST_CASE("an answer with one image that is no object is no match, wherever it s
     for (std::size_t at = 0; at < 3; ++at) {
         json images = json::array({entry(), entry(), entry()});
         images[at] = "a.png";
-        CHECK(resolve_request::exactMatch({{"matched", true}, {"images", images}}, 3) == nullptr);
+        CHECK(resolveRequest::exactMatch({{"matched", true}, {"images", images}}, 3) == nullptr);
     }
 }
 
@@ -216,24 +216,24 @@ TEST_CASE("the line of an image says so when the size is not known") {
 TEST_CASE("the line of an image is missing when path or type is no text") {
     for (const char* key : {"relativePath", "uti"}) {
         CAPTURE(key);
-        CHECK(resolve_request::line(without(entry(), key)) == std::nullopt);
+        CHECK(resolveRequest::line(without(entry(), key)) == std::nullopt);
         for (const json& value : {json(nullptr), json(1), json(true), json::array({"a.png"}),
                                   json{{"path", "a.png"}}}) {
             CAPTURE(value.dump());
-            CHECK(resolve_request::line(entry({{key, value}})) == std::nullopt);
+            CHECK(resolveRequest::line(entry({{key, value}})) == std::nullopt);
         }
     }
-    CHECK(resolve_request::line(json::object()) == std::nullopt);
+    CHECK(resolveRequest::line(json::object()) == std::nullopt);
 }
 
 TEST_CASE("the context block holds the line of one image between its header and its footer") {
-    CHECK(resolve_request::contextBlock(json::array({entry()})) ==
+    CHECK(resolveRequest::contextBlock(json::array({entry()})) ==
           header + "- a.png (800 x 600, public.png, bit-exact)" + footer);
 }
 
 TEST_CASE(
     "the context block parts several lines by one line feed each, in the order of the images") {
-    CHECK(resolve_request::contextBlock(json::array({
+    CHECK(resolveRequest::contextBlock(json::array({
               entry({{"relativePath", "b.png"}}),
               without(entry(), "height"),
               entry({{"relativePath", "b.png"}}),
@@ -248,7 +248,7 @@ TEST_CASE("the context block is missing when one image has no line, wherever it 
             json images = json::array({entry(), entry(), entry()});
             images[at].erase(key);
             CAPTURE(images.dump());
-            CHECK(resolve_request::contextBlock(images) == std::nullopt);
+            CHECK(resolveRequest::contextBlock(images) == std::nullopt);
         }
 }
 
