@@ -31,7 +31,8 @@ def options():
     parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--unhardened", type=Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--modules", type=Path, required=True, help=argparse.SUPPRESS)
-    parser.add_argument("--rounds", type=int, default=15, help="of every picture (15); start-up takes 12 times that")
+    parser.add_argument("--rounds", type=int, default=15,
+                        help=f"of every picture (%(default)s); start-up takes {STARTS} times that")
     parser.add_argument("--busy", action="store_true", help="keep one core busy with something else")
     parser.add_argument("--json", type=Path, metavar="FILE", help="write the figures there too; times are milliseconds")
     parser.add_argument("--chart", type=Path, metavar="FILE", help="draw the pictures' figures there, as SVG")
