@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "identity/decoder_program.h"
+#include "support/descriptor_io.h"
 #include "support/unix_socket.h"
 
 namespace sorvane {
@@ -87,14 +88,7 @@ std::optional<std::string> DecoderProcess::text(std::size_t limit) {
 }
 
 bool DecoderProcess::waitFor(short event) const {
-    while (true) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
-        if (left <= 0ms) return false;
-        pollfd waiting{socket_.get(), event, 0};
-        const int ready = ::poll(&waiting, 1, static_cast<int>(left.count()));
-        if (ready > 0) return true;
-        if (ready < 0 && errno != EINTR) return false;
-    }
+    return Clock::now() < deadline_ && awaitReady(socket_.get(), event, deadline_);
 }
 
 // Ends the input first: the decoder answers after its end. Reads one byte beyond the limit at most,

@@ -19,13 +19,13 @@
 #include <unistd.h>
 
 #include "support/abandoned_children.h"
+#include "support/descriptor_io.h"
 #include "support/unix_socket.h"
 
 namespace sorvane {
 
 namespace {
 
-using namespace std::chrono_literals;
 using Clock = ChildStatus::Clock;
 
 // What is said of a child whose status somebody else has taken.
@@ -75,15 +75,6 @@ std::optional<ChildEnd> pollEnd(pid_t child, Clock::time_point deadline) {
         if (end || Clock::now() >= deadline) return end;
         ::nanosleep(&pause, nullptr);
         pause.tv_nsec = std::min(2 * pause.tv_nsec, maxPauseNanoseconds);
-    }
-}
-
-bool hasReport(int socket, Clock::time_point deadline) {
-    while (true) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        pollfd waiting{socket, POLLIN, 0};
-        const int ready = ::poll(&waiting, 1, static_cast<int>(std::max(left, 0ms).count()));
-        if (ready >= 0 || errno != EINTR) return ready > 0;
     }
 }
 
@@ -157,7 +148,7 @@ ChildEnd ChildStatus::awaitEnd() {
 
 std::optional<ChildEnd> ChildStatus::awaitEnd(Clock::time_point deadline) {
     if (!reports_) return pollEnd(program_, deadline);
-    if (!hasReport(reports_.get(), deadline)) return std::nullopt;
+    if (!awaitReady(reports_.get(), POLLIN, deadline)) return std::nullopt;
     return awaitEnd();
 }
 

@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t pieceSize = 16'384;
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
+using std::chrono::steady_clock;
 
 // After a failed call: whether to make it again, once the descriptor is ready.
 bool retries(int descriptor, short event) {
@@ -38,21 +38,20 @@ std::size_t waitingBytes(int descriptor) {
                                                       : 0;
 }
 
-// Waits until the descriptor takes bytes, or would fail at once. False with ETIMEDOUT after the
-// deadline.
-bool awaitRoom(int descriptor, Clock::time_point deadline) {
+} // namespace
+
+bool awaitReady(int descriptor, short event, steady_clock::time_point deadline) {
     if (descriptor < 0) return true; // `poll` would ignore it
     while (true) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        pollfd waiting{descriptor, POLLOUT, 0};
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
+        pollfd waiting{descriptor, event, 0};
         const int ready = ::poll(&waiting, 1, static_cast<int>(std::max(left, 0ms).count()));
         if (ready > 0) return true;
         if (ready == 0) errno = ETIMEDOUT;
         if (errno != EINTR) return false;
     }
 }
-
-} // namespace
 
 ssize_t readSome(int descriptor, std::span<char> piece) {
     ssize_t count = 0;
@@ -83,10 +82,10 @@ bool writeAll(int descriptor, std::string_view bytes) {
 }
 
 bool writeWithin(std::chrono::milliseconds timeout, int descriptor, std::string_view bytes) {
-    const Clock::time_point deadline = Clock::now() + timeout;
+    const steady_clock::time_point deadline = steady_clock::now() + timeout;
     const NonblockingWriter writer(descriptor);
     while (!bytes.empty()) {
-        if (!awaitRoom(descriptor, deadline)) return false;
+        if (!awaitReady(descriptor, POLLOUT, deadline)) return false;
         const ssize_t count = writer.write(bytes);
         if (count < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
         if (count <= 0) return false;

@@ -12,6 +12,11 @@
 /// `errno` as the system left it.
 namespace sorvane {
 
+/// Waits until the descriptor is ready for `event`, POLLIN or POLLOUT, or a call would fail at
+/// once. False on failure, with ETIMEDOUT when the deadline has passed; it is looked at once even
+/// then.
+bool awaitReady(int descriptor, short event, std::chrono::steady_clock::time_point deadline);
+
 /// One `read`: the number of bytes, 0 at the end, negative on failure.
 ssize_t readSome(int descriptor, std::span<char> piece);
 
