@@ -1,5 +1,6 @@
 #include "support/graphemes.h"
 
+#include "support/ascii.h"
 #include "support/utf8.h"
 
 namespace sorvane::graphemes {
@@ -10,10 +11,8 @@ std::string lowercased(std::string_view text) {
     while (!text.empty()) {
         const utf8::Step next = utf8::step(text);
         text.remove_prefix(next.length);
-        if (next.scalar >= 'A' && next.scalar <= 'Z')
-            result += static_cast<char>(next.scalar + ('a' - 'A'));
-        else if (next.scalar < 0x80)
-            result += static_cast<char>(next.scalar);
+        if (next.scalar < 0x80)
+            result += ascii::toLower(static_cast<char>(next.scalar));
         else
             appendLowercased(result, next.scalar);
     }

@@ -6,6 +6,7 @@
 #include <sys/random.h>
 #include <unistd.h>
 
+#include "support/ascii.h"
 #include "support/hexadecimal.h"
 
 namespace sorvane {
@@ -19,12 +20,9 @@ constexpr bool startsGroup(std::size_t byte) {
     return byte == 4 || byte == 6 || byte == 8 || byte == 10;
 }
 
-std::optional<unsigned> digitValue(char digit) {
-    if (digit >= '0' && digit <= '9') return digit - '0';
-    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-    return std::nullopt;
-}
+constexpr std::size_t noDigit = std::string_view::npos;
+
+constexpr std::size_t digitValue(char digit) { return lowerHexDigits.find(ascii::toLower(digit)); }
 
 } // namespace
 
@@ -44,10 +42,10 @@ std::optional<Uuid> Uuid::parse(std::string_view text) {
     std::size_t offset = 0;
     for (std::size_t byte = 0; byte < uuid.bytes_.size(); ++byte) {
         if (startsGroup(byte) && text[offset++] != '-') return std::nullopt;
-        const auto high = digitValue(text[offset++]);
-        const auto low = digitValue(text[offset++]);
-        if (!high || !low) return std::nullopt;
-        uuid.bytes_[byte] = static_cast<std::uint8_t>(*high << 4 | *low);
+        const std::size_t high = digitValue(text[offset++]);
+        const std::size_t low = digitValue(text[offset++]);
+        if (high == noDigit || low == noDigit) return std::nullopt;
+        uuid.bytes_[byte] = static_cast<std::uint8_t>(high << 4 | low);
     }
     return uuid;
 }
