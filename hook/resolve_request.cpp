@@ -5,7 +5,7 @@
 
 #include "support/json.h"
 
-namespace sorvane::resolve_request {
+namespace sorvane::resolveRequest {
 
 namespace {
 
@@ -67,4 +67,4 @@ std::optional<std::string> contextBlock(const nlohmann::json& images) {
     return block;
 }
 
-} // namespace sorvane::resolve_request
+} // namespace sorvane::resolveRequest

@@ -10,7 +10,7 @@
 
 /// The hook's side of the operation "resolve": what it asks, how it judges the answer, and what it
 /// tells the agent. Malformed answers are never errors: they are no match, or nothing to tell.
-namespace sorvane::resolve_request {
+namespace sorvane::resolveRequest {
 
 /// The fields of the request: the identities in their order, the workspace root, and the session
 /// and the turn when the event names them.
@@ -28,4 +28,4 @@ std::optional<std::string> line(const nlohmann::json& image);
 /// line.
 std::optional<std::string> contextBlock(const nlohmann::json& images);
 
-} // namespace sorvane::resolve_request
+} // namespace sorvane::resolveRequest

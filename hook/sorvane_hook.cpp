@@ -91,17 +91,17 @@ class Run {
         if (!root) return observe(hookOutcome::workspaceUnavailable);
 
         const std::size_t identityCount = identities.size();
-        auto fields = resolve_request::requestFields(std::move(identities), *root, event);
+        auto fields = resolveRequest::requestFields(std::move(identities), *root, event);
         observe(hookOutcome::resolving);
         const auto answer = BrokerClient(identity_).call("resolve", std::move(fields));
 
-        const nlohmann::json* images = resolve_request::exactMatch(answer, identityCount);
+        const nlohmann::json* images = resolveRequest::exactMatch(answer, identityCount);
         if (images == nullptr) {
             observe(hookOutcome::noExactMatch);
             return letPromptGoOn();
         }
         observe(hookOutcome::matched);
-        if (const auto block = resolve_request::contextBlock(*images)) tell(*block);
+        if (const auto block = resolveRequest::contextBlock(*images)) tell(*block);
     }
 
   private:

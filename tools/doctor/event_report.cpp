@@ -129,13 +129,13 @@ json request(const std::string& agent, std::vector<json> identities, std::string
              const json& event) {
     const BrokerIdentity identity{agent, clientID(agent), "(credential)"};
     return brokerRequest(identity, "resolve", Uuid::random().lowerText(),
-                         resolve_request::requestFields(std::move(identities), root, event));
+                         resolveRequest::requestFields(std::move(identities), root, event));
 }
 
 // The block for pictures that the application alone could name.
 json matchedAnswer(const std::string& agent, std::size_t count) {
     const json image = {{"relativePath", "(path in the workspace)"}, {"uti", "(type)"}};
-    const auto block = resolve_request::contextBlock(json(count, image));
+    const auto block = resolveRequest::contextBlock(json(count, image));
     return hookAnswer::context(agent, block.value_or(""));
 }
 
