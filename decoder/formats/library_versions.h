@@ -72,12 +72,16 @@ inline void setColourOptions([[maybe_unused]] heif_decoding_options& options) {
 #endif
 }
 
-/// A decoder for libheif, from the calls that each of its releases knows. Since 1.21 it takes none
-/// without two more: one that opens with options, and one that says that all bytes have come.
+/// A decoder of ours for libheif, from its calls that each release knows. It is no stricter when it
+/// is told to be. Since 1.21 libheif takes none without two more calls: one that opens with
+/// options, and one that says that all bytes have come.
 template<heif_error (*open)(void**)>
 constexpr heif_decoder_plugin decoderPlugin(heif_decoder_plugin plugin) {
     plugin.plugin_api_version = 3;
+    plugin.get_plugin_name = [] { return "sorvane"; };
+    plugin.id_name = "sorvane";
     plugin.new_decoder = open;
+    plugin.set_strict_decoding = [](void*, int) {};
 #if LIBHEIF_HAVE_VERSION(1, 21, 0)
     plugin.plugin_api_version = 5;
     plugin.new_decoder2 = [](void** decoder, const heif_decoder_plugin_options*) {

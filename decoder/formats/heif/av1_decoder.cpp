@@ -36,7 +36,6 @@ struct Picture : Dav1dPicture {
     ~Picture() { dav1d_picture_unref(this); }
 };
 
-const char* name() { return "sorvane"; }
 int supports(heif_compression_format format) {
     return format == heif_compression_AV1 ? decoderPriority : 0;
 }
@@ -88,8 +87,6 @@ heif_error open(void** result) {
 }
 
 void close(void* decoder) { delete static_cast<Dav1dDecoder*>(decoder); }
-
-void setStrict(void*, int) {}
 
 heif_error push(void* data, const void* bytes, std::size_t size) {
     auto& decoder = *static_cast<Dav1dDecoder*>(data);
@@ -155,13 +152,10 @@ heif_error decode(void* decoder, heif_image** image) {
 
 constexpr heif_decoder_plugin calls() {
     heif_decoder_plugin plugin{};
-    plugin.get_plugin_name = name;
     plugin.does_support_format = supports;
     plugin.free_decoder = close;
     plugin.push_data = push;
     plugin.decode_image = decode;
-    plugin.set_strict_decoding = setStrict;
-    plugin.id_name = "sorvane";
     return plugin;
 }
 

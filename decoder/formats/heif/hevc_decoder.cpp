@@ -4,10 +4,11 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <malloc.h>
 #include <memory>
 #include <new>
 #include <span>
+
+#include <malloc.h>
 
 #include <libde265/de265.h>
 
@@ -19,7 +20,6 @@ namespace sorvane::decoder {
 
 namespace {
 
-const char* name() { return "sorvane"; }
 void initialize() { de265_init(); }
 void finish() { de265_free(); }
 int supports(heif_compression_format format) {
@@ -78,8 +78,6 @@ void close(void* decoder) {
     de265_free_decoder(decoder);
     ::mallopt(M_PERTURB, leaveMemory);
 }
-
-void setStrict(void*, int) {}
 
 // The item's NAL units, each after its length in four bytes.
 heif_error push(void* decoder, const void* data, std::size_t size) {
@@ -150,15 +148,12 @@ heif_error decode(void* decoder, heif_image** image) {
 
 constexpr heif_decoder_plugin calls() {
     heif_decoder_plugin plugin{};
-    plugin.get_plugin_name = name;
     plugin.init_plugin = initialize;
     plugin.deinit_plugin = finish;
     plugin.does_support_format = supports;
     plugin.free_decoder = close;
     plugin.push_data = push;
     plugin.decode_image = decode;
-    plugin.set_strict_decoding = setStrict;
-    plugin.id_name = "sorvane";
     return plugin;
 }
 
