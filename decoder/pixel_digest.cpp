@@ -6,8 +6,9 @@
 #include <cstddef>
 #include <cstring>
 #include <mutex>
-#include <pthread.h>
 #include <utility>
+
+#include <pthread.h>
 
 namespace sorvane::decoder {
 

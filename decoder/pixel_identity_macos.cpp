@@ -3,14 +3,15 @@
 
 #include "decoder/pixel_identity.h"
 
-#include <CoreGraphics/CoreGraphics.h>
-#include <ImageIO/ImageIO.h>
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include <CoreGraphics/CoreGraphics.h>
+#include <ImageIO/ImageIO.h>
 
 #include "decoder/digest_prefix.h"
 #include "support/core_foundation.h"

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <CoreFoundation/CoreFoundation.h>
 #include <string_view>
 #include <utility>
+
+#include <CoreFoundation/CoreFoundation.h>
 
 namespace sorvane {
 

@@ -1,9 +1,10 @@
 #include "support/executable_path.h"
 
 #include <array>
+#include <string_view>
+
 #include <crt_externs.h>
 #include <libproc.h>
-#include <string_view>
 
 namespace sorvane {
 

@@ -1,9 +1,10 @@
 #include "support/sha256.h"
 
-#include <CommonCrypto/CommonDigest.h>
 #include <algorithm>
 #include <array>
 #include <limits>
+
+#include <CommonCrypto/CommonDigest.h>
 
 #include "support/hexadecimal.h"
 

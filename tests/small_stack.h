@@ -2,8 +2,9 @@
 
 #include <cstddef>
 #include <functional>
-#include <pthread.h>
 #include <stdexcept>
+
+#include <pthread.h>
 
 namespace sorvane::test {
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+
 #include <vips/vips.h>
 
 #include "decoder/digest_prefix.h"

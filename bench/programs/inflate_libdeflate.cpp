@@ -1,8 +1,9 @@
 // The whole at once.
 
 #include <algorithm>
-#include <libdeflate.h>
 #include <memory>
+
+#include <libdeflate.h>
 
 #include "bench/programs/inflate.h"
 

@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <malloc.h>
 #include <string_view>
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <dirent.h>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
+#include <dirent.h>
 #include <sys/resource.h>
 #include <unistd.h>
 

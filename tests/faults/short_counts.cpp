@@ -9,9 +9,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <elf.h>
 #include <set>
 
+#include <elf.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <ImageIO/ImageIO.h>
 #include <cstdint>
 #include <map>
 #include <string>
+
+#include <ImageIO/ImageIO.h>
 
 #include "tests/macos_fakes/world.h"
 

@@ -1,23 +1,24 @@
 // What macOS has beside the frameworks, and the calls of this system that are asked for something
 // it does not know.
 
-#include <CommonCrypto/CommonDigest.h>
 #include <algorithm>
 #include <cerrno>
-#include <crt_externs.h>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <libproc.h>
 #include <string>
 #include <vector>
 
+#include <crt_externs.h>
+#include <libproc.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <CommonCrypto/CommonDigest.h>
 
 #include "tests/macos_fakes/world.h"
 

@@ -6,7 +6,6 @@
 #include <csignal>
 #include <cstddef>
 #include <functional>
-#include <pthread.h>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 

@@ -1,7 +1,8 @@
 #include "tools/doctor/command_line.h"
 
-#include <CLI/CLI.hpp>
 #include <sstream>
+
+#include <CLI/CLI.hpp>
 
 #include "integration/agent_identifier.h"
 #include "support/absolute_path.h"

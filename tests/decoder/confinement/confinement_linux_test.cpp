@@ -8,15 +8,15 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
-#include <netinet/in.h>
 #include <new>
-#include <sched.h>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include <fcntl.h>
 #include <linux/futex.h>
+#include <netinet/in.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/personality.h>
