@@ -6,25 +6,38 @@
 #include "support/home_directory.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 #include <pwd.h>
 #include <unistd.h>
 
+#include "support/child_process.h"
+#include "support/descriptor_io.h"
+#include "support/pipe.h"
+
 namespace sorvane {
 
 namespace {
+
+// A directory service that does not answer must not keep a prompt waiting.
+constexpr std::chrono::seconds getentTimeout{2};
+
+constexpr std::size_t maxLine = 16'384;
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 // In lines like those of the passwd file.
 std::optional<std::filesystem::path> homeIn(File lines, uid_t account) {
     if (!lines) return std::nullopt;
-    std::array<char, 16'384> buffer; // of one line
+    std::array<char, maxLine> buffer;
     passwd entry{};
     passwd* found = nullptr;
     while (::fgetpwent_r(lines.get(), &entry, buffer.data(), buffer.size(), &found) == 0)
@@ -37,11 +50,32 @@ std::optional<std::filesystem::path> homeInFile(uid_t account) {
     return homeIn({std::fopen("/etc/passwd", "re"), std::fclose}, account);
 }
 
-std::optional<std::filesystem::path> homeByGetent(uid_t account) {
-    // A directory service that does not answer must not keep a prompt waiting.
-    const std::string command = "exec /usr/bin/timeout -s KILL 2 /usr/bin/getent passwd " +
-                                std::to_string(account) + " </dev/null 2>/dev/null";
-    return homeIn({::popen(command.c_str(), "re"), ::pclose}, account);
+std::vector<std::string> wholeEnvironment() {
+    std::vector<std::string> variables;
+    for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry)
+        variables.emplace_back(*entry);
+    return variables;
+}
+
+std::optional<std::filesystem::path> homeByGetent(uid_t account) try {
+    const auto deadline = ChildProcess::Clock::now() + getentTimeout;
+    Pipe pipe = makePipe();
+    ChildStreams streams;
+    streams.connect(pipe.writingEnd.get(), STDOUT_FILENO);
+    streams.connectNull(STDIN_FILENO);
+    streams.connectNull(STDERR_FILENO);
+    ChildProcess getent("/usr/bin/getent", {"getent", "passwd", std::to_string(account)},
+                        wholeEnvironment(), std::move(streams));
+    // It ends before its output is read: a pipe holds more than a line. Without success there may
+    // be none, and somebody else who could still write it.
+    if (!getent.succeeds(deadline)) return std::nullopt;
+    std::array<char, maxLine> line;
+    const ssize_t length = readSome(pipe.readingEnd.get(), line);
+    if (length <= 0) return std::nullopt;
+    return homeIn({::fmemopen(line.data(), static_cast<std::size_t>(length), "r"), std::fclose},
+                  account);
+} catch (const std::system_error&) {
+    return std::nullopt;
 }
 
 std::filesystem::path homeOf(uid_t account) {

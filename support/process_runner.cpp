@@ -1,18 +1,14 @@
 #include "support/process_runner.h"
 
-#include <array>
-#include <cerrno>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "support/child_process.h"
 #include "support/descriptor_io.h"
 #include "support/home_directory.h"
-#include "support/unique_descriptor.h"
+#include "support/pipe.h"
 #include "support/utf8.h"
 
 // Not every system's headers declare it.
@@ -21,18 +17,6 @@ extern char** environ; // NOLINT(readability-redundant-declaration)
 namespace sorvane {
 
 namespace {
-
-struct Pipe {
-    UniqueDescriptor readingEnd;
-    UniqueDescriptor writingEnd;
-};
-
-Pipe makePipe() {
-    std::array<int, 2> ends{-1, -1};
-    if (::pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
-    for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    return {UniqueDescriptor(ends[0]), UniqueDescriptor(ends[1])};
-}
 
 // The inherited directories come first; the others are appended even when they are among them.
 std::vector<std::string> extendedEnvironment() {
