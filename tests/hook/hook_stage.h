@@ -31,6 +31,20 @@ struct Finished {
     bool isSilent() const { return output.empty() && error.empty(); }
 };
 
+inline const std::string hash = "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef";
+inline const std::string reference = "sorvane://image/" + hash;
+
+/// An event that asks for the image of that digest.
+inline const nlohmann::json prompt = {{"prompt", "see " + reference}, {"cwd", "/project"}};
+
+/// An image as the application's answer describes it, and an answer with some.
+inline nlohmann::json image(const std::string& path) {
+    return {{"relativePath", path}, {"uti", "public.png"}, {"width", 800}, {"height", 600}};
+}
+inline nlohmann::json match(const std::vector<nlohmann::json>& images) {
+    return {{"matched", true}, {"images", images}};
+}
+
 /// An application-support root of the test's own, in testing mode, with agents enrolled in it, and
 /// whole runs of the hook played in this process.
 class HookStage {
