@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <string_view>
 
 #include "decoder/colour/colour_step.h"
 #include "decoder/formats/decoder_table.h"
@@ -18,13 +20,20 @@ namespace {
 // More pixels take time and reach no more code.
 constexpr std::uint64_t maxPixels = 65'536;
 
-constexpr ImageFormat format =
-    std::ranges::find(imageFormats, SORVANE_FUZZED_FORMAT, &ImageFormatRow::name)->format;
+ImageFormat formatNamed(std::string_view name) {
+    const auto row = std::ranges::find(imageFormats, name, &ImageFormatRow::name);
+    if (row == imageFormats.end()) std::abort();
+    return row->format;
+}
 
 } // namespace
 
+/// The name of the format in the table.
+extern const char* const fuzzedFormat;
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const test::MemoryFile memory;
+    static const ImageFormat format = formatNamed(fuzzedFormat);
     ByteSource file(memory.holding({data, size}));
     const auto decoder = openDecoder(format, file);
     const auto header = decoder->readHeader();
