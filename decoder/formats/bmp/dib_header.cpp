@@ -4,6 +4,7 @@
 #include <bit>
 #include <span>
 
+#include "decoder/input/four_letter_code.h"
 #include "decoder/input/number_reader.h"
 
 namespace sorvane::decoder {
@@ -158,9 +159,9 @@ bool HeaderReader::readPalette() {
 }
 
 void HeaderReader::readColours() {
-    constexpr std::uint32_t srgb = 0x73524742;            // "sRGB"
-    constexpr std::uint32_t windowsColours = 0x57696e20;  // "Win ", which is sRGB too
-    constexpr std::uint32_t embeddedProfile = 0x4d424544; // "MBED"
+    constexpr std::uint32_t srgb = fourLetterCode("sRGB");
+    constexpr std::uint32_t windowsColours = fourLetterCode("Win "); // which are sRGB too
+    constexpr std::uint32_t embeddedProfile = fourLetterCode("MBED");
     if (form_ < windows4) return;
     const std::uint32_t space = u32(56);
     if (space == srgb || space == windowsColours) header_.colours = DibColours::srgb;
