@@ -26,25 +26,41 @@ class RowsInOrder {
           size_(size),
           rowBytes_(size.width * format.pixelBytes()),
           together_(rowsTogether(size.width)),
-          topDown_(order == RowOrder::topDown),
-          kept_(together_ > 1 ? together_ * rowBytes_ : 0) {}
+          topDown_(order == RowOrder::topDown) {}
 
-    /// The next row. The last one of the picture ends the handing over.
-    void take(const std::uint8_t* samples) {
-        ++taken_;
-        if (together_ == 1) return handOver(1, samples);
-        ++waiting_;
-        std::memcpy(kept_.data() + (topDown_ ? waiting_ - 1 : together_ - waiting_) * rowBytes_,
-                    samples, rowBytes_);
-        if (waiting_ < together_ && taken_ < size_.height) return;
-        handOver(waiting_, kept_.data() + (topDown_ ? 0 : together_ - waiting_) * rowBytes_);
-        waiting_ = 0;
+    /// Where the samples of the next row are to be written; `rowWritten` takes them from there.
+    std::uint8_t* nextRow() {
+        if (block_.empty()) block_.resize(together_ * rowBytes_);
+        return block_.data() + (topDown_ ? waiting_ : together_ - 1 - waiting_) * rowBytes_;
+    }
+
+    void rowWritten() { written(1); }
+
+    /// The next rows, one after the other in their order in the file.
+    void take(const std::uint8_t* samples, std::uint32_t count = 1) {
+        if (count == together_ && waiting_ == 0 && topDown_) return handOver(count, samples);
+        while (count > 0) {
+            const std::uint32_t copied = topDown_ ? std::min(count, together_ - waiting_) : 1;
+            std::memcpy(nextRow(), samples, copied * rowBytes_);
+            written(copied);
+            samples += copied * rowBytes_;
+            count -= copied;
+        }
     }
 
   private:
+    // The last row of the picture ends the handing over.
+    void written(std::uint32_t rows) {
+        waiting_ += rows;
+        if (waiting_ < together_ && taken_ + waiting_ < size_.height) return;
+        handOver(waiting_, block_.data() + (topDown_ ? 0 : together_ - waiting_) * rowBytes_);
+        waiting_ = 0;
+    }
+
     void handOver(std::uint32_t rows, const std::uint8_t* samples) {
-        const std::uint32_t first = topDown_ ? taken_ - rows : size_.height - taken_;
+        const std::uint32_t first = topDown_ ? taken_ : size_.height - taken_ - rows;
         sink_.take(PixelRun::wholeRows(first, rows, size_.width, samples));
+        taken_ += rows;
     }
 
     PixelSink& sink_;
@@ -52,7 +68,8 @@ class RowsInOrder {
     std::size_t rowBytes_;
     std::uint32_t together_;
     bool topDown_;
-    std::vector<std::uint8_t> kept_;
+    // Of the rows that are handed over together.
+    std::vector<std::uint8_t> block_;
     std::uint32_t taken_ = 0;
     std::uint32_t waiting_ = 0;
 };
@@ -61,10 +78,9 @@ class RowsInOrder {
 template<class FillRow>
 void takeRows(PixelSink& sink, Size size, const SampleFormat& format, const FillRow& fillRow) {
     RowsInOrder rows(sink, size, format);
-    std::vector<std::uint8_t> samples(size.width * format.pixelBytes());
     for (std::uint32_t row = 0; row < size.height; ++row) {
-        fillRow(row, samples.data());
-        rows.take(samples.data());
+        fillRow(row, rows.nextRow());
+        rows.rowWritten();
     }
 }
 

@@ -50,56 +50,77 @@ class RowMaker {
         : header_(header),
           handedOver_(sink, header.size, {dibChannels(header)},
                       header.topDown ? RowOrder::topDown : RowOrder::bottomUp),
-          channels_(channelCount(dibChannels(header))),
-          samples_(channels_ * header.size.width) {
+          channels_(channelCount(dibChannels(header))) {
         std::ranges::transform(header.masks, masks_.begin(),
                                [](std::uint32_t mask) { return MaskedChannel(mask); });
     }
 
     /// The next row. `packed`: of a file without run-length coding, as it stands there.
     void take(const std::uint8_t* packed) {
-        for (std::uint32_t x = 0; x < header_.size.width; ++x)
-            if (header_.depth <= 8)
-                lookUp(packed, x);
-            else
-                unmask(packed, x);
-        handedOver_.take(samples_.data());
+        std::uint8_t* const samples = handedOver_.nextRow();
+        switch (header_.depth) {
+        case 16:
+            unmask<2>(packed, samples);
+            break;
+        case 24:
+            unmask<3>(packed, samples);
+            break;
+        case 32:
+            unmask<4>(packed, samples);
+            break;
+        default:
+            lookUp(packed, samples);
+        }
+        handedOver_.rowWritten();
     }
 
     /// The next row. `units`: for each pixel its index in the palette, or blue, green and red.
     void takeUnits(const Row& units) {
-        for (std::size_t x = 0; x < header_.size.width; ++x)
+        std::uint8_t* to = handedOver_.nextRow();
+        for (std::size_t x = 0; x < header_.size.width; ++x, to += sizeof(Colour))
             if (header_.depth <= 8)
-                put(x, header_.palette[units[x]]);
+                put(to, header_.palette[units[x]]);
             else
-                put(x, {units[3 * x + 2], units[3 * x + 1], units[3 * x]});
-        handedOver_.take(samples_.data());
+                put(to, {units[3 * x + 2], units[3 * x + 1], units[3 * x]});
+        handedOver_.rowWritten();
     }
 
   private:
-    void put(std::size_t x, std::array<std::uint8_t, 3> colour) {
-        std::memcpy(samples_.data() + channels_ * x, colour.data(), colour.size());
+    using Colour = std::array<std::uint8_t, 3>;
+
+    static void put(std::uint8_t* to, const Colour& colour) {
+        std::memcpy(to, colour.data(), sizeof colour);
     }
 
-    void lookUp(const std::uint8_t* packed, std::size_t x) {
-        const std::size_t bit = x * header_.depth;
-        const unsigned shift = 8U - header_.depth - bit % 8;
-        const unsigned last = (1U << header_.depth) - 1;
-        put(x, header_.palette[packed[bit / 8] >> shift & last]);
+    void lookUp(const std::uint8_t* packed, std::uint8_t* to) const {
+        const unsigned depth = header_.depth;
+        const unsigned last = (1U << depth) - 1;
+        for (std::size_t x = 0, bit = 0; x < header_.size.width; ++x, bit += depth)
+            put(to + sizeof(Colour) * x,
+                header_.palette[packed[bit / 8] >> (8 - depth - bit % 8) & last]);
     }
 
-    void unmask(const std::uint8_t* packed, std::size_t x) {
-        const std::size_t bytes = header_.depth / 8;
-        std::uint32_t pixel = 0;
-        for (std::size_t i = bytes; i-- > 0;) pixel = pixel << 8 | packed[bytes * x + i];
-        for (std::size_t channel = 0; channel < channels_; ++channel)
-            samples_[channels_ * x + channel] = masks_[channel].of(pixel);
+    template<std::size_t bytes>
+    void unmask(const std::uint8_t* packed, std::uint8_t* to) const {
+        if (channels_ == 3)
+            unmask<bytes, 3>(packed, to);
+        else
+            unmask<bytes, 4>(packed, to);
+    }
+
+    template<std::size_t bytes, std::size_t channels>
+    void unmask(const std::uint8_t* packed, std::uint8_t* to) const {
+        for (std::size_t x = 0; x < header_.size.width; ++x, packed += bytes, to += channels) {
+            std::uint32_t pixel = 0;
+            for (std::size_t i = bytes; i-- > 0;) pixel = pixel << 8 | packed[i];
+            for (std::size_t channel = 0; channel < channels; ++channel)
+                to[channel] = masks_[channel].of(pixel);
+        }
     }
 
     const DibHeader& header_;
     RowsInOrder handedOver_;
     std::size_t channels_;
-    Row samples_;
     std::array<MaskedChannel, 4> masks_{MaskedChannel(0), MaskedChannel(0), MaskedChannel(0),
                                         MaskedChannel(0)};
 };
