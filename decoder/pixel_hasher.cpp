@@ -23,6 +23,30 @@ void reversePixels(std::uint8_t* rgba, std::size_t count) {
                          rgba + pixelBytes * (right - 1));
 }
 
+/// The straight lines of a frame on which a run's pixels lie, in the order of its samples.
+struct Lines {
+    std::ptrdiff_t start;
+    /// Of each line.
+    std::size_t length;
+    std::ptrdiff_t toNextPixel;
+    std::ptrdiff_t toNextLine;
+};
+
+// Stored rows and columns are straight lines: their first two pixels give the step. Rows of one
+// pixel are one line.
+Lines linesOf(const PixelRun& run, Orientation orientation, Size stored) {
+    const std::size_t frameWidth = uprightSize(orientation, stored).width;
+    const auto index = [&](std::uint32_t column, std::uint32_t row) {
+        const Position upright = uprightPosition(orientation, stored, {column, row});
+        return static_cast<std::ptrdiff_t>(upright.y * frameWidth + upright.x);
+    };
+    const std::ptrdiff_t start = index(run.firstColumn, run.row);
+    const std::ptrdiff_t toNextRow =
+        run.rows > 1 ? index(run.firstColumn, run.row + run.rowStep) - start : 0;
+    if (run.count == 1) return {start, run.rows, toNextRow, 0};
+    return {start, run.count, index(run.firstColumn + run.columnStep, run.row) - start, toNextRow};
+}
+
 } // namespace
 
 PixelHasher::PixelHasher(const PictureHeader& header, ColourStep colour)
@@ -88,34 +112,23 @@ void PixelHasher::streamMirrored(const PixelRun& run) {
 }
 
 void PixelHasher::store(const PixelRun& run) {
-    const std::size_t frameWidth = uprightSize(orientation_, stored_).width;
-    const auto index = [&](std::uint32_t column, std::uint32_t row) {
-        const Position upright = uprightPosition(orientation_, stored_, {column, row});
-        return static_cast<std::ptrdiff_t>(upright.y * frameWidth + upright.x);
-    };
-    // Stored rows and columns are straight lines in the frame: their first two pixels give the
-    // step.
-    const std::ptrdiff_t start = index(run.firstColumn, run.row);
-    const std::ptrdiff_t toNextColumn =
-        run.count > 1 ? index(run.firstColumn + run.columnStep, run.row) - start : 0;
-    const std::ptrdiff_t toNextRow =
-        run.rows > 1 ? index(run.firstColumn, run.row + run.rowStep) - start : 0;
+    const Lines lines = linesOf(run, orientation_, stored_);
     const std::size_t total = std::size_t{run.count} * run.rows;
-    std::ptrdiff_t rowStart = start;
+    std::ptrdiff_t lineStart = lines.start;
     std::size_t column = 0;
     for (std::size_t done = 0; done < total;) {
         const std::size_t count = std::min(blockPixels, total - done);
         const std::uint8_t* pixels = finished(run.samples + done * colour_.pixelBytes(), count);
         for (const std::uint8_t* const end = pixels + pixelBytes * count; pixels < end;) {
-            const std::uint8_t* const rowEnd =
-                std::min(end, pixels + pixelBytes * (run.count - column));
-            std::ptrdiff_t to = rowStart + static_cast<std::ptrdiff_t>(column) * toNextColumn;
-            for (; pixels < rowEnd; pixels += pixelBytes, to += toNextColumn, ++column)
+            const std::uint8_t* const lineEnd =
+                std::min(end, pixels + pixelBytes * (lines.length - column));
+            std::ptrdiff_t to = lineStart + static_cast<std::ptrdiff_t>(column) * lines.toNextPixel;
+            for (; pixels < lineEnd; pixels += pixelBytes, to += lines.toNextPixel, ++column)
                 std::memcpy(frame_.get() + static_cast<std::ptrdiff_t>(pixelBytes) * to, pixels,
                             pixelBytes);
-            if (column < run.count) continue;
+            if (column < lines.length) continue;
             column = 0;
-            rowStart += toNextRow;
+            lineStart += lines.toNextLine;
         }
         done += count;
     }
