@@ -214,15 +214,17 @@ bool TiffDecoder::openRows(std::uint16_t planes) {
 bool TiffDecoder::readPixels(PixelSink& sink) {
     const bool planar = layout_.interleaved == 1;
     if (!openRows(static_cast<std::uint16_t>(planar ? layout_.used() : 1))) return false;
-    RowsInOrder handedOver(sink, directory_.size, layout_.format());
-    TiffSamples samples(std::move(layout_), directory_.size.width);
-    std::vector<const std::uint8_t*> stored(rows_.size());
-    for (std::uint32_t y = 0; y < directory_.size.height; ++y) {
+    const Size size = directory_.size;
+    RowsInOrder handedOver(sink, size, layout_.format());
+    TiffSamples samples(std::move(layout_), size.width);
+    std::vector<TiffStoredRows> stored(rows_.size());
+    for (std::uint32_t y = 0; y < size.height; y += stored.front().count) {
         for (std::size_t plane = 0; plane < rows_.size(); ++plane) {
-            stored[plane] = rows_[plane]->next();
-            if (stored[plane] == nullptr) return false;
+            stored[plane] = rows_[plane]->next(rowsTogether(size.width));
+            const std::uint32_t count = stored[plane].count;
+            if (count == 0 || count != stored.front().count) return false;
         }
-        handedOver.take(samples.row(stored));
+        handedOver.take(samples.rows(stored), stored.front().count);
     }
     return true;
 }

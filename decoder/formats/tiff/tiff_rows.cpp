@@ -66,11 +66,12 @@ class StripRows final : public TiffRows {
           rowBytes_(static_cast<std::size_t>(TIFFScanlineSize(reader.library()))),
           block_(blockBytes) {}
 
-    const std::uint8_t* next() override {
+    TiffStoredRows next(std::uint32_t maxCount) override {
         const std::uint32_t within = row_ % rowsAtOnce_;
-        if (within == 0 && !readBlock()) return nullptr;
-        ++row_;
-        return block_.data() + within * rowBytes_;
+        if (within == 0 && !readBlock()) return {};
+        const std::uint32_t count = std::min({maxCount, rowsAtOnce_ - within, height_ - row_});
+        row_ += count;
+        return {block_.data() + within * rowBytes_, rowBytes_, count};
     }
 
   private:
@@ -116,12 +117,15 @@ class TileRows final : public TiffRows {
             band_.resize(measures.rowBytes * std::min(measures.tileLength, size.height));
     }
 
-    const std::uint8_t* next() override {
+    TiffStoredRows next(std::uint32_t maxCount) override {
         const std::uint32_t within = row_ % measures_.tileLength;
-        if (within == 0 && !(band_.empty() ? readTile(0) : readBand())) return nullptr;
-        ++row_;
-        return band_.empty() ? tile_.data() + within * measures_.tileRowBytes
-                             : band_.data() + within * measures_.rowBytes;
+        if (within == 0 && !(band_.empty() ? readTile(0) : readBand())) return {};
+        const std::uint32_t count =
+            std::min({maxCount, measures_.tileLength - within, size_.height - row_});
+        row_ += count;
+        if (band_.empty())
+            return {tile_.data() + within * measures_.tileRowBytes, measures_.tileRowBytes, count};
+        return {band_.data() + within * measures_.rowBytes, measures_.rowBytes, count};
     }
 
   private:
@@ -163,8 +167,7 @@ class ConvertedRows final : public TiffRows {
         : reader_(reader),
           size_(size),
           rowsAtOnce_(rowsAtOnce),
-          raster_(std::size_t{size.width} * rowsAtOnce),
-          bytes_(convertedPixelBytes * size.width) {
+          raster_(std::size_t{size.width} * rowsAtOnce) {
         std::array<char, 1024> message;
         begun_ = TIFFRGBAImageBegin(&image_, reader_.library(), 1, message.data()) == 1;
         // Rows as they are stored: turning them is up to the caller.
@@ -174,17 +177,20 @@ class ConvertedRows final : public TiffRows {
         if (begun_) TIFFRGBAImageEnd(&image_);
     }
 
-    const std::uint8_t* next() override {
+    TiffStoredRows next(std::uint32_t maxCount) override {
         const std::uint32_t within = row_ % rowsAtOnce_;
-        if (within == 0 && !readBlock()) return nullptr;
+        if (within == 0 && !readBlock()) return {};
+        const std::uint32_t count = std::min({maxCount, rowsAtOnce_ - within, size_.height - row_});
+        const std::size_t pixels = std::size_t{size_.width} * count;
         const std::uint32_t* from = raster_.data() + std::size_t{within} * size_.width;
+        bytes_.resize(convertedPixelBytes * pixels);
         for (std::size_t at = 0; at < bytes_.size(); at += convertedPixelBytes, ++from) {
             bytes_[at] = static_cast<std::uint8_t>(TIFFGetR(*from));
             bytes_[at + 1] = static_cast<std::uint8_t>(TIFFGetG(*from));
             bytes_[at + 2] = static_cast<std::uint8_t>(TIFFGetB(*from));
         }
-        ++row_;
-        return bytes_.data();
+        row_ += count;
+        return {bytes_.data(), convertedPixelBytes * size_.width, count};
     }
 
   private:

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "decoder/formats/tiff/tiff_reader.h"
+#include "decoder/formats/tiff/tiff_stored_rows.h"
 #include "decoder/picture/geometry.h"
 #include "identity/pixel_budget.h"
 
@@ -20,8 +21,9 @@ class TiffRows {
   public:
     virtual ~TiffRows() = default;
 
-    /// The next row; valid until the next call. Null: the file is damaged.
-    virtual const std::uint8_t* next() = 0;
+    /// The next rows, at least one and `maxCount` at most, as many in every plane; valid until the
+    /// next call. None: the file is damaged.
+    virtual TiffStoredRows next(std::uint32_t maxCount) = 0;
 };
 
 /// Null when a block would be larger than that. `reader` must outlive the rows and be used by them

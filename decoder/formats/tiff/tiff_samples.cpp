@@ -90,17 +90,6 @@ struct ScaledTo16 {
 template<class Reader>
 ScaledTo16(Reader, std::uint64_t) -> ScaledTo16<Reader>;
 
-// Keeps the first `taken` of each pixel's `step` samples; in `to` a pixel has `stride` samples.
-template<class Reader>
-void collect(Reader reader, std::size_t step, std::size_t taken, std::size_t stride,
-             std::span<std::uint16_t> to) {
-    for (std::size_t pixel = 0; pixel < to.size(); pixel += stride) {
-        for (std::size_t sample = 0; sample < taken; ++sample)
-            to[pixel + sample] = static_cast<std::uint16_t>(reader.next());
-        if (step > taken) reader.skip(step - taken);
-    }
-}
-
 std::uint32_t rounded(std::uint32_t numerator, std::uint32_t denominator) {
     return (numerator + denominator / 2) / denominator;
 }
@@ -120,44 +109,64 @@ TiffSamples::TiffSamples(TiffSampleLayout layout, std::size_t width)
     const bool wholeSamples = layout_.bits == 8 || layout_.bits == 16;
     asStored_ = wholeSamples && layout_.interleaved == used_ && layout_.palette.empty() &&
                 !layout_.minIsWhite && !layout_.premultiplied;
-    if (asStored_) return;
-    values_.resize(width_ * used_);
-    row_.resize(width_ * layout_.format().pixelBytes());
+    const std::uint32_t max = maxValue(layout_.bits);
+    if (max >= scaled_.size()) return;
+    for (std::uint32_t value = 0; value <= max; ++value)
+        scaled_[value] = static_cast<std::uint8_t>(rounded(value * 255, max));
 }
 
-const std::uint8_t* TiffSamples::row(std::span<const std::uint8_t* const> stored) {
-    if (asStored_) return stored[0];
-    gather(stored);
+const std::uint8_t* TiffSamples::rows(std::span<const TiffStoredRows> stored) {
+    const auto [first, stride, count] = stored.front();
+    const std::size_t rowBytes = layout_.format().pixelBytes() * width_;
+    if (asStored_ && (count == 1 || stride == rowBytes)) return first;
+    values_.resize(used_ * width_ * count);
+    rows_.resize(rowBytes * count);
+    for (std::size_t plane = 0; plane < stored.size(); ++plane) gather(stored[plane], plane);
     if (!layout_.palette.empty())
         lookUp();
     else if (layout_.format().sixteenBits)
         finish<std::uint16_t>();
     else
         finish<std::uint8_t>();
-    return row_.data();
+    return rows_.data();
 }
 
 // Copies the samples that are used into `values_`, pixel by pixel: as they are stored, longer ones
 // scaled to 16 bits.
-void TiffSamples::gather(std::span<const std::uint8_t* const> stored) {
-    const std::size_t step = layout_.interleaved;
-    const std::size_t taken = std::min(step, used_);
-    const std::uint64_t max = maxValue(layout_.bits);
-    for (std::size_t plane = 0; plane < stored.size(); ++plane) {
-        const auto to = std::span(values_).subspan(plane);
-        if (layout_.bits == 8)
-            collect(ByteReader{stored[plane]}, step, taken, used_, to);
-        else if (layout_.bits == 16)
-            collect(WordReader{stored[plane]}, step, taken, used_, to);
-        else if (layout_.bits < 16)
-            collect(BitReader{stored[plane], layout_.bits}, step, taken, used_, to);
-        else if (layout_.bits == 24)
-            collect(ScaledTo16{LongReader<3>{stored[plane]}, max}, step, taken, used_, to);
-        else if (layout_.bits == 32)
-            collect(ScaledTo16{LongReader<4>{stored[plane]}, max}, step, taken, used_, to);
-        else
-            collect(ScaledTo16{BitReader{stored[plane], layout_.bits}, max}, step, taken, used_,
-                    to);
+void TiffSamples::gather(const TiffStoredRows& stored, std::size_t plane) {
+    using Bytes = const std::uint8_t*;
+    const unsigned bits = layout_.bits;
+    const std::uint64_t max = maxValue(bits);
+    const auto scaled = [max](auto reader) { return ScaledTo16{reader, max}; };
+    if (bits == 8)
+        collect(stored, plane, [](Bytes row) { return ByteReader{row}; });
+    else if (bits == 16)
+        collect(stored, plane, [](Bytes row) { return WordReader{row}; });
+    else if (bits < 16)
+        collect(stored, plane, [bits](Bytes row) { return BitReader{row, bits}; });
+    else if (bits == 24)
+        collect(stored, plane, [scaled](Bytes row) { return scaled(LongReader<3>{row}); });
+    else if (bits == 32)
+        collect(stored, plane, [scaled](Bytes row) { return scaled(LongReader<4>{row}); });
+    else
+        collect(stored, plane, [=](Bytes row) { return scaled(BitReader{row, bits}); });
+}
+
+// What `readerOf` gives of one row after the other: the first samples of each pixel.
+template<class ReaderOf>
+void TiffSamples::collect(const TiffStoredRows& stored, std::size_t plane,
+                          const ReaderOf& readerOf) {
+    const std::size_t taken = std::min(layout_.interleaved, used_);
+    const std::size_t passedOver = layout_.interleaved - taken;
+    const std::size_t stride = used_;
+    std::uint16_t* to = values_.data() + plane;
+    for (std::size_t row = 0; row < stored.count; ++row) {
+        auto reader = readerOf(stored.first + stored.stride * row);
+        for (std::size_t x = 0; x < width_; ++x, to += stride) {
+            for (std::size_t i = 0; i < taken; ++i)
+                to[i] = static_cast<std::uint16_t>(reader.next());
+            if (passedOver > 0) reader.skip(passedOver);
+        }
     }
 }
 
@@ -166,10 +175,11 @@ void TiffSamples::finish() {
     constexpr std::uint32_t full = std::numeric_limits<Sample>::max();
     const std::uint32_t max = maxValue(std::min(layout_.bits, 16U));
     const std::size_t colours = hasAlpha(layout_.channels) ? used_ - 1 : used_;
-    const auto scaled = [max](std::uint32_t value) {
+    const auto scaled = [this, max](std::uint32_t value) -> std::uint32_t {
+        if (sizeof(Sample) == 1) return scaled_[value];
         return max == full ? value : rounded(value * full, max);
     };
-    std::uint8_t* to = row_.data();
+    std::uint8_t* to = rows_.data();
     for (std::size_t pixel = 0; pixel < values_.size(); pixel += used_)
         for (std::size_t sample = 0; sample < used_; ++sample, to += sizeof(Sample)) {
             std::uint32_t value = scaled(values_[pixel + sample]);
@@ -184,7 +194,7 @@ void TiffSamples::finish() {
 
 void TiffSamples::lookUp() {
     const std::uint32_t max = maxValue(layout_.bits);
-    std::uint8_t* to = row_.data();
+    std::uint8_t* to = rows_.data();
     const auto put = [&to](const auto& value) {
         std::memcpy(to, &value, sizeof value);
         to += sizeof value;

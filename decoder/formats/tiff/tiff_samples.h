@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "decoder/formats/tiff/tiff_stored_rows.h"
 #include "decoder/picture/picture.h"
 
 namespace sorvane::decoder {
@@ -40,13 +41,16 @@ class TiffSamples {
   public:
     TiffSamples(TiffSampleLayout layout, std::size_t width);
 
-    /// One row of the picture from its stored row, or from the rows of its planes. Samples of 16,
-    /// 24 and 32 bits are in the machine's byte order, others packed from each byte's highest bit
-    /// on. Valid until the next call, and as long as what `stored` points to.
-    const std::uint8_t* row(std::span<const std::uint8_t* const> stored);
+    /// Rows of the picture, one after the other, from its stored rows, or from those of its planes,
+    /// as many of each. Samples of 16, 24 and 32 bits are in the machine's byte order, others
+    /// packed from each byte's highest bit on. Valid until the next call, and as long as what
+    /// `stored` points to.
+    const std::uint8_t* rows(std::span<const TiffStoredRows> stored);
 
   private:
-    void gather(std::span<const std::uint8_t* const> stored);
+    void gather(const TiffStoredRows& stored, std::size_t plane);
+    template<class ReaderOf>
+    void collect(const TiffStoredRows& stored, std::size_t plane, const ReaderOf& readerOf);
     template<class Sample>
     void finish();
     void lookUp();
@@ -55,8 +59,10 @@ class TiffSamples {
     std::size_t width_;
     std::size_t used_;
     bool asStored_;
+    // Of up to 8 bits, scaled to 8.
+    std::array<std::uint8_t, 256> scaled_{};
     std::vector<std::uint16_t> values_;
-    std::vector<std::uint8_t> row_;
+    std::vector<std::uint8_t> rows_;
 };
 
 } // namespace sorvane::decoder

@@ -15,12 +15,18 @@ using namespace sorvane::test;
 
 namespace {
 
-Bytes rowOf(const TiffSampleLayout& layout, std::size_t width, const std::vector<Bytes>& stored) {
+// `count` rows, which lie `stride` bytes apart in every plane.
+Bytes rowsOf(const TiffSampleLayout& layout, std::size_t width, const std::vector<Bytes>& stored,
+             std::size_t stride, std::uint32_t count) {
     TiffSamples samples(layout, width);
-    std::vector<const std::uint8_t*> planes;
-    for (const Bytes& plane : stored) planes.push_back(plane.data());
-    const std::uint8_t* row = samples.row(planes);
-    return {row, row + width * layout.format().pixelBytes()};
+    std::vector<TiffStoredRows> planes;
+    for (const Bytes& plane : stored) planes.push_back({plane.data(), stride, count});
+    const std::uint8_t* rows = samples.rows(planes);
+    return {rows, rows + count * width * layout.format().pixelBytes()};
+}
+
+Bytes rowOf(const TiffSampleLayout& layout, std::size_t width, const std::vector<Bytes>& stored) {
+    return rowsOf(layout, width, stored, 0, 1);
 }
 
 Bytes words(const std::vector<std::uint16_t>& values) {
@@ -101,4 +107,20 @@ TEST_CASE("a palette is looked up") {
     layout.channels = Channels::rgba;
     layout.interleaved = 2;
     CHECK(rowOf(layout, 2, {{0b11010010}}) == words({10, 11, 12, 21845, 1, 2, 3, 43690}));
+}
+
+TEST_CASE("rows are made together, each from its own first byte") {
+    CHECK(rowsOf(grey(1), 3, {{0b10100000, 0b01100000}}, 1, 2) == Bytes{255, 0, 255, 0, 255, 255});
+    CHECK(rowsOf(grey(12), 1, {{0xff, 0xf0, 9, 0x80, 0x00, 9}}, 3, 2) == words({65535, 32776}));
+    const TiffSampleLayout planar{Channels::rgb, 8, 1, false, false, {}};
+    CHECK(rowsOf(planar, 1, {{1, 4}, {2, 5}, {3, 6}}, 1, 2) == Bytes{1, 2, 3, 4, 5, 6});
+    TiffSampleLayout palette{Channels::rgb, 4, 1, false, false, {}};
+    palette.palette = {{1, 2, 3}, {4, 5, 6}};
+    CHECK(rowsOf(palette, 1, {{0x10, 0x00}}, 1, 2) == words({4, 5, 6, 1, 2, 3}));
+}
+
+TEST_CASE("rows as they are stored may be wider than the picture") {
+    CHECK(rowsOf(grey(8), 2, {{1, 2, 3, 4}}, 2, 2) == Bytes{1, 2, 3, 4});
+    CHECK(rowsOf(grey(8), 2, {{1, 2, 9, 3, 4, 9}}, 3, 2) == Bytes{1, 2, 3, 4});
+    CHECK(rowsOf(grey(16), 1, {words({1, 9, 65535, 9})}, 4, 2) == words({1, 65535}));
 }
