@@ -67,48 +67,46 @@ ConversionPtr conversionFor(const ColourStatements& statements, SampleFormat for
     return nullptr;
 }
 
-std::uint8_t toByte(std::uint8_t value) { return value; }
-// For all values the same as (value * 255 + 32767) / 65535.
-std::uint8_t toByte(std::uint16_t value) {
-    return static_cast<std::uint8_t>((value * 255U + 32895U) >> 16);
+// Samples of 16 bits, rounded to 8: for all values the same as (value * 255 + 32767) / 65535.
+void narrow(const std::uint8_t* samples, std::size_t count, std::uint8_t* to) {
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint16_t value = 0;
+        std::memcpy(&value, samples + sizeof value * i, sizeof value);
+        to[i] = static_cast<std::uint8_t>((value * 255U + 32895U) >> 16);
+    }
 }
 
 // Each ink takes its own part of the light that black leaves of white paper.
-template<class Sample>
-void convertInks(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
-    std::array<Sample, 4> inks;
-    for (std::size_t i = 0; i < count; ++i, samples += sizeof inks, rgba += 4) {
-        std::memcpy(inks.data(), samples, sizeof inks);
-        const unsigned paper = 255U - toByte(inks[3]);
+void convertInks(const std::uint8_t* inks, std::size_t count, std::uint8_t* rgba) {
+    for (std::size_t i = 0; i < count; ++i, inks += 4, rgba += 4) {
+        const unsigned paper = 255U - inks[3];
         for (std::size_t channel = 0; channel < 3; ++channel)
-            rgba[channel] =
-                static_cast<std::uint8_t>((paper * (255U - toByte(inks[channel])) + 127) / 255);
+            rgba[channel] = static_cast<std::uint8_t>((paper * (255U - inks[channel]) + 127) / 255);
         rgba[3] = 255;
     }
 }
 
-template<class Sample, Channels channels>
-void convertRow(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
-    constexpr std::size_t width = channelCount(channels);
-    constexpr std::size_t colours = isGrey(channels) ? 1 : 3;
-    std::array<Sample, width> pixel;
-    for (std::size_t i = 0; i < count; ++i, samples += sizeof pixel, rgba += 4) {
-        std::memcpy(pixel.data(), samples, sizeof pixel);
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            rgba[channel] = toByte(pixel[channel % colours]);
-        rgba[3] = hasAlpha(channels) ? toByte(pixel[width - 1]) : 255;
+using Rgba = std::array<std::uint8_t, 4>;
+
+// Grey, and alpha where a pixel has two samples.
+template<std::size_t width>
+void convertGrey(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
+    constexpr auto white = std::bit_cast<std::uint32_t>(Rgba{1, 1, 1, 0});
+    constexpr auto opaque = std::bit_cast<std::uint32_t>(Rgba{0, 0, 0, 1});
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t* const pixel = samples + width * i;
+        const std::uint32_t alpha = width == 1 ? 255 : pixel[width - 1];
+        const std::uint32_t converted = white * pixel[0] + opaque * alpha;
+        std::memcpy(rgba + 4 * i, &converted, sizeof converted);
     }
 }
 
 // Loads four bytes a pixel, the fourth being the next pixel's, and replaces that by alpha. Of the
 // last pixels, after which nothing need follow, three bytes are copied.
-template<>
-void convertRow<std::uint8_t, Channels::rgb>(const std::uint8_t* samples, std::size_t count,
-                                             std::uint8_t* rgba) {
+void convertRgb(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) {
     // The compilers compute them as one vector.
     constexpr std::size_t atOnce = 4;
-    constexpr std::array<std::uint8_t, 4> opaqueBlack = {0, 0, 0, 255};
-    constexpr auto alpha = std::bit_cast<std::uint32_t>(opaqueBlack);
+    constexpr auto alpha = std::bit_cast<std::uint32_t>(Rgba{0, 0, 0, 255});
     std::array<std::uint32_t, atOnce> pixels;
     for (; count > atOnce; count -= atOnce, samples += 3 * atOnce, rgba += sizeof pixels) {
         for (std::size_t i = 0; i < atOnce; ++i) {
@@ -123,26 +121,20 @@ void convertRow<std::uint8_t, Channels::rgb>(const std::uint8_t* samples, std::s
     }
 }
 
-template<>
-void convertRow<std::uint8_t, Channels::rgba>(const std::uint8_t* samples, std::size_t count,
-                                              std::uint8_t* rgba) {
-    std::memcpy(rgba, samples, 4 * count);
-}
-
-template<class Sample>
-void convertRow(Channels channels, const std::uint8_t* samples, std::size_t count,
-                std::uint8_t* rgba) {
+void convertBytes(Channels channels, const std::uint8_t* samples, std::size_t count,
+                  std::uint8_t* rgba) {
     switch (channels) {
     case Channels::grey:
-        return convertRow<Sample, Channels::grey>(samples, count, rgba);
+        return convertGrey<1>(samples, count, rgba);
     case Channels::greyAlpha:
-        return convertRow<Sample, Channels::greyAlpha>(samples, count, rgba);
+        return convertGrey<2>(samples, count, rgba);
     case Channels::rgb:
-        return convertRow<Sample, Channels::rgb>(samples, count, rgba);
+        return convertRgb(samples, count, rgba);
     case Channels::rgba:
-        return convertRow<Sample, Channels::rgba>(samples, count, rgba);
+        std::memcpy(rgba, samples, 4 * count);
+        return;
     case Channels::cmyk:
-        return convertInks<Sample>(samples, count, rgba);
+        return convertInks(samples, count, rgba);
     }
 }
 
@@ -156,10 +148,13 @@ bool ColourStep::keepsSamples() const {
 }
 
 void ColourStep::convert(const std::uint8_t* samples, std::size_t count, std::uint8_t* rgba) const {
-    if (format_.sixteenBits)
-        convertRow<std::uint16_t>(format_.channels, samples, count, rgba);
-    else
-        convertRow<std::uint8_t>(format_.channels, samples, count, rgba);
+    if (format_.sixteenBits) {
+        std::array<std::uint8_t, 4 * blockPixels> bytes;
+        narrow(samples, channelCount(format_.channels) * count, bytes.data());
+        convertBytes(format_.channels, bytes.data(), count, rgba);
+    } else {
+        convertBytes(format_.channels, samples, count, rgba);
+    }
     // Replaces the colours and leaves alpha.
     if (conversion_) conversion_->convert(samples, count, rgba);
 }

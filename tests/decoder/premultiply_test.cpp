@@ -21,6 +21,24 @@ TEST_CASE("every value is multiplied by every alpha to the nearest value") {
         }
 }
 
+TEST_CASE("every pixel is multiplied by its own alpha, however many there are") {
+    for (std::size_t count = 0; count < 6; ++count) {
+        CAPTURE(count);
+        Bytes rgba;
+        Bytes expected;
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto alpha = static_cast<std::uint8_t>(255 - 51 * i);
+            rgba.insert(rgba.end(), {255, 5, 0, alpha});
+            expected.insert(expected.end(),
+                            {alpha, static_cast<std::uint8_t>(alpha / 51), 0, alpha});
+        }
+        rgba.push_back(7);
+        expected.push_back(7);
+        decoder::premultiply(rgba.data(), count);
+        CHECK(rgba == expected);
+    }
+}
+
 TEST_CASE("pixels are opaque when all of them are") {
     CHECK(decoder::isOpaque(nullptr, 0));
     for (std::size_t other = 0; other < 9; ++other) {
