@@ -9,6 +9,7 @@
 
 #include "decoder/colour/colour_step.h"
 #include "decoder/formats/decoder_table.h"
+#include "decoder/pixel_digest.h"
 #include "decoder/pixel_hasher.h"
 #include "tests/decoder/memory_file.h"
 
@@ -17,8 +18,9 @@ using namespace sorvane::decoder;
 
 namespace {
 
-// More pixels take time and reach no more code.
-constexpr std::uint64_t maxPixels = 65'536;
+// Some more than the digest's second thread begins with. Many more pixels take time and reach no
+// more code.
+constexpr std::uint64_t maxPixels = PixelDigest::minThreadedBytes * 5 / 16;
 
 ImageFormat formatNamed(std::string_view name) {
     const auto row = std::ranges::find(imageFormats, name, &ImageFormatRow::name);
