@@ -1,40 +1,47 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
 
-#include "support/sha256.h"
+#include "decoder/colour/colour_step.h"
+#include "decoder/picture/orientation.h"
+#include "decoder/picture/picture.h"
+#include "decoder/threaded_sha256.h"
 
 namespace sorvane::decoder {
 
-/// An incremental SHA-256 over a picture's pixels. Those of a large picture are digested on a
-/// second thread, while the first decodes on; where the system gives no thread they are digested as
-/// they come. It is fed from one thread.
-class PixelDigest {
+/// Digests a picture's upright pixels: the SHA-256 over the text "WxH:rgba8-srgb:", with the
+/// upright size, and the rows from top to bottom as RGBA, 8 bits a channel, premultiplied. Rows
+/// that come in order and need no turning go straight into the digest; every other picture takes
+/// one frame of four bytes a pixel, so its size must be within the budget.
+class PixelDigest : public PixelSink {
   public:
-    /// `prefix` goes into the digest first; `pixelBytes` bytes of pixels are to come.
-    PixelDigest(std::string_view prefix, std::uint64_t pixelBytes);
-    PixelDigest(const PixelDigest&) = delete;
-    PixelDigest& operator=(const PixelDigest&) = delete;
-    ~PixelDigest();
+    PixelDigest(const PictureHeader& header, ColourStep colour);
 
-    /// `bytes` may be reused when it returns.
-    void update(const std::uint8_t* bytes, std::size_t count);
+    void take(const PixelRun& run) override;
 
-    /// 64 lower-case hexadecimal digits; called once, after the last pixel.
+    /// 64 lower-case hexadecimal digits; called once, after the last run.
     std::string hex();
 
-    /// The least that is worth a thread: starting one takes as long as digesting some 100 KB.
-    static constexpr std::uint64_t minThreadedBytes = std::uint64_t{1} << 20;
-
   private:
-    class Thread;
+    static constexpr std::size_t blockPixels = ColourStep::blockPixels;
 
-    Sha256 digest_;
-    std::unique_ptr<Thread> thread_;
+    const std::uint8_t* finished(const std::uint8_t* samples, std::size_t count);
+    void stream(const std::uint8_t* samples, std::size_t pixels);
+    void streamMirrored(const PixelRun& run);
+    void store(const PixelRun& run);
+
+    std::optional<ThreadedSha256> digest_;
+    ColourStep colour_;
+    Size stored_;
+    Orientation orientation_;
+    std::size_t frameBytes_ = 0;
+    std::unique_ptr<std::uint8_t[]> frame_;
+    std::array<std::uint8_t, 4 * blockPixels> block_;
 };
 
 } // namespace sorvane::decoder

@@ -11,7 +11,7 @@
 #include "decoder/colour/colour_step.h"
 #include "decoder/formats/decoder_table.h"
 #include "decoder/memory_limit.h"
-#include "decoder/pixel_hasher.h"
+#include "decoder/pixel_digest.h"
 
 namespace sorvane::decoder {
 
@@ -63,15 +63,15 @@ std::optional<DecoderAnswer> pixelIdentity(ByteSource& file, std::optional<LateO
     if (told)
         header->orientation = orientationFrom(static_cast<std::uint32_t>(told->number))
                                   .value_or(Orientation::upright);
-    PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
-    if (!decoder->readPixels(hasher)) return std::nullopt;
+    PixelDigest digest(*header, ColourStep(header->colour, header->samples));
+    if (!decoder->readPixels(digest)) return std::nullopt;
     file.drain();
     const Orientation stated = decoder->lateOrientation().value_or(before);
     if (stated != header->orientation) {
         if (told) return std::nullopt;
         return LateOrientation{static_cast<int>(stated)};
     }
-    return PixelIdentity{hasher.hex(), declared.width, declared.height};
+    return PixelIdentity{digest.hex(), declared.width, declared.height};
 }
 
 std::string explanation(ByteSource& file) {
@@ -94,8 +94,8 @@ std::string explanation(ByteSource& file) {
     appendLine(lines, "colour", colourText(header->colour));
     if (!withinBudget(header->size) || !withinBudget(declared))
         return because("more than " + std::to_string(pixelBudget) + " pixels");
-    PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
-    if (!decoder->readPixels(hasher)) return because("the picture is damaged");
+    PixelDigest digest(*header, ColourStep(header->colour, header->samples));
+    if (!decoder->readPixels(digest)) return because("the picture is damaged");
     if (const auto late = decoder->lateOrientation())
         appendLine(lines, "orientation", std::to_string(static_cast<int>(*late)));
     file.drain();

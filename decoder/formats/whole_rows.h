@@ -10,14 +10,14 @@
 namespace sorvane::decoder {
 
 /// How many rows of a picture are handed over in one call: one, but of a very narrow picture more.
-inline std::uint32_t rowsTogether(std::uint32_t width) {
-    constexpr std::uint32_t pixelsTogether = 1024;
-    return std::max(pixelsTogether / width, std::uint32_t{1});
+inline std::uint32_t rowsPerBlock(std::uint32_t width) {
+    constexpr std::uint32_t blockPixels = 1024;
+    return std::max(blockPixels / width, std::uint32_t{1});
 }
 
 enum class RowOrder : std::uint8_t { topDown, bottomUp };
 
-/// Hands a picture's rows over in their order in the file, as many together as `rowsTogether` says.
+/// Hands a picture's rows over in their order in the file, `rowsPerBlock` at once.
 class RowsInOrder {
   public:
     RowsInOrder(PixelSink& sink, Size size, const SampleFormat& format,
@@ -25,22 +25,22 @@ class RowsInOrder {
         : sink_(sink),
           size_(size),
           rowBytes_(size.width * format.pixelBytes()),
-          together_(rowsTogether(size.width)),
+          rowsPerBlock_(rowsPerBlock(size.width)),
           topDown_(order == RowOrder::topDown) {}
 
     /// Where the samples of the next row are to be written; `rowWritten` takes them from there.
     std::uint8_t* nextRow() {
-        if (block_.empty()) block_.resize(together_ * rowBytes_);
-        return block_.data() + (topDown_ ? waiting_ : together_ - 1 - waiting_) * rowBytes_;
+        if (block_.empty()) block_.resize(rowsPerBlock_ * rowBytes_);
+        return block_.data() + (topDown_ ? waiting_ : rowsPerBlock_ - 1 - waiting_) * rowBytes_;
     }
 
     void rowWritten() { written(1); }
 
     /// The next rows, one after the other in their order in the file.
     void take(const std::uint8_t* samples, std::uint32_t count = 1) {
-        if (count == together_ && waiting_ == 0 && topDown_) return handOver(count, samples);
+        if (count == rowsPerBlock_ && waiting_ == 0 && topDown_) return handOver(count, samples);
         while (count > 0) {
-            const std::uint32_t copied = topDown_ ? std::min(count, together_ - waiting_) : 1;
+            const std::uint32_t copied = topDown_ ? std::min(count, rowsPerBlock_ - waiting_) : 1;
             std::memcpy(nextRow(), samples, copied * rowBytes_);
             written(copied);
             samples += copied * rowBytes_;
@@ -52,8 +52,8 @@ class RowsInOrder {
     // The last row of the picture ends the handing over.
     void written(std::uint32_t rows) {
         waiting_ += rows;
-        if (waiting_ < together_ && taken_ + waiting_ < size_.height) return;
-        handOver(waiting_, block_.data() + (topDown_ ? 0 : together_ - waiting_) * rowBytes_);
+        if (waiting_ < rowsPerBlock_ && taken_ + waiting_ < size_.height) return;
+        handOver(waiting_, block_.data() + (topDown_ ? 0 : rowsPerBlock_ - waiting_) * rowBytes_);
         waiting_ = 0;
     }
 
@@ -66,7 +66,7 @@ class RowsInOrder {
     PixelSink& sink_;
     Size size_;
     std::size_t rowBytes_;
-    std::uint32_t together_;
+    std::uint32_t rowsPerBlock_;
     bool topDown_;
     // Of the rows that are handed over together.
     std::vector<std::uint8_t> block_;

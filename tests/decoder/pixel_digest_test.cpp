@@ -1,118 +1,170 @@
 #include "decoder/pixel_digest.h"
 
-#include <algorithm>
-#include <chrono>
 #include <string>
-#include <string_view>
-#include <thread>
-#include <vector>
-
-#include <dirent.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <doctest/doctest.h>
 
 #include "support/sha256.h"
 #include "tests/decoder/bytes.h"
-#include "tests/forked.h"
 
 using namespace sorvane::decoder;
 using namespace sorvane::test;
 
 namespace {
 
-constexpr std::string_view prefix = "2x1:";
-
-Bytes noise(std::size_t count) {
-    Bytes bytes(count);
-    std::uint32_t state = 1;
-    std::generate(bytes.begin(), bytes.end(), [&] {
-        state = state * 1'664'525 + 1'013'904'223;
-        return static_cast<std::uint8_t>(state >> 24);
-    });
-    return bytes;
+std::string sha256(const std::string& text) {
+    sorvane::Sha256 digest;
+    digest.update(text);
+    return digest.hex();
 }
 
-std::string plainDigest(const Bytes& pixels) {
-    return sorvane::Sha256::hexOf(std::string(prefix) + std::string(pixels.begin(), pixels.end()));
+// Grey values, in rows from left to right, as the digest is to see them in the end.
+std::string expected(const std::string& size, const std::vector<int>& greys) {
+    std::string text = size + ":rgba8-srgb:";
+    for (const int grey : greys) text += std::string(3, static_cast<char>(grey)) + '\xff';
+    return sha256(text);
 }
 
-void updateInPieces(PixelDigest& digest, const Bytes& pixels, std::size_t piece) {
-    for (std::size_t done = 0; done < pixels.size(); done += piece)
-        digest.update(pixels.data() + done, std::min(piece, pixels.size() - done));
+PictureHeader header(Size size, Channels channels, Orientation orientation = Orientation::upright) {
+    PictureHeader result;
+    result.size = size;
+    result.orientation = orientation;
+    result.samples.channels = channels;
+    return result;
 }
 
-std::size_t threadCount() {
-    std::size_t count = 0;
-    DIR* folder = ::opendir("/proc/self/task");
-    REQUIRE(folder != nullptr);
-    while (const dirent* entry = ::readdir(folder))
-        if (entry->d_name[0] != '.') ++count;
-    ::closedir(folder);
-    return count;
-}
+PixelDigest digest(const PictureHeader& of) { return {of, ColourStep(of.colour, of.samples)}; }
 
-// A thread that has been joined is listed until the system has taken it away.
-bool hasAgain(std::size_t count) {
-    for (int pauses = 0; pauses < 500 && threadCount() != count; ++pauses)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return threadCount() == count;
+std::string digestOf(const PictureHeader& of, const Bytes& samples) {
+    PixelDigest result = digest(of);
+    const auto stride = of.size.width * of.samples.pixelBytes();
+    for (std::uint32_t y = 0; y < of.size.height; ++y)
+        result.take(PixelRun::wholeRow(y, of.size.width, samples.data() + y * stride));
+    return result.hex();
 }
 
 } // namespace
 
-TEST_CASE("a picture's pixels are digested after the prefix, on whichever thread") {
-    constexpr auto threaded = static_cast<std::size_t>(PixelDigest::minThreadedBytes);
-    for (const std::size_t size : {std::size_t{0}, std::size_t{8}, threaded - 1, threaded,
-                                   threaded + 1, 3 * threaded + 12'345})
-        for (const std::size_t piece : {std::size_t{4'092}, std::size_t{65'536}, threaded}) {
-            CAPTURE(size);
-            CAPTURE(piece);
-            const Bytes pixels = noise(size);
-            PixelDigest digest(prefix, size);
-            updateInPieces(digest, pixels, piece);
-            CHECK(digest.hex() == plainDigest(pixels));
+TEST_CASE("a red pixel is digested as FF 00 00 FF after the size") {
+    CHECK(digestOf(header({1, 1}, Channels::rgb), {255, 0, 0}) ==
+          sha256("1x1:rgba8-srgb:\xff" + std::string(2, '\0') + '\xff'));
+}
+
+TEST_CASE("channels are multiplied by alpha, and a transparent pixel is all zero") {
+    CHECK(digestOf(header({3, 1}, Channels::rgba), {255, 128, 1, 127, 9, 8, 7, 0, 3, 2, 1, 255}) ==
+          sha256("3x1:rgba8-srgb:\x7f\x40" + std::string(1, '\0') + "\x7f" + std::string(4, '\0') +
+                 "\x03\x02\x01\xff"));
+}
+
+TEST_CASE("every orientation is digested upright, with the size swapped where it turns") {
+    const Bytes stored = {1, 2, 3, 4, 5, 6};
+    const std::vector<std::pair<std::string, std::vector<int>>> upright = {
+        {"3x2", {1, 2, 3, 4, 5, 6}}, {"3x2", {3, 2, 1, 6, 5, 4}}, {"3x2", {6, 5, 4, 3, 2, 1}},
+        {"3x2", {4, 5, 6, 1, 2, 3}}, {"2x3", {1, 4, 2, 5, 3, 6}}, {"2x3", {4, 1, 5, 2, 6, 3}},
+        {"2x3", {6, 3, 5, 2, 4, 1}}, {"2x3", {3, 6, 2, 5, 1, 4}}};
+    for (std::size_t i = 0; i < upright.size(); ++i) {
+        CAPTURE(i + 1);
+        const auto orientation = static_cast<Orientation>(i + 1);
+        CHECK(digestOf(header({3, 2}, Channels::grey, orientation), stored) ==
+              expected(upright[i].first, upright[i].second));
+    }
+}
+
+TEST_CASE("rows that come together are digested as one after the other") {
+    const Bytes stored = {1, 2, 3, 4, 5, 6};
+    for (const bool rowsInOrder : {true, false})
+        for (int number = 1; number <= 8; ++number) {
+            CAPTURE(rowsInOrder);
+            CAPTURE(number);
+            PictureHeader of = header({2, 3}, Channels::grey, static_cast<Orientation>(number));
+            of.rowsInOrder = rowsInOrder;
+            PixelDigest result = digest(of);
+            result.take(PixelRun::wholeRows(0, 2, 2, stored.data()));
+            result.take(PixelRun::wholeRow(2, 2, stored.data() + 4));
+            CHECK(result.hex() == digestOf(of, stored));
         }
 }
 
-TEST_CASE("only a picture that is worth it has a second thread, and it ends with the digest") {
-    const std::size_t before = threadCount();
-    const PixelDigest small(prefix, PixelDigest::minThreadedBytes - 1);
-    CHECK(threadCount() == before);
-    {
-        PixelDigest large(prefix, PixelDigest::minThreadedBytes);
-        CHECK(threadCount() == before + 1);
-        large.hex();
-        CHECK(hasAgain(before));
+TEST_CASE("many rows together are digested as one after the other, whatever their orientation") {
+    for (const Size size : {Size{1, 2500}, Size{3, 1000}, Size{1500, 3}}) {
+        Bytes stored(std::size_t{size.width} * size.height);
+        for (std::size_t i = 0; i < stored.size(); ++i)
+            stored[i] = static_cast<std::uint8_t>(i * 31 % 251);
+        for (int number = 1; number <= 8; ++number) {
+            CAPTURE(size.width);
+            CAPTURE(number);
+            const PictureHeader of = header(size, Channels::grey, static_cast<Orientation>(number));
+            PixelDigest result = digest(of);
+            result.take(PixelRun::wholeRows(0, size.height, size.width, stored.data()));
+            CHECK(result.hex() == digestOf(of, stored));
+        }
     }
-    { const PixelDigest abandoned(prefix, PixelDigest::minThreadedBytes); }
-    CHECK(hasAgain(before));
 }
 
-TEST_CASE("a picture that is damaged before its last pixel lets the second thread end") {
-    const std::size_t before = threadCount();
-    for (const std::size_t size : {std::size_t{1}, std::size_t{65'536}, std::size_t{900'000}}) {
-        CAPTURE(size);
-        PixelDigest digest(prefix, PixelDigest::minThreadedBytes);
-        const Bytes pixels = noise(size);
-        digest.update(pixels.data(), pixels.size());
+TEST_CASE("rows of a pass come together too") {
+    const Bytes stored = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    const Bytes odd = {4, 6, 10, 12};
+    const Bytes even = {1, 3, 7, 9};
+    const Bytes rest = {2, 5, 8, 11};
+    for (int number = 1; number <= 8; ++number) {
+        CAPTURE(number);
+        PictureHeader of = header({3, 4}, Channels::grey, static_cast<Orientation>(number));
+        of.rowsInOrder = false;
+        PixelDigest result = digest(of);
+        result.take({1, 0, 2, 2, odd.data(), 2, 2});
+        result.take({0, 0, 2, 2, even.data(), 2, 2});
+        result.take({0, 1, 1, 1, rest.data(), 4});
+        CHECK(result.hex() == digestOf(of, stored));
     }
-    CHECK(hasAgain(before));
 }
 
-TEST_CASE("where the system gives no thread, the pixels are digested as they come") {
-    const Bytes pixels = noise(PixelDigest::minThreadedBytes);
-    const std::string digest = plainDigest(pixels);
-    CHECK(inForkedChild([&] {
-              constexpr uid_t nobody = 65'534; // the limit is not the super-user's
-              const rlimit none{0, 0};
-              ::setrlimit(RLIMIT_NPROC, &none);
-              [[maybe_unused]] const int changed = ::setuid(nobody);
-              const std::size_t before = threadCount();
-              PixelDigest alone(prefix, pixels.size());
-              if (threadCount() != before) return false;
-              updateInPieces(alone, pixels, 65'536);
-              return alone.hex() == digest;
-          }) == 0);
+TEST_CASE("runs out of order are digested in order") {
+    PictureHeader of = header({4, 2}, Channels::grey, Orientation::quarterTurn);
+    of.rowsInOrder = false;
+    PixelDigest result = digest(of);
+    const Bytes lower = {5, 6, 7, 8};
+    const Bytes even = {1, 3};
+    const Bytes odd = {2, 4};
+    result.take({1, 0, 1, 4, lower.data()});
+    result.take({0, 1, 2, 2, odd.data()});
+    result.take({0, 0, 2, 2, even.data()});
+    CHECK(result.hex() == expected("2x4", {5, 1, 6, 2, 7, 3, 8, 4}));
+}
+
+TEST_CASE("rows of many blocks are digested whole, mirrored or not") {
+    constexpr std::uint32_t width = 5000;
+    Bytes row(width);
+    std::vector<int> values;
+    for (std::uint32_t x = 0; x < width; ++x) {
+        row[x] = static_cast<std::uint8_t>(x * 31 % 251);
+        values.push_back(row[x]);
+    }
+    const std::vector<int> reversed(values.rbegin(), values.rend());
+    CHECK(digestOf(header({width, 1}, Channels::grey), row) == expected("5000x1", values));
+    CHECK(digestOf(header({width, 1}, Channels::grey, Orientation::mirror), row) ==
+          expected("5000x1", reversed));
+    CHECK(digestOf(header({width, 1}, Channels::grey, Orientation::transverse), row) ==
+          expected("1x5000", reversed));
+}
+
+TEST_CASE("rows with alpha are digested alike whether a block of them is opaque or not") {
+    constexpr std::size_t width = 5000;
+    for (const std::size_t clear : {std::size_t{0}, std::size_t{1023}, std::size_t{2500}, width})
+        for (const bool mirrored : {false, true}) {
+            CAPTURE(clear);
+            CAPTURE(mirrored);
+            Bytes row(4 * width);
+            std::vector<std::string> pixels(width);
+            for (std::size_t x = 0; x < width; ++x) {
+                const auto value = static_cast<std::uint8_t>(x * 31 % 251);
+                row[4 * x] = value;
+                row[4 * x + 3] = x == clear ? 0 : 255;
+                const Bytes pixel = x == clear ? Bytes(4) : Bytes{value, 0, 0, 255};
+                pixels[mirrored ? width - 1 - x : x] = {pixel.begin(), pixel.end()};
+            }
+            std::string text = "5000x1:rgba8-srgb:";
+            for (const std::string& pixel : pixels) text += pixel;
+            const auto orientation = mirrored ? Orientation::mirror : Orientation::upright;
+            CHECK(digestOf(header({width, 1}, Channels::rgba, orientation), row) == sha256(text));
+        }
 }

@@ -10,7 +10,7 @@
 #include "decoder/colour/colour_step.h"
 #include "decoder/formats/decoder_table.h"
 #include "decoder/pixel_digest.h"
-#include "decoder/pixel_hasher.h"
+#include "decoder/threaded_sha256.h"
 #include "tests/decoder/memory_file.h"
 
 using namespace sorvane;
@@ -20,7 +20,7 @@ namespace {
 
 // Some more than the digest's second thread begins with. Many more pixels take time and reach no
 // more code.
-constexpr std::uint64_t maxPixels = PixelDigest::minThreadedBytes * 5 / 16;
+constexpr std::uint64_t maxPixels = ThreadedSha256::minThreadedBytes * 5 / 16;
 
 ImageFormat formatNamed(std::string_view name) {
     const auto row = std::ranges::find(imageFormats, name, &ImageFormatRow::name);
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto header = decoder->readHeader();
     if (!header || !withinBudget(header->size)) return 0;
     if (std::uint64_t{header->size.width} * header->size.height > maxPixels) return 0;
-    PixelHasher hasher(*header, ColourStep(header->colour, header->samples));
-    if (decoder->readPixels(hasher)) hasher.hex();
+    PixelDigest digest(*header, ColourStep(header->colour, header->samples));
+    if (decoder->readPixels(digest)) digest.hex();
     return 0;
 }

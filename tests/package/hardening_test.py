@@ -17,7 +17,7 @@ PROGRAMS = ["sorvane-hook", "sorvane-doctor", "sorvane-pixels", "sorvane-pixels-
 HELPER = "CMakeFiles/sorvane_helper.dir/identity/decoder_process.cpp.o"
 # A jump out of a library is the one checked call that no compiler can prove away.
 JUMPING = "decoder/formats/CMakeFiles/sorvane_common_formats.dir/png/png.cpp.o"
-DECODER = "decoder/CMakeFiles/sorvane_decoder_core.dir/pixel_hasher.cpp.o"
+DECODER = "decoder/CMakeFiles/sorvane_decoder_core.dir/pixel_digest.cpp.o"
 MARKS = {"-fcf-protection": "x86 feature: IBT, SHSTK", "-mbranch-protection=standard": "AArch64 feature: BTI, PAC"}
 
 

@@ -127,10 +127,10 @@ class RowMaker {
 
 bool readPlain(const DibHeader& header, SequentialReader& file, RowMaker& rows) {
     const std::size_t rowBytes = (std::size_t{header.size.width} * header.depth + 31) / 32 * 4;
-    const std::uint32_t together = rowsTogether(header.size.width);
-    Row packed(rowBytes * together);
+    const std::uint32_t blockRows = rowsPerBlock(header.size.width);
+    Row packed(rowBytes * blockRows);
     for (std::uint32_t left = header.size.height; left > 0;) {
-        const std::uint32_t count = std::min(together, left);
+        const std::uint32_t count = std::min(blockRows, left);
         if (!file.read(std::span(packed).first(rowBytes * count))) return false;
         for (std::uint32_t i = 0; i < count; ++i) rows.take(packed.data() + rowBytes * i);
         left -= count;

@@ -35,7 +35,7 @@ class RowReader {
           rowBytes_(form.rowBytes(size.width)),
           stride_(1 + rowBytes_),
           batchRows_(std::min(size.height, rowsInBatch(stride_))),
-          rowsTogether_(rowsTogether(size.width)),
+          rowsPerBlock_(rowsPerBlock(size.width)),
           batch_(static_cast<std::uint8_t*>(std::calloc(1 + batchRows_, stride_))),
           samples_(form) {
         if (!batch_) throw std::bad_alloc();
@@ -52,8 +52,8 @@ class RowReader {
                 return false;
             // Before the samples are made, which changes the rows.
             if (y + count < size_.height) std::memcpy(slot(0), slot(count), stride_);
-            for (std::uint32_t i = 0; i < count; i += rowsTogether_) {
-                const std::uint32_t rows = std::min(rowsTogether_, count - i);
+            for (std::uint32_t i = 0; i < count; i += rowsPerBlock_) {
+                const std::uint32_t rows = std::min(rowsPerBlock_, count - i);
                 take(samples_.rows(slot(1 + i) + 1, size_.width, rows), rows);
             }
         }
@@ -72,7 +72,7 @@ class RowReader {
     std::size_t rowBytes_;
     std::size_t stride_;
     std::uint32_t batchRows_;
-    std::uint32_t rowsTogether_;
+    std::uint32_t rowsPerBlock_;
     std::unique_ptr<std::uint8_t, Release<std::free>> batch_;
     PngSamples samples_;
 };

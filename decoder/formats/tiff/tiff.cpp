@@ -220,7 +220,7 @@ bool TiffDecoder::readPixels(PixelSink& sink) {
     std::vector<TiffStoredRows> stored(rows_.size());
     for (std::uint32_t y = 0; y < size.height; y += stored.front().count) {
         for (std::size_t plane = 0; plane < rows_.size(); ++plane) {
-            stored[plane] = rows_[plane]->next(rowsTogether(size.width));
+            stored[plane] = rows_[plane]->next(rowsPerBlock(size.width));
             const std::uint32_t count = stored[plane].count;
             if (count == 0 || count != stored.front().count) return false;
         }

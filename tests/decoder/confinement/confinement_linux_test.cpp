@@ -31,8 +31,8 @@
 
 #include "decoder/confinement/landlock.h"
 #include "decoder/memory_limit.h"
-#include "decoder/pixel_digest.h"
 #include "decoder/pixel_identity.h"
+#include "decoder/threaded_sha256.h"
 #include "support/sha256.h"
 #include "tests/forked.h"
 #include "tests/pipe.h"
@@ -75,11 +75,11 @@ TEST_CASE("a confined process reads, writes, and takes the memory that it may ta
 
 TEST_CASE("a confined process digests a large picture on a second thread") {
     CHECK(inConfinement([] {
-              const std::vector<std::uint8_t> pixels(3 * decoder::PixelDigest::minThreadedBytes);
+              const std::vector<std::uint8_t> pixels(3 * decoder::ThreadedSha256::minThreadedBytes);
               const std::string plain = Sha256::hexOf(std::string(pixels.begin(), pixels.end()));
               // What was a thread's serves the next.
               for (int i = 0; i < 3; ++i) {
-                  decoder::PixelDigest digest("", pixels.size());
+                  decoder::ThreadedSha256 digest("", pixels.size());
                   digest.update(pixels.data(), pixels.size());
                   if (digest.hex() != plain) return false;
               }

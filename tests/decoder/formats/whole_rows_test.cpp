@@ -58,7 +58,7 @@ TEST_CASE("rows are handed over where they belong, in either order and however n
                 }
             }
             CHECK((stored.bytes == picture));
-            CHECK(stored.calls == (size.height - 1) / rowsTogether(size.width) + 1);
+            CHECK(stored.calls == (size.height - 1) / rowsPerBlock(size.width) + 1);
         }
     }
 }
@@ -75,12 +75,12 @@ TEST_CASE("rows may come together, as many as they like") {
             std::uint32_t count = 0;
             for (std::uint32_t y = 0; y < size.height; y += count) {
                 // By turns as many as are handed over together.
-                count = count == together ? rowsTogether(size.width) : together;
+                count = count == together ? rowsPerBlock(size.width) : together;
                 rows.take(picture.data() + std::size_t{y} * size.width,
                           std::min(count, size.height - y));
             }
             CHECK((stored.bytes == picture));
-            CHECK(stored.calls == (size.height - 1) / rowsTogether(size.width) + 1);
+            CHECK(stored.calls == (size.height - 1) / rowsPerBlock(size.width) + 1);
         }
     }
 }

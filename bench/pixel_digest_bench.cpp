@@ -5,7 +5,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "decoder/pixel_hasher.h"
+#include "decoder/pixel_digest.h"
 
 namespace {
 
@@ -18,8 +18,8 @@ void hashRow(benchmark::State& state, Channels channels) {
     header.size = rowSize;
     header.samples.channels = channels;
     const std::vector<std::uint8_t> samples(rowSize.width * header.samples.pixelBytes(), 0x5a);
-    PixelHasher hasher(header, ColourStep({}, header.samples));
-    for (auto _ : state) hasher.take({0, 0, 1, rowSize.width, samples.data()});
+    PixelDigest digest(header, ColourStep({}, header.samples));
+    for (auto _ : state) digest.take({0, 0, 1, rowSize.width, samples.data()});
     state.SetItemsProcessed(state.iterations() * std::int64_t{rowSize.width});
 }
 
