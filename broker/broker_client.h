@@ -26,8 +26,9 @@ nlohmann::json brokerRequest(const BrokerIdentity& identity, std::string_view op
                              const std::string& requestID, nlohmann::json fields);
 
 /// Asks the running application over the Tandem Link: one connection, one JSON line there, one back
-/// (docs/tandem-link.md). Blocks the calling thread; each write and each read waits at most 2
-/// seconds. Nothing is retried.
+/// (docs/tandem-link.md). Blocks the calling thread: each write and each read, and on Linux
+/// connecting, waits at most 2 seconds; a socket on which no timeout can be set is used without
+/// one. Nothing is retried.
 class BrokerClient {
   public:
     explicit BrokerClient(BrokerIdentity identity,
@@ -36,8 +37,9 @@ class BrokerClient {
     /// Sends an operation with its fields, an object (see `brokerRequest`), and returns the whole
     /// answer object when the application agrees.
     /// Throws HelperFailure::unavailable when the application cannot be reached, answers badly or
-    /// refuses; for fields without a JSON form what `appendJSON` throws, and for an answer that is
-    /// not JSON what `parseJSON` throws.
+    /// refuses; for fields without a JSON form what `appendJSON` throws, for an answer that is not
+    /// JSON what `parseJSON` throws, and std::system_error when the system gives no random bytes
+    /// for the request's ID.
     nlohmann::json call(std::string_view operation,
                         nlohmann::json fields = nlohmann::json::object()) const;
 

@@ -1,16 +1,14 @@
-# What compiler and linker add to the programs against mistakes in them and in what they link: canaries
-# on the stack, checked lengths, an address that is not known beforehand, tables that are read-only
-# when the program begins, and jumps to marked targets only. Each as far as the compiler has it. The
-# sanitizers bring their own; tests are not optimised, which checked lengths want to be. On macOS the
-# linker's defaults are all of it but the canaries and the lengths.
+# Hardening: stack protector, _FORTIFY_SOURCE, position-independent executables, RELRO with immediate
+# binding, and control-flow protection (CET, BTI), each where the compiler has it. Not with the
+# sanitizers, which bring their own checks, nor for tests, which are not optimised as _FORTIFY_SOURCE
+# needs it. On macOS all but the first two are the linker's default.
 
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 
 add_library(sorvane_hardening INTERFACE)
 
-# For the decoder, which meets files from anywhere: a variable that a mistake leaves unset is 0, and
-# not what the stack held before.
+# For the decoder, which reads files from anywhere: automatic variables are initialised to zero.
 add_library(sorvane_decoder_hardening INTERFACE)
 target_link_libraries(sorvane_decoder_hardening INTERFACE sorvane_hardening)
 

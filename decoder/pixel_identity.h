@@ -14,8 +14,9 @@ namespace sorvane::decoder {
 void prepareLibraries();
 
 /// The address space that `pixelIdentity` may take for this file, its libraries included, in bytes:
-/// what a picture of its format takes at most, as far as memoryLimit allows it. The format is told
-/// by the file's first bytes, of which none is taken.
+/// what a picture of its format takes at most, as far as memoryLimit allows it. 0 for an unknown
+/// format, and on macOS, where address space is not limited. The format is recognised by the file's
+/// first bytes, of which none is taken.
 std::uint64_t pixelIdentityMemory(ByteSource& file);
 
 /// Decodes the file's first picture, digests it and reads the file to its end. A file that states
@@ -27,11 +28,10 @@ std::uint64_t pixelIdentityMemory(ByteSource& file);
 std::optional<DecoderAnswer> pixelIdentity(ByteSource& file,
                                            std::optional<LateOrientation> told = std::nullopt);
 
-/// Does the same for somebody who asks why, and tells what is known of the file and at which step
-/// it was rejected, in lines of a key, a space and a value. "format" is its name; "size" is width
-/// and height as declared, "orientation" 1 to 8, "colour" what the file says about it; "reason",
-/// only where there is no identity, is why. A line that is not known is left out, and an
-/// orientation that comes after the pixels has a second line, which counts.
+/// Decodes as `pixelIdentity` does, for a person who asks why there is no identity: lines of a key,
+/// a space and a value. "format": its name; "size": declared width and height; "orientation": 1 to
+/// 8; "colour": what the file says; "reason": why there is no identity, only then. What is not
+/// known is left out. A second "orientation" was stated after the pixels and replaces the first.
 std::string explanation(ByteSource& file);
 
 } // namespace sorvane::decoder

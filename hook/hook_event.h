@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 
 /// What the hook takes out of an agent's event. A member of another kind than the one expected
-/// counts as absent; the views last as long as the event.
+/// counts as absent; the views last as long as the event. docs/hook-event.md shows one.
 namespace sorvane::hookEvent {
 
 std::string_view prompt(const nlohmann::json& event);

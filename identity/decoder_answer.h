@@ -33,7 +33,8 @@ using DecoderAnswer = std::variant<PixelIdentity, LateOrientation>;
 /// after a space each, a line feed.
 inline constexpr std::size_t maxDecoderAnswer = Sha256::textLength + 9 + 9 + 1;
 
-/// The line by which a decoder answers: "DIGEST WIDTH HEIGHT\n" or "orientation NUMBER\n".
+/// The line by which a decoder answers: "DIGEST WIDTH HEIGHT\n" or "orientation NUMBER\n"
+/// (docs/pixel-digest.md).
 std::string decoderAnswer(const DecoderAnswer& answer);
 
 /// What a decoder's line says, which is not trusted: nothing unless it is, to the byte, a digest

@@ -17,14 +17,15 @@ namespace sorvane {
 /// are written to it, one line comes back. Nothing here throws but for want of memory, and nothing
 /// waits longer than 10 seconds after the start, nor beyond a deadline that comes sooner: a decoder
 /// that is missing, dies, hangs or answers nonsense gives no identity. It is killed, if need be,
-/// and reaped before the object is gone, unless it has so much memory to free that it is not gone
-/// within another tenth of a second. It does not outlive the thread that started it.
+/// and reaped before the object is gone, unless it is still freeing memory a tenth of a second
+/// after the kill. On Linux it does not outlive the thread that started it; on macOS it ends at the
+/// end of its input or at its timeout.
 class DecoderProcess {
   public:
     using Clock = ChildProcess::Clock;
 
-    /// Nothing is started when the deadline has passed. `words` follow the time in the program's
-    /// arguments, which is what is left of it in whole seconds, begun ones too.
+    /// Starts nothing when the deadline has passed. The program's arguments are the seconds that
+    /// are left, rounded up, then `words`.
     explicit DecoderProcess(std::string_view program,
                             Clock::time_point deadline = Clock::time_point::max(),
                             const std::vector<std::string>& words = {});

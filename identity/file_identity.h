@@ -15,7 +15,7 @@ namespace sorvane::HelperIO {
 std::string sha256(std::string_view data);
 
 /// The digest of a file's bytes, which are read in pieces. Throws std::system_error when the file
-/// cannot be read. Only a location is taken for a file, never a text: that is data.
+/// cannot be read. The template takes exactly std::filesystem::path: a text is data.
 std::string sha256OfFile(const std::filesystem::path& file);
 std::string sha256(const std::same_as<std::filesystem::path> auto& file) {
     return sha256OfFile(file);

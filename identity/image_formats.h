@@ -8,9 +8,9 @@
 
 namespace sorvane {
 
-/// The image formats that are read, each recognised by its first bytes. By this table the hook
-/// tells whether a file is worth a decoder and which program that is, and the program picks the
-/// class that reads the format. CONTRIBUTING.md says what a new format needs.
+/// The image formats that are read (docs/image-formats.md), each recognised by its first bytes. By
+/// this table the hook tells whether a file is worth a decoder and which program that is, and the
+/// program picks the class that reads the format. CONTRIBUTING.md says what a new format needs.
 enum class ImageFormat {
     png,
     jpeg,

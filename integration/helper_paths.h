@@ -5,12 +5,13 @@
 
 namespace sorvane {
 
-/// Whether this run is a test of the integration: SORVANE_TESTING is exactly "1".
+/// Whether testing mode is on: SORVANE_TESTING is exactly "1".
 bool isTesting();
 
-/// Where the application keeps what it shares with its helpers; no other code names its
-/// directories. Construction reads the environment, touches nothing on disk and does not fail; all
-/// locations are absolute.
+/// Where the application keeps what it shares with its helpers. Construction reads the environment
+/// and, unless that names the root, looks up the account's home directory (see `homeDirectory`,
+/// which may wait); it creates nothing and does not fail. All paths are absolute, as far as
+/// `absolutePath` can make them so.
 ///
 /// The root is "Library/Application Support/Sorvane" in the account's home directory; in testing
 /// mode, and only then, SORVANE_APP_SUPPORT replaces it when it is set.

@@ -70,7 +70,7 @@ ChildProcess::ChildProcess(const std::filesystem::path& path, std::vector<std::s
 }
 
 ChildProcess::~ChildProcess() {
-    if (status_) status_->end();
+    if (status_) status_->kill();
 }
 
 std::int32_t ChildProcess::wait() {
@@ -81,7 +81,7 @@ std::int32_t ChildProcess::wait() {
 
 bool ChildProcess::succeeds(Clock::time_point deadline) {
     const auto end = status_->awaitEnd(deadline);
-    if (!end) status_->end();
+    if (!end) status_->kill();
     status_.reset();
     return end && end->exited && end->number == 0;
 }

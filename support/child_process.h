@@ -22,7 +22,11 @@ class ChildStreams {
     ChildStreams& operator=(const ChildStreams&) = delete;
     ~ChildStreams();
 
+    /// Gives the child `descriptor`, which stays the caller's and must be open until the child is
+    /// started, as its descriptor `as`. Throws std::system_error.
     void connect(int descriptor, int as);
+
+    /// The same with /dev/null.
     void connectNull(int as);
 
   private:
@@ -30,9 +34,8 @@ class ChildStreams {
     posix_spawn_file_actions_t actions_;
 };
 
-/// A running child program, reaped exactly once: by `wait` or `succeeds`, whichever is called, or
-/// killed and reaped at the end. child_status.h says what becomes of one that is slow to go, and
-/// that nothing matters that this process does with SIGCHLD.
+/// A running child program. Call `wait` or `succeeds`, once; without either the destructor kills
+/// and reaps it (see `ChildStatus::kill`). What this process has set for SIGCHLD does not matter.
 class ChildProcess {
   public:
     using Clock = ChildStatus::Clock;
@@ -50,8 +53,7 @@ class ChildProcess {
     std::int32_t wait();
 
     /// Waits until the child has ended or the deadline has passed; one that has not ended then is
-    /// killed, and waited for as `ChildStatus::end` does. Whether it ended by itself, with
-    /// status 0.
+    /// killed (see `ChildStatus::kill`). Whether it ended by itself, with status 0.
     bool succeeds(Clock::time_point deadline);
 
   private:

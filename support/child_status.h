@@ -19,7 +19,8 @@ struct ChildEnd {
 /// A started program and how it ends. The end is reported whatever this process has set for
 /// SIGCHLD: it may ignore the signal, or reap every child in a handler. Nothing is changed that the
 /// threads of the process share. A status that another thread takes by waiting for any child, or
-/// that is lost because the process starts to ignore the signal meanwhile, counts as SIGKILL.
+/// that is lost because the process starts to ignore the signal meanwhile, counts as SIGKILL. The
+/// destructor neither kills nor reaps: call `awaitEnd` until it gives an end, or `kill`, first.
 class ChildStatus {
   public:
     using Clock = std::chrono::steady_clock;
@@ -36,19 +37,19 @@ class ChildStatus {
     /// The same, or nothing when the child has not ended by the deadline.
     std::optional<ChildEnd> awaitEnd(Clock::time_point deadline);
 
-    /// How long `end` waits. A child without much memory is gone sooner, on a busy machine too.
-    static constexpr std::chrono::milliseconds endTimeout{100};
+    /// How long `kill` waits. A child without much memory is gone sooner, on a busy machine too.
+    static constexpr std::chrono::milliseconds killTimeout{100};
 
-    /// Kills a child that has not been reaped, and reaps it. One that is not gone by then is left
-    /// to be reaped at a later start, or by the system when this process ends.
-    void end();
+    /// Kills the child and reaps it. One that has not ended within `killTimeout` is reaped at a
+    /// later start, or by the system when this process ends.
+    void kill();
 
   private:
     void endReports();
 
     pid_t program_ = -1;
     pid_t waiter_ = -1;        ///< the process that waits for the program on our behalf, if any
-    UniqueDescriptor reports_; ///< reports the end; owns nothing where `waitid` does
+    UniqueDescriptor reports_; ///< Linux: the waiter's socket, if any; macOS: the kernel queue
 };
 
 } // namespace sorvane

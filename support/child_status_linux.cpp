@@ -152,9 +152,9 @@ std::optional<ChildEnd> ChildStatus::awaitEnd(Clock::time_point deadline) {
     return awaitEnd();
 }
 
-void ChildStatus::end() {
+void ChildStatus::kill() {
     ::kill(program_, SIGKILL);
-    if (awaitEnd(Clock::now() + endTimeout)) return;
+    if (awaitEnd(Clock::now() + killTimeout)) return;
     abandonChild(reports_ ? waiter_ : program_);
     reports_.reset();
 }

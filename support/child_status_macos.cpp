@@ -86,9 +86,9 @@ std::optional<ChildEnd> ChildStatus::awaitEnd(Clock::time_point deadline) {
     return endOf(*status);
 }
 
-void ChildStatus::end() {
+void ChildStatus::kill() {
     ::kill(program_, SIGKILL);
-    if (!awaitEnd(Clock::now() + endTimeout)) abandonChild(program_);
+    if (!awaitEnd(Clock::now() + killTimeout)) abandonChild(program_);
 }
 
 } // namespace sorvane

@@ -11,11 +11,11 @@ namespace sorvane {
 
 /// Reads regular files, and only those: a directory, FIFO, socket or device is a read failure like
 /// a missing file. So a read waits for nothing but the file system (a disk, a network, a file that
-/// has to be fetched from a cloud first). The only way of reading a manifest, a credential or an
-/// attachment. Failures are thrown as std::system_error, whose text is one line with the file's
-/// path and the system's reason.
+/// has to be fetched from a cloud first). Failures are thrown as std::system_error, whose text is
+/// one line with the file's path and the system's reason.
 class FileReader {
   public:
+    /// Opens the file.
     explicit FileReader(const std::filesystem::path& path);
 
     /// Fills the beginning of `piece` with the file's next bytes and returns their number; fewer

@@ -6,8 +6,8 @@
 
 namespace sorvane {
 
-/// The one error type of our own. Thrown anywhere below the entry, caught once, in
-/// `SorvaneHook::main`, which shows the user `errorDescription()` after "Sorvane: ".
+/// A failure with a text for the user. The hook catches it once, in `SorvaneHook::main`, and prints
+/// "Sorvane: " and `errorDescription()`.
 class HelperFailure : public std::exception {
   public:
     enum class Kind {

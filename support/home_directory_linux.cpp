@@ -66,8 +66,8 @@ std::optional<std::filesystem::path> homeByGetent(uid_t account) try {
     streams.connectNull(STDERR_FILENO);
     ChildProcess getent("/usr/bin/getent", {"getent", "passwd", std::to_string(account)},
                         wholeEnvironment(), std::move(streams));
-    // It ends before its output is read: a pipe holds more than a line. Without success there may
-    // be none, and somebody else who could still write it.
+    // Its output is read when it has ended: a line fits into the pipe. After a failure the pipe may
+    // be empty and held open by another process, so it is not read at all.
     if (!getent.succeeds(deadline)) return std::nullopt;
     std::array<char, maxLine> line;
     const ssize_t length = readSome(pipe.readingEnd.get(), line);

@@ -33,8 +33,8 @@
 /// required. Unknown keys are ignored. What may not change after construction is a `const` member.
 namespace sorvane::record {
 
-/// A record that cannot be read: a required key is missing, or a value is of another kind or out
-/// of its width. The text names the key.
+/// A record that cannot be read: a required key is missing, or a value is of another kind or is an
+/// integer that does not fit the member. The text names the key.
 class DecodingError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -154,43 +154,43 @@ constexpr auto tableOf() {
     return Record::fields();
 }
 
-[[noreturn]] inline void failed(std::string_view key, std::string_view fault) {
+[[noreturn]] inline void fail(std::string_view key, std::string_view fault) {
     throw DecodingError("\"" + std::string(key) + "\" " + std::string(fault));
 }
 
 template<class T>
 T value(const nlohmann::json& json, std::string_view key) {
     if constexpr (Described<T>) {
-        if (!json.is_object()) failed(key, "is not a record");
+        if (!json.is_object()) fail(key, "is not a record");
         return decode<T>(json);
     } else if constexpr (isList<T>) {
-        if (!json.is_array()) failed(key, "is not a list");
+        if (!json.is_array()) fail(key, "is not a list");
         T list;
         list.reserve(json.size());
         for (const nlohmann::json& element : json)
             list.push_back(value<typename T::value_type>(element, key));
         return list;
     } else if constexpr (std::same_as<T, std::string>) {
-        if (!json.is_string()) failed(key, "is not a text");
+        if (!json.is_string()) fail(key, "is not a text");
         return json.get<std::string>();
     } else if constexpr (std::same_as<T, bool>) {
-        if (!json.is_boolean()) failed(key, "is not a flag");
+        if (!json.is_boolean()) fail(key, "is not a flag");
         return json.get<bool>();
     } else if constexpr (std::same_as<T, Date>) {
-        if (!json.is_number()) failed(key, "is not a date in seconds");
+        if (!json.is_number()) fail(key, "is not a date in seconds");
         return Date(Date::duration(json.get<double>()));
     } else if constexpr (std::same_as<T, Uuid>) {
         const auto uuid = json.is_string() ? Uuid::parse(json.get<std::string>()) : std::nullopt;
-        if (!uuid) failed(key, "is not a UUID");
+        if (!uuid) fail(key, "is not a UUID");
         return *uuid;
     } else if constexpr (Named<T>) {
         const auto one = json.is_string() ? named<T>(json.get<std::string>()) : std::nullopt;
-        if (!one) failed(key, "is not one of its texts");
+        if (!one) fail(key, "is not one of its texts");
         return *one;
     } else {
         static_assert(std::signed_integral<T>);
         const auto integer = integerValue(json);
-        if (!integer || !std::in_range<T>(*integer)) failed(key, "is not an integer that fits");
+        if (!integer || !std::in_range<T>(*integer)) fail(key, "is not an integer that fits");
         return static_cast<T>(*integer);
     }
 }
@@ -204,7 +204,7 @@ std::remove_const_t<Member> memberValue(const nlohmann::json& json,
         if (found == nullptr || found->is_null()) return std::nullopt;
         return value<typename T::value_type>(*found, field.key);
     } else {
-        if (found == nullptr) failed(field.key, "is missing");
+        if (found == nullptr) fail(field.key, "is missing");
         return value<T>(*found, field.key);
     }
 }

@@ -5,9 +5,9 @@
 
 namespace sorvane {
 
-/// A text that overwrites all it has room for when it ends, and so does each copy of it: for a
-/// secret that has served. What it has moved from by growing, or was copied to as another type,
-/// stays as it is.
+/// A secret. Its whole capacity is overwritten with zeros on destruction, and every copy's too. Not
+/// overwritten are the buffers that it left when it grew, so reserve first, and copies of another
+/// type.
 class SecretText : public std::string {
   public:
     using std::string::string;

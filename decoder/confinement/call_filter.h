@@ -67,9 +67,10 @@ inline constexpr MachineCalls arm64Calls{.architecture = AUDIT_ARCH_AARCH64,
                                          .setRobustList = 99,
                                          .rseq = 293};
 
-/// The filter of such a machine, as a kernel runs it: system calls, and arguments of them, that
-/// decoding from standard input to standard output on two threads needs, and death for every other.
-/// It cannot count threads.
+/// The seccomp program for such a machine. It allows the system calls, with the arguments, that
+/// decoding from standard input to standard output on two threads needs; clone3 fails with ENOSYS,
+/// so that the C library falls back on clone; every other call kills the process. It cannot count
+/// threads.
 std::vector<sock_filter> callFilter(const MachineCalls& machine);
 
 /// Puts the process under the filter of this machine, for good. The process must have renounced new

@@ -11,8 +11,8 @@ namespace sorvane::decoder {
 /// The file's bytes in order, each once, through one small buffer. A read that fails is the end of
 /// the file. Nothing here throws, so decoders written in C may call it.
 class ByteSource {
-    // Large enough that a file of megabytes is a few hundred reads, small beside the 16 MiB that
-    // the whole process may use.
+    // Large enough that a file of megabytes is a few hundred reads, small beside what a decoder
+    // takes.
     static constexpr std::size_t bufferSize = 65'536;
 
   public:

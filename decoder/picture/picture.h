@@ -61,17 +61,16 @@ struct PictureHeader {
     ColourStatements colour;
 };
 
-/// Some pixels of a stored row: `count` of them, the first in column `firstColumn`, each
-/// `columnStep` to the right of the one before; or those of the same columns in some rows, each
-/// `rowStep` below the one before.
+/// Pixels of the stored picture: `rows` rows of `count` pixels each, row after row in `samples`.
+/// Pixel i of row j lies in column `firstColumn` + i * `columnStep` of row `row` + j * `rowStep`.
 struct PixelRun {
     std::uint32_t row = 0;
     std::uint32_t firstColumn = 0;
     std::uint32_t columnStep = 1;
     std::uint32_t count = 0;
     const std::uint8_t* samples = nullptr;
-    /// Whose samples lie one after the other. A call for each row would take longer than the pixels
-    /// of a very narrow picture.
+    /// More than one for a very narrow picture, where a call for each row would take longer than
+    /// the pixels.
     std::uint32_t rows = 1;
     std::uint32_t rowStep = 1;
 
@@ -104,8 +103,8 @@ class Decoder {
     /// Hands over every pixel once. False when the picture is damaged and rejected, whatever came.
     virtual bool readPixels(PixelSink& sink) = 0;
 
-    /// What the file has stated after its pixels, all of which have been read; it counts in the
-    /// stead of the header's orientation.
+    /// The orientation that the file states after its pixels, once all have been read; it replaces
+    /// the header's.
     virtual std::optional<Orientation> lateOrientation() const { return std::nullopt; }
 };
 

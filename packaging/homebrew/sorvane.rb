@@ -7,6 +7,7 @@ class Sorvane < Formula
   depends_on "cli11" => :build
   depends_on "cmake" => :build
   depends_on "nlohmann-json" => :build
+  depends_on "tomlplusplus" => :build
   depends_on :macos
 
   def install

@@ -62,8 +62,9 @@ struct Agent {
     std::string_view commandEnding;
 };
 
-/// The seconds that a hook of the agent's may need: 2 until the application has taken the request
-/// and 2 until it has answered, and 20 before that to decode the pictures of a prompt.
+/// The seconds that a hook of the agent's may need when the request takes one write and the answer
+/// one read: 2 and 2, and 20 before that to decode the pictures of a prompt. Waiting for a
+/// connection is not counted.
 constexpr int neededSeconds(const Agent& agent) {
     return agent.attachments == Attachments::files ? 24 : 4;
 }

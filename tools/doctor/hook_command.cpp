@@ -133,7 +133,7 @@ class CommandCheck {
         return found;
     }
 
-    // In a test the hook takes any file with the right content.
+    // In testing mode the hook takes any file with the right content.
     bool holdsCredential(const std::string& path) const try {
         return HelperIO::sha256(absolutePath(path)) == manifest_.credentialHash;
     } catch (const std::system_error&) {

@@ -62,8 +62,8 @@ class RowReader {
 
   private:
     // The batch's rows are in the slots from 1 on, each after its filter byte; in slot 0 is the row
-    // above them. At first that are zeros, which nobody has touched: a row may be as long as the
-    // file says, and the file be cut.
+    // above them, at first zeros of fresh pages: a row may be as long as the file says, and the
+    // file be cut short.
     std::uint8_t* slot(std::uint32_t index) { return batch_.get() + index * stride_; }
 
     PngInflater& data_;

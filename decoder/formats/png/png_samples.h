@@ -42,8 +42,8 @@ class PngSamples {
     /// `form` must outlive this.
     explicit PngSamples(const PngSampleForm& form) : form_(form) {}
 
-    /// The samples of `count` rows of `width` pixels, one after the other. `stored`: the first row,
-    /// and after each its successor's filter byte and itself; they may be changed in place. Valid
+    /// The samples of `count` rows of `width` pixels, row after row. `stored`: the first row's
+    /// bytes; each further row follows after its filter byte. They may be changed in place. Valid
     /// until the next call, and as long as `stored`.
     const std::uint8_t* rows(std::uint8_t* stored, std::uint32_t width, std::uint32_t count);
 
