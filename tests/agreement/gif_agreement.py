@@ -76,12 +76,12 @@ def codes(checker):
             'blocks of one byte': {'block': 1},
             'blocks of 254 bytes': {'block': 254},
             'wider codes than needed': {'code_size': 8},
-            'first codes of 9 bits': {'code_size': 9},
-            'first codes of 10 bits': {'code_size': 10},
-            'first codes of 11 bits': {'code_size': 11},
-            'first codes of 11 bits and a full table that is kept': {
+            'LZW minimum code size 9': {'code_size': 9},
+            'LZW minimum code size 10': {'code_size': 10},
+            'LZW minimum code size 11': {'code_size': 11},
+            'LZW minimum code size 11 and a full table that is kept': {
                 'code_size': 11, 'keep_full_table': True},
-            'first codes of 9 bits, a clear code every 7 codes, blocks of one byte': {
+            'LZW minimum code size 9, a clear code every 7 codes, blocks of one byte': {
                 'code_size': 9, 'clear_every': 7, 'block': 1},
     }.items():
         for count, side in ((2, 9), (2, 220), (17, 60), (250, 90)):
@@ -208,17 +208,17 @@ def damage(checker):
     for size in (9, 10, 11):
         wide = gif_files.lzw([5] * 25 * 19, size)
         file = begin + frame + bytes((size,)) + gif_files.blocks(wide)
-        checker.answers('first codes of %d bits' % size, file,
+        checker.answers('LZW minimum code size %d' % size, file,
                         answer(painted([[5] * 25] * 19, colours)))
         for length in range(len(begin + frame), len(file)):
-            checker.rejects('first codes of %d bits, cut after %d of %d bytes' %
+            checker.rejects('LZW minimum code size %d, cut after %d of %d bytes' %
                             (size, length, len(file)), file[:length])
         few = gif_files.lzw([5] * 25 * 18, size)
         late = [5] * 400 + [256] + [5] * 74
         for name, data in {'a row too few': few, 'a row too few, without an end code': few[:-2],
                            'codes that mean nothing': b'\xff' * 600,
                            'an index of 9 bits': gif_files.lzw(late, size)}.items():
-            checker.rejects('first codes of %d bits, %s' % (size, name),
+            checker.rejects('LZW minimum code size %d, %s' % (size, name),
                             begin + frame + bytes((size,)) + gif_files.blocks(data))
     checker.answers('more data than pixels', begin + frame + b'\6' + gif_files.blocks(more),
                     answer(painted([[5] * 25] * 19, colours)))

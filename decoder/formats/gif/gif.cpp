@@ -10,7 +10,7 @@
 #include <gif_lib.h>
 
 #include "decoder/formats/frame_on_canvas.h"
-#include "decoder/formats/gif/gif_wide_codes.h"
+#include "decoder/formats/gif/gif_wide_lzw.h"
 #include "support/c_deleter.h"
 
 namespace sorvane::decoder {
@@ -51,7 +51,7 @@ class GifDecoder final : public Decoder {
     ByteSource& file_;
     std::unique_ptr<GifFileType, Release<closeGif>> gif_;
     std::optional<std::uint8_t> lastByte_;
-    std::optional<GifWideCodes> wideCodes_;
+    std::optional<GifWideLzw> wideLzw_;
     std::optional<std::uint8_t> transparentIndex_;
     std::array<Colour, 256> colours_;
     Size canvas_;
@@ -96,14 +96,13 @@ bool GifDecoder::findFrame() {
     return false;
 }
 
-// The header ends with the size of the first codes. When that exceeds 8, giflib fails; no other
+// The image header ends with the LZW minimum code size. When that exceeds 8, giflib fails; no other
 // failure leaves 9 to 11 as the last byte read.
 bool GifDecoder::readFrameHeader() {
     if (DGifGetImageHeader(gif_.get()) == GIF_OK) return true;
-    if (!lastByte_ || *lastByte_ < GifWideCodes::minCodeSize ||
-        *lastByte_ > GifWideCodes::maxCodeSize)
+    if (!lastByte_ || *lastByte_ < GifWideLzw::minCodeSize || *lastByte_ > GifWideLzw::maxCodeSize)
         return false;
-    wideCodes_.emplace(gif_.get(), *lastByte_);
+    wideLzw_.emplace(gif_.get(), *lastByte_);
     return true;
 }
 
@@ -147,16 +146,16 @@ bool GifDecoder::readPixels(PixelSink& sink) {
             if (!readRow(indices, row)) return false;
             canvas.row(y, row.front().data(), sink);
         }
-    if (wideCodes_ && !wideCodes_->finish()) return false;
+    if (wideLzw_ && !wideLzw_->finish()) return false;
     canvas.below(sink);
     return true;
 }
 
 // With the frame's last row giflib reads on to the end of the frame's data.
 bool GifDecoder::readRow(std::span<std::uint8_t> indices, std::span<Colour> row) {
-    const bool read = wideCodes_ ? wideCodes_->read(indices)
-                                 : DGifGetLine(gif_.get(), indices.data(),
-                                               static_cast<int>(indices.size())) == GIF_OK;
+    const bool read = wideLzw_ ? wideLzw_->read(indices)
+                               : DGifGetLine(gif_.get(), indices.data(),
+                                             static_cast<int>(indices.size())) == GIF_OK;
     if (!read) return false;
     std::ranges::transform(indices, row.begin(),
                            [this](std::uint8_t index) { return colours_[index]; });

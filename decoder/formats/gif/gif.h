@@ -19,8 +19,9 @@ inline constexpr std::uint64_t gifMemory = (std::uint64_t{1} << 20) + maxFrameBy
 /// browsers. A frame with neither a colour map of its own nor a global one is rejected, because
 /// readers differ in its colours. A file that is damaged before the end of the frame's data is
 /// rejected, as far as damage shows in a format without checksums; what comes after the frame is
-/// not read. Codes may begin with 2 to 11 bits, although 8 are enough; an index of more than 8 is
-/// damage. A profile in an application extension is passed over. `file` must outlive the decoder.
+/// not read. LZW minimum code sizes of 2 to 11 are read, although 8 is enough; an index of more
+/// than 8 bits is damage. A profile in an application extension is passed over. `file` must outlive
+/// the decoder.
 std::unique_ptr<Decoder> openGif(ByteSource& file);
 
 } // namespace sorvane::decoder

@@ -37,7 +37,7 @@ TEST_CASE("a transparent index is taken from the control extension before the fr
     CHECK(recorded(joined({screen, frame, transparentOne})).samples.back() == 255);
 }
 
-TEST_CASE("the first codes may be wider than 8 bits") {
+TEST_CASE("an LZW minimum code size may exceed 8") {
     // Clear, 0, 1, end: codes of one bit more than their size.
     const auto wide = [](std::uint8_t codeSize) {
         const unsigned clear = 1U << codeSize;

@@ -11,15 +11,14 @@ struct GifFileType;
 
 namespace sorvane::decoder {
 
-/// The pixel data of a frame whose first codes are wider than its indices need, which giflib does
-/// not decode.
-class GifWideCodes {
+/// Decodes LZW data whose minimum code size is 9 to 11: giflib accepts at most 8.
+class GifWideLzw {
   public:
     static constexpr unsigned minCodeSize = 9;
     static constexpr unsigned maxCodeSize = 11;
 
     /// `gif` has been read up to the code size, and must outlive this.
-    GifWideCodes(GifFileType* gif, unsigned codeSize);
+    GifWideLzw(GifFileType* gif, unsigned codeSize);
 
     /// False: the data are damaged, end before `indices` is full, or have an index of more than 8
     /// bits.

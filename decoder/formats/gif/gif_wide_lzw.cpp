@@ -1,15 +1,15 @@
-#include "decoder/formats/gif/gif_wide_codes.h"
+#include "decoder/formats/gif/gif_wide_lzw.h"
 
 #include <gif_lib.h>
 
 namespace sorvane::decoder {
 
-GifWideCodes::GifWideCodes(GifFileType* gif, unsigned codeSize)
+GifWideLzw::GifWideLzw(GifFileType* gif, unsigned codeSize)
     : gif_(gif), clearCode_(static_cast<std::uint16_t>(1U << codeSize)) {
     clear();
 }
 
-bool GifWideCodes::read(std::span<std::uint8_t> indices) {
+bool GifWideLzw::read(std::span<std::uint8_t> indices) {
     for (std::uint8_t& index : indices) {
         while (pending_.empty())
             if (!readCode()) return false;
@@ -20,7 +20,7 @@ bool GifWideCodes::read(std::span<std::uint8_t> indices) {
     return true;
 }
 
-bool GifWideCodes::finish() {
+bool GifWideLzw::finish() {
     GifByteType* block = nullptr;
     do {
         if (DGifGetCodeNext(gif_, &block) != GIF_OK) return false;
@@ -29,14 +29,14 @@ bool GifWideCodes::finish() {
 }
 
 // The clear code and the end code stand between the indices and the table.
-void GifWideCodes::clear() {
+void GifWideLzw::clear() {
     known_ = clearCode_ + std::size_t{2};
     width_ = 1;
     while (known_ >> width_ != 0) ++width_;
     previous_.reset();
 }
 
-bool GifWideCodes::readCode() {
+bool GifWideLzw::readCode() {
     const auto code = nextCode();
     if (!code || *code == clearCode_ + 1) return false;
     if (*code == clearCode_) {
@@ -59,7 +59,7 @@ bool GifWideCodes::readCode() {
     return true;
 }
 
-std::optional<std::uint16_t> GifWideCodes::nextCode() {
+std::optional<std::uint16_t> GifWideLzw::nextCode() {
     for (; bitCount_ < width_; bitCount_ += 8) {
         if (block_.empty() && !nextBlock()) return std::nullopt;
         bits_ |= std::uint32_t{block_.front()} << bitCount_;
@@ -72,14 +72,14 @@ std::optional<std::uint16_t> GifWideCodes::nextCode() {
 }
 
 // A block is its length and as many bytes.
-bool GifWideCodes::nextBlock() {
+bool GifWideLzw::nextBlock() {
     GifByteType* block = nullptr;
     if (DGifGetCodeNext(gif_, &block) != GIF_OK || block == nullptr) return false;
     block_ = {block + 1, *block};
     return true;
 }
 
-std::uint16_t GifWideCodes::firstIndex(std::uint16_t code) const {
+std::uint16_t GifWideLzw::firstIndex(std::uint16_t code) const {
     while (code > clearCode_) code = prefix_[code];
     return code;
 }

@@ -1,4 +1,4 @@
-#include "decoder/formats/gif/gif_wide_codes.h"
+#include "decoder/formats/gif/gif_wide_lzw.h"
 
 #include <algorithm>
 #include <array>
@@ -91,11 +91,11 @@ std::optional<Bytes> indices(const Bytes& file) {
     return result;
 }
 
-constexpr std::array codeSizes = {GifWideCodes::minCodeSize, 10U, GifWideCodes::maxCodeSize};
+constexpr std::array codeSizes = {GifWideLzw::minCodeSize, 10U, GifWideLzw::maxCodeSize};
 
 } // namespace
 
-TEST_CASE("a wide code stands for what the one before stood for, and one index more") {
+TEST_CASE("a code of wide LZW data stands for what the one before stood for, and one index more") {
     for (const unsigned codeSize : codeSizes) {
         CAPTURE(codeSize);
         Codes codes(codeSize);
@@ -110,7 +110,7 @@ TEST_CASE("a wide code stands for what the one before stood for, and one index m
     }
 }
 
-TEST_CASE("wide codes grow to 12 bits with the table, and shrink when it is cleared") {
+TEST_CASE("codes of wide LZW data grow to 12 bits with the table, and shrink when it is cleared") {
     for (const unsigned codeSize : codeSizes) {
         CAPTURE(codeSize);
         Codes codes(codeSize);
@@ -126,7 +126,7 @@ TEST_CASE("wide codes grow to 12 bits with the table, and shrink when it is clea
     }
 }
 
-TEST_CASE("damaged wide codes reject the picture") {
+TEST_CASE("damaged wide LZW data reject the picture") {
     const auto decodes = [](Codes& codes) { return indices(codes.file({3, 1})).has_value(); };
     for (const unsigned codeSize : codeSizes) {
         CAPTURE(codeSize);
@@ -141,8 +141,8 @@ TEST_CASE("damaged wide codes reject the picture") {
     }
 }
 
-TEST_CASE("the data of wide codes go on to their end, which the file must have") {
-    Codes codes(GifWideCodes::minCodeSize);
+TEST_CASE("wide LZW data go on to their end, which the file must have") {
+    Codes codes(GifWideLzw::minCodeSize);
     codes.code(1).end();
     for (unsigned i = 0; i < 1000; ++i) codes.code(i % 256);
     const Bytes file = codes.file({1, 1});
