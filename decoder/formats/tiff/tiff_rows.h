@@ -26,8 +26,8 @@ class TiffRows {
     virtual TiffStoredRows next(std::uint32_t maxCount) = 0;
 };
 
-/// Null when a block would be larger than that. `reader` must outlive the rows and be used by them
-/// alone. `sample` is the index of the plane in a planar picture, and 0 in an interleaved one.
+/// Null when a block would exceed maxTiffBlockBytes. `reader` must outlive the rows and be used by
+/// them alone. `sample` is the index of the plane in a planar picture, and 0 in an interleaved one.
 std::unique_ptr<TiffRows> tiffStripRows(const TiffReader& reader, Size size, std::uint16_t sample);
 std::unique_ptr<TiffRows> tiffTileRows(const TiffReader& reader, Size size, std::uint16_t sample);
 
