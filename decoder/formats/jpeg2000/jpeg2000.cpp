@@ -11,7 +11,7 @@
 #include <openjpeg.h>
 
 #include "decoder/formats/jpeg2000/jpeg2000_codestream.h"
-#include "decoder/formats/jpeg2000/jpeg2000_effort.h"
+#include "decoder/formats/jpeg2000/jpeg2000_cost.h"
 #include "decoder/formats/jpeg2000/jpeg2000_tile_parts.h"
 #include "decoder/formats/sample_scaling.h"
 #include "decoder/formats/whole_rows.h"
@@ -95,7 +95,7 @@ class Jpeg2000Decoder final : public Decoder {
 bool Jpeg2000Decoder::decode() {
     Input input{file_.at(0, maxJpeg2000FileBytes)};
     const auto codestream = Jpeg2000Codestream::of(input.bytes);
-    if (!codestream || !isWorthItsEffort(*codestream) || !hasAllTileParts(*codestream))
+    if (!codestream || !isWithinDecodingCost(*codestream) || !hasAllTileParts(*codestream))
         return false;
     const bool bare = !input.bytes.empty() && input.bytes.front() == 0xff;
     const OpenjpegCodec decoder(opj_create_decompress(bare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));

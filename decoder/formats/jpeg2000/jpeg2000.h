@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "decoder/formats/jpeg2000/jpeg2000_effort.h"
+#include "decoder/formats/jpeg2000/jpeg2000_cost.h"
 #include "decoder/input/byte_source.h"
 #include "decoder/picture/picture.h"
 #include "identity/pixel_budget.h"
@@ -21,8 +21,8 @@ inline constexpr std::uint64_t jpeg2000Memory = 2 * maxJpeg2000FileBytes + maxOp
 /// JPEG 2000, in its container (JP2) and bare: grey, RGB, sYCC and CMYK of 1 to 16 bits, signed or
 /// not, palettes, subsampled channels. Alpha is what the channels' definitions call so; without
 /// definitions it is a second or a fourth channel. Rejected are a picture that is cut short or
-/// lacks a part of a tile, other colours, one that is not worth its effort, and damage as far as it
-/// shows: coded data have no checksum. `file` must outlive the decoder.
+/// lacks a part of a tile, other colours, one whose decoding costs too much, and damage as far as
+/// it shows: coded data have no checksum. `file` must outlive the decoder.
 std::unique_ptr<Decoder> openJpeg2000(ByteSource& file);
 
 } // namespace sorvane::decoder

@@ -1,4 +1,4 @@
-#include "decoder/formats/jpeg2000/jpeg2000_effort.h"
+#include "decoder/formats/jpeg2000/jpeg2000_cost.h"
 
 #include <doctest/doctest.h>
 
@@ -25,12 +25,12 @@ struct Coding {
     Bytes precincts;
 
     Bytes style() const { return joined({{levels, blockWidth, blockHeight, 0, 1}, precincts}); }
-    std::uint8_t told() const { return precincts.empty() ? 0 : 1; }
+    std::uint8_t hasPrecincts() const { return precincts.empty() ? 0 : 1; }
     Bytes segment() const {
-        return ::segment(0x52, joined({{told(), 0}, u16(layers), {0}, style()}));
+        return ::segment(0x52, joined({{hasPrecincts(), 0}, u16(layers), {0}, style()}));
     }
     Bytes segmentOf(std::uint8_t channel) const {
-        return ::segment(0x53, joined({{channel, told()}, style()}));
+        return ::segment(0x53, joined({{channel, hasPrecincts()}, style()}));
     }
 };
 
@@ -70,7 +70,7 @@ struct Stream {
 
 bool accepted(const Bytes& bytes) {
     const auto stream = Jpeg2000Codestream::of(bytes);
-    return stream && isWorthItsEffort(*stream);
+    return stream && isWithinDecodingCost(*stream);
 }
 bool accepted(const Stream& stream) { return accepted(stream.bytes()); }
 

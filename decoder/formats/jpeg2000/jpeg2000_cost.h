@@ -14,13 +14,13 @@ inline constexpr std::uint64_t codeBlockMemory = 850;
 
 inline constexpr std::size_t maxJpeg2000Channels = 4;
 
-/// True when what the codestream declares is no more than its bytes and pixels are worth. A hundred
+/// Whether decoding costs no more than the file's length and the pixel budget justify. A hundred
 /// bytes can declare billions of packets and code blocks, for which OpenJPEG takes memory and time
 /// before it finds the data missing. So: a packet has a byte at least, also an empty one, and there
 /// are no more of them than bytes; the blocks of all layers, which are visited one by one, are no
 /// more than the pixels of the budget and the bits of the file; and the memory is within the limit.
-/// False also when the coding of a tile is not told, for a picture over the budget, and for more
-/// channels than that.
-bool isWorthItsEffort(const Jpeg2000Codestream& stream);
+/// False also when the coding of a tile is not declared, for a picture over the budget, and for
+/// more than maxJpeg2000Channels channels.
+bool isWithinDecodingCost(const Jpeg2000Codestream& stream);
 
 } // namespace sorvane::decoder

@@ -1,4 +1,4 @@
-#include "decoder/formats/jpeg2000/jpeg2000_effort.h"
+#include "decoder/formats/jpeg2000/jpeg2000_cost.h"
 
 #include <algorithm>
 #include <array>
@@ -57,43 +57,43 @@ struct Coding {
 
 /// How a tile is coded.
 struct TileCoding {
-    bool told = false;
+    bool known = false;
     std::uint64_t layers = 0;
     std::array<Coding, maxJpeg2000Channels> channels;
 };
 
-struct Effort {
+struct Cost {
     std::uint64_t packets = 0;
     std::uint64_t blocks = 0;
 };
 
 // Of a channel whose samples lie between these coordinates.
-Effort effortOf(const Coding& coding, Range x, Range y) {
-    Effort effort;
+Cost costOf(const Coding& coding, Range x, Range y) {
+    Cost cost;
     for (unsigned resolution = 0; resolution <= coding.levels; ++resolution) {
         const bool lowest = resolution == 0;
         const unsigned reduction = coding.levels - resolution;
         const unsigned width = coding.precincts[resolution] % 16;
         const unsigned height = coding.precincts[resolution] / 16;
-        effort.packets += x.reduced(reduction).cells(width) * y.reduced(reduction).cells(height);
+        cost.packets += x.reduced(reduction).cells(width) * y.reduced(reduction).cells(height);
         const unsigned blockWidth = std::min(coding.blockWidth, lowest ? width : width - 1);
         const unsigned blockHeight = std::min(coding.blockHeight, lowest ? height : height - 1);
         const unsigned half = lowest ? reduction : reduction + 1;
         for (int band = lowest ? 0 : 1; band < (lowest ? 1 : 4); ++band)
-            effort.blocks += x.band(half, band % 2 != 0).cells(blockWidth) *
-                             y.band(half, band >= 2).cells(blockHeight);
+            cost.blocks += x.band(half, band % 2 != 0).cells(blockWidth) *
+                           y.band(half, band >= 2).cells(blockHeight);
     }
-    return effort;
+    return cost;
 }
 
-class EffortCheck {
+class CostCheck {
   public:
-    explicit EffortCheck(const Jpeg2000Codestream& stream) : stream_(stream) {}
+    explicit CostCheck(const Jpeg2000Codestream& stream) : stream_(stream) {}
 
     bool accepts();
 
   private:
-    std::optional<Coding> codingAt(std::size_t offset, bool precinctsTold) const;
+    std::optional<Coding> codingAt(std::size_t offset, bool hasPrecincts) const;
     bool readSegment(std::uint16_t marker, std::size_t offset, TileCoding& coding) const;
     std::optional<TileCoding> codingOf(const Jpeg2000Codestream::TilePart& part) const;
     bool take(const TileCoding& coding, std::uint16_t tile);
@@ -108,7 +108,7 @@ class EffortCheck {
 };
 
 // Levels, a block's width and height as exponents less 2, style, transform; then the precincts.
-std::optional<Coding> EffortCheck::codingAt(std::size_t offset, bool precinctsTold) const {
+std::optional<Coding> CostCheck::codingAt(std::size_t offset, bool hasPrecincts) const {
     const NumberReader& numbers = stream_.numbers();
     Coding coding;
     coding.levels = numbers.u8(offset).value_or(255);
@@ -116,7 +116,7 @@ std::optional<Coding> EffortCheck::codingAt(std::size_t offset, bool precinctsTo
     coding.blockWidth = (*numbers.u8(offset + 1) & 15U) + 2;
     coding.blockHeight = (*numbers.u8(offset + 2) & 15U) + 2;
     coding.precincts.fill(0xff);
-    for (std::size_t i = 0; precinctsTold && i <= coding.levels; ++i) {
+    for (std::size_t i = 0; hasPrecincts && i <= coding.levels; ++i) {
         const auto exponents = numbers.u8(offset + 5 + i);
         // Only the lowest resolution may have precincts of one sample.
         if (!exponents || (i > 0 && (*exponents % 16 == 0 || *exponents < 16))) return std::nullopt;
@@ -125,7 +125,7 @@ std::optional<Coding> EffortCheck::codingAt(std::size_t offset, bool precinctsTo
     return coding;
 }
 
-bool EffortCheck::readSegment(std::uint16_t marker, std::size_t offset, TileCoding& coding) const {
+bool CostCheck::readSegment(std::uint16_t marker, std::size_t offset, TileCoding& coding) const {
     const NumberReader& numbers = stream_.numbers();
     const auto first = numbers.u8(offset + 4);
     if (marker == codingStyle) {
@@ -133,7 +133,7 @@ bool EffortCheck::readSegment(std::uint16_t marker, std::size_t offset, TileCodi
         if (!read) return false;
         coding.channels.fill(*read);
         coding.layers = *numbers.u16(offset + 6);
-        coding.told = true;
+        coding.known = true;
     }
     if (marker == codingStyleOfChannel) {
         const auto style = numbers.u8(offset + 5);
@@ -144,7 +144,7 @@ bool EffortCheck::readSegment(std::uint16_t marker, std::size_t offset, TileCodi
     return true;
 }
 
-std::optional<TileCoding> EffortCheck::codingOf(const Jpeg2000Codestream::TilePart& part) const {
+std::optional<TileCoding> CostCheck::codingOf(const Jpeg2000Codestream::TilePart& part) const {
     TileCoding coding = main_;
     bool good = true;
     const auto data = stream_.eachSegment(part.offset + Jpeg2000Codestream::tilePartHeader,
@@ -152,11 +152,11 @@ std::optional<TileCoding> EffortCheck::codingOf(const Jpeg2000Codestream::TilePa
                                           [&](std::uint16_t marker, std::size_t offset) {
                                               good = good && readSegment(marker, offset, coding);
                                           });
-    return data && good && coding.told ? std::optional(coding) : std::nullopt;
+    return data && good && coding.known ? std::optional(coding) : std::nullopt;
 }
 
 // Adds what the tile takes. False: it is too much.
-bool EffortCheck::take(const TileCoding& coding, std::uint16_t tile) {
+bool CostCheck::take(const TileCoding& coding, std::uint16_t tile) {
     const auto along = [](std::uint64_t index, std::uint64_t origin, std::uint64_t side,
                           std::uint64_t begin, std::uint64_t end) {
         return Range{std::max(origin + index * side, begin),
@@ -180,11 +180,11 @@ bool EffortCheck::take(const TileCoding& coding, std::uint16_t tile) {
         };
         const Range columns = stepped(x, stepX);
         const Range rows = stepped(y, stepY);
-        const Effort effort = effortOf(coding.channels[channel], columns, rows);
+        const Cost cost = costOf(coding.channels[channel], columns, rows);
         samples += (columns.end - columns.begin) * (rows.end - rows.begin);
-        packets_ += effort.packets * coding.layers;
-        visits_ += effort.blocks * coding.layers;
-        blocks += effort.blocks;
+        packets_ += cost.packets * coding.layers;
+        visits_ += cost.blocks * coding.layers;
+        blocks += cost.blocks;
     }
     samples_ += samples;
     const bool alone = grid_.across() * grid_.down() == 1;
@@ -192,7 +192,7 @@ bool EffortCheck::take(const TileCoding& coding, std::uint16_t tile) {
            packets_ <= stream_.size() && visits_ <= pixelBudget + 8 * std::uint64_t{stream_.size()};
 }
 
-bool EffortCheck::accepts() {
+bool CostCheck::accepts() {
     const auto grid = stream_.grid();
     channels_ = stream_.numbers().u16(channelCountOffset).value_or(0);
     if (!grid ||
@@ -221,6 +221,6 @@ bool EffortCheck::accepts() {
 
 } // namespace
 
-bool isWorthItsEffort(const Jpeg2000Codestream& stream) { return EffortCheck(stream).accepts(); }
+bool isWithinDecodingCost(const Jpeg2000Codestream& stream) { return CostCheck(stream).accepts(); }
 
 } // namespace sorvane::decoder
