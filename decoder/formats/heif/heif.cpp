@@ -46,10 +46,10 @@ struct Plane {
 
     std::uint32_t wide(std::size_t row, std::size_t column) const {
         const std::uint8_t* line = samples + row * stride;
-        if (bits <= 8) return widened(line[column], bits);
+        if (bits <= 8) return scaledTo16Bits(line[column], bits);
         std::uint16_t sample;
         std::memcpy(&sample, line + 2 * column, sizeof sample);
-        return widened(sample, bits);
+        return scaledTo16Bits(sample, bits);
     }
 };
 
@@ -178,7 +178,7 @@ void HeifDecoder::fillRow(std::uint32_t row, std::uint8_t* to) const {
     const auto pixel = std::span(samples).first(channelCount(format_.channels));
     for (std::size_t x = 0; x < size_.width; ++x) {
         for (std::size_t i = 0; i < pixel.size(); ++i) pixel[i] = planes_[i].wide(row, x);
-        if (premultiplied_) makeStraight(pixel);
+        if (premultiplied_) unpremultiply(pixel);
         to = putPixel(pixel, format_.sixteenBits, to);
     }
 }

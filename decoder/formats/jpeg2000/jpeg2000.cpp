@@ -204,7 +204,7 @@ void Jpeg2000Decoder::toRgb(std::span<std::uint32_t> pixel) {
     const double red = pixel[2] - middle;
     const auto stored = [](double value) {
         return static_cast<std::uint32_t>(
-            std::lround(std::clamp(value, 0.0, static_cast<double>(wideFull))));
+            std::lround(std::clamp(value, 0.0, static_cast<double>(maxSample16))));
     };
     pixel[0] = stored(y + 1.402 * red);
     pixel[1] = stored(y - 0.344136 * blue - 0.714136 * red);
@@ -216,9 +216,9 @@ void Jpeg2000Decoder::fillRow(std::uint32_t row, std::uint8_t* to) const {
     const auto pixel = std::span(samples).first(channels_.size());
     for (std::uint32_t x = 0; x < size_.width; ++x) {
         for (std::size_t i = 0; i < pixel.size(); ++i)
-            pixel[i] = widened(sample(*channels_[i], x, row), channels_[i]->prec);
+            pixel[i] = scaledTo16Bits(sample(*channels_[i], x, row), channels_[i]->prec);
         if (luma_) toRgb(pixel);
-        if (premultiplied_) makeStraight(pixel);
+        if (premultiplied_) unpremultiply(pixel);
         to = putPixel(pixel, format_.sixteenBits, to);
     }
 }

@@ -84,7 +84,7 @@ std::optional<Directory> readDirectory(const TiffReader& reader, const TiffFile&
 
 // Many writers put 8-bit values into the 16-bit entries of a palette, some unscaled and some in the
 // upper half, where white would be slightly grey.
-std::vector<TiffColour> widened(std::vector<TiffColour> palette) {
+std::vector<TiffColour> scaledPalette(std::vector<TiffColour> palette) {
     std::uint16_t used = 0;
     for (const TiffColour& colour : palette)
         for (const std::uint16_t value : colour) used |= value;
@@ -103,7 +103,7 @@ std::vector<TiffColour> readPalette(const TiffReader& reader, unsigned bits) {
     if (TIFFGetField(reader.library(), TIFFTAG_COLORMAP, &red, &green, &blue) != 1) return {};
     std::vector<TiffColour> palette(std::size_t{1} << bits);
     for (std::size_t i = 0; i < palette.size(); ++i) palette[i] = {red[i], green[i], blue[i]};
-    return widened(std::move(palette));
+    return scaledPalette(std::move(palette));
 }
 
 // How many samples of a pixel are colours; 0: the photometric interpretation is not read.

@@ -97,7 +97,7 @@ std::uint32_t rounded(std::uint32_t numerator, std::uint32_t denominator) {
 // The colour before it was multiplied by its alpha. Rounded to the nearest, it gives the stored
 // value when it is multiplied again. A colour above its alpha is an error of the writer and becomes
 // the brightest; where alpha is 0 it becomes 0.
-std::uint32_t straight(std::uint32_t colour, std::uint32_t alpha, std::uint32_t full) {
+std::uint32_t unpremultiplied(std::uint32_t colour, std::uint32_t alpha, std::uint32_t full) {
     if (alpha == 0) return 0;
     return colour >= alpha ? full : rounded(colour * full, alpha);
 }
@@ -185,7 +185,7 @@ void TiffSamples::finish() {
             std::uint32_t value = scaled(values_[pixel + sample]);
             // Inverted last: the stored value is what was multiplied by alpha.
             if (sample < colours && layout_.premultiplied)
-                value = straight(value, scaled(values_[pixel + colours]), full);
+                value = unpremultiplied(value, scaled(values_[pixel + colours]), full);
             if (sample < colours && layout_.minIsWhite) value = full - value;
             const auto finished = static_cast<Sample>(value);
             std::memcpy(to, &finished, sizeof finished);
