@@ -9,10 +9,10 @@
 namespace sorvane::hookAnswer {
 
 /// `{"continue": true}` for Cursor, which waits for it; nothing for any other agent.
-std::optional<nlohmann::json> goOn(std::string_view agent);
+std::optional<nlohmann::json> continuation(std::string_view agent);
 
 /// The context block in the envelope that the agent reads; the agent that takes no context gets the
-/// word to go on.
+/// continuation.
 nlohmann::json context(std::string_view agent, std::string_view block);
 
 } // namespace sorvane::hookAnswer

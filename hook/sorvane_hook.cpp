@@ -85,7 +85,7 @@ class Run {
         auto identities = hookEvent::identities(references, event);
         if (identities.empty()) {
             observe(hookOutcome::noImageIdentities);
-            return letPromptGoOn();
+            return writeContinuation();
         }
         const auto root = hookEvent::workspaceRoot(event);
         if (!root) return observe(hookOutcome::workspaceUnavailable);
@@ -98,19 +98,19 @@ class Run {
         const nlohmann::json* images = resolveRequest::exactMatch(answer, identityCount);
         if (images == nullptr) {
             observe(hookOutcome::noExactMatch);
-            return letPromptGoOn();
+            return writeContinuation();
         }
         observe(hookOutcome::matched);
-        if (const auto block = resolveRequest::contextBlock(*images)) tell(*block);
+        if (const auto block = resolveRequest::contextBlock(*images)) writeContext(*block);
     }
 
   private:
-    void letPromptGoOn() const {
-        if (const auto word = hookAnswer::goOn(identity_.agent))
-            HelperIO::writeLine(*word, output_);
+    void writeContinuation() const {
+        if (const auto answer = hookAnswer::continuation(identity_.agent))
+            HelperIO::writeLine(*answer, output_);
     }
 
-    void tell(const std::string& block) const {
+    void writeContext(const std::string& block) const {
         HelperIO::writeLine(hookAnswer::context(identity_.agent, block), output_);
     }
 

@@ -223,7 +223,7 @@ TEST_CASE("an event from a stream that cannot be read is empty") {
     CHECK(stage.outcome("cursor") == "none");
 }
 
-TEST_CASE("a prompt without images is let go on, with a word for the one agent that waits for it") {
+TEST_CASE("a prompt without images is let go on, answering the one agent that waits for it") {
     const HookStage stage{"codex", "claude-code", "cursor"};
     for (const json& event :
          {json::object(), json{{"prompt", "hello"}, {"cwd", "/project"}},

@@ -164,8 +164,8 @@ nlohmann::json eventReport(const nlohmann::json& event, const std::string& agent
     if (!identities.empty() && root) {
         report["answer"] = matchedAnswer(agent, identities.size());
         report["request"] = request(agent, std::move(identities), *root, event);
-    } else if (const auto word = hookAnswer::goOn(agent); word && identities.empty()) {
-        report["answer"] = *word;
+    } else if (const auto answer = hookAnswer::continuation(agent); answer && identities.empty()) {
+        report["answer"] = *answer;
     }
     return report;
 }
