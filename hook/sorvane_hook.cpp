@@ -39,7 +39,7 @@ struct Invocation {
 
 // What an agent left us must not end the run: neither a stream that nobody reads, nor a limit on
 // the size of files.
-void settleSignals() {
+void ignoreSignals() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
 }
@@ -142,7 +142,7 @@ void report(const std::exception& failure, int error) noexcept try {
 } // namespace
 
 void main(std::span<char* const> arguments, Streams streams) noexcept {
-    settleSignals();
+    ignoreSignals();
     keepMemoryPrivate();
     try {
         run(arguments, streams);

@@ -47,7 +47,7 @@ cmsUInt32Number formatOf(SampleFormat format) {
 
 // The engine stamps every profile with the time of day. For that, the C library would read its time
 // zone from a file, which this process may not open; this time zone needs none.
-void settleTimeZone() { ::setenv("TZ", ":", 1); }
+void fixTimeZone() { ::setenv("TZ", ":", 1); }
 
 bool isMatrixAndCurves(cmsHPROFILE profile) {
     return cmsGetColorSpace(profile) == cmsSigRgbData && cmsGetPCS(profile) == cmsSigXYZData &&
@@ -100,7 +100,7 @@ Light lightOf(const Xyz& xyz) {
 }
 
 cmsHPROFILE openProfile(std::span<const std::uint8_t> bytes) {
-    settleTimeZone();
+    fixTimeZone();
     return cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size()));
 }
 
@@ -142,7 +142,7 @@ std::optional<ColourEngine> ColourEngine::fromProfile(std::span<const std::uint8
 
 std::optional<ColourEngine> ColourEngine::fromGamma(const GammaAndPrimaries& statement,
                                                     SampleFormat format) {
-    settleTimeZone();
+    fixTimeZone();
     const std::unique_ptr<cmsToneCurve, Release<cmsFreeToneCurve>> curve(
         cmsBuildGamma(nullptr, chromaticityUnit / statement.gamma));
     if (!curve) return std::nullopt;

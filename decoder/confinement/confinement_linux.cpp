@@ -26,7 +26,7 @@ constexpr rlim_t baselineMemory = rlim_t{96} << 20;
 
 // The kernel ends the process with the highest score when memory runs out; a picture is worth less
 // than anything else of the user's. Where /proc is missing it decides for itself.
-void goFirstWithoutMemory() {
+void raiseOomScore() {
     constexpr std::string_view highestScore = "1000";
     const int file = ::open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
     if (file < 0) return;
@@ -49,7 +49,7 @@ void endWithParent() {
 
 // The C library's first sort of more than a kilobyte asks how much memory there is, and keeps the
 // answer. libtiff sorts its tags so, when the question is a forbidden call.
-void sortOnce() {
+void warmUpSort() {
     std::array<std::array<char, 1024>, 2> blocks{};
     std::qsort(blocks.data(), blocks.size(), sizeof blocks[0],
                [](const void*, const void*) { return 0; });
@@ -69,11 +69,11 @@ void limitResources(std::uint64_t memory) {
 void confine(std::uint64_t memory) {
     // Some libraries write there about every damaged file, and nobody reads it.
     ::close(STDERR_FILENO);
-    goFirstWithoutMemory();
+    raiseOomScore();
     endWithParent();
     // Out of memory, malloc would try a second heap, and ask how many processors there are.
     ::mallopt(M_ARENA_MAX, 1);
-    sortOnce();
+    warmUpSort();
     require(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "end of new privileges");
     forbidFilesAndNetwork();
     limitResources(memory);

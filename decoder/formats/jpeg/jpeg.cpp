@@ -39,9 +39,9 @@ J_COLOR_SPACE outputSpace(int channels) {
     return channels == 4 ? JCS_CMYK : JCS_RGB;
 }
 
-// Adobe's programs store what an ink leaves of the paper's white, and other writers do the same,
-// with Adobe's marker in the file or without it; other readers do not look for it either.
-void countInks(std::span<std::uint8_t> samples) {
+// Adobe's programs store CMYK inverted, and other writers do the same, with Adobe's marker or
+// without it; other readers do not look for it either.
+void invertInks(std::span<std::uint8_t> samples) {
     for (std::uint8_t& sample : samples) sample = static_cast<std::uint8_t>(255 - sample);
 }
 
@@ -232,7 +232,7 @@ bool JpegDecoder::readPixels(PixelSink& sink) {
     while (jpeg_.output_scanline < jpeg_.output_height) {
         const std::uint32_t y = jpeg_.output_scanline;
         if (!proceed([&] { return jpeg_read_scanlines(&jpeg_, rows, 1) == 1; })) return false;
-        if (jpeg_.out_color_space == JCS_CMYK) countInks(row);
+        if (jpeg_.out_color_space == JCS_CMYK) invertInks(row);
         sink.take(PixelRun::wholeRow(y, jpeg_.output_width, row.data()));
     }
     return true;
