@@ -77,7 +77,7 @@ std::optional<std::string> confineFor(std::chrono::seconds timeout, decoder::Byt
 }
 
 std::string refusalLine(const std::string& refused) {
-    return "reason the decoder cannot be confined, no " + refused + '\n';
+    return "reason the decoder cannot be confined: " + refused + '\n';
 }
 
 // What the process has to say of the picture; empty: nothing.

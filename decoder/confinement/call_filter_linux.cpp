@@ -174,7 +174,7 @@ void filterCalls() {
     std::vector<sock_filter> filter = callFilter(thisMachine);
     const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
     require(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program, 0, 0) == 0,
-            "filter of system calls");
+            "the seccomp filter cannot be installed");
 }
 
 } // namespace sorvane::decoder

@@ -37,14 +37,15 @@ void raiseOomScore() {
 // A parent that ended before the signal was asked for has closed its end of the socket, which poll
 // tells. Only sockets are asked: a decoder started by hand may read a pipe whose writer has ended.
 void endWithParent() {
-    require(::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0) == 0, "signal of the parent's end");
+    require(::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0) == 0,
+            "the parent-death signal cannot be set");
     int type = 0;
     socklen_t length = sizeof type;
     if (::getsockopt(STDIN_FILENO, SOL_SOCKET, SO_TYPE, &type, &length) != 0) return;
     pollfd input{STDIN_FILENO, 0, 0};
     const bool alone = ::poll(&input, 1, 0) > 0 && (input.revents & POLLHUP) != 0;
     if (alone) errno = ESRCH;
-    require(!alone, "parent");
+    require(!alone, "the parent has ended");
 }
 
 // The C library's first sort of more than a kilobyte asks how much memory there is, and keeps the
@@ -56,12 +57,12 @@ void warmUpSort() {
 }
 
 void limitResources(std::uint64_t memory) {
-    limitResource(RLIMIT_AS, memory + baselineMemory, "limit of memory");
-    limitResource(RLIMIT_NOFILE, 0, "limit of descriptors");
-    limitResource(RLIMIT_FSIZE, 0, "limit of files");
-    limitResource(RLIMIT_CORE, 0, "limit of core files");
+    limitResource(RLIMIT_AS, memory + baselineMemory, "RLIMIT_AS cannot be set");
+    limitResource(RLIMIT_NOFILE, 0, "RLIMIT_NOFILE cannot be set");
+    limitResource(RLIMIT_FSIZE, 0, "RLIMIT_FSIZE cannot be set");
+    limitResource(RLIMIT_CORE, 0, "RLIMIT_CORE cannot be set");
     // A crash report would hold somebody's picture; some systems write one whatever the limit.
-    require(::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) == 0, "memory that nobody may read");
+    require(::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) == 0, "the dumpable attribute cannot be cleared");
 }
 
 } // namespace
@@ -74,7 +75,7 @@ void confine(std::uint64_t memory) {
     // Out of memory, malloc would try a second heap, and ask how many processors there are.
     ::mallopt(M_ARENA_MAX, 1);
     warmUpSort();
-    require(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "end of new privileges");
+    require(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "no_new_privs cannot be set");
     forbidFilesAndNetwork();
     limitResources(memory);
     filterCalls();

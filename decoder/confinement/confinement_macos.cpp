@@ -14,13 +14,13 @@
 namespace sorvane::decoder {
 
 void confine(std::uint64_t /*memory*/) {
-    limitResource(RLIMIT_NPROC, 0, "limit of processes");
+    limitResource(RLIMIT_NPROC, 0, "RLIMIT_NPROC cannot be set");
     // A core file would hold somebody's picture. The crash reporter obeys no limit; what it writes
     // down are stacks and registers.
-    limitResource(RLIMIT_CORE, 0, "limit of core files");
+    limitResource(RLIMIT_CORE, 0, "RLIMIT_CORE cannot be set");
     // A library's cache that cannot be written is no reason to die.
     std::signal(SIGXFSZ, SIG_IGN);
-    limitResource(RLIMIT_FSIZE, 0, "limit of files");
+    limitResource(RLIMIT_FSIZE, 0, "RLIMIT_FSIZE cannot be set");
 }
 
 } // namespace sorvane::decoder

@@ -46,11 +46,12 @@ constexpr std::size_t knownSize(long version) {
 void forbidFilesAndNetwork() {
     const long version = ::syscall(__NR_landlock_create_ruleset, nullptr, 0, askForVersion);
     if (version < 0 && (errno == ENOSYS || errno == EOPNOTSUPP)) return;
-    require(version > 0, "kernel's rules for files");
+    require(version > 0, "the Landlock version cannot be read");
     const Rights rights = allRights(version);
     const long rules = ::syscall(__NR_landlock_create_ruleset, &rights, knownSize(version), 0);
-    require(rules >= 0, "rules for files");
-    require(::syscall(__NR_landlock_restrict_self, rules, 0) == 0, "keeping to rules for files");
+    require(rules >= 0, "the Landlock ruleset cannot be created");
+    require(::syscall(__NR_landlock_restrict_self, rules, 0) == 0,
+            "the Landlock ruleset cannot be enforced");
     ::close(static_cast<int>(rules));
 }
 

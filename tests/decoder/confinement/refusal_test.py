@@ -17,7 +17,7 @@ import pictures
 from test_command import command_line, exit_with, require_strace
 
 CALLS = ("timer_create", "timer_settime", "prctl", "prlimit64", "landlock_create_ruleset", "landlock_restrict_self")
-# Each limit is asked for and then set, the rules are asked for their version and then made.
+# Each limit is asked for and then set, Landlock is asked for its version and then for a ruleset.
 LIMITS = ["RLIMIT_CPU", "RLIMIT_AS", "RLIMIT_NOFILE", "RLIMIT_FSIZE", "RLIMIT_CORE"]
 OURS = {
     "timer_create": ["SIGKILL"],
@@ -25,7 +25,7 @@ OURS = {
     "prctl": ["PR_SET_PDEATHSIG", "PR_SET_NO_NEW_PRIVS", "PR_SET_DUMPABLE", "PR_SET_SECCOMP"],
     "prlimit64": [limit for limit in LIMITS for _ in range(2)],
 }
-REASON = re.compile(rb"reason the decoder cannot be confined, no [a-z' ]+: Operation not permitted\n")
+REASON = re.compile(rb"reason the decoder cannot be confined: [A-Za-z_ -]+: Operation not permitted\n")
 
 
 def run(command, picture):
@@ -79,7 +79,7 @@ def faults_of(program, doctor, picture, folder):
         faults.append("does not decode where its score for want of memory cannot be written")
     for error in ("ENOSYS", "EOPNOTSUPP"):
         if refused("landlock_create_ruleset", 1, error) != identity:
-            faults.append(f"does not decode where there are no rules for files ({error})")
+            faults.append(f"does not decode where there is no Landlock ({error})")
     file = Path(folder) / "picture"
     file.write_bytes(picture)
     told = run(["strace", "-f", "-qq", "-o", "/dev/null", "-e", "trace=prctl", "-e", "inject=prctl:error=EPERM", doctor,
