@@ -16,7 +16,7 @@ struct Pipe {
     UniqueDescriptor writingEnd;
 };
 
-/// A pipe that is closed in child programs. Throws std::system_error.
+/// A close-on-exec pipe. Throws std::system_error.
 inline Pipe makePipe() {
     std::array<int, 2> ends{-1, -1};
     if (::pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");

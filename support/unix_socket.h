@@ -15,14 +15,14 @@
 /// Whether the socket or each send has to ask for that differs by system.
 namespace sorvane {
 
-/// A new unconnected socket, closed in child programs; owns nothing on failure.
+/// A new unconnected close-on-exec socket; owns nothing on failure.
 UniqueDescriptor makeSocket();
 
 /// Turns the signal off where that is a property of the socket. False on failure.
 bool suppressSigpipe(const UniqueDescriptor& socket);
 
-/// Two connected sockets without the signal, closed in child programs; both own nothing on failure.
-/// On macOS the buffers are enlarged for a file that is written to the first.
+/// Two connected close-on-exec sockets without the signal; both own nothing on failure. On macOS
+/// the buffers are enlarged for a file that is written to the first.
 std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair();
 
 /// One `send` without a signal; returns what the system returns.

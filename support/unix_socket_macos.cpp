@@ -12,7 +12,7 @@ namespace {
 
 // Close-on-exec cannot be set when the socket is made: a child that another thread starts in
 // between inherits the socket.
-UniqueDescriptor closedInChildren(int descriptor) {
+UniqueDescriptor closeOnExec(int descriptor) {
     if (descriptor >= 0) ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     return UniqueDescriptor(descriptor);
 }
@@ -28,7 +28,7 @@ void enlargeBuffers(const UniqueDescriptor& writer, const UniqueDescriptor& read
 
 } // namespace
 
-UniqueDescriptor makeSocket() { return closedInChildren(::socket(AF_UNIX, SOCK_STREAM, 0)); }
+UniqueDescriptor makeSocket() { return closeOnExec(::socket(AF_UNIX, SOCK_STREAM, 0)); }
 
 bool suppressSigpipe(const UniqueDescriptor& socket) {
     constexpr int on = 1;
@@ -38,7 +38,7 @@ bool suppressSigpipe(const UniqueDescriptor& socket) {
 std::pair<UniqueDescriptor, UniqueDescriptor> makeSocketPair() {
     std::array<int, 2> ends{-1, -1};
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) return {};
-    std::pair pair{closedInChildren(ends[0]), closedInChildren(ends[1])};
+    std::pair pair{closeOnExec(ends[0]), closeOnExec(ends[1])};
     if (!suppressSigpipe(pair.first) || !suppressSigpipe(pair.second)) return {};
     enlargeBuffers(pair.first, pair.second);
     return pair;

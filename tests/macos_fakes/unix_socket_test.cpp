@@ -22,7 +22,7 @@ const std::string withoutSigpipe = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
 
 } // namespace
 
-TEST_CASE("a new socket is closed in children and has no option set") {
+TEST_CASE("a new socket is close-on-exec and has no option set") {
     World world;
     const UniqueDescriptor socket = makeSocket();
     REQUIRE(socket);
@@ -42,7 +42,7 @@ TEST_CASE("a socket whose SIGPIPE the system does not turn off is told of") {
     CHECK_FALSE(suppressSigpipe(makeSocket()));
 }
 
-TEST_CASE("both sockets of a pair have SIGPIPE turned off and are closed in children") {
+TEST_CASE("both sockets of a pair have SIGPIPE turned off and are close-on-exec") {
     World world;
     const auto [one, other] = makeSocketPair();
     REQUIRE(one);
