@@ -23,7 +23,7 @@ namespace {
 // The application answers from memory. A prompt waits no longer than this for one read or write.
 constexpr timeval timeout{2, 0};
 
-constexpr std::size_t chunkSize = 4096;
+constexpr std::size_t pieceSize = 4096;
 
 // An answer names a handful of files; this is room for thousands of them.
 constexpr std::size_t maxAnswer = 1'048'576;
@@ -66,11 +66,11 @@ void sendAll(const UniqueDescriptor& socket, std::string_view request) {
 // error or at a timeout, whichever comes first.
 std::string receiveAnswer(const UniqueDescriptor& socket) {
     std::string answer;
-    std::array<char, chunkSize> chunk;
+    std::array<char, pieceSize> piece;
     while (answer.size() <= maxAnswer) {
-        const ssize_t count = ::read(socket.get(), chunk.data(), chunk.size());
+        const ssize_t count = ::read(socket.get(), piece.data(), piece.size());
         if (count <= 0) break;
-        answer.append(chunk.data(), static_cast<std::size_t>(count));
+        answer.append(piece.data(), static_cast<std::size_t>(count));
         if (answer.back() == '\n') break;
     }
     if (answer.empty() || answer.size() > maxAnswer)
@@ -83,7 +83,7 @@ SecretText requestLine(const BrokerIdentity& identity, std::string_view operatio
     nlohmann::json request = brokerRequest(identity, operation, requestID, std::move(fields));
     SecretText line;
     // Most requests fit: a line that grows leaves a copy of the credential in freed memory.
-    line.reserve(chunkSize);
+    line.reserve(pieceSize);
     appendJSON(line, request);
     line += '\n';
     if (auto* credential = request["credential"].get_ptr<std::string*>())

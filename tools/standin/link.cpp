@@ -26,7 +26,7 @@ using Clock = std::chrono::steady_clock;
 // A request grows with the pictures of its prompt; this is room for a hundred thousand of them.
 constexpr std::size_t maxRequest = 16 * 1024 * 1024;
 
-constexpr std::size_t chunkSize = 64 * 1024;
+constexpr std::size_t pieceSize = 64 * 1024;
 
 constexpr std::chrono::milliseconds untilStopped{-1};
 
@@ -91,19 +91,19 @@ Client::Client(UniqueDescriptor socket) : socket_(std::move(socket)) { prepare(s
 std::optional<std::string> Client::readLine() {
     const auto deadline = Clock::now() + timeout;
     std::string line;
-    std::array<char, chunkSize> chunk;
+    std::array<char, pieceSize> piece;
     while (line.size() <= maxRequest) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         if (left <= left.zero() || !wait(socket_, POLLIN, left))
             throw std::runtime_error("the client stalled in its request");
-        const ssize_t count = ::read(socket_.get(), chunk.data(), chunk.size());
+        const ssize_t count = ::read(socket_.get(), piece.data(), piece.size());
         if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
         if (count < 0) fail("read");
         if (count == 0) return std::nullopt;
-        const std::string_view piece(chunk.data(), static_cast<std::size_t>(count));
-        const std::size_t lineFeed = piece.find('\n');
-        line += piece.substr(0, lineFeed == piece.npos ? lineFeed : lineFeed + 1);
-        if (lineFeed != piece.npos) return line;
+        const std::string_view received(piece.data(), static_cast<std::size_t>(count));
+        const std::size_t lineFeed = received.find('\n');
+        line += received.substr(0, lineFeed == received.npos ? lineFeed : lineFeed + 1);
+        if (lineFeed != received.npos) return line;
     }
     throw std::runtime_error("the request is larger than the stand-in takes");
 }
