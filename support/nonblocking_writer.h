@@ -22,8 +22,9 @@ class NonblockingWriter {
 
   private:
     int descriptor_;
-    bool takesAll_ = false;      ///< whether a plain write never blocks, as to a regular file
-    UniqueDescriptor assistant_; ///< Linux: the stream, opened again; macOS: a kernel queue
+    bool takesAll_ = false; ///< whether a plain write never blocks, as to a regular file
+    /// Linux: the same stream, opened again; macOS: the kernel queue that tells when there is room.
+    UniqueDescriptor platform_;
 };
 
 } // namespace sorvane

@@ -18,11 +18,11 @@ NonblockingWriter::NonblockingWriter(int descriptor) : descriptor_(descriptor) {
     // A pipe or a terminal that is opened again has flags of its own.
     const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
     constexpr int flags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    assistant_ = UniqueDescriptor(::open(path.c_str(), flags));
+    platform_ = UniqueDescriptor(::open(path.c_str(), flags));
 }
 
 ssize_t NonblockingWriter::write(std::string_view bytes) const {
-    if (assistant_) return ::write(assistant_.get(), bytes.data(), bytes.size());
+    if (platform_) return ::write(platform_.get(), bytes.data(), bytes.size());
     if (takesAll_) return ::write(descriptor_, bytes.data(), bytes.size());
     const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_DONTWAIT);
     if (count >= 0 || errno != ENOTSOCK) return count;

@@ -34,11 +34,11 @@ NonblockingWriter::NonblockingWriter(int descriptor) : descriptor_(descriptor) {
     struct stat status {};
     if (::fstat(descriptor, &status) != 0) return;
     takesAll_ = S_ISREG(status.st_mode) || (::fcntl(descriptor, F_GETFL) & O_NONBLOCK) != 0;
-    if (!takesAll_) assistant_ = UniqueDescriptor(::kqueue());
+    if (!takesAll_) platform_ = UniqueDescriptor(::kqueue());
 }
 
 ssize_t NonblockingWriter::write(std::string_view bytes) const {
-    if (!takesAll_) bytes = bytes.substr(0, room(assistant_.get(), descriptor_));
+    if (!takesAll_) bytes = bytes.substr(0, room(platform_.get(), descriptor_));
     return ::write(descriptor_, bytes.data(), bytes.size());
 }
 
