@@ -150,7 +150,7 @@ def extensions(checker):
     answers('a control extension after the frame is the next frame\'s', b'', None, control(2) +
             image(random_rows(12, 7, 8, 1)) + TRAILER)
     profile = extension(0xff, b'ICCRGBG1012' + bytes(244), 11)
-    answers('a profile is passed over', profile)
+    answers('a profile is ignored', profile)
 
 
 def animations(checker):

@@ -209,7 +209,7 @@ def scans(checker):
 def segments(checker):
     jpeg = encoded(ppm(16, 16))
     many = b''.join(segment(marker, bytes(65000)) for marker in (0xe1, 0xe2, 0xed, 0xfe))
-    checker.answers_within_memory('segments of 26 MB are passed over',
+    checker.answers_within_memory('segments of 26 MB are skipped',
                                   with_segments(jpeg, many * 100), answer(decoded(jpeg)), 16)
 
 

@@ -1,7 +1,7 @@
 """Compares the lower case of every scalar with Python's own, which comes from another reading of the
 same tables. Usage: compare_lowercase.py PROGRAM, where PROGRAM prints a line a scalar, "41 61".
 
-Scalars that only one of the two knows are passed over: they were assigned in a later version of
+Scalars that only one of the two knows are skipped: they were assigned in a later version of
 Unicode than the other's.
 """
 

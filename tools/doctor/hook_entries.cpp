@@ -27,7 +27,7 @@ void require(bool isForm, std::string_view key) {
         throw std::runtime_error('"' + std::string(key) + "\" is not in a form that is known here");
 }
 
-// What another event holds in a form of its own is passed over.
+// What another event holds in a form of its own is ignored.
 bool isList(const Agent& agent, std::string_view event, const nlohmann::json& value) {
     require(value.is_array() || event != agent.event, event);
     return value.is_array();

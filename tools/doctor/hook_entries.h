@@ -39,7 +39,7 @@ struct HookConfiguration {
 };
 
 /// Reads the text of a configuration file: a plugin of ours for an agent that takes one, else TOML
-/// when its name says so, else JSON. What is no command is passed over. Throws std::runtime_error,
+/// when its name says so, else JSON. What is no command is ignored. Throws std::runtime_error,
 /// whose text is one line, when the text is no such document, or its hooks are not in the agent's
 /// form.
 HookConfiguration readHookConfiguration(const Agent& agent, const std::filesystem::path& file,

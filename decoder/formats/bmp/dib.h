@@ -15,7 +15,7 @@ namespace sorvane::decoder {
 Channels dibChannels(const DibHeader& header);
 
 /// Hands over the pixels, which are next in `file`, row by row in the file's order. False: they are
-/// cut short. In a run-length coding, pixels that are passed over have the palette's first colour
+/// cut short. In a run-length coding, pixels that are skipped have the palette's first colour
 /// (black in true colour), and pixels beyond the end of their row are dropped. Rows must be within
 /// the budget.
 bool readDibPixels(const DibHeader& header, SequentialReader& file, PixelSink& sink);

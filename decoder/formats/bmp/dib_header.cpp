@@ -139,7 +139,7 @@ bool HeaderReader::readMasks() {
 }
 
 // A palette ends where the pixels begin, whatever its number of entries says. Pictures of true
-// colour may have one too, for displays with few colours: it is passed over.
+// colour may have one too, for displays with few colours: it is skipped.
 bool HeaderReader::readPalette() {
     const std::uint32_t entryLength = form_ == os2Core ? 3 : 4;
     std::uint64_t entries = form_ >= windows ? u32(32) : 0;

@@ -20,8 +20,8 @@ inline constexpr std::uint64_t gifMemory = (std::uint64_t{1} << 20) + maxFrameBy
 /// readers differ in its colours. A file that is damaged before the end of the frame's data is
 /// rejected, as far as damage shows in a format without checksums; what comes after the frame is
 /// not read. LZW minimum code sizes of 2 to 11 are read, although 8 is enough; an index of more
-/// than 8 bits is damage. A profile in an application extension is passed over. `file` must outlive
-/// the decoder.
+/// than 8 bits is damage. A profile in an application extension is ignored. `file` must outlive the
+/// decoder.
 std::unique_ptr<Decoder> openGif(ByteSource& file);
 
 } // namespace sorvane::decoder

@@ -92,7 +92,7 @@ void PngDecoder::readBytes(png_structp png, png_bytep to, std::size_t count) {
 }
 
 // The library reads a chunk's header in one piece. Its earlier releases reject a second palette,
-// the later ones pass over it.
+// the later ones ignore it.
 void PngDecoder::noteChunk(std::span<const std::uint8_t> header) {
     if (header.size() != chunkHeader_.size()) return;
     std::ranges::copy(header, chunkHeader_.begin());

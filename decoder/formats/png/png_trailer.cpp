@@ -6,7 +6,7 @@ namespace sorvane::decoder {
 
 namespace {
 
-// The case of a chunk's first letter tells whether a reader may pass over what it does not know.
+// The case of a chunk's first letter tells whether a reader may skip what it does not know.
 bool isCritical(std::string_view name) { return name.front() >= 'A' && name.front() <= 'Z'; }
 
 // A palette after the pixels is ignored when there is none before them; more pixel data, apart from

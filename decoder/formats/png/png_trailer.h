@@ -20,7 +20,7 @@ struct PngTrailer {
 /// Reads on from the chunk in which the pixels' data ended to the end of the picture. Nothing: the
 /// end is missing, or a critical chunk comes before it or fails its checksum. `paletteSeen`: the
 /// file had its one palette before the pixels. An eXIf chunk of more than `maxLength` bytes is
-/// passed over.
+/// skipped.
 std::optional<PngTrailer> readPngTrailer(PngChunks& chunks, bool paletteSeen,
                                          std::size_t maxLength);
 

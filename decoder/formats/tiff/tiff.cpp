@@ -29,8 +29,8 @@ constexpr std::array<std::uint16_t, 16> compressions = {
     COMPRESSION_CCITTRLEW, COMPRESSION_PACKBITS, COMPRESSION_DEFLATE,   COMPRESSION_JBIG,
     COMPRESSION_LERC,      COMPRESSION_LZMA,     COMPRESSION_ZSTD,      COMPRESSION_WEBP};
 
-// A pixel's samples beyond the colours and the first extra one are passed over, all of them by the
-// decompressor: scanners and satellites have a dozen bands.
+// A pixel's samples beyond the colours and the first extra one are skipped; interleaved ones are
+// decompressed before that. Scanners and satellites have a dozen bands.
 constexpr unsigned maxSamples = 32;
 constexpr unsigned maxBits = 32;
 constexpr unsigned maxIndexBits = 16;

@@ -15,7 +15,7 @@ constexpr std::uint32_t maxValue(unsigned bits) {
     return static_cast<std::uint32_t>((std::uint64_t{1} << bits) - 1);
 }
 
-// Each gives the samples of a row one after the other, or passes over some.
+// Each gives the samples of a row one after the other, or skips some.
 struct ByteReader {
     const std::uint8_t* bytes;
 
@@ -157,7 +157,7 @@ template<class ReaderOf>
 void TiffSamples::collect(const TiffStoredRows& stored, std::size_t plane,
                           const ReaderOf& readerOf) {
     const std::size_t taken = std::min(layout_.interleaved, used_);
-    const std::size_t passedOver = layout_.interleaved - taken;
+    const std::size_t skipped = layout_.interleaved - taken;
     const std::size_t stride = used_;
     std::uint16_t* to = values_.data() + plane;
     for (std::size_t row = 0; row < stored.count; ++row) {
@@ -165,7 +165,7 @@ void TiffSamples::collect(const TiffStoredRows& stored, std::size_t plane,
         for (std::size_t x = 0; x < width_; ++x, to += stride) {
             for (std::size_t i = 0; i < taken; ++i)
                 to[i] = static_cast<std::uint16_t>(reader.next());
-            if (passedOver > 0) reader.skip(passedOver);
+            if (skipped > 0) reader.skip(skipped);
         }
     }
 }

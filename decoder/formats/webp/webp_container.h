@@ -40,8 +40,8 @@ constexpr std::size_t maxAlphaChunk(std::uint64_t pixels) {
 /// have not come yet. Nothing: there is no picture, it is over the budget, its sizes do not agree,
 /// or the file ends too early. It also ends too early without the announced Exif data, since it may
 /// have lost its orientation. Profile and Exif data count when the header announces them, the
-/// profile only before the picture, and of each the first one. Everything else is passed over and
-/// takes no memory.
+/// profile only before the picture, and of each the first one. Everything else is skipped and takes
+/// no memory.
 std::optional<WebpPicture> readWebpContainer(ByteSource& file);
 
 } // namespace sorvane::decoder

@@ -67,7 +67,7 @@ TEST_CASE("channels come one after the other and are handed over interleaved") {
     CHECK_FALSE(recorded({rgb, 3}, 2, {1, 2, 3, 4, 5, 6}).header);
 }
 
-TEST_CASE("runs end with their row, and their lengths before them are passed over") {
+TEST_CASE("runs end with their row, and their lengths before them are skipped") {
     const auto row = [](const Bytes& coded) {
         Form form{grey, 1};
         form.width = 5;

@@ -89,7 +89,7 @@ TEST_CASE("an index outside the palette is black") {
     CHECK_FALSE(recorded({indexed, 8}, {0, 0, 0, 0}).header);
 }
 
-TEST_CASE("a palette that is not needed is passed over") {
+TEST_CASE("a palette that is not needed is skipped") {
     const auto picture = recorded({grey, 8, fromTheTop, 0, 1, 24}, {9, 9, 9, 1, 2, 3, 4});
     REQUIRE(picture.whole);
     CHECK(picture.samples == Bytes{1, 2, 3, 4});

@@ -69,7 +69,7 @@ trusted_hash = "sha256:0"
     CHECK(read.states.at("/x/config.toml:user_prompt_submit:0:0").at("trusted_hash") == "sha256:0");
 }
 
-TEST_CASE("what is no command is passed over, and so is the form of other events") {
+TEST_CASE("what is no command is ignored, and so is the form of other events") {
     for (const char* text :
          {R"({})", R"({"hooks": {}})", R"({"hooks": {"Stop": {}, "PreToolUse": [{"hooks": 1}]}})",
           R"({"hooks": {"UserPromptSubmit": [1, "a", null, {}], "beforeSubmitPrompt": [1, {}]}})",

@@ -153,8 +153,8 @@ TEST_CASE("a palette has as many entries as its header says, or as its depth all
     const auto tooMany = read(joined({dib(40, 1, 0, 4), entries, {77}}));
     CHECK(tooMany.header->palette[2] == std::array<std::uint8_t, 3>{});
     CHECK(tooMany.next == 77);
-    const auto passedOver = read(joined({dib(40, 24, 0, 4), entries, {77}}));
-    CHECK(passedOver.next == 77);
+    const auto skipped = read(joined({dib(40, 24, 0, 4), entries, {77}}));
+    CHECK(skipped.next == 77);
     const auto oldest = read(joined({core(1), {1, 2, 3, 4, 5, 6}, {77}}));
     CHECK(oldest.header->palette[1] == std::array<std::uint8_t, 3>{6, 5, 4});
     CHECK(oldest.next == 77);

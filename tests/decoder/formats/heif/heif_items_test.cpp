@@ -163,7 +163,7 @@ TEST_CASE("an item whose bytes are not all in idat is cut") {
     CHECK_FALSE(itemAt({0x44, 0, 0, 1, 0, 7, 0, 0, 0, 0, 0, 1, 0, 0, 0, 99, 0, 0, 0, 1}, 1)->cut);
 }
 
-TEST_CASE("properties that do not exist are passed over") {
+TEST_CASE("properties that do not exist are ignored") {
     const Bytes owners = joined({bigEndian(1, 4), {0, 7, 3, 0x80, 0x82, 0x81}});
     const auto items = itemsOf(
         joined({noFlags, primaryBox, itemBox,
