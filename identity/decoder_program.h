@@ -12,8 +12,8 @@ namespace sorvane {
 std::optional<std::string_view> decoderProgramFor(std::string_view firstBytes);
 
 /// Where that program may lie, in the order in which it is tried: beside the running executable, in
-/// ../libexec/sorvane seen from it, in the folder compiled in. Never found through PATH or another
-/// variable.
+/// ../libexec/sorvane seen from it, in the directory compiled in. Never found through PATH or
+/// another variable.
 std::vector<std::filesystem::path> decoderCandidates(std::string_view program);
 
 } // namespace sorvane

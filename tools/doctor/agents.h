@@ -32,15 +32,15 @@ enum class Attachments {
 };
 
 /// What an agent makes its user say yes to before it runs a hook.
-enum class Trust { none, eachHook, theFolder, notKnown };
+enum class Trust { none, eachHook, theDirectory, notKnown };
 
-/// A file of an agent's configuration. Its folder is the one that `folderVariable` names, followed
-/// by `variableSuffix`, when that variable is set and not empty; else `folder` in HOME.
+/// A file of an agent's configuration. Its directory is the one that `directoryVariable` names,
+/// followed by `variableSuffix`, when that variable is set and not empty; else `directory` in HOME.
 struct ConfigurationFile {
-    std::string_view folderVariable; ///< empty: no variable moves it
+    std::string_view directoryVariable; ///< empty: no variable moves it
     std::string_view variableSuffix;
-    std::string_view folder;
-    std::string_view name;    ///< "*.json": every such file of the folder
+    std::string_view directory;
+    std::string_view name;    ///< "*.json": every such file of the directory
     std::string_view sibling; ///< one project's, seen from its root; empty: there is none
 };
 
@@ -127,7 +127,7 @@ inline constexpr std::array agents = {
         .timeoutUnit = TimeoutUnit::milliseconds,
         .defaultTimeout = 60'000,
         .attachments = Attachments::none,
-        .trust = Trust::theFolder,
+        .trust = Trust::theDirectory,
         // A hook that cannot be started blocks every prompt there.
         .commandEnding = "|| true",
     },

@@ -30,7 +30,7 @@ Finding checkProgram(const char* check, const std::string& path, std::string_vie
     return {check, Status::ok, path};
 }
 
-// A folder, a pipe, a link to itself: what no writer replaces.
+// A directory, a pipe, a link to itself: what no writer replaces.
 bool isInTheWay(const std::filesystem::path& file) {
     std::error_code ignored;
     return std::filesystem::exists(std::filesystem::symlink_status(file, ignored)) &&

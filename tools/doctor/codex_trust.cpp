@@ -33,7 +33,7 @@ const nlohmann::json* stateOf(const nlohmann::json& states, const std::filesyste
     const std::string suffix =
         ":user_prompt_submit:" + std::to_string(entry.group) + ":" + std::to_string(entry.index);
     if (const auto* state = anyMember(states, file.native() + suffix)) return state;
-    // codex resolves the links of a folder that a variable names.
+    // codex resolves the links of a directory that a variable names.
     std::error_code ignored;
     const auto resolved = std::filesystem::weakly_canonical(file, ignored);
     return anyMember(states, resolved.native() + suffix);

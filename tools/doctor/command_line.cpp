@@ -20,9 +20,9 @@ std::string agentFault(const std::string& agent) {
            "UUID";
 }
 
-std::string folderFault(const std::string& folder) {
+std::string directoryFault(const std::string& directory) {
     std::error_code error;
-    return std::filesystem::is_directory(folder, error) ? "" : "there is no folder " + folder;
+    return std::filesystem::is_directory(directory, error) ? "" : "there is no folder " + directory;
 }
 
 /// The values of options that are not yet in the command line's form; empty when not given.
@@ -41,7 +41,7 @@ void declareOptions(CLI::App& app, Texts& texts, CommandLine& line) {
         ->check(CLI::Validator(agentFault, "AGENT"));
     app.add_option("--workspace", texts.workspace,
                    "A project whose own configuration counts as well")
-        ->check(CLI::Validator(folderFault, "DIR"));
+        ->check(CLI::Validator(directoryFault, "DIR"));
     app.add_flag("--json", line.json, "Answer with one JSON document");
     app.fallthrough();
 }

@@ -28,14 +28,15 @@ std::optional<std::string> variable(std::string_view name) {
 }
 
 fs::path userFile(const ConfigurationFile& file) {
-    if (const auto moved = variable(file.folderVariable)) {
-        const fs::path folder = absolutePath(*moved);
-        return (file.variableSuffix.empty() ? folder : folder / file.variableSuffix) / file.name;
+    if (const auto moved = variable(file.directoryVariable)) {
+        const fs::path directory = absolutePath(*moved);
+        return (file.variableSuffix.empty() ? directory : directory / file.variableSuffix) /
+               file.name;
     }
-    return absolutePath(userHome()) / file.folder / file.name;
+    return absolutePath(userHome()) / file.directory / file.name;
 }
 
-// The file itself, or every file of its folder that fits a name beginning with an asterisk.
+// The file itself, or every file of its directory that fits a name beginning with an asterisk.
 std::vector<fs::path> matchingFiles(const fs::path& file) {
     const std::string name = file.filename().native();
     if (!name.starts_with('*')) return {file};
@@ -49,7 +50,8 @@ std::vector<fs::path> matchingFiles(const fs::path& file) {
     return found;
 }
 
-// Where an entry is to be written: a file of our own where the agent reads every file of a folder.
+// Where an entry is to be written: a file of our own where the agent reads every file of a
+// directory.
 fs::path mainFile(const Agent& agent) {
     if (agent.files.front().name.empty()) return {};
     const fs::path file = userFile(agent.files.front());

@@ -37,12 +37,12 @@ struct AgentConfiguration {
     nlohmann::json states = nlohmann::json::object(); ///< codex: of the user's own config.toml
 };
 
-/// The folder that agents and shells take for the user's: HOME, or the account's without it.
+/// The directory that agents and shells take for the user's: HOME, or the account's without it.
 std::string userHome();
 
 /// Reads the configuration of every agent in the table, of the user and, when one is given, of the
-/// project in the folder `workspace`, where the agents themselves look for it. Files that are not
-/// there say nothing.
+/// project in the directory `workspace`, where the agents themselves look for it. Files that are
+/// not there say nothing.
 std::vector<AgentConfiguration>
 searchConfigurations(const std::optional<std::filesystem::path>& workspace);
 

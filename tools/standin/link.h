@@ -54,9 +54,9 @@ class SocketFile {
 /// Takes clients, one after the other.
 class Listener {
   public:
-    /// Makes the folder (mode 0700) and the socket file (mode 0600), which replaces one that nobody
-    /// serves any more, and handles SIGTERM and SIGINT from then on, for which reason there may be
-    /// only one such object. Throws std::runtime_error.
+    /// Makes the directory (mode 0700) and the socket file (mode 0600), which replaces one that
+    /// nobody serves any more, and handles SIGTERM and SIGINT from then on, for which reason there
+    /// may be only one such object. Throws std::runtime_error.
     explicit Listener(const std::filesystem::path& path);
 
     Client accept();

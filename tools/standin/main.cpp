@@ -4,7 +4,7 @@
 // not be repeated here. JSON, sockets, digests and the manifest's record are the library's.
 //
 // It is not the application, and it is never shipped. It keeps no history and asks nobody; its
-// pictures are the files of one folder, as they were when it started. It serves one client at a
+// pictures are the files of one directory, as they were when it started. It serves one client at a
 // time. It trusts everybody who can reach it: it enrols whom it is told to, writes into whatever
 // workspace a request names, and its log holds credentials.
 

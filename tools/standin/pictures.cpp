@@ -17,8 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The folder of a workspace that holds the copies.
-constexpr std::string_view copiesFolder = ".sorvane";
+// The directory of a workspace that holds the copies.
+constexpr std::string_view copiesDirectory = ".sorvane";
 
 // 64 bits of the digest tell the pictures of one workspace apart and keep the names readable.
 constexpr std::size_t nameLength = 16;
@@ -61,9 +61,9 @@ bool holds(const fs::path& file, std::string_view bytes) {
 
 } // namespace
 
-Pictures::Pictures(const fs::path& folder) {
+Pictures::Pictures(const fs::path& directory) {
     std::vector<fs::path> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder))
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory))
         if (entry.is_regular_file()) files.push_back(entry.path());
     // Of several files with the same pixels the first by name is taken, on every machine.
     std::sort(files.begin(), files.end());
@@ -92,21 +92,21 @@ const Picture* Pictures::find(const nlohmann::json& identity) const {
 
 std::string copyInto(const fs::path& workspace, const Picture& picture) {
     if (!workspace.is_absolute() || !fs::is_directory(workspace))
-        throw std::runtime_error("the workspace is no existing directory");
+        throw std::runtime_error("the workspace is no existing folder");
     const std::string bytes = readFile(picture.file);
     if (HelperIO::sha256(bytes) != picture.digest)
         throw std::runtime_error("a picture has changed since it was indexed");
 
-    // A link could lead anywhere: the folder must be a directory in the workspace itself.
-    const fs::path folder = workspace / copiesFolder;
-    fs::create_directory(folder);
-    if (fs::symlink_status(folder).type() != fs::file_type::directory)
-        throw std::runtime_error("the workspace's folder for pictures is no directory");
+    // A link could lead anywhere: it must be a directory in the workspace itself.
+    const fs::path directory = workspace / copiesDirectory;
+    fs::create_directory(directory);
+    if (fs::symlink_status(directory).type() != fs::file_type::directory)
+        throw std::runtime_error("what the workspace has as .sorvane is no folder");
 
     const std::string name =
         picture.digest.substr(0, nameLength) + "." + std::string(picture.extension);
-    if (!holds(folder / name, bytes)) HelperIO::replaceFile(folder / name, bytes);
-    return std::string(copiesFolder) + "/" + name;
+    if (!holds(directory / name, bytes)) HelperIO::replaceFile(directory / name, bytes);
+    return std::string(copiesDirectory) + "/" + name;
 }
 
 } // namespace sorvane::standin

@@ -19,7 +19,7 @@ inline constexpr std::uint64_t maxHeifFileBytes = std::uint64_t{8} * pixelBudget
 inline constexpr std::uint64_t heifMemory =
     3 * maxHeifFileBytes + std::uint64_t{4} * 8 * pixelBudget;
 
-/// Starts libheif without the decoders that newer releases load from the system's folders: ours
+/// Starts libheif without the decoders that newer releases load from the system's directories: ours
 /// stand in for them, and one that could not be loaded would be told on standard error.
 void prepareHeif();
 

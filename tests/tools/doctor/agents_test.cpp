@@ -35,7 +35,7 @@ std::string fileText(const Agent& agent) {
     const ConfigurationFile& file = agent.files.front();
     std::string name(file.name);
     if (name.starts_with('*')) name.replace(0, 1, "sorvane");
-    return "~/" + std::string(file.folder) + '/' + name;
+    return "~/" + std::string(file.directory) + '/' + name;
 }
 
 std::string timeoutText(const Agent& agent) {
@@ -74,7 +74,7 @@ std::string trustText(const Agent& agent) {
         return "none";
     case Trust::eachHook:
         return "each hook";
-    case Trust::theFolder:
+    case Trust::theDirectory:
         return "the folder";
     case Trust::notKnown:
         break;
@@ -151,7 +151,7 @@ TEST_CASE("the page and the manual name every variable that moves an agent's fol
     const std::string manual = source("packaging/man/sorvane-doctor.1");
     for (const Agent& agent : agents)
         for (const ConfigurationFile& file : agent.files) {
-            const std::string variable(file.folderVariable);
+            const std::string variable(file.directoryVariable);
             if (variable.empty()) continue;
             CAPTURE(variable);
             CHECK(page.find('`' + variable + '`') != page.npos);
