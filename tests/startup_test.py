@@ -16,8 +16,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).parent / "cases"))
 
-from run_case import account_at
-from stage import Stage, USUAL_CLIENT
+from stage import account_at, Stage, USUAL_CLIENT
 from test_command import command_line, exit_with, require_strace, Skipped
 
 C_LIBRARY = re.compile(r"(libc|ld-linux[^.]*|ld-musl[^.]*|ld64|ld)\.so.*")

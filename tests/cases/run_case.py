@@ -5,12 +5,10 @@ README.md names the files of a case. Status 0: the runs were as expected; 1: one
 77: this machine lacks what the case, or each case of the topic, needs.
 """
 
-import contextlib
 import errno
 import json
 import os
 import re
-import resource
 import signal
 import subprocess
 import sys
@@ -22,7 +20,8 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-from stage import BadCase, Stage
+from stage import account_at, BadCase, Stage
+from streams import before_exec, Streams
 from test_command import command_line, require_strace, Skipped, SKIPPED
 from verdict import check, Unfulfilled, Verdict
 
@@ -36,12 +35,7 @@ PROCESS_WORDS = {
     "working-directory": 1, "account-home": 0, "stack": 1, "data": 1, "socket-path": (1, 2), "simultaneous": 1,
     "fault": 1, "seconds": 2, "decoder": 1,
 }
-LIMITS = {
-    "file-size": resource.RLIMIT_FSIZE, "stack": resource.RLIMIT_STACK, "data": resource.RLIMIT_DATA,
-    "descriptors": resource.RLIMIT_NOFILE,
-}
 ALONE = re.compile(rb"^(simultaneous|descriptors|file-size|stack|data|ignored) |(closed|broken-pipe)$", re.MULTILINE)
-LATE = 3  # seconds until a late reader comes
 TIMEOUT = 20  # seconds for a run; many at once get three times that
 JOBS = 4  # cases of a topic at a time: those that wait for a timeout of the hook's overlap
 USUAL_EVENT = b'{"prompt":"Look at sorvane://image/@HASH@","cwd":"@WORKSPACE@"}'
@@ -59,7 +53,6 @@ class Case:
             raise BadCase("one stream has two expectations")
         self.names = names
         self.process = self.process_words()
-        self.late, self.late_threads = {}, []  # what late readers read, and they themselves
         self.agent = (self.bytes("agent") or b"codex").strip()
         self.token = b"token-of-" + self.agent
         self.has_application = bool(names & {"broker", "answer"})
@@ -176,77 +169,15 @@ class Case:
                        "-e", "inject=" + self.word("fault"), "--"] + command
         return command
 
-    def stream(self, name):
-        """What a run gets as a standard stream, and the descriptors to be closed when it has started or ended."""
-        kind = self.word(name)
-        if kind is None or kind == "closed":
-            return subprocess.PIPE, [], []
-        if (name, kind) == ("stdin", "directory"):
-            descriptor = os.open(self.stage.workspace, os.O_RDONLY)
-            return descriptor, [descriptor], []
-        if (name, kind) == ("stdin", "held-open"):
-            reader, writer = os.pipe()
-            return reader, [reader], [writer]
-        if name != "stdin" and kind == "full":
-            descriptor = open_full_device()
-            return descriptor, [descriptor], []
-        if name != "stdin" and kind == "broken-pipe":
-            reader, writer = os.pipe()
-            os.close(reader)
-            return writer, [writer], []
-        if name != "stdin" and kind == "late":
-            return self.late_reader(name)
-        raise BadCase(f"process: {name} {kind} is unknown")
-
-    def late_reader(self, name):
-        """A pipe that is full, and that somebody begins to read after some seconds."""
-        reader, writer = os.pipe()
-        os.set_blocking(writer, False)
-        filling = 0
-        with contextlib.suppress(BlockingIOError):
-            while True:
-                filling += os.write(writer, bytes(4096))
-        os.set_blocking(writer, True)
-
-        def read():
-            time.sleep(LATE)
-            with open(reader, "rb") as stream:
-                self.late[name] = stream.read()[filling:]
-
-        thread = threading.Thread(target=read)
-        thread.start()
-        self.late_threads.append(thread)
-        return writer, [writer], []
-
-    def before_exec(self):
-        """What must be done between fork and exec, or nothing, which is faster."""
-        closed = [number for number, name in enumerate(("stdin", "stdout", "stderr")) if self.word(name) == "closed"]
-        limits = [(limit, int(self.word(word))) for word, limit in LIMITS.items() if self.word(word)]
-        ignored = [getattr(signal, name) for name in self.process.get("ignored", [])]
-        if not (closed or limits or ignored):
-            return None
-
-        def settle():
-            for number in ignored:
-                signal.signal(number, signal.SIG_IGN)
-            for number in closed:
-                os.close(number)
-            for limit, value in limits:
-                resource.setrlimit(limit, (value, value))
-
-        return settle
-
     def play(self, timeout):
         """One run from start to end: standard output, standard error, status."""
-        streams = {name: self.stream(name) for name in ("stdin", "stdout", "stderr")}
+        streams = Streams(self.process, self.stage.workspace)
         directory = self.stage.expand((self.word("working-directory") or "@WORKSPACE@").encode())
         # Python itself ignores SIGPIPE and SIGXFSZ; a run finds them at their defaults unless the case says otherwise.
         process = subprocess.Popen(
             self.command(), cwd=directory, env=self.environment, umask=0o022, start_new_session=True,
-            preexec_fn=self.before_exec(), restore_signals=True, **{name: kept[0] for name, kept in streams.items()})
-        for _, ours, _ in streams.values():
-            for descriptor in ours:
-                os.close(descriptor)
+            preexec_fn=before_exec(self.process), restore_signals=True, **streams.given)
+        streams.run_started()
         try:
             output, error = process.communicate(self.event if process.stdin else None, timeout=timeout)
         except subprocess.TimeoutExpired:
@@ -254,12 +185,8 @@ class Case:
             output, error = process.communicate()
             raise Unfulfilled(f"the run did not end within {timeout} seconds; it printed {output!r} and {error!r}")
         finally:
-            for _, _, held in streams.values():
-                for descriptor in held:
-                    os.close(descriptor)
-        for thread in self.late_threads:
-            thread.join()
-        return self.late.get("stdout", output) or b"", self.late.get("stderr", error) or b"", process.returncode
+            streams.run_ended()
+        return *streams.texts(output, error), process.returncode
 
     def play_all(self, watch):
         """The results of all runs of the case; `watch` is called all the while when there are many at once."""
@@ -311,29 +238,6 @@ class Case:
             verdict.check_requests()
         verdict.check_changes(before, after)
         verdict.check_time(ended - began)
-
-
-def open_full_device():
-    try:
-        return os.open("/dev/full", os.O_WRONLY)
-    except FileNotFoundError:
-        raise Skipped("/dev/full is needed") from None
-
-
-def account_at(stage):
-    """The environment in which the user's account has its home on the stage, whatever the real one is."""
-    libraries = subprocess.run(["/sbin/ldconfig", "-p"], capture_output=True, check=False).stdout if \
-        os.path.exists("/sbin/ldconfig") else b""
-    if b"libnss_wrapper.so" not in libraries:
-        raise Skipped("libnss_wrapper is needed to give the account another home")
-    users, groups = stage.scratch / "passwd", stage.scratch / "group"
-    users.write_text(f"somebody:x:{os.geteuid()}:{os.getegid()}::{stage.home}:/bin/sh\n")
-    groups.write_text(f"somebody:x:{os.getegid()}:\n")
-    return {
-        b"LD_PRELOAD": b"libnss_wrapper.so",
-        b"NSS_WRAPPER_PASSWD": os.fsencode(users),
-        b"NSS_WRAPPER_GROUP": os.fsencode(groups),
-    }
 
 
 def play_case(folder, programs, keep=False):

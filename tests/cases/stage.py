@@ -8,11 +8,13 @@ import shlex
 import shutil
 import socket
 import stat
+import subprocess
 import sys
 import tempfile
 from pathlib import Path
 
 import pictures
+from test_command import Skipped
 
 USUAL_HASH = "0123456789abcdef" * 4
 USUAL_CLIENT = "client-1"
@@ -196,3 +198,19 @@ class Stage:
         elif stat.S_ISLNK(status.st_mode):
             content = os.fsencode(os.readlink(path))
         return stat.S_IFMT(status.st_mode), stat.S_IMODE(status.st_mode), content
+
+
+def account_at(stage):
+    """The environment in which the user's account has its home on the stage, whatever the real one is."""
+    libraries = subprocess.run(["/sbin/ldconfig", "-p"], capture_output=True, check=False).stdout if \
+        os.path.exists("/sbin/ldconfig") else b""
+    if b"libnss_wrapper.so" not in libraries:
+        raise Skipped("libnss_wrapper is needed to give the account another home")
+    users, groups = stage.scratch / "passwd", stage.scratch / "group"
+    users.write_text(f"somebody:x:{os.geteuid()}:{os.getegid()}::{stage.home}:/bin/sh\n")
+    groups.write_text(f"somebody:x:{os.getegid()}:\n")
+    return {
+        b"LD_PRELOAD": b"libnss_wrapper.so",
+        b"NSS_WRAPPER_PASSWD": os.fsencode(users),
+        b"NSS_WRAPPER_GROUP": os.fsencode(groups),
+    }

@@ -15,7 +15,7 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "cases"))
 
 from documented import CODEX_CONFIG, with_entry
-from run_case import account_at
+from stage import account_at
 from test_command import Skipped
 
 HASH = "ab" * 32
