@@ -2,10 +2,9 @@
 
 import struct
 
-import icon_files
 import other_readers
 import png_files
-from dib_files import CORE, WINDOWS, WINDOWS5, Bitmap
+from dib_files import CORE, WINDOWS5, Bitmap
 from icon_files import CURSOR, ICON, Mask, file, masked, picture, with_alpha
 from reference import answer, uniform_digest
 

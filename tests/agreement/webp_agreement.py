@@ -13,7 +13,7 @@ import tags
 import webp_files
 from colour_spaces import ADOBE
 from reference import answer, on_canvas, premultiplied, uniform_digest
-from webp_files import (ALPHA, ANIMATION, EXIF, ICC, XMP, alpha_chunk, animation, chunk, decoded,
+from webp_files import (ALPHA, ANIMATION, EXIF, ICC, alpha_chunk, animation, chunk, decoded,
                         encoded, even, finished, frame, header, lossless, pam, pixel_chunks, riff)
 
 CLEAR = bytes(4)
