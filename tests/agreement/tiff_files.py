@@ -1,5 +1,6 @@
 """TIFF files made by hand, of pixels that are known."""
 
+import itertools
 import lzma
 import random
 import struct
@@ -113,52 +114,59 @@ class AtOffset:
         self.count, self.offset = count, offset
 
 
+def packed_values(kind, content, order):
+    """The values of a tag; what stands there as bytes already is taken as it is."""
+    if isinstance(content, bytes):
+        return content
+    return struct.pack('%s%d%s' % (order, len(content), LETTERS[kind]), *content)
+
+
+def directory(tags, offset, order, big, after):
+    """The directory at `offset`, and its values after it."""
+    count_form, entry_form, offset_form = ('Q', 'HHQ', 'Q') if big else ('H', 'HHI', 'I')
+    value_size = struct.calcsize(order + offset_form)
+    values_begin = (offset + struct.calcsize(order + count_form) + value_size +
+                    len(tags) * (struct.calcsize(order + entry_form) + value_size))
+    entries, values = b'', b''
+    for tag, (kind, content) in sorted(tags.items()):
+        if isinstance(content, AtOffset):
+            count, value = content.count, struct.pack(order + offset_form, content.offset)
+        else:
+            data = packed_values(kind, content, order)
+            count, value = len(data) // LENGTHS[kind], data.ljust(value_size, b'\0')
+            if len(data) > value_size:
+                values += bytes((values_begin + len(values)) % 2)
+                value = struct.pack(order + offset_form, values_begin + len(values))
+                values += data
+        entries += struct.pack(order + entry_form, tag, kind, count) + value
+    return (struct.pack(order + count_form, len(tags)) + entries +
+            struct.pack(order + offset_form, after) + values)
+
+
+def with_pieces(tags, pieces, begin, big, pieces_tags):
+    """The tags, and those of the pieces, the first of which lies at `begin`. Lengths that `tags`
+    has are kept, whatever the pieces are."""
+    kind, lengths = LONG8 if big else LONG, [len(piece) for piece in pieces]
+    offsets = list(itertools.accumulate(lengths, initial=begin))[:-1]
+    offsets_tag, lengths_tag = pieces_tags
+    return {lengths_tag: (kind, lengths), **tags, offsets_tag: (kind, offsets)}
+
+
 def assembled(tags, pieces, order='<', big=False, early=False, pieces_tags=(273, 279), after=0):
     """The whole file. `tags`: number to (type, values); `early` sets the directory before the
     pieces; `after` is where a next directory is said to lie."""
-    tags = dict(tags)
-    offset_type = LONG8 if big else LONG
-    count_form, entry_form, value_size = ('Q', 'HHQ', 8) if big else ('H', 'HHI', 4)
+    def directory_at(offset, pieces_begin):
+        return directory(with_pieces(tags, pieces, pieces_begin, big, pieces_tags), offset, order,
+                         big, after)
+
     header = 16 if big else 8
-
-    def directory(data_begin, offset):
-        """The directory at `offset`, and its values after it."""
-        offsets, at = [], data_begin
-        for piece in pieces:
-            offsets.append(at)
-            at += len(piece)
-        tags[pieces_tags[0]] = (offset_type, offsets)
-        tags.setdefault(pieces_tags[1], (offset_type, [len(piece) for piece in pieces]))
-        entries, values = b'', b''
-        length = struct.calcsize(order + count_form) + len(tags) * (
-            struct.calcsize(order + entry_form) + value_size) + value_size
-        for tag in sorted(tags):
-            kind, content = tags[tag]
-            if isinstance(content, AtOffset):
-                entries += struct.pack(order + entry_form, tag, kind, content.count)
-                entries += struct.pack(order + ('Q' if big else 'I'), content.offset)
-                continue
-            if isinstance(content, bytes):
-                data = content
-            else:
-                data = struct.pack('%s%d%s' % (order, len(content), LETTERS[kind]), *content)
-            entries += struct.pack(order + entry_form, tag, kind, len(data) // LENGTHS[kind])
-            if len(data) <= value_size:
-                entries += data + bytes(value_size - len(data))
-            else:
-                values += bytes((offset + length + len(values)) % 2)
-                entries += struct.pack(order + ('Q' if big else 'I'), offset + length + len(values))
-                values += data
-        return (struct.pack(order + count_form, len(tags)) + entries +
-                struct.pack(order + ('Q' if big else 'I'), after) + values)
-
     data = b''.join(pieces)
     if early:
-        length = len(directory(0, header))
-        body, offset = directory(header + length, header) + data, header
+        length = len(directory_at(header, 0))
+        body, offset = directory_at(header, header + length) + data, header
     else:
         offset = header + len(data) + len(data) % 2
-        body = data + bytes(len(data) % 2) + directory(header, offset)
+        body = data + bytes(len(data) % 2) + directory_at(offset, header)
     mark = b'II' if order == '<' else b'MM'
     if big:
         return mark + struct.pack(order + 'HHHQ', 43, 8, 0, offset) + body
