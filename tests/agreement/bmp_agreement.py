@@ -8,7 +8,7 @@ from agreement_test import LONG_TIMEOUT
 from dib_files import (ALPHA_BIT_FIELDS, ALPHA_MASK, CORE, END_OF_PICTURE, END_OF_ROW, HEADERS,
                        MASKS, OS2, OS2_SHORT, RLE4, RLE8, RLE24, WINDOWS, WINDOWS4, WINDOWS5,
                        Bitmap, literals, move, run, run_lengths)
-from reference import answer, digest, uniform_digest
+from reference import answer, uniform_digest
 
 SIZES = ((1, 1), (7, 3), (8, 2), (9, 5), (33, 4))
 OTHER_MASKS = {
@@ -180,50 +180,56 @@ def colours(checker):
     judged(checker, 'a palette of greys', grey.file(), grey.pixels(), True, True)
 
 
-def sizes_and_damage(checker):
+def cut_files(checker):
     for depth in (1, 8, 16, 24, 32):
         bitmap = Bitmap(11, 7, depth)
         whole = bitmap.file()
         for length in range(0, len(whole), 1 + len(whole) // 60):
             checker.rejects('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
-    def sized(width, height, depth=24, compression=0):
-        return (b'BM' + struct.pack('<IHHI', 0, 0, 0, 54) +
-                struct.pack('<IIIHHIIIIII', 40, width & 0xffffffff, height & 0xffffffff, 1, depth,
-                            compression, 0, 0, 0, 0, 0) + bytes(1000))
-    checker.answers('an ordinary one', sized(2, 2), answer([[b'\0\0\0\xff'] * 2] * 2))
+
+
+def declared(width, height, depth=24, compression=0):
+    """A file of 1000 bytes of pixels, whatever its header says."""
+    return (b'BM' + struct.pack('<IHHI', 0, 0, 0, 54) +
+            struct.pack('<IIIHHIIIIII', 40, width & 0xffffffff, height & 0xffffffff, 1, depth,
+                        compression, 0, 0, 0, 0, 0) + bytes(1000))
+
+
+def wrong_headers(checker):
+    checker.answers('an ordinary one', declared(2, 2), answer([[b'\0\0\0\xff'] * 2] * 2))
     for width, height in ((0, 5), (5, 0), (-5, 5), (8000, 8000), (2**31 - 1, 2**31 - 1),
                           (60_000_001, 1), (1, 60_000_001), (1, -60_000_001), (1, -2**31)):
         for compression, depth in ((0, 24), (0, 1), (1, 8)):
-            checker.rejects('%dx%d' % (width, height), sized(width, height, depth, compression))
+            checker.rejects('%dx%d' % (width, height), declared(width, height, depth, compression))
     for depth in (0, 3, 5, 15, 31, 48, 64, 65535):
-        checker.rejects('%d bits' % depth, sized(2, 2, depth))
+        checker.rejects('%d bits' % depth, declared(2, 2, depth))
     for compression, depth in ((1, 4), (1, 24), (2, 8), (3, 8), (4, 8), (4, 24), (5, 24), (6, 8),
                                (7, 24), (11, 8), (2**32 - 1, 24)):
         checker.rejects('compression %d of %d bits' % (compression, depth),
-                        sized(2, 2, depth, compression))
+                        declared(2, 2, depth, compression))
     for form in (0, 11, 13, 39, 41, 48, 65, 125, 2**32 - 1):
         checker.rejects('a header of %d' % form,
                         b'BM' + struct.pack('<IHHII', 0, 0, 0, 54, form) + bytes(5000))
-    wide = b'\x5a' * (60_000_000 // 8)
+
+
+def sizes(checker):
     two = Bitmap(1, 1, 1)
-    pixels = b''.join(two.pixels()[0][0] * 0 + bytes(two.palette[int(bit)]) + b'\xff'
-                      for bit in format(0x5a, '08b'))
+    pixels = b''.join(bytes(two.palette[int(bit)]) + b'\xff' for bit in format(0x5a, '08b'))
     for width, height in ((60_000_000, 1), (4000, 15_000)):
         two.width, two.height = width, height
         checker.answers('%dx%d is within the budget' % (width, height),
-                        two.file(data=wide[:width // 8] * height),
+                        two.file(data=b'\x5a' * (width // 8 * height)),
                         '%s %d %d\n' % (uniform_digest(width, height, pixels * (width // 8)),
                                         width, height))
     tall = Bitmap(1, 1, 8)
     tall.height = 60_000_000
-    checker.answers('a picture of nothing but its end', tall.file(compression=RLE8,
-                                                                  data=END_OF_PICTURE),
-                    '%s 1 60000000\n' % uniform_digest(1, 60_000_000,
-                                                       bytes(tall.palette[0]) + b'\xff'),
-                    LONG_TIMEOUT)
+    first = bytes(tall.palette[0]) + b'\xff'
+    checker.answers('a picture of nothing but its end',
+                    tall.file(compression=RLE8, data=END_OF_PICTURE),
+                    '%s 1 60000000\n' % uniform_digest(1, 60_000_000, first), LONG_TIMEOUT)
     still = Bitmap(4, 4, 8)
-    checker.rejects('moves that go nowhere', still.file(compression=RLE8,
-                                                        data=move(0, 0) * 3_000_000))
+    checker.rejects('moves that go nowhere',
+                    still.file(compression=RLE8, data=move(0, 0) * 3_000_000))
     screen = Bitmap(1, 1, 32)
     screen.width, screen.height = 1920, 1080
     row = bytes(range(256)) * 30
@@ -233,5 +239,5 @@ def sizes_and_damage(checker):
                                   uniform_digest(1920, 1080, opaque), 16)
 
 
-CASES = (every_form, masks, palettes, offsets, run_length_codings, passed_over, colours,
-         sizes_and_damage)
+CASES = (every_form, masks, palettes, offsets, run_length_codings, passed_over, colours, cut_files,
+         wrong_headers, sizes)
