@@ -190,7 +190,7 @@ def read_back(file):
     return [pixels[y * width:(y + 1) * width] for y in range(height)]
 
 
-def damage(checker):
+def cut_files(checker):
     colours = colour_map(64)
     for interlaced in (False, True):
         rows = random_rows(25, 19, 64)
@@ -199,43 +199,57 @@ def damage(checker):
         checker.answers('whole', whole, answer(painted(rows, colours, 3)))
         for length in list(range(0, len(whole), 11)) + list(range(len(whole) - 9, len(whole))):
             checker.rejects('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
-    begin = screen(25, 19, colours)
-    frame = descriptor(0, 0, 25, 19)
-    enough = gif_files.lzw([5] * 25 * 19, 6)
-    checker.answers('the least', begin + frame + b'\6' + gif_files.blocks(enough),
-                    answer(painted([[5] * 25] * 19, colours)))
-    more = gif_files.lzw([5] * 25 * 30, 6)
+
+
+# A frame of 25 x 19 pixels of one index fills its canvas.
+BEGIN = screen(25, 19, colour_map(64))
+FRAME = descriptor(0, 0, 25, 19)
+EVEN = answer(painted([[5] * 25] * 19, colour_map(64)))
+
+
+def even_codes(rows, size=6):
+    return gif_files.lzw([5] * 25 * rows, size)
+
+
+def frame_of(codes, size=6):
+    return FRAME + bytes((size,)) + gif_files.blocks(codes)
+
+
+def least_file(checker):
+    checker.answers('the least', BEGIN + frame_of(even_codes(19)), EVEN)
+
+
+def damaged_wide_lzw(checker):
     for size in (9, 10, 11):
-        wide = gif_files.lzw([5] * 25 * 19, size)
-        file = begin + frame + bytes((size,)) + gif_files.blocks(wide)
-        checker.answers('LZW minimum code size %d' % size, file,
-                        answer(painted([[5] * 25] * 19, colours)))
-        for length in range(len(begin + frame), len(file)):
-            checker.rejects('LZW minimum code size %d, cut after %d of %d bytes' %
-                            (size, length, len(file)), file[:length])
-        few = gif_files.lzw([5] * 25 * 18, size)
-        late = [5] * 400 + [256] + [5] * 74
-        for name, data in {'a row too few': few, 'a row too few, without an end code': few[:-2],
-                           'codes that mean nothing': b'\xff' * 600,
-                           'an index of 9 bits': gif_files.lzw(late, size)}.items():
-            checker.rejects('LZW minimum code size %d, %s' % (size, name),
-                            begin + frame + bytes((size,)) + gif_files.blocks(data))
-    checker.answers('more data than pixels', begin + frame + b'\6' + gif_files.blocks(more),
-                    answer(painted([[5] * 25] * 19, colours)))
-    few = gif_files.lzw([5] * 25 * 18, 6)
+        name = 'LZW minimum code size %d' % size
+        file = BEGIN + frame_of(even_codes(19, size), size)
+        checker.answers(name, file, EVEN)
+        for length in range(len(BEGIN + FRAME), len(file)):
+            checker.rejects('%s, cut after %d of %d bytes' % (name, length, len(file)),
+                            file[:length])
+        few = even_codes(18, size)
+        late = gif_files.lzw([5] * 400 + [256] + [5] * 74, size)
+        for damage, codes in {'a row too few': few, 'a row too few, without an end code': few[:-2],
+                              'codes that mean nothing': b'\xff' * 600,
+                              'an index of 9 bits': late}.items():
+            checker.rejects('%s, %s' % (name, damage), BEGIN + frame_of(codes, size))
+
+
+def damaged_frames(checker):
+    checker.answers('more data than pixels', BEGIN + frame_of(even_codes(30)), EVEN)
+    enough, few = frame_of(even_codes(19)), even_codes(18)
     for name, data in {
-            'a row too few': frame + b'\6' + gif_files.blocks(few),
-            'a row too few, without an end code': frame + b'\6' + gif_files.blocks(few[:-1]),
-            'no data': frame + b'\6\0',
-            'codes that are too wide': frame + b'\x0c' + gif_files.blocks(enough),
-            'codes that mean nothing': frame + b'\6' + gif_files.blocks(b'\xff' * 600),
+            'a row too few': frame_of(few),
+            'a row too few, without an end code': frame_of(few[:-1]),
+            'no data': FRAME + b'\6\0',
+            'codes that are too wide': frame_of(even_codes(19), 12),
+            'codes that mean nothing': frame_of(b'\xff' * 600),
             'no frame': TRAILER,
             'no frame and no end': b'',
-            'an unknown block': b'?' + frame + b'\6' + gif_files.blocks(enough),
+            'an unknown block': b'?' + enough,
     }.items():
-        checker.rejects(name, begin + data)
-    checker.rejects('an unknown version', begin.replace(b'89a', b'90a') + frame + b'\6' +
-                    gif_files.blocks(enough))
+        checker.rejects(name, BEGIN + data)
+    checker.rejects('an unknown version', BEGIN.replace(b'89a', b'90a') + enough)
 
 
 def even_file(canvas, frame, colours=((10, 20, 30), (200, 100, 50)), interlaced=False):
@@ -287,4 +301,4 @@ def bombs(checker):
 
 
 CASES = (every_form, interlaced_heights, codes, placed_frames, colour_maps, extensions, animations,
-         other_reader, damage, sizes, bombs)
+         other_reader, cut_files, least_file, damaged_wide_lzw, damaged_frames, sizes, bombs)
