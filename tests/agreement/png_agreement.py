@@ -112,51 +112,57 @@ def other_chunks(checker):
                     picture.file(before=animated, after=frame), expected)
 
 
+def profile_chunks(grey):
+    """Names and chunks with a profile, and whether they mean sRGB."""
+    own, foreign = ((tags.grey_profile, tags.rgb_profile) if grey else
+                    (tags.rgb_profile, tags.grey_profile))
+    plain = tags.gamma_curve(2.2)
+    other = own(plain)
+    return (
+        ('a profile with the sRGB curve by formula', icc_chunk(own(tags.SRGB_CURVE)), True),
+        ('a profile with the sRGB curve of 1024 samples',
+         icc_chunk(own(tags.sampled_curve(tags.srgb_light, 1024))), True),
+        ('a profile of gamma 2.2 is not sRGB', icc_chunk(other), False),
+        ('a profile goes before the sRGB chunk', chunk(b'sRGB', b'\0') + icc_chunk(other), False),
+        ('a profile for other channels is as none', icc_chunk(foreign(plain)), True),
+        ('a profile of zeros is as none', icc_chunk(struct.pack('>I', 500) + bytes(496)), True),
+        ('a profile that does not inflate is as none',
+         chunk(b'iCCP', b'a profile\0\0' + zlib.compress(other)[:40]), True),
+        ('a profile whose chunk fails its checksum is as none', icc_chunk(other)[:-1] + b'?', True),
+    )
+
+
+# Names and chunks without a profile, and whether they mean sRGB.
+COLOUR_CHUNKS = (
+    ('the sRGB chunk', chunk(b'sRGB', b'\0'), True),
+    ('the sRGB chunk goes before gAMA and cHRM', chunk(b'sRGB', b'\1') + gamma_chunk(100000) +
+     chromaticities_chunk((31270, 32900) + (33000,) * 6), True),
+    ('gAMA alone changes nothing', gamma_chunk(100000), True),
+    ('cHRM alone changes nothing', chromaticities_chunk((33000,) * 8), True),
+    ('gAMA and cHRM of sRGB', gamma_chunk(45455) + chromaticities_chunk(SRGB_CHROMATICITIES), True),
+    ('gAMA of another curve with cHRM of sRGB',
+     gamma_chunk(55556) + chromaticities_chunk(SRGB_CHROMATICITIES), False),
+    ('gAMA of sRGB with other primaries', gamma_chunk(45455) +
+     chromaticities_chunk((31270, 32900, 68000, 32000, 26500, 69000, 15000, 6000)), False),
+)
+
+
 def colours(checker):
     huge = icc_chunk(struct.pack('>I', 200_000_000) + bytes(199_999_996))
     for colour_type in (GREY, RGB, PALETTE, RGBA):
         picture = Picture(6, 5, colour_type, 8, seed=4)
         expected = answer(picture.pixels())
 
-        def means_srgb(name, before):
-            checker.answers('%s, colour type %d' % (name, colour_type),
-                            picture.file(before=before), expected)
+        def compare(rows):
+            for name, before, means_srgb in rows:
+                check = checker.answers if means_srgb else checker.answers_otherwise
+                check('%s, colour type %d' % (name, colour_type), picture.file(before=before),
+                      expected)
 
-        def means_other(name, before):
-            checker.answers_otherwise('%s, colour type %d' % (name, colour_type),
-                                      picture.file(before=before), expected)
-
-        grey = colour_type == GREY
-        curves = {'by formula': tags.SRGB_CURVE,
-                  'of 1024 samples': tags.sampled_curve(tags.srgb_light, 1024)}
-        plain = tags.gamma_curve(2.2)
-        for form, curve in curves.items():
-            same = tags.grey_profile(curve) if grey else tags.rgb_profile(curve)
-            means_srgb('a profile with the sRGB curve ' + form, icc_chunk(same))
-        other = tags.grey_profile(plain) if grey else tags.rgb_profile(plain)
-        means_other('a profile of gamma 2.2 is not sRGB', icc_chunk(other))
-        means_other('a profile goes before the sRGB chunk',
-                    chunk(b'sRGB', b'\0') + icc_chunk(other))
-        means_srgb('a profile for other channels is as none',
-                   icc_chunk(tags.rgb_profile(plain) if grey else tags.grey_profile(plain)))
-        means_srgb('a profile of zeros is as none', icc_chunk(struct.pack('>I', 500) + bytes(496)))
-        means_srgb('a profile that does not inflate is as none',
-                   chunk(b'iCCP', b'a profile\0\0' + zlib.compress(other)[:40]))
-        means_srgb('a profile whose chunk fails its checksum is as none',
-                   icc_chunk(other)[:-1] + b'?')
+        compare(profile_chunks(colour_type == GREY))
         checker.answers_within_memory('a profile of 200 MB is as none, colour type %d' %
                                       colour_type, picture.file(before=huge), expected, 16)
-        means_srgb('the sRGB chunk', chunk(b'sRGB', b'\0'))
-        means_srgb('the sRGB chunk goes before gAMA and cHRM', chunk(b'sRGB', b'\1') +
-                   gamma_chunk(100000) + chromaticities_chunk((31270, 32900) + (33000,) * 6))
-        means_srgb('gAMA alone changes nothing', gamma_chunk(100000))
-        means_srgb('cHRM alone changes nothing', chromaticities_chunk((33000,) * 8))
-        means_srgb('gAMA and cHRM of sRGB', gamma_chunk(45455) +
-                   chromaticities_chunk(SRGB_CHROMATICITIES))
-        means_other('gAMA of another curve with cHRM of sRGB', gamma_chunk(55556) +
-                    chromaticities_chunk(SRGB_CHROMATICITIES))
-        means_other('gAMA of sRGB with other primaries', gamma_chunk(45455) +
-                    chromaticities_chunk((31270, 32900, 68000, 32000, 26500, 69000, 15000, 6000)))
+        compare(COLOUR_CHUNKS)
 
 
 def orientations(checker):
@@ -214,12 +220,15 @@ def late_orientations(checker):
                     picture.file(after=turned + damaged))
 
 
-def damage(checker):
+def cut_files(checker):
     picture = Picture(24, 19, RGBA, 8)
     for interlaced in (False, True):
         whole = picture.file(interlaced)
         for length in list(range(0, len(whole), 23)) + list(range(len(whole) - 16, len(whole))):
             checker.rejects('cut after %d of %d bytes' % (length, len(whole)), whole[:length])
+
+
+def damaged_chunks(checker):
     palette = Picture(9, 9, PALETTE, 8)
     for name in (b'IHDR', b'PLTE', b'IDAT', b'IEND'):
         whole = bytearray(palette.file())
@@ -227,21 +236,30 @@ def damage(checker):
         whole[offset + 4 + struct.unpack('>I', whole[offset - 4:offset])[0]] ^= 1
         checker.rejects('a wrong checksum of ' + name.decode(), bytes(whole))
     checker.rejects('no palette', palette.file().replace(b'PLTE', b'pLTE'))
+
+
+def wrong_checksums_of_pixels(checker):
+    picture = Picture(24, 19, RGBA, 8)
+    data = zlib.compress(picture.raw(False))
+    wrong = data[:-1] + bytes((data[-1] ^ 1,))
+    file = picture.file(data=wrong)
+    checker.rejects('a wrong checksum of the compressed data', file)
+    for name, parts in (
+            ('a wrong checksum that comes after all pixels are there', (wrong[:-4], wrong[-4:])),
+            ('a wrong checksum of the compressed data that is cut in two',
+             (wrong[:-4], wrong[-4:-2], wrong[-2:]))):
+        chunks = b''.join(chunk(b'IDAT', part) for part in parts)
+        checker.rejects(name, file.replace(chunk(b'IDAT', wrong), chunks))
+
+
+def damaged_pixels(checker):
+    picture = Picture(24, 19, RGBA, 8)
     raw = picture.raw(False)
     data = zlib.compress(raw)
-    wrong = data[:-1] + bytes((data[-1] ^ 1,))
-    checker.rejects('a wrong checksum of the compressed data', picture.file(data=wrong))
-    late = chunk(b'IDAT', wrong[:-4]) + chunk(b'IDAT', wrong[-4:])
-    checker.rejects('a wrong checksum that comes after all pixels are there',
-                    picture.file(data=wrong).replace(chunk(b'IDAT', wrong), late))
-    cut = b''.join(chunk(b'IDAT', part) for part in (wrong[:-4], wrong[-4:-2], wrong[-2:]))
-    checker.rejects('a wrong checksum of the compressed data that is cut in two',
-                    picture.file(data=wrong).replace(chunk(b'IDAT', wrong), cut))
     checker.rejects('pixel data apart from the others', picture.file(after=TEXT + chunk(b'IDAT')))
     checker.rejects('compressed data without their checksum', picture.file(data=data[:-4]))
     checker.rejects('a row too few', picture.file(data=zlib.compress(raw[:-97])))
-    checker.rejects('an unknown filter',
-                    picture.file(data=zlib.compress(b'\x09' + raw[1:])))
+    checker.rejects('an unknown filter', picture.file(data=zlib.compress(b'\x09' + raw[1:])))
     checker.answers('a row too many', picture.file(data=zlib.compress(raw + bytes(97))),
                     answer(picture.pixels()))
     checker.answers('bytes after the compressed data', picture.file(data=data + b'more'),
@@ -253,6 +271,10 @@ def damage(checker):
                     wide.file(data=understated), answer(wide.pixels()))
     checker.rejects('compressed data that declare a larger window than there is',
                     picture.file(data=b'\x88\x1c' + data[2:]))
+
+
+def damaged_text(checker):
+    picture = Picture(24, 19, RGBA, 8)
     text = bytearray(picture.file(before=TEXT))
     text[text.index(b'made')] ^= 1
     checker.answers('a wrong checksum of a text', bytes(text), answer(picture.pixels()))
@@ -304,4 +326,5 @@ def declared_sizes(checker):
 
 
 CASES = (every_form, interlaced_sizes, wide_rows, sixteen_bits, known_pixels, other_chunks, colours,
-         orientations, damage, sizes, declared_sizes)
+         orientations, cut_files, damaged_chunks, wrong_checksums_of_pixels, damaged_pixels,
+         damaged_text, sizes, declared_sizes)
