@@ -113,7 +113,7 @@ def streamed(checker, head, count, tail):
     return output
 
 
-def damage_and_sizes(checker):
+def damage(checker):
     for mode, depth in FORMS:
         for runs in (False, True):
             whole = Picture(9, 4, mode, depth).file(runs)
@@ -127,6 +127,9 @@ def damage_and_sizes(checker):
     checker.rejects('too few channels', picture.file().replace(b'\0\3\0\0\0\4', b'\0\2\0\0\0\4'))
     checker.rejects('a compression that is not read', picture.file(data=b'\0\2' + bytes(999)))
     checker.rejects('a short palette', Picture(4, 4, INDEXED, 8).file(table=bytes(767)))
+
+
+def run_lengths(checker):
     checker.rejects('a run beyond its row', Picture(4, 1, GREY, 8).file(
         data=b'\0\1\0\2' + b'\xf0\1'))
     one = Picture(4, 1, GREY, 8)
@@ -136,6 +139,10 @@ def damage_and_sizes(checker):
     checker.answers('many empty runs', one.file(
         data=b'\0\1\0\2' + b'\x80' * 1_000_000 + b'\xfd\x09'), answer(one.pixels()))
     checker.answers('more after it', one.file() + bytes(300_000), answer(one.pixels()))
+
+
+def sizes(checker):
+    one = Picture(4, 1, GREY, 8)
     for width, height in ((0, 5), (5, 0), (8000, 8000), (2**32 - 1, 2**32 - 1), (60_000_001, 1)):
         one.width, one.height = width, height
         checker.rejects('%dx%d' % (width, height), one.file(data=b'\0\0' + bytes(999)))
@@ -143,6 +150,9 @@ def damage_and_sizes(checker):
     checker.answers('60000000x1 is within the budget', one.file(
         data=b'\0\0' + b'\7' * 60_000_000),
                     '%s 60000000 1\n' % uniform_digest(60_000_000, 1, b'\7\7\7\xff' * 60_000_000))
+
+
+def sizes_of_layers(checker):
     small = Picture(9, 4, RGB, 8, 1)
     whole = small.file(large=True, layers=layers(2, True))
     offset = whole.index(layers(2, True)) - 8
@@ -156,4 +166,4 @@ def damage_and_sizes(checker):
     checker.check('layers of 2 GiB', output == answer(small.pixels()), output)
 
 
-CASES = (every_form, alpha, colours, damage_and_sizes)
+CASES = (every_form, alpha, colours, damage, run_lengths, sizes, sizes_of_layers)
