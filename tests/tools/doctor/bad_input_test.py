@@ -43,23 +43,14 @@ class BadInput(DoctorTest):
                 self.assertNotIn("\x1b", output)
             target.unlink()
 
-    def test_hostile_files_cannot_crash_it(self):
-        agents = self.world.root / "Integrations/Agents"
-        home = self.world.home
-        targets = {
-            "configuration": [home / path for path in (
-                ".claude/settings.json", ".codex/hooks.json", ".codex/config.toml", ".cursor/hooks.json",
-                ".gemini/settings.json", ".copilot/hooks/a.json", ".config/opencode/plugins/a.js")],
-            "records": [agents / "codex-hook-state.json", agents / "codex-mcp-session.json"],
-            "manifest": [agents / "codex.json"],
-            "credential": [self.world.credential("codex")],
-        }
+    def hostile_files(self):
+        """By its name, what makes a hostile file at a path."""
         huge = self.world.top / "huge"
         huge.write_bytes(b"[" * 100_000_000)
         endless = self.world.top / "endless"
         endless.touch()
         os.truncate(endless, 100_000_000)
-        kinds = {
+        return {
             "fifo": os.mkfifo,
             "folder": os.mkdir,
             "loop": lambda path: path.symlink_to(path.name),
@@ -72,21 +63,39 @@ class BadInput(DoctorTest):
             "deep key": lambda path: path.write_text(".".join("a" * 200_000) + " = 1"),
             "no text": lambda path: path.write_bytes(b'{"hooks": {"\xff\xfe": "\xc3(\0"}}'),
         }
+
+    def examine_with(self, paths, make):
+        """Examines codex with hostile files at these paths."""
+        self.world.install("codex")
+        for path in paths:
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.unlink(missing_ok=True)
+            make(path)
+        status, output, error = self.run_doctor()
+        self.assertEqual((status, error), (1, ""))
+        self.assertIn("Decoders", output)
+        for path in paths:
+            path.rmdir() if make is os.mkdir else path.unlink()
+
+    def test_hostile_files_of_an_installation_cannot_crash_it(self):
+        agents = self.world.root / "Integrations/Agents"
+        targets = {
+            "configuration": [self.world.home / path for path in (
+                ".claude/settings.json", ".codex/hooks.json", ".codex/config.toml", ".cursor/hooks.json",
+                ".gemini/settings.json", ".copilot/hooks/a.json", ".config/opencode/plugins/a.js")],
+            "records": [agents / "codex-hook-state.json", agents / "codex-mcp-session.json"],
+            "manifest": [agents / "codex.json"],
+            "credential": [self.world.credential("codex")],
+        }
+        hostile = self.hostile_files()
         for group, paths in targets.items():
-            for kind, make in kinds.items():
+            for kind, make in hostile.items():
                 with self.subTest(f"{group}: {kind}"):
-                    self.world.install("codex")
-                    for path in paths:
-                        path.parent.mkdir(parents=True, exist_ok=True)
-                        path.unlink(missing_ok=True)
-                        make(path)
-                    status, output, error = self.run_doctor()
-                    self.assertEqual((status, error), (1, ""))
-                    self.assertIn("Decoders", output)
-                    for path in paths:
-                        path.rmdir() if kind == "folder" else path.unlink()
-        for kind, make in kinds.items():
-            path = self.world.project / "hostile"
+                    self.examine_with(paths, make)
+
+    def test_hostile_files_to_be_explained_cannot_crash_it(self):
+        path = self.world.project / "hostile"
+        for kind, make in self.hostile_files().items():
             make(path)
             with self.subTest(f"event: {kind}"):
                 status, output, error = self.run_doctor("event", "hostile")
@@ -97,7 +106,7 @@ class BadInput(DoctorTest):
                 status, output, error = self.run_doctor("identity", "hostile")
                 self.assertIn(status, (0, 1))
                 self.assertEqual(error, "")
-            path.rmdir() if kind == "folder" else path.unlink()
+            path.rmdir() if make is os.mkdir else path.unlink()
 
     def test_events_of_any_size_are_told_in_few_lines(self):
         for event in ({"prompt": "sorvane:" * 1_000_000}, {"prompt": f"sorvane://image/{HASH} " * 10_000, "cwd": "/"}):
