@@ -19,7 +19,7 @@ import peers
 import pictures
 import startup
 from measuring import Failed
-from scene import Scene, places
+from stage import BenchStage, places
 
 # A start is over before a picture has begun: so many of them for each run of a picture.
 STARTS = 12
@@ -50,10 +50,10 @@ def compare(chosen):
     print(f"peers             {', '.join(here) or 'none'}; missing: {', '.join(missing) or 'none'}")
     starts = {}
     for place, folder in places().items():
-        with Scene(chosen.build, folder) as scene:
-            starts[place] = startup.compare(instruments, scene, place, chosen.unhardened, STARTS * chosen.rounds)
-    with Scene(chosen.build, next(iter(places().values()))) as scene:
-        seen, wrong = pictures.compare(instruments, scene, made, here, chosen)
+        with BenchStage(chosen.build, folder) as stage:
+            starts[place] = startup.compare(instruments, stage, place, chosen.unhardened, STARTS * chosen.rounds)
+    with BenchStage(chosen.build, next(iter(places().values()))) as stage:
+        seen, wrong = pictures.compare(instruments, stage, made, here, chosen)
     print(f"\nload              {machine.load()}")
     figures = {"machine": facts, "date": datetime.date.today().isoformat(), "rounds": chosen.rounds,
                "busy": chosen.busy, "starts": starts, "pictures": seen, "wrong": wrong}

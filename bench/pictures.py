@@ -18,15 +18,15 @@ HEAD = ["", "wall ms", "cpu ms", "x floor", "target", "x fastest", "x cpu", "x b
 class Comparison:
     """One picture's runs: all commands that can take its digest, and what they cost."""
 
-    def __init__(self, picture, instruments, scene, peers, unhardened):
+    def __init__(self, picture, instruments, stage, peers, unhardened):
         self.picture = picture
         self.instruments = instruments
-        self.hook = scene.hook("picture", {"prompt": "What is this?", "attachments": [str(picture.file)]})
+        self.hook = stage.hook("picture", {"prompt": "What is this?", "attachments": [str(picture.file)]})
         self.decoders = {name: Command([folder / "sorvane-pixels", SECONDS], picture.file, {})
                          for name, folder in ((DECODER, instruments.parent), (UNHARDENED, unhardened))}
         self.floors = self.floor_commands()
         self.peers = {name: peer(picture) for name, peer in peers.items()}
-        self.errors = self.wrong_digests(scene)
+        self.errors = self.wrong_digests(stage)
 
     def floor_commands(self):
         if self.picture.file.suffix != ".png":
@@ -35,9 +35,9 @@ class Comparison:
         return {FLOOR + program.name.rpartition("_")[2]: Command([program, self.picture.file])
                 for program in programs}
 
-    def wrong_digests(self, scene):
+    def wrong_digests(self, stage):
         """What is said about everybody who does not give the picture's digest; they are not measured."""
-        given = {HOOK: lambda: scene.identity(self.hook).get("pixelHash", "no pixel identity"),
+        given = {HOOK: lambda: stage.identity(self.hook).get("pixelHash", "no pixel identity"),
                  **{name: lambda decoder=decoder: output_or_failure(decoder).split()[0]
                     for name, decoder in self.decoders.items()}}
         given.update({name: lambda peer=peer: output_or_failure(peer).strip() for name, peer in self.peers.items()})
@@ -122,11 +122,11 @@ def output_or_failure(command):
         return str(failure).rpartition(": ")[2] or "failed"
 
 
-def compare(instruments, scene, pictures, peers, chosen):
+def compare(instruments, stage, pictures, peers, chosen):
     """Shows a table for each picture; gives its figures and what is wrong."""
     figures, wrong = {}, []
     for picture in pictures:
-        comparison = Comparison(picture, instruments, scene, peers, chosen.unhardened)
+        comparison = Comparison(picture, instruments, stage, peers, chosen.unhardened)
         comparison.measure(chosen.rounds)
         comparison.show(chosen.instructions)
         figures[picture.name] = comparison.figures()

@@ -35,11 +35,11 @@ ROWS = [
 ]
 
 
-def commands(instruments, scene, unhardened):
-    hooks = {row.name: scene.hook(f"event-{i}", {"prompt": row.prompt}, None if row.hardened else unhardened)
+def commands(instruments, stage, unhardened):
+    hooks = {row.name: stage.hook(f"event-{i}", {"prompt": row.prompt}, None if row.hardened else unhardened)
              for i, row in enumerate(ROWS)}
     for row in ROWS:
-        outcome = scene.outcome(hooks[row.name])
+        outcome = stage.outcome(hooks[row.name])
         if outcome != row.outcome:
             raise Failed(f"{row.name}: the run ended as {outcome}, not as {row.outcome}")
     return {NOTHING: Command([instruments / "nothing"]), **hooks}
@@ -63,9 +63,9 @@ def line(row, place, costs, counted, peak):
             *instructions(row, counted), table.mebibytes(peak)]
 
 
-def compare(instruments, scene, place, unhardened, rounds):
-    """Shows the table of a scene in this place; gives its figures."""
-    runs = commands(instruments, scene, unhardened)
+def compare(instruments, stage, place, unhardened, rounds):
+    """Shows the table of a stage in this place; gives its figures."""
+    runs = commands(instruments, stage, unhardened)
     costs = measuring.side_by_side(instruments, runs, rounds)
     counted = {name: measuring.instructions(command) for name, command in runs.items()}
     peak = {name: max(measuring.peaks(instruments, command).values()) for name, command in runs.items()}

@@ -1,169 +1,54 @@
-// What macOS has beside the frameworks, and the calls of this system that are asked for something
-// it does not know.
-
-#include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <string>
-#include <vector>
-
-#include <crt_externs.h>
-#include <libproc.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <CommonCrypto/CommonDigest.h>
-
 #include "tests/macos_fakes/world.h"
 
-using sorvane::test::macos::World;
+#include <stdexcept>
+
+#include <doctest/doctest.h>
+
+namespace sorvane::test::macos {
 
 namespace {
 
-std::string nameOf(int option) {
-    switch (option) {
-    case SO_NOSIGPIPE:
-        return "SO_NOSIGPIPE";
-    case SO_SNDBUF:
-        return "SO_SNDBUF";
-    case SO_RCVBUF:
-        return "SO_RCVBUF";
-    case SO_RCVTIMEO:
-        return "SO_RCVTIMEO";
-    case SO_SNDTIMEO:
-        return "SO_SNDTIMEO";
-    default:
-        return "another";
-    }
-}
-
-const sockaddr_un& recordOf(const sockaddr* address) {
-    return *reinterpret_cast<const sockaddr_un*>(address);
-}
-
-std::string described(const sockaddr* address, socklen_t length) {
-    const sockaddr_un& record = recordOf(address);
-    return std::string(record.sun_path) + ", length byte " + std::to_string(record.sun_len) +
-           ", family " + std::to_string(record.sun_family) + ", " + std::to_string(length) +
-           " bytes";
-}
-
-// An option's value: a number, or the seconds and microseconds of a time.
-std::string described(const void* value, socklen_t length) {
-    if (length == sizeof(timeval)) {
-        timeval time{};
-        std::memcpy(&time, value, sizeof time);
-        return std::to_string(time.tv_sec) + " s " + std::to_string(time.tv_usec) + " us";
-    }
-    int number = 0;
-    std::memcpy(&number, value, std::min<std::size_t>(length, sizeof number));
-    return std::to_string(number);
-}
+World* here = nullptr;
 
 } // namespace
 
-extern "C" {
+World::World() { here = this; }
 
-int CC_SHA256_Init(CC_SHA256_CTX* context) { return ::SHA256_Init(&context->context); }
-
-int CC_SHA256_Update(CC_SHA256_CTX* context, const void* data, CC_LONG length) {
-    World& world = World::current();
-    world.digestedLengths.push_back(length);
-    return !world.digests || ::SHA256_Update(&context->context, data, length);
+World::~World() {
+    for (const auto& object : objects_)
+        if (object->references > 0) faults.emplace_back(object->kind + " was never released");
+    for (const std::string& fault : faults) FAIL_CHECK(fault);
+    here = nullptr;
 }
 
-int CC_SHA256_Final(unsigned char* digest, CC_SHA256_CTX* context) {
-    return ::SHA256_Final(digest, &context->context);
+World& World::current() { return *here; }
+
+bool World::called(const std::string& function, const std::string& detail) {
+    calls.push_back(function + '(' + detail + ')');
+    if (function == throwing) throw std::logic_error(function);
+    return !failing.contains(function);
 }
 
-int proc_pidpath(int process, void* buffer, std::uint32_t capacity) {
-    World& world = World::current();
-    auto* bytes = static_cast<char*>(buffer);
-    if (std::any_of(bytes, bytes + capacity, [](char byte) { return byte != 0; }))
-        world.faults.emplace_back("a buffer that is not empty");
-    world.called("proc_pidpath", std::to_string(process) + ", " + std::to_string(capacity));
-    std::copy(world.processPath.begin(), world.processPath.end(), bytes);
-    return world.processPathLength;
+void World::retain(const Object* object) {
+    if (object->constant) return;
+    // The frameworks hand their objects out as constants and count in them all the same.
+    ++const_cast<Object*>(object)->references;
 }
 
-int* _NSGetArgc() {
-    static int count;
-    count = static_cast<int>(World::current().arguments.size());
-    return &count;
+void World::release(const Object* object) {
+    check(object, "CFRelease");
+    if (object->constant) {
+        faults.emplace_back("CFRelease of a constant");
+        return;
+    }
+    if (--const_cast<Object*>(object)->references != 0) return;
+    for (const Object* held : object->holds) release(held);
 }
 
-char*** _NSGetArgv() {
-    static std::vector<char*> pointers;
-    static char** first;
-    pointers.clear();
-    for (std::string& argument : World::current().arguments) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    first = pointers.data();
-    return &first;
+void World::check(const Object* object, const char* function) {
+    if (object == nullptr) throw std::logic_error(std::string(function) + " of nothing");
+    if (object->references <= 0)
+        faults.push_back(std::string(function) + " of a " + object->kind + " after its end");
 }
 
-int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions*/,
-                                           int descriptor) {
-    return World::current().called("addinherit", std::to_string(descriptor)) ? 0 : ENOMEM;
-}
-
-// These stand in for the C library's in the whole program, where nothing else asks for them.
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the library's are reserved
-
-int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* /*actions*/, int descriptor,
-                                     int as) noexcept {
-    return World::current().called("adddup2",
-                                   std::to_string(descriptor) + ", " + std::to_string(as))
-               ? 0
-               : ENOMEM;
-}
-
-int setsockopt(int /*descriptor*/, int level, int option, const void* value,
-               socklen_t length) noexcept {
-    World& world = World::current();
-    const auto name = level == SOL_SOCKET ? nameOf(option) : "another";
-    const bool granted = world.called("setsockopt", name + ", " + described(value, length) + ", " +
-                                                        std::to_string(length) + " bytes") &&
-                         !world.failing.contains(name);
-    return granted ? 0 : -1;
-}
-
-int connect(int /*descriptor*/, const sockaddr* address, socklen_t length) {
-    return World::current().called("connect", described(address, length)) ? 0 : -1;
-}
-
-int bind(int /*descriptor*/, const sockaddr* address, socklen_t length) noexcept {
-    std::ofstream(recordOf(address).sun_path).close();
-    return World::current().called("bind", described(address, length)) ? 0 : -1;
-}
-
-int listen(int /*descriptor*/, int /*backlog*/) noexcept {
-    return World::current().called("listen") ? 0 : -1;
-}
-
-// A descriptor that is asked for no event tells of none, not even of its end.
-int poll(pollfd* descriptors, nfds_t count, int milliseconds) {
-    std::vector<pollfd> asked(descriptors, descriptors + count);
-    for (pollfd& one : asked)
-        if (one.events == 0) one.fd = -1;
-    const timespec time{milliseconds / 1000, milliseconds % 1000 * 1'000'000L};
-    const int ready = ::ppoll(asked.data(), count, milliseconds < 0 ? nullptr : &time, nullptr);
-    for (nfds_t i = 0; i < count; ++i) descriptors[i].revents = asked[i].revents;
-    return ready;
-}
-
-int access(const char* path, int mode) noexcept {
-    World& world = World::current();
-    if (mode != F_OK) world.faults.emplace_back("access that is no mere existence");
-    world.called("access", path);
-    return world.existing.contains(path) ? 0 : -1;
-}
-
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
-}
+} // namespace sorvane::test::macos

@@ -39,7 +39,7 @@ def places():
     return found
 
 
-class Scene:
+class BenchStage:
     def __init__(self, programs, folder):
         self.programs = programs
         self.top = Path(tempfile.mkdtemp(prefix="sv-bench-", dir=folder))
