@@ -8,7 +8,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).parent / "faults"))
 
-from scene import Scene
+from fault_stage import FaultStage
 from test_command import command_line, exit_with
 
 MEBIBYTES = 16
@@ -27,10 +27,10 @@ sys.exit(os.waitstatus_to_exitcode(status))
 
 def main():
     programs = command_line(__doc__, "sorvane-hook and sorvane-standin").parse_args().programs
-    with Scene("pixels", programs, SIZE) as scene:
-        result = scene.play([sys.executable, "-I", "-S", "-c", MEASURE])
-        outcome = scene.outcome()
-    if result.status != 0 or outcome != scene.road.outcome:
+    with FaultStage("pixels", programs, SIZE) as stage:
+        result = stage.play([sys.executable, "-I", "-S", "-c", MEASURE])
+        outcome = stage.outcome()
+    if result.status != 0 or outcome != stage.scenario.outcome:
         print(f"status {result.status}, {outcome}, {result.error!r}")
         return 1
     peak = int(result.output.splitlines()[-1])  # in KiB, after the hook's answer

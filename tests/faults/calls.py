@@ -39,27 +39,27 @@ def calls_of_the_hook(lines):
     return calls_of(lines, NEVER_FAIL_IN_A_HOOK, begin)
 
 
-def learn_decoder(scene):
-    """The calls of the decoder, and of its second thread where the road's picture is large enough for one."""
-    trace = scene.traced_decoder([])
-    scene.play()
-    scene.plain_decoder()
+def learn_decoder(stage):
+    """The calls of the decoder, and of its second thread where the scenario's picture is large enough for one."""
+    trace = stage.traced_decoder([])
+    stage.play()
+    stage.plain_decoder()
     first, *others = by_thread(trace)
     kinds = {"decoder": calls_of(first[1:], NEVER_FAIL)}
-    if scene.road.threaded:
+    if stage.scenario.threaded:
         kinds["thread"] = [call for lines in others for call in calls_of(lines, NEVER_FAIL)]
     return kinds
 
 
-def learn(scene):
-    """The calls of the hook, and on a road with a picture of its child before that is another program, and of the
+def learn(stage):
+    """The calls of the hook, and in a scenario with a picture of its child until that is another program, and of the
     decoder."""
-    scene.play(["strace", "-f", "-qq", "-o", scene.trace])
-    hook, *children = by_thread(scene.trace)
+    stage.play(["strace", "-f", "-qq", "-o", stage.trace])
+    hook, *children = by_thread(stage.trace)
     kinds = {"hook": calls_of_the_hook(hook)}
-    if scene.road.decodes:
+    if stage.scenario.decodes:
         start = children[0]
         end = next(index for index, line in enumerate(start) if " execve(" in line)
         kinds["start"] = calls_of(start, NEVER_FAIL_IN_A_HOOK, 0, end)
-        kinds |= learn_decoder(scene)
+        kinds |= learn_decoder(stage)
     return kinds

@@ -13,8 +13,8 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+from fault_stage import FaultStage
 from report import main
-from scene import Scene
 from test_command import command_line
 
 THINKS = 100  # milliseconds
@@ -47,8 +47,8 @@ def descendants():
 class Watch:
     """The highest sum of the runs' memory, and whether the observation was ever torn."""
 
-    def __init__(self, scene, others):
-        self.scene, self.others = scene, others
+    def __init__(self, stage, others):
+        self.stage, self.others = stage, others
         self.most, self.processes, self.torn = 0, 0, []
         self.ended = threading.Event()
         self.thread = threading.Thread(target=self.look)
@@ -59,24 +59,24 @@ class Watch:
             processes = [process for process in descendants() if process not in self.others]
             self.most = max(self.most, sum(map(proportional_kib, processes)))
             self.processes = max(self.processes, len(processes))
-            self.torn += self.scene.observation_faults(any_mode=True)
+            self.torn += self.stage.observation_faults(any_mode=True)
 
     def stop(self):
         self.ended.set()
         self.thread.join()
 
 
-def play_at_once(scene, runs):
+def play_at_once(stage, runs):
     """All at once, since each waits for its event until all have been started: each result, and the watch."""
-    scene.reset()
+    stage.reset()
     results = []
 
     def one(process, began):
-        results.append(scene.end(process, began))
+        results.append(stage.end(process, began))
 
-    processes = [scene.start() for _ in range(runs)]
+    processes = [stage.start() for _ in range(runs)]
     began = time.monotonic()
-    watch = Watch(scene, {scene.application.pid})
+    watch = Watch(stage, {stage.application.pid})
     threads = [threading.Thread(target=one, args=(process, began)) for process in processes]
     for thread in threads:
         thread.start()
@@ -87,13 +87,13 @@ def play_at_once(scene, runs):
 
 
 def play(options, report):
-    with Scene("pixels", options.programs, SIZE, ("--misbehave", f"delay:{THINKS}")) as scene:
-        scene.max_seconds = SECONDS
+    with FaultStage("pixels", options.programs, SIZE, ("--misbehave", f"delay:{THINKS}")) as stage:
+        stage.max_seconds = SECONDS
         began = time.monotonic()
-        results, watch = play_at_once(scene, options.runs)
+        results, watch = play_at_once(stage, options.runs)
         seconds = time.monotonic() - began
         for result in results:
-            report.add("one of many", scene, result)
+            report.add("one of many", stage, result)
         report.found += watch.torn
     ends = Counter("answer" if result.output else result.error.decode().strip() or "silence" for result in results)
     for end, count in ends.most_common():

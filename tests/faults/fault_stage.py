@@ -1,4 +1,4 @@
-"""A whole run of sorvane-hook with everything around it, staged once and played again and again, and what must hold
+"""A whole run of sorvane-hook with everything around it, set up once and played again and again, and what must hold
 after each of its runs, whatever failed in it."""
 
 import json
@@ -26,8 +26,8 @@ SIZE, PIXELS = (16, 12), "0a141eff32465a80"
 LARGE = (700, 500)  # more than the 1 MiB of pixels for which a decoder starts a second thread
 
 
-class Road:
-    """A way that a run takes: what the agent attaches, what the application answers, how it may end."""
+class Scenario:
+    """What the agent attaches, what the application answers, and how the run may end."""
 
     def __init__(self, outcome, others=(), agent="codex", attached="", options=(), first=False,
                  size=SIZE):
@@ -45,14 +45,14 @@ class Road:
 # An application that cannot copy a picture has no match.
 WITHOUT_MATCH = {"resolving", "no-exact-match"}
 WITHOUT_PICTURE = {*WITHOUT_MATCH, "no-image-identities"}
-ROADS = {
-    "reference": Road("matched", WITHOUT_MATCH),
-    "bytes": Road("matched", WITHOUT_PICTURE, attached="same"),
-    "pixels": Road("matched", WITHOUT_PICTURE, attached="commented"),
-    "large": Road("matched", WITHOUT_PICTURE, attached="commented", size=LARGE),
-    "refusal": Road("resolving", options=("--misbehave", "refuse")),
-    "no-image": Road("no-image-identities", agent="cursor", attached="missing"),
-    "first-run": Road("matched", WITHOUT_MATCH, first=True),
+SCENARIOS = {
+    "reference": Scenario("matched", WITHOUT_MATCH),
+    "bytes": Scenario("matched", WITHOUT_PICTURE, attached="same"),
+    "pixels": Scenario("matched", WITHOUT_PICTURE, attached="commented"),
+    "large": Scenario("matched", WITHOUT_PICTURE, attached="commented", size=LARGE),
+    "refusal": Scenario("resolving", options=("--misbehave", "refuse")),
+    "no-image": Scenario("no-image-identities", agent="cursor", attached="missing"),
+    "first-run": Scenario("matched", WITHOUT_MATCH, first=True),
 }
 
 
@@ -65,49 +65,50 @@ class Result:
         return "answer" if self.output else "line" if self.error else "silence"
 
 
-class Scene:
-    """The stage of one road, with the stand-in listening. `programs` is the folder of the hook."""
+class FaultStage(Stage):
+    """The stage of one scenario, with the stand-in listening. `programs` is the folder of the hook."""
 
     def __init__(self, name, programs, size=None, options=(), peer=True):
         self.name = name
-        self.road = ROADS[name]
+        self.scenario = SCENARIOS[name]
+        super().__init__(Path(__file__).parent, self.scenario.agent.encode(), {})
         self.programs = programs
         self.max_seconds = MAX_SECONDS
         self.usual_output = None
-        self.stage = Stage(Path(__file__).parent, self.road.agent.encode(), {})
-        self.stage.enrol(TOKEN, {}, [])
-        self.observation = self.stage.agents / f"{self.road.agent}-hook-state.json"
-        self.trace = self.stage.scratch / "trace"
-        self.bin = self.stage.scratch / "bin"  # the hook finds its decoder beside itself
+        self.enrol(TOKEN, {}, [])
+        self.observation = self.agents / f"{self.scenario.agent}-hook-state.json"
+        self.trace = self.scratch / "trace"
+        self.bin = self.scratch / "bin"  # the hook finds its decoder beside itself
         self.bin.mkdir()
         shutil.copy(programs / "sorvane-hook", self.bin)
-        self.pixels = self.bin / "sorvane-pixels"
+        self.decoder = self.bin / "sorvane-pixels"
         self.plain_decoder()
-        self.event = self.lay_pictures(size or self.road.size)
+        self.event = self.lay_pictures(size or self.scenario.size)
         self.application = self.start_application(options) if peer else None
 
     def lay_pictures(self, size):
-        images = self.stage.scratch / "images"
+        images = self.scratch / "images"
         images.mkdir()
         known = pictures.png(size, PIXELS)
         (images / "known.png").write_bytes(known)
-        self.picture = self.stage.workspace / f"{self.road.attached}.png"
-        if self.road.decodes:
-            self.picture.write_bytes(known if self.road.attached == "same" else pictures.png(size, PIXELS, "edited"))
-        event = {"prompt": "Look at this", "cwd": str(self.stage.workspace)}
-        if self.road.attached:
+        self.picture = self.workspace / f"{self.scenario.attached}.png"
+        if self.scenario.decodes:
+            same = self.scenario.attached == "same"
+            self.picture.write_bytes(known if same else pictures.png(size, PIXELS, "edited"))
+        event = {"prompt": "Look at this", "cwd": str(self.workspace)}
+        if self.scenario.attached:
             event["attachments"] = [str(self.picture)]
         else:
-            event["prompt"] += " sorvane://image/" + self.stage.sha256(os.fsencode(images / "known.png")).decode()
+            event["prompt"] += " sorvane://image/" + self.sha256(os.fsencode(images / "known.png")).decode()
         return json.dumps(event).encode()
 
     def start_application(self, options):
-        command = [self.programs / "sorvane-standin", "serve", "--root", self.stage.root,
-                   "--images", self.stage.scratch / "images", *self.road.options, *options]
-        with (self.stage.scratch / "trouble").open("wb") as trouble:
+        command = [self.programs / "sorvane-standin", "serve", "--root", self.root,
+                   "--images", self.scratch / "images", *self.scenario.options, *options]
+        with (self.scratch / "trouble").open("wb") as trouble:
             application = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=trouble)
         if not application.stdout.readline().startswith(b"listening on "):
-            raise RuntimeError((self.stage.scratch / "trouble").read_text())
+            raise RuntimeError((self.scratch / "trouble").read_text())
         return application
 
     def __enter__(self):
@@ -118,43 +119,43 @@ class Scene:
             self.application.terminate()
             self.application.wait()
             self.application.stdout.close()
-        self.stage.remove()
+        self.remove()
 
     def plain_decoder(self):
-        self.pixels.unlink(missing_ok=True)
-        self.pixels.symlink_to(self.programs / "sorvane-pixels")
+        self.decoder.unlink(missing_ok=True)
+        self.decoder.symlink_to(self.programs / "sorvane-pixels")
 
     def traced_decoder(self, options):
         """Has the decoder alone traced, both its threads, into a file of its own; it is started with an empty
         environment."""
-        trace = self.stage.scratch / "decoder-trace"
+        trace = self.scratch / "decoder-trace"
         trace.unlink(missing_ok=True)
-        self.pixels.unlink(missing_ok=True)
-        self.pixels.write_text(f"#!/bin/sh\nexec {shutil.which('strace')} -f -qq -o {trace} {' '.join(options)} "
+        self.decoder.unlink(missing_ok=True)
+        self.decoder.write_text(f"#!/bin/sh\nexec {shutil.which('strace')} -f -qq -o {trace} {' '.join(options)} "
                                f"{self.programs / 'sorvane-pixels'} \"$@\"\n")
-        self.pixels.chmod(0o700)
+        self.decoder.chmod(0o700)
         return trace
 
     # The run
 
     def command(self):
-        return [self.bin / "sorvane-hook", "--agent", self.road.agent, "--client-id", USUAL_CLIENT,
-                "--credential-file", self.stage.credential]
+        return [self.bin / "sorvane-hook", "--agent", self.scenario.agent, "--client-id", USUAL_CLIENT,
+                "--credential-file", self.credential]
 
     def reset(self):
         """Everything as it was before the first run."""
-        for path in self.stage.agents.iterdir():
+        for path in self.agents.iterdir():
             if path.name.startswith("."):
                 path.unlink()
         self.observation.unlink(missing_ok=True)
-        if not self.road.first:
+        if not self.scenario.first:
             self.observation.write_bytes(BEFORE)
             self.observation.chmod(0o600)
 
     def start(self, prefix=()):
-        environment = {"PATH": "/usr/bin:/bin", "SORVANE_TESTING": "1", "SORVANE_APP_SUPPORT": str(self.stage.root)}
+        environment = {"PATH": "/usr/bin:/bin", "SORVANE_TESTING": "1", "SORVANE_APP_SUPPORT": str(self.root)}
         return subprocess.Popen(
-            [*prefix, *self.command()], cwd=self.stage.workspace, env=environment, umask=0o022, start_new_session=True,
+            [*prefix, *self.command()], cwd=self.workspace, env=environment, umask=0o022, start_new_session=True,
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
     def end(self, process, began):
@@ -180,11 +181,11 @@ class Scene:
         return self.end(self.start(prefix), began)
 
     def rehearse(self):
-        """The run without a fault, which must end as its road says; what it prints is what others may print."""
+        """The run without a fault, which must end as its scenario says; what it prints is what others may print."""
         result = self.play()
         faults = self.faults(result)
         outcome = self.outcome()
-        if faults or outcome != self.road.outcome or bool(result.error) != (self.name == "refusal"):
+        if faults or outcome != self.scenario.outcome or bool(result.error) != (self.name == "refusal"):
             raise RuntimeError(f"{self.name}: without a fault: {faults} {outcome} {result.output!r} {result.error!r}")
         self.usual_output = result.output
 
@@ -204,7 +205,7 @@ class Scene:
             found.append(f"took {result.seconds:.1f} s")
         found += [f"left a process behind: {name}" for name in result.left]
         found += self.observation_faults("mode" in excused)
-        temporary = [path.name for path in self.stage.agents.iterdir() if path.name.startswith(".")]
+        temporary = [path.name for path in self.agents.iterdir() if path.name.startswith(".")]
         if len(temporary) > ("temporary" in excused):
             found.append(f"left {temporary}")
         found += [f"{name} shows the credential" for name, text in self.texts(result) if TOKEN in text]
@@ -231,13 +232,13 @@ class Scene:
         try:
             text = self.observation.read_bytes()
         except FileNotFoundError:
-            return [] if self.road.first else ["the observation is gone"]
+            return [] if self.scenario.first else ["the observation is gone"]
         if text == BEFORE:
             return []
         try:
             record = json.loads(text)
             good = list(record) == KEYS and record["clientID"] == USUAL_CLIENT and \
-                record["outcome"] in self.road.outcomes
+                record["outcome"] in self.scenario.outcomes
         except (ValueError, TypeError):
             good = False
         if not good:
@@ -248,9 +249,9 @@ class Scene:
     def texts(self, result):
         yield "stdout", result.output
         yield "stderr", result.error
-        for folder in (self.stage.root, self.stage.workspace):
+        for folder in (self.root, self.workspace):
             for path in folder.rglob("*"):
-                if path.is_file() and path != self.stage.credential:
+                if path.is_file() and path != self.credential:
                     yield str(path), path.read_bytes()
 
 

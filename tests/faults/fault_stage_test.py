@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Shows that the verdict of these runs (scene.py, report.py) fails what must fail: programs that misbehave, in a few
-lines of shell, and faults that never happen."""
+"""Shows that the verdict of these runs (fault_stage.py, report.py) fails what must fail: programs that misbehave, in a
+few lines of shell, and faults that never happen."""
 
 import contextlib
 import io
@@ -10,8 +10,8 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+from fault_stage import FaultStage, TOKEN
 from report import Report
-from scene import Scene, TOKEN
 
 AGENTS = '"$SORVANE_APP_SUPPORT/Integrations/Agents"'
 STATE = f"{AGENTS}/codex-hook-state.json"
@@ -53,9 +53,9 @@ def faults_of(program, folder):
     hook = folder / "sorvane-hook"
     hook.write_text("#!/bin/sh\ncat >/dev/null\n" + program + "\n")
     hook.chmod(0o700)
-    with Scene("reference", folder, peer=False) as scene:
-        scene.max_seconds = 3
-        return scene.faults(scene.play())
+    with FaultStage("reference", folder, peer=False) as stage:
+        stage.max_seconds = 3
+        return stage.faults(stage.play())
 
 
 def status_after(hits):

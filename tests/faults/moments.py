@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Ends a run, or changes the world around it, at each of its system calls: killed and told to end at every point,
+"""Ends a run, or changes files around it, at each of its system calls: killed and told to end at every point,
 stopped while a directory vanishes, a picture shrinks, grows or vanishes, and let go on.
 
 What a run has observed is whole then: the record of the run before, or its own. Status 77: this machine lacks the
@@ -16,8 +16,8 @@ from collections import Counter
 sys.dont_write_bytecode = True
 
 from calls import learn
+from fault_stage import FaultStage, pictures, PIXELS, SIZE
 from report import main
-from scene import pictures, PIXELS, Scene, SIZE
 from test_command import command_line, require_strace
 
 LARGE = 400_000  # bytes: a picture that is read in several pieces
@@ -25,43 +25,43 @@ LARGE = 400_000  # bytes: a picture that is read in several pieces
 
 # What changes while the run stands still; each gives what makes it good again.
 
-def agents_vanish(scene):
-    away = scene.stage.scratch / "away"
-    os.rename(scene.stage.agents, away)
+def agents_vanish(stage):
+    away = stage.scratch / "away"
+    os.rename(stage.agents, away)
 
     def undo():
-        shutil.rmtree(scene.stage.agents, ignore_errors=True)  # the run may have made it anew
-        os.rename(away, scene.stage.agents)
+        shutil.rmtree(stage.agents, ignore_errors=True)  # the run may have made it anew
+        os.rename(away, stage.agents)
     return undo
 
 
-def agents_become_a_file(scene):
-    undo = agents_vanish(scene)
-    scene.stage.agents.write_bytes(b"")
+def agents_become_a_file(stage):
+    undo = agents_vanish(stage)
+    stage.agents.write_bytes(b"")
 
     def undo_both():
-        scene.stage.agents.unlink()
+        stage.agents.unlink()
         undo()
     return undo_both
 
 
-def workspace_vanishes(scene):
-    away = scene.stage.scratch / "away"
-    os.rename(scene.stage.workspace, away)
-    return lambda: os.rename(away, scene.stage.workspace)
+def workspace_vanishes(stage):
+    away = stage.scratch / "away"
+    os.rename(stage.workspace, away)
+    return lambda: os.rename(away, stage.workspace)
 
 
-def link_vanishes(scene):
-    away = scene.stage.scratch / "away"
-    os.rename(scene.stage.socket, away)
-    return lambda: os.rename(away, scene.stage.socket)
+def link_vanishes(stage):
+    away = stage.scratch / "away"
+    os.rename(stage.socket, away)
+    return lambda: os.rename(away, stage.socket)
 
 
 def changes_the_picture(change):
-    def mischief(scene):
-        before = scene.picture.read_bytes()
-        change(scene.picture)
-        return lambda: scene.picture.write_bytes(before)
+    def mischief(stage):
+        before = stage.picture.read_bytes()
+        change(stage.picture)
+        return lambda: stage.picture.write_bytes(before)
     return mischief
 
 
@@ -77,79 +77,79 @@ MISCHIEF = {
 }
 
 
-def killed_at(scene, call, word):
+def killed_at(stage, call, word):
     name, number = call
-    result = scene.play(["strace", "-qq", "-o", scene.trace, "-e", f"trace={name}",
+    result = stage.play(["strace", "-qq", "-o", stage.trace, "-e", f"trace={name}",
                          "-e", f"inject={name}:signal={word}:when={number}"])
     reached = result.status == -getattr(signal, word)
     return result, {"end", "mode", "temporary"}, reached
 
 
-def await_stop(scene, tracer):
+def await_stop(stage, tracer):
     """The stopped hook, or nothing when the run came to its end first."""
     until = time.monotonic() + 5
     while time.monotonic() < until:
         if tracer.poll() is not None:
             return None
-        if "stopped by SIGSTOP" in scene.trace.read_text(errors="replace"):
+        if "stopped by SIGSTOP" in stage.trace.read_text(errors="replace"):
             with open(f"/proc/{tracer.pid}/task/{tracer.pid}/children") as children:
                 return int(children.read().split()[0])
         time.sleep(0.001)
     return None
 
 
-def stopped_at(scene, call, mischief):
+def stopped_at(stage, call, mischief):
     name, number = call
-    scene.reset()
-    scene.trace.write_bytes(b"")
+    stage.reset()
+    stage.trace.write_bytes(b"")
     began = time.monotonic()
-    tracer = scene.start(["strace", "-qq", "-o", scene.trace, "-e", f"trace={name}",
+    tracer = stage.start(["strace", "-qq", "-o", stage.trace, "-e", f"trace={name}",
                           "-e", f"inject={name}:signal=SIGSTOP:when={number}"])
-    tracer.stdin.write(scene.event)
+    tracer.stdin.write(stage.event)
     tracer.stdin.close()
     tracer.stdin = None
-    hook = await_stop(scene, tracer)
-    undo = mischief(scene)
+    hook = await_stop(stage, tracer)
+    undo = mischief(stage)
     if hook:
         os.kill(hook, signal.SIGCONT)
-    result = scene.end(tracer, began)
+    result = stage.end(tracer, began)
     undo()
     # What was begun in a directory that is moved away is out of reach.
     excused = {"mode", "temporary"} if mischief in (agents_vanish, agents_become_a_file) else ()
     return result, excused, hook is not None
 
 
-def enlarge(scene):
+def enlarge(stage):
     """A comment makes the picture large without changing its pixels."""
-    scene.picture.write_bytes(pictures.png(SIZE, PIXELS, "x" * LARGE))
+    stage.picture.write_bytes(pictures.png(SIZE, PIXELS, "x" * LARGE))
 
 
-def play_roads(programs, quick, report, tally):
-    for road in ["pixels"] if quick else ["pixels", "reference", "first-run"]:
-        with Scene(road, programs) as scene:
-            if road == "pixels":
-                enlarge(scene)
-            scene.rehearse()
-            kinds = [name for name in MISCHIEF if road == "pixels" or "picture" not in name]
-            for index, call in enumerate(learn(scene)["hook"]):
-                tries = [(word, lambda word=word: killed_at(scene, call, word)) for word in ("SIGKILL", "SIGTERM")]
-                tries += [(kind, lambda kind=kind: stopped_at(scene, call, MISCHIEF[kind])) for kind in kinds]
+def play_scenarios(programs, quick, report, tally):
+    for scenario in ["pixels"] if quick else ["pixels", "reference", "first-run"]:
+        with FaultStage(scenario, programs) as stage:
+            if scenario == "pixels":
+                enlarge(stage)
+            stage.rehearse()
+            kinds = [name for name in MISCHIEF if scenario == "pixels" or "picture" not in name]
+            for index, call in enumerate(learn(stage)["hook"]):
+                tries = [(word, lambda word=word: killed_at(stage, call, word)) for word in ("SIGKILL", "SIGTERM")]
+                tries += [(kind, lambda kind=kind: stopped_at(stage, call, MISCHIEF[kind])) for kind in kinds]
                 for number, (title, attempt) in enumerate(tries):
                     if quick and (index + number) % 9:
                         continue
                     result, excused, reached = attempt()
-                    report.add(f"{title} at {call[0]} {call[1]}", scene, result, excused)
-                    report.add_hit(f"{road}: {title}", reached)
-                    tally[road, title] += 1
-                    tally[road, title + ", not reached"] += not reached
-                    tally[road, "longest"] = max(tally[road, "longest"], round(result.seconds, 1))
+                    report.add(f"{title} at {call[0]} {call[1]}", stage, result, excused)
+                    report.add_hit(f"{scenario}: {title}", reached)
+                    tally[scenario, title] += 1
+                    tally[scenario, title + ", not reached"] += not reached
+                    tally[scenario, "longest"] = max(tally[scenario, "longest"], round(result.seconds, 1))
 
 
 def play(options, report):
     tally = Counter()
-    play_roads(options.programs, options.quick, report, tally)
-    for (road, title), number in sorted(tally.items()):
-        print(f"{road:<12}{title:<44}{number:>6}")
+    play_scenarios(options.programs, options.quick, report, tally)
+    for (scenario, title), number in sorted(tally.items()):
+        print(f"{scenario:<12}{title:<44}{number:>6}")
 
 
 if __name__ == "__main__":

@@ -10,8 +10,8 @@ import time
 
 sys.dont_write_bytecode = True
 
+from fault_stage import FaultStage
 from report import main
-from scene import Scene
 from test_command import command_line
 
 MAX_ANSWER = 1_048_576
@@ -143,13 +143,13 @@ PEERS = {
 
 
 def play(options, report):
-    with Scene("reference", options.programs, peer=False) as scene:
+    with FaultStage("reference", options.programs, peer=False) as stage:
         for name, (script, reads, end, seconds) in PEERS.items():
-            peer = Peer(scene.stage.socket, script, reads)
-            result = scene.play()
+            peer = Peer(stage.socket, script, reads)
+            result = stage.play()
             peer.stop()
             title = f"a peer that {name}"
-            report.add(title, scene, result)
+            report.add(title, stage, result)
             got = result.end()
             if got != end:
                 report.found.append(f"{title}: {got} instead of {end}: {result.output!r} {result.error!r}")

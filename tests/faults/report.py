@@ -17,9 +17,9 @@ class Report:
         self.found = []
         self.hits = Counter()
 
-    def add(self, title, scene, result, excused=()):
+    def add(self, title, stage, result, excused=()):
         self.runs += 1
-        self.found += [f"{scene.name}: {title}: {fault}" for fault in scene.faults(result, excused)]
+        self.found += [f"{stage.name}: {title}: {fault}" for fault in stage.faults(result, excused)]
 
     def add_hit(self, what, hit):
         """Whether what was to fail has failed. Runs of which none was hit show nothing."""

@@ -12,8 +12,8 @@ import time
 
 sys.dont_write_bytecode = True
 
+from fault_stage import FaultStage, SCENARIOS
 from report import main
-from scene import ROADS, Scene
 from test_command import command_line
 
 KIB, MIB = 1024, 1024 * 1024
@@ -25,12 +25,12 @@ def limited(limit, value):
     return ["prlimit", f"--{limit}={value}:{value}", "--"]
 
 
-def least_to_start(scene, limit, high):
+def least_to_start(stage, limit, high):
     """The least that the system itself needs to begin the program, to a page: a run with less is no run of ours."""
     low = 0
     while high - low > 4 * KIB:
         middle = (low + high) // 2
-        run = subprocess.run([*limited(limit, middle), scene.bin / "sorvane-hook"], capture_output=True, check=False,
+        run = subprocess.run([*limited(limit, middle), stage.bin / "sorvane-hook"], capture_output=True, check=False,
                              stdin=subprocess.DEVNULL)
         if (run.returncode, run.stderr) == (0, USAGE):
             high = middle
@@ -39,33 +39,33 @@ def least_to_start(scene, limit, high):
     return high
 
 
-def sweep(scene, limit, span, step, report):
+def sweep(stage, limit, span, step, report):
     """From the least on in steps; tells from where on the run ends as usual."""
-    least = max(least_to_start(scene, limit, 64 * MIB), LEAST_STACK if limit == "stack" else 0)
+    least = max(least_to_start(stage, limit, 64 * MIB), LEAST_STACK if limit == "stack" else 0)
     usual = None
     for value in range(least, least + span, step):
-        result = scene.play(limited(limit, value))
-        report.add(f"{limit} {value // KIB} KiB", scene, result)
-        good = scene.outcome() == scene.road.outcome and result.output == scene.usual_output
+        result = stage.play(limited(limit, value))
+        report.add(f"{limit} {value // KIB} KiB", stage, result)
+        good = stage.outcome() == stage.scenario.outcome and result.output == stage.usual_output
         usual = (value if usual is None else usual) if good else None
     reached = f"as usual from {usual // KIB} KiB" if usual else "never as usual"
     if usual is None:
-        report.found.append(f"{scene.name}: {limit}: never as usual")
-    print(f"{scene.name:<11}{limit:<6} {least // KIB:>6} to {(least + span) // KIB:>6} KiB: {reached}")
+        report.found.append(f"{stage.name}: {limit}: never as usual")
+    print(f"{stage.name:<11}{limit:<6} {least // KIB:>6} to {(least + span) // KIB:>6} KiB: {reached}")
 
 
-def files(scene, quick, report):
+def files(stage, quick, report):
     """A limit on the size of files, of every number of bytes up to more than an observation has."""
     for size in range(0, 200, 23 if quick else 1):
-        report.add(f"file size {size}", scene, scene.play(limited("fsize", size)))
+        report.add(f"file size {size}", stage, stage.play(limited("fsize", size)))
 
 
-def storm(scene, runs, report):
+def storm(stage, runs, report):
     """Stops and continues a run all the time, which interrupts what waits; on some sockets for good."""
     for _ in range(runs):
-        scene.reset()
+        stage.reset()
         began = time.monotonic()
-        process = scene.start()
+        process = stage.start()
         ended = threading.Event()
 
         def strike():
@@ -79,27 +79,27 @@ def storm(scene, runs, report):
         thread.start()
         try:
             output = process.stdout, process.stderr
-            process.stdin.write(scene.event)
+            process.stdin.write(stage.event)
             process.stdin.close()
             texts = [stream.read() for stream in output]
         finally:
             ended.set()
             thread.join()
-        result = scene.result(*texts, process, began)
-        report.add("stopped and continued", scene, result)
+        result = stage.result(*texts, process, began)
+        report.add("stopped and continued", stage, result)
 
 
 def play(options, report):
     quick = options.quick
-    for name in ROADS:
-        with Scene(name, options.programs) as scene:
-            scene.rehearse()
+    for name in SCENARIOS:
+        with FaultStage(name, options.programs) as stage:
+            stage.rehearse()
             if not quick or name == "pixels":
                 for limit, span in (("as", 24 * MIB), ("data", 4 * MIB)):
-                    sweep(scene, limit, span, span // 10 if quick else 32 * KIB, report)
-                sweep(scene, "stack", 2 * MIB, 300 * KIB if quick else 16 * KIB, report)
-            files(scene, quick, report)
-            storm(scene, 1 if quick else 50, report)
+                    sweep(stage, limit, span, span // 10 if quick else 32 * KIB, report)
+                sweep(stage, "stack", 2 * MIB, 300 * KIB if quick else 16 * KIB, report)
+            files(stage, quick, report)
+            storm(stage, 1 if quick else 50, report)
 
 
 if __name__ == "__main__":

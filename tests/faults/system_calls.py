@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Makes every system call of a run fail once, each in several ways, and looks at what the run does then.
 
-The calls are learnt from a run without a fault, road by road (scene.py): those of the hook from its beginning on, those
-of the child it makes until that is the decoder, and those of the decoder and its second thread. Without options a
-selection that takes some seconds. Status 77: this machine lacks the tools.
+The calls are learnt from a run without a fault, scenario by scenario (fault_stage.py): those of the hook from its
+beginning on, those of the child it makes until that is the decoder, and those of the decoder and its second thread.
+Without options a selection that takes some seconds. Status 77: this machine lacks the tools.
 
 Once a decoder is confined, its filter kills it at a call that a tracer makes fail, whatever with: the number of the
 call is gone by then. Those runs show what the hook does about a decoder that dies there.
@@ -19,8 +19,8 @@ from collections import Counter
 sys.dont_write_bytecode = True
 
 from calls import learn
+from fault_stage import FaultStage, SCENARIOS
 from report import main
-from scene import ROADS, Scene
 from test_command import command_line, require_strace
 
 # What a call may fail with, and the five that do for those not named: interrupted, no memory, a broken device, no
@@ -52,7 +52,7 @@ COUNTED = {"read", "recvfrom", "write", "sendto"}
 # A tracer's close does not close, which no system does; a decoder then waits for an end that does not come.
 LEAVES_OPEN = "close"
 SLOW = 8  # seconds: longer takes nothing but that
-# What a quick selection plays of the road with a second thread: all else is as with a small picture.
+# What a quick selection plays of the scenario with a second thread: all else is as with a small picture.
 STARTS_THREADS = {"clone", "clone3", "futex"}
 MAX_QUICK_NUMBER = 3  # how often threads wait for each other differs from run to run
 
@@ -73,7 +73,7 @@ def options(faults):
 
 
 def quick_selection(name, kinds):
-    """The calls of a road, without those that it shares with the road of a small picture."""
+    """The calls of a scenario, without those that it shares with the scenario of a small picture."""
     if name != "large":
         return kinds
     calls = {"decoder": [call for call in kinds["decoder"] if call[0] in STARTS_THREADS], "thread": kinds["thread"]}
@@ -100,7 +100,7 @@ def plan_pairs(kinds):
 
 
 class Tally:
-    """What was tried, by road, kind and call; what was found goes to the report."""
+    """What was tried, by scenario, kind and call; what was found goes to the report."""
 
     def __init__(self, report):
         self.report = report
@@ -112,27 +112,27 @@ class Tally:
         self.longest = (0, "")
 
     def expect(self, name, kinds):
-        """Each of these kinds must be hit on this road."""
+        """Each of these kinds must be hit in this scenario."""
         for kind in kinds:
             self.report.add_hit(f"{name}: calls of the {kind}", False)
 
-    def add(self, scene, kind, faults, result, hit, excused):
+    def add(self, stage, kind, faults, result, hit, excused):
         pair = " pairs" if len(faults) > 1 else ""
         title = f"{kind} " + " and ".join(f"{name} {number} {how}" for name, number, how in faults)
         with self.lock:
-            self.report.add(title, scene, result, excused)
-            self.report.add_hit(f"{scene.name}: calls of the {kind}", hit)
-            self.runs[scene.name, kind + pair] += 1
-            self.calls.setdefault((scene.name, kind + pair), set()).update(fault[:2] for fault in faults)
-            self.missed[scene.name, kind + pair] += not hit
-            self.ends[scene.name, kind + pair, result.end()] += 1
+            self.report.add(title, stage, result, excused)
+            self.report.add_hit(f"{stage.name}: calls of the {kind}", hit)
+            self.runs[stage.name, kind + pair] += 1
+            self.calls.setdefault((stage.name, kind + pair), set()).update(fault[:2] for fault in faults)
+            self.missed[stage.name, kind + pair] += not hit
+            self.ends[stage.name, kind + pair, result.end()] += 1
             if LEAVES_OPEN not in {fault[0] for fault in faults}:
-                self.longest = max(self.longest, (result.seconds, f"{scene.name}: {title}"))
+                self.longest = max(self.longest, (result.seconds, f"{stage.name}: {title}"))
                 if result.seconds > SLOW:
-                    self.report.found.append(f"{scene.name}: {title}: took {result.seconds:.1f} s")
+                    self.report.found.append(f"{stage.name}: {title}: took {result.seconds:.1f} s")
 
     def print(self):
-        print(f"{'road':<11}{'whose calls':<15}{'calls':>6}{'runs':>7}{'not hit':>9}"
+        print(f"{'scenario':<11}{'whose calls':<15}{'calls':>6}{'runs':>7}{'not hit':>9}"
               f"{'answer':>8}{'line':>6}{'silence':>9}")
         for key, runs in sorted(self.runs.items()):
             ends = [self.ends[(*key, end)] for end in ("answer", "line", "silence")]
@@ -141,42 +141,42 @@ class Tally:
         print(f"the longest {self.longest[0]:.1f} s: {self.longest[1]}")
 
 
-def try_one(scene, kind, faults, tally):
+def try_one(stage, kind, faults, tally):
     words = options(faults)
-    trace = scene.trace
+    trace = stage.trace
     if kind in ("decoder", "thread"):
-        trace = scene.traced_decoder(words)
-        result = scene.play()
-        scene.plain_decoder()
+        trace = stage.traced_decoder(words)
+        result = stage.play()
+        stage.plain_decoder()
     else:
         # The child shares its number of a call with the hook, so both may fail.
         follow = ["-f"] if kind == "start" else []
         trace.write_bytes(b"")
-        result = scene.play(["strace", *follow, "-qq", "-o", trace, *words])
+        result = stage.play(["strace", *follow, "-qq", "-o", trace, *words])
     hit = trace.exists() and "INJECTED" in trace.read_text(errors="replace")
     failed = {name for name, _, _ in faults}
     excused = {"mode"} if "chmod" in failed else set()
     if len(faults) > 1 and "unlink" in failed:
         excused.add("temporary")
-    tally.add(scene, kind, faults, result, hit, excused)
+    tally.add(stage, kind, faults, result, hit, excused)
 
 
-def play_road(name, programs, options_, tally):
-    """All planned runs of a road, by as many workers as there are jobs, each with a stage of its own."""
+def play_scenario(name, programs, options_, tally):
+    """All planned runs of a scenario, by as many workers as there are jobs, each with a stage of its own."""
     tasks = queue.SimpleQueue()
-    with Scene(name, programs) as scene:
-        scene.rehearse()
-        kinds = quick_selection(name, learn(scene)) if options_.quick else learn(scene)
+    with FaultStage(name, programs) as stage:
+        stage.rehearse()
+        kinds = quick_selection(name, learn(stage)) if options_.quick else learn(stage)
     tally.expect(name, kinds)
     for task in itertools.chain(plan_singles(kinds, options_.quick), plan_pairs(kinds) if options_.pairs else ()):
         tasks.put(task)
 
     def work():
-        with Scene(name, programs) as scene:
-            scene.rehearse()
+        with FaultStage(name, programs) as stage:
+            stage.rehearse()
             while True:
                 try:
-                    try_one(scene, *tasks.get_nowait(), tally)
+                    try_one(stage, *tasks.get_nowait(), tally)
                 except queue.Empty:
                     return
 
@@ -193,8 +193,8 @@ def play(options_, report):
     tally = Tally(report)
     began = time.monotonic()
     # The hook's own calls are much the same on these two.
-    for name in options_.road or [name for name in ROADS if not (options_.quick and name == "bytes")]:
-        play_road(name, options_.programs, options_, tally)
+    for name in options_.scenario or [name for name in SCENARIOS if not (options_.quick and name == "bytes")]:
+        play_scenario(name, options_.programs, options_, tally)
     tally.print()
     print(f"{time.monotonic() - began:.0f} s")
 
@@ -203,6 +203,6 @@ if __name__ == "__main__":
     parser = command_line(__doc__)
     parser.add_argument("--all", dest="quick", action="store_false", help="every call in every way")
     parser.add_argument("--pairs", action="store_true", help="also every two calls of the hook together")
-    parser.add_argument("--road", choices=ROADS, action="append", help="this road only")
+    parser.add_argument("--scenario", choices=SCENARIOS, action="append", help="this scenario only")
     parser.add_argument("--jobs", type=int, default=2)
     main(play, parser, require_strace)
