@@ -8,7 +8,7 @@ import sys
 sys.dont_write_bytecode = True
 
 from doctor_runs import DoctorTest, run_tests
-from world import HASH
+from doctor_stage import HASH
 
 
 class BadInput(DoctorTest):
@@ -21,7 +21,7 @@ class BadInput(DoctorTest):
         status, output, error = self.run_doctor("event", "nowhere.json")
         self.assertEqual((status, output), (1, ""))
         self.assertRegex(error, "^sorvane-doctor: .*nowhere.json.*No such file.*\n$")
-        os.mkfifo(self.world.project / "fifo")
+        os.mkfifo(self.stage.project / "fifo")
         status, output, error = self.run_doctor("identity", "nowhere.png", "fifo", ".", "red.png")
         self.assertEqual((status, error), (1, ""))
         self.assertEqual(output.count("cannot be read"), 3)
@@ -35,7 +35,7 @@ class BadInput(DoctorTest):
         for path in (".claude/settings.json", ".codex/hooks.json", ".codex/config.toml", ".cursor/hooks.json",
                      ".copilot/hooks/a.json"):
             for content in contents:
-                target = self.world.home / path
+                target = self.stage.home / path
                 target.parent.mkdir(parents=True, exist_ok=True)
                 target.write_bytes(content)
                 status, output, error = self.run_doctor()
@@ -45,9 +45,9 @@ class BadInput(DoctorTest):
 
     def hostile_files(self):
         """By its name, what makes a hostile file at a path."""
-        huge = self.world.top / "huge"
+        huge = self.stage.top / "huge"
         huge.write_bytes(b"[" * 100_000_000)
-        endless = self.world.top / "endless"
+        endless = self.stage.top / "endless"
         endless.touch()
         os.truncate(endless, 100_000_000)
         return {
@@ -66,7 +66,7 @@ class BadInput(DoctorTest):
 
     def examine_with(self, paths, make):
         """Examines codex with hostile files at these paths."""
-        self.world.install("codex")
+        self.stage.install("codex")
         for path in paths:
             path.parent.mkdir(parents=True, exist_ok=True)
             path.unlink(missing_ok=True)
@@ -78,14 +78,14 @@ class BadInput(DoctorTest):
             path.rmdir() if make is os.mkdir else path.unlink()
 
     def test_hostile_files_of_an_installation_cannot_crash_it(self):
-        agents = self.world.root / "Integrations/Agents"
+        agents = self.stage.root / "Integrations/Agents"
         targets = {
-            "configuration": [self.world.home / path for path in (
+            "configuration": [self.stage.home / path for path in (
                 ".claude/settings.json", ".codex/hooks.json", ".codex/config.toml", ".cursor/hooks.json",
                 ".gemini/settings.json", ".copilot/hooks/a.json", ".config/opencode/plugins/a.js")],
             "records": [agents / "codex-hook-state.json", agents / "codex-mcp-session.json"],
             "manifest": [agents / "codex.json"],
-            "credential": [self.world.credential("codex")],
+            "credential": [self.stage.credential("codex")],
         }
         hostile = self.hostile_files()
         for group, paths in targets.items():
@@ -94,7 +94,7 @@ class BadInput(DoctorTest):
                     self.examine_with(paths, make)
 
     def test_hostile_files_to_be_explained_cannot_crash_it(self):
-        path = self.world.project / "hostile"
+        path = self.stage.project / "hostile"
         for kind, make in self.hostile_files().items():
             make(path)
             with self.subTest(f"event: {kind}"):

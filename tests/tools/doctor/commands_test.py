@@ -13,29 +13,29 @@ import time
 sys.dont_write_bytecode = True
 
 from doctor_runs import DoctorTest, png, run_tests
+from doctor_stage import HASH
 from test_command import Skipped, require_strace
-from world import HASH
 
 
 class Commands(DoctorTest):
-    def live_world(self):
+    def live_stage(self):
         """One with an application and an agent; and the commands that look at all of it."""
-        self.world.install("codex")
-        self.world.configure("codex")
-        self.world.start()
-        self.world.submit()
+        self.stage.install("codex")
+        self.stage.configure("codex")
+        self.stage.start()
+        self.stage.submit()
         event = {"prompt": f"sorvane://image/{HASH}", "cwd": "/",
-                 "attachments": [str(self.world.credential("codex")), str(self.file)]}
-        (self.world.project / "event.json").write_text(json.dumps(event))
+                 "attachments": [str(self.stage.credential("codex")), str(self.file)]}
+        (self.stage.project / "event.json").write_text(json.dumps(event))
         return [[], ["--json"], ["--workspace", "."], ["--agent", "codex"], ["event", "event.json"],
-                ["event", "--json", "event.json"], ["identity", str(self.file), str(self.world.credential("codex"))]]
+                ["event", "--json", "event.json"], ["identity", str(self.file), str(self.stage.credential("codex"))]]
 
     def on_terminal(self, *arguments, **environment):
         """What the doctor writes to a terminal, both streams in one."""
         leader, follower = pty.openpty()
-        values = {**self.world.environment, "TERM": "xterm", **environment}
-        process = subprocess.Popen([self.world.doctor, *arguments], stdin=subprocess.DEVNULL, stdout=follower,
-                                   stderr=follower, env=values, cwd=self.world.project)
+        values = {**self.stage.environment, "TERM": "xterm", **environment}
+        process = subprocess.Popen([self.stage.doctor, *arguments], stdin=subprocess.DEVNULL, stdout=follower,
+                                   stderr=follower, env=values, cwd=self.stage.project)
         os.close(follower)
         output = b""
         while True:
@@ -71,7 +71,7 @@ class Commands(DoctorTest):
 
     def test_json_stands_before_or_after_everything(self):
         name = str(self.file)
-        (self.world.project / "event.json").write_text('{"prompt": "hello"}')
+        (self.stage.project / "event.json").write_text('{"prompt": "hello"}')
         for arguments in (["identity", name], ["event", "event.json"], ["--agent", "codex"]):
             documents = [self.document(*arguments[:index], "--json", *arguments[index:])
                          for index in range(len(arguments) + 1) if arguments[index - 1:index] != ["--agent"]]
@@ -96,13 +96,13 @@ class Commands(DoctorTest):
         self.assertEqual(self.run_doctor("identity", *[str(self.file)] * 4)[2], "")
 
     def test_a_stream_that_nobody_reads_ends_it_quietly(self):
-        (self.world.project / "event.json").write_text('{"prompt": "hello"}')
+        (self.stage.project / "event.json").write_text('{"prompt": "hello"}')
         for arguments in ([], ["--json"], ["--help"], ["event", "event.json"], ["identity", str(self.file)]):
             reader, writer = os.pipe()
             os.close(reader)
             for stdout in (writer, None):
-                run = subprocess.run([self.world.doctor, *arguments], stdout=stdout, stderr=subprocess.PIPE, timeout=60,
-                                     check=False, env=self.world.environment, cwd=self.world.project,
+                run = subprocess.run([self.stage.doctor, *arguments], stdout=stdout, stderr=subprocess.PIPE, timeout=60,
+                                     check=False, env=self.stage.environment, cwd=self.stage.project,
                                      preexec_fn=None if stdout else lambda: os.close(1))
                 self.assertEqual(run.stderr, b"")
                 self.assertIn(run.returncode, (0, 1))
@@ -114,7 +114,7 @@ class Commands(DoctorTest):
         event = {"prompt": f"sorvane://image/{HASH} sorvane://image/12", "cwd": "/home/ada/shop", "session_id": "s",
                  "attachments": [str(self.file), "/nowhere", 5]}
         text = json.dumps(event).encode()
-        (self.world.project / "event.json").write_bytes(text)
+        (self.stage.project / "event.json").write_bytes(text)
         for arguments, stdin in ((["event"], text), (["event", "-"], text), (["event", "event.json"], b"")):
             document = self.document("--json", *arguments, stdin=stdin)
             self.assertEqual(document["references"], [f"sorvane://image/{HASH}"])
@@ -134,7 +134,7 @@ class Commands(DoctorTest):
         files = {"damaged.png": png(4, 4)[:-30], "large.png": png(8000, 8000, 1), "text": b"no picture", "empty": b"",
                  "pile.gif": b"GIF89a", "red.jpg": b"\xff\xd8\xff\xe0"}
         for name, content in files.items():
-            (self.world.project / name).write_bytes(content)
+            (self.stage.project / name).write_bytes(content)
         reports = self.document("--json", "identity", "red.png", *files)["files"]
         red = reports[0]
         self.assertIn("pixelHash", red["identity"])
@@ -150,9 +150,9 @@ class Commands(DoctorTest):
                 self.assertTrue(report["reason"])
 
     def test_identity_is_what_the_hook_sends(self):
-        self.world.install("codex")
-        self.world.configure("codex")
-        self.world.start()
+        self.stage.install("codex")
+        self.stage.configure("codex")
+        self.stage.start()
         event = {"attachments": [str(self.file)], "cwd": "/home/ada/shop"}
         sent = self.document("--json", "event", stdin=json.dumps(event).encode())["request"]["attachments"]
         self.assertEqual(sent, [self.document("--json", "identity", "red.png")["files"][0]["identity"]])
@@ -162,8 +162,8 @@ class Commands(DoctorTest):
     def test_it_changes_nothing(self):
         def tree():
             return {path: (status.st_mode, status.st_size, status.st_mtime_ns, status.st_ctime_ns, status.st_ino)
-                    for path in (self.world.top, *self.world.top.rglob("*")) for status in [path.lstat()]}
-        commands = self.live_world()
+                    for path in (self.stage.top, *self.stage.top.rglob("*")) for status in [path.lstat()]}
+        commands = self.live_stage()
         before = tree()
         time.sleep(0.05)
         for arguments in commands:
@@ -175,11 +175,11 @@ class Commands(DoctorTest):
             require_strace()
         except Skipped as reason:
             self.skipTest(str(reason))
-        trace = self.world.top / "trace"
-        for arguments in self.live_world():
+        trace = self.stage.top / "trace"
+        for arguments in self.live_stage():
             subprocess.run(["strace", "-f", "-qq", "-o", trace, "-e", "trace=%file,%network,?%desc", "-e",
-                            "signal=none", self.world.doctor, *arguments], env=self.world.environment, check=False,
-                           cwd=self.world.project, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, timeout=60)
+                            "signal=none", self.stage.doctor, *arguments], env=self.stage.environment, check=False,
+                           cwd=self.stage.project, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, timeout=60)
             calls = [line for line in trace.read_text().splitlines() if "(" in line]
             names = {re.match(r"\d+ +(\w+)\(", line)[1] for line in calls if re.match(r"\d+ +\w+\(", line)}
             self.assertIn("openat", names)

@@ -1,4 +1,4 @@
-"""Runs of sorvane-doctor for tests: each in a world of its own with a picture in it."""
+"""Runs of sorvane-doctor for tests: each on a stage of its own with a picture in it."""
 
 import json
 import struct
@@ -8,7 +8,7 @@ import unittest
 import zlib
 from pathlib import Path
 
-from world import World
+from doctor_stage import DoctorStage
 from test_command import command_line
 
 SOURCES = Path(__file__).resolve().parents[3]
@@ -26,15 +26,15 @@ class DoctorTest(unittest.TestCase):
     programs = None
 
     def setUp(self):
-        self.world = World(self.programs)
-        self.addCleanup(self.world.__exit__)
-        self.file = self.world.project / "red.png"
+        self.stage = DoctorStage(self.programs)
+        self.addCleanup(self.stage.__exit__)
+        self.file = self.stage.project / "red.png"
         self.file.write_bytes(png(2, 3))
 
     def run_doctor(self, *arguments, stdin=b"", **environment):
-        run = subprocess.run([self.world.doctor, *arguments], input=stdin, capture_output=True, timeout=60,
-                             check=False, env={**self.world.environment, **environment}, cwd=self.world.project)
-        for credential in self.world.credentials():
+        run = subprocess.run([self.stage.doctor, *arguments], input=stdin, capture_output=True, timeout=60,
+                             check=False, env={**self.stage.environment, **environment}, cwd=self.stage.project)
+        for credential in self.stage.credentials():
             self.assertNotIn(credential, run.stdout + run.stderr)
         return run.returncode, run.stdout.decode(), run.stderr.decode()
 

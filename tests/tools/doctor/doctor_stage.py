@@ -1,4 +1,4 @@
-"""A user's world to be examined: the application's root with the stand-in behind it, agents enrolled in it, and
+"""An installation to be examined: the application's root with the stand-in behind it, agents enrolled in it, and
 each agent's own configuration in a home of its own."""
 
 import hashlib
@@ -46,7 +46,7 @@ def with_command(plugin, words):
     return re.sub(r"^const command = .*$", lambda _: "const command = " + json.dumps(words), plugin, flags=re.M)
 
 
-class World:
+class DoctorStage:
     def __init__(self, programs, testing=True):
         self.programs = Path(programs).resolve()
         # Not in TMPDIR: that may be long, and a socket's path must stay within some 100 bytes.

@@ -9,7 +9,7 @@ import sys
 sys.dont_write_bytecode = True
 
 from doctor_runs import DoctorTest, run_tests, SOURCES
-from world import HASH
+from doctor_stage import HASH
 
 
 def keys(value):
@@ -58,9 +58,9 @@ class Documents(DoctorTest):
         documented = set(re.findall(r"^\| (?:\d+ \| )?`(\w+)`", page, re.MULTILINE))
         event = json.dumps({"prompt": f"sorvane://image/{HASH} sorvane://image/1", "cwd": "/", "session_id": "s",
                             "turn_id": "t", "attachments": [str(self.file), 5]}).encode()
-        self.world.install("codex")
-        self.world.configure("codex", command="sorvane-hook --agent codex")
-        (self.world.credential("codex")).chmod(0o644)
+        self.stage.install("codex")
+        self.stage.configure("codex", command="sorvane-hook --agent codex")
+        (self.stage.credential("codex")).chmod(0o644)
         documents = [self.document("--json"), self.document("--json", "identity", "red.png", "nowhere")]
         report = self.document("--json", "event", stdin=event)
         for foreign in ("request", "answer"):

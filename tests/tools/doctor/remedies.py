@@ -6,11 +6,11 @@ import shutil
 import subprocess
 from pathlib import Path
 
-from world import World, with_command
+from doctor_stage import DoctorStage, with_command
 
 
-class MendedWorld(World):
-    """A world whose owner follows the doctor's lines."""
+class MendedStage(DoctorStage):
+    """A stage whose owner follows the doctor's lines."""
 
     def follow(self, finding):
         """Does what a finding says is to be done, and nothing else. The words are those of the doctor."""
@@ -132,10 +132,10 @@ class MendedWorld(World):
         self.submit()
 
     ACTIONS = {
-        r"Start Sorvane, and see that Tandem Link is switched on\.": World.start,
-        r"Start Sorvane once: it makes the folder\.": World.start,
-        r"Quit Sorvane if it still runs, start it, and see that Tandem Link is switched on\.": World.start,
-        r"Let Sorvane run as the same user as the agent\.": World.start,
+        r"Start Sorvane, and see that Tandem Link is switched on\.": DoctorStage.start,
+        r"Start Sorvane once: it makes the folder\.": DoctorStage.start,
+        r"Quit Sorvane if it still runs, start it, and see that Tandem Link is switched on\.": DoctorStage.start,
+        r"Let Sorvane run as the same user as the agent\.": DoctorStage.start,
         r"Take SORVANE_APP_SUPPORT out of the environment, or .*": unset,
         r"In Sorvane's settings, install the integration into your agent\.": install_first,
         r"In Sorvane's settings, install the integration into (.*?)(?: again)?\.": reinstall,
@@ -148,11 +148,11 @@ class MendedWorld(World):
         r"In (.*), move the hook's entry from (.*) to (.*)\.": move,
         r'In (.*), take "(.*)" out(?: of the hook\'s entry)?\.': take_out,
         r'In (.*), take "(.*)" out of the table "(.*)"\.': enable_codex_hooks,
-        r"Start codex, type /hooks, choose UserPromptSubmit, and (?:trust|switch) .*\.": World.trust,
-        r"Submit a prompt to the agent, and look again\.": World.submit,
-        r"Start the agent in a project's folder and submit the prompt again\.": World.submit,
-        r"When the socket above is ok, submit the prompt again\.": World.submit,
-        r"Copy the image again while Sorvane runs, and submit the prompt with that one\.": World.submit,
+        r"Start codex, type /hooks, choose UserPromptSubmit, and (?:trust|switch) .*\.": DoctorStage.trust,
+        r"Submit a prompt to the agent, and look again\.": DoctorStage.submit,
+        r"Start the agent in a project's folder and submit the prompt again\.": DoctorStage.submit,
+        r"When the socket above is ok, submit the prompt again\.": DoctorStage.submit,
+        r"Copy the image again while Sorvane runs, and submit the prompt with that one\.": DoctorStage.submit,
         r"Attach the image once more\. If this line stays: .*": attach,
         r"Install sorvane-hook again.*": install_programs,
         r"Install the libraries of these formats, or sorvane-hook again\.": install_programs,

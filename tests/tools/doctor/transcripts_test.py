@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Examines healthy worlds and broken ones, compares each transcript with the one that is kept, then does exactly
+"""Examines healthy installations and broken ones, compares each transcript with the one that is kept, then does exactly
 what every line says, and sees that nothing is left to do. What README and docs/doctor.md quote of the doctor must be
 among what it said.
 
     transcripts_test.py --programs FOLDER [--keep-new] [NAME...]
 
-With --keep-new the transcripts of the named worlds, or of all, are written anew.
+With --keep-new the transcripts of the named cases, or of all, are written anew.
 """
 
 import difflib
@@ -18,41 +18,41 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-# Each adds its own to the worlds.
+# Each adds its own to the cases.
 import broken_configuration
 import broken_installation
 import broken_records
-from remedies import MendedWorld
+from doctor_cases import cases
+from doctor_stage import identifier
+from remedies import MendedStage
 from test_command import command_line, Skipped
-from world import identifier
-from worlds import worlds
 
 FOLDER = Path(__file__).resolve().parent / "transcripts"
 SOURCES = Path(__file__).resolve().parents[3]
 ROUNDS = 6  # one mended thing may bring another to light
 
 
-def make_world(programs, agents, testing):
-    world = MendedWorld(programs, testing)
+def make_stage(programs, agents, testing):
+    stage = MendedStage(programs, testing)
     for name in agents:
-        world.install(identifier(name))
-        world.configure(name)
-    world.start()
-    world.submit()
-    return world
+        stage.install(identifier(name))
+        stage.configure(name)
+    stage.start()
+    stage.submit()
+    return stage
 
 
-def findings(world, arguments):
-    run = world.examine("--json", *arguments)
+def findings(stage, arguments):
+    run = stage.examine("--json", *arguments)
     document = json.loads(run.stdout)
     assert run.stderr == b"", run.stderr
     assert run.returncode == (0 if document["well"] else 1), run.returncode
     return [finding for section in document["sections"] for finding in section["findings"]], document["well"]
 
 
-def concealed(world, text):
+def concealed(stage, text):
     """The transcript without what differs from run to run."""
-    text = text.replace(str(world.top), "@TOP@").replace(str(world.programs), "@PROGRAMS@")
+    text = text.replace(str(stage.top), "@TOP@").replace(str(stage.programs), "@PROGRAMS@")
     text = re.sub(r"\bprocess \d+", "process @PROCESS@", text)
     text = re.sub(r"(, or )\S+(/libexec/sorvane)", r"\1@PREFIX@\2", text)
     text = re.sub(r"( decodes (?!nothing))\w.*", r"\1@FORMATS@", text)
@@ -67,12 +67,12 @@ def compare(name, text, keep_new):
     return list(difflib.unified_diff(kept.splitlines(), text.splitlines(), "kept", "now", lineterm=""))
 
 
-def quotable(world, finding):
+def quotable(stage, finding):
     """What documents may quote of a finding, with their names of a person's folders."""
     texts = [finding.get(key, "") for key in ("check", "status", "text", "remedy", "command")]
-    if world:
-        texts = [text.replace(str(world.root), "/Users/ada/Library/Application Support/Sorvane")
-                 .replace(str(world.home), "/Users/ada") for text in texts]
+    if stage:
+        texts = [text.replace(str(stage.root), "/Users/ada/Library/Application Support/Sorvane")
+                 .replace(str(stage.home), "/Users/ada") for text in texts]
     return tuple(texts)
 
 
@@ -95,13 +95,13 @@ def quoted_faults(said):
 
 def play(name, programs, keep_new):
     """How the transcript differs from the kept one, and what was said."""
-    function, check, status, agents, arguments, testing = worlds[name]
-    with make_world(programs, agents, testing) as world:
-        function(world)
-        run = world.examine(*arguments)
-        difference = compare(name, concealed(world, run.stdout.decode()), keep_new)
-        found, well = findings(world, arguments)
-        said = {quotable(world, finding) for finding in found}
+    function, check, status, agents, arguments, testing = cases[name]
+    with make_stage(programs, agents, testing) as stage:
+        function(stage)
+        run = stage.examine(*arguments)
+        difference = compare(name, concealed(stage, run.stdout.decode()), keep_new)
+        found, well = findings(stage, arguments)
+        said = {quotable(stage, finding) for finding in found}
         statuses = [finding["status"] for finding in found if finding["check"] == check]
         if check is None:
             assert well and {finding["status"] for finding in found} == {"ok"}, found
@@ -114,8 +114,8 @@ def play(name, programs, keep_new):
                 break
             for finding in todo:
                 assert "remedy" in finding, f"nothing to do: {finding}"
-                world.follow(finding)
-            found, well = findings(world, arguments)
+                stage.follow(finding)
+            found, well = findings(stage, arguments)
         assert not todo, f"still to do: {todo}"
         return difference, said
 
@@ -129,7 +129,7 @@ def main():
     said = set()
     # Half of an examination is waiting for somebody.
     pool = ThreadPoolExecutor(2 * os.cpu_count())
-    plays = {name: pool.submit(play, name, options.programs, options.keep_new) for name in options.names or worlds}
+    plays = {name: pool.submit(play, name, options.programs, options.keep_new) for name in options.names or cases}
     for name, done in plays.items():
         try:
             difference, heard = done.result()
@@ -146,10 +146,10 @@ def main():
         failures += 1
         print("the doctor does not say this:", fault)
     kept = {path.stem for path in FOLDER.glob("*.txt")}
-    if kept != set(worlds):
+    if kept != set(cases):
         failures += 1
-        print("transcripts without a world, or worlds without one:", *sorted(kept ^ set(worlds)))
-    print(f"{len(worlds)} worlds, {failures} failures")
+        print("transcripts without a case, or cases without one:", *sorted(kept ^ set(cases)))
+    print(f"{len(cases)} cases, {failures} failures")
     return 1 if failures else 0
 
 
