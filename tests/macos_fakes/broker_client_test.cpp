@@ -8,11 +8,11 @@
 #include <doctest/doctest.h>
 
 #include "support/helper_failure.h"
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 #include "tests/temporary_directory.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 namespace {
 
@@ -34,36 +34,36 @@ std::string failure(const std::string& path = "/run/link") {
 } // namespace
 
 TEST_CASE("a link has SIGPIPE turned off, is given its timeouts and connected, in this order") {
-    World world;
+    FakeSystem fake;
     CHECK(failure() == "Tandem Link request failed.");
-    CHECK(world.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
+    CHECK(fake.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
 }
 
 TEST_CASE("a link whose SIGPIPE cannot be turned off is not used") {
-    World world;
-    world.failing = {"SO_NOSIGPIPE"};
+    FakeSystem fake;
+    fake.failing = {"SO_NOSIGPIPE"};
     CHECK(failure() == "Tandem Link transport could not be configured.");
-    CHECK(world.calls == std::vector{withoutSigpipe});
+    CHECK(fake.calls == std::vector{withoutSigpipe});
 }
 
 TEST_CASE("a link without its timeouts is used all the same") {
-    World world;
-    world.failing = {"SO_RCVTIMEO", "SO_SNDTIMEO"};
+    FakeSystem fake;
+    fake.failing = {"SO_RCVTIMEO", "SO_SNDTIMEO"};
     CHECK(failure() == "Tandem Link request failed.");
-    CHECK(world.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
+    CHECK(fake.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
 }
 
 TEST_CASE("a link whose path does not fit is configured and never connected") {
-    World world;
+    FakeSystem fake;
     CHECK(failure(std::string(104, 'a')) == "Tandem Link socket path is too long.");
-    CHECK(world.calls == std::vector{withoutSigpipe, receiving, sending});
+    CHECK(fake.calls == std::vector{withoutSigpipe, receiving, sending});
 }
 
 TEST_CASE("a link that nobody serves is tried once") {
-    World world;
-    world.failing = {"connect"};
+    FakeSystem fake;
+    fake.failing = {"connect"};
     CHECK(failure() == "Sorvane is not running or Tandem Link is unavailable.");
-    CHECK(world.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
+    CHECK(fake.calls == std::vector{withoutSigpipe, receiving, sending, connecting});
 }
 
 TEST_CASE("the probe connects once and sets no option, whatever comes of it") {
@@ -73,9 +73,9 @@ TEST_CASE("the probe connects once and sets no option, whatever comes of it") {
     const std::string connect = "connect(" + path.native() + ", length byte 0, family 1, " +
                                 std::to_string(path.native().size() + 2) + " bytes)";
     for (const bool accepted : {true, false}) {
-        World world;
-        if (!accepted) world.failing = {"connect"};
+        FakeSystem fake;
+        if (!accepted) fake.failing = {"connect"};
         CHECK(BrokerClient::isLocalBrokerReachable(path) == accepted);
-        CHECK(world.calls == std::vector{connect});
+        CHECK(fake.calls == std::vector{connect});
     }
 }

@@ -7,11 +7,11 @@
 #include <doctest/doctest.h>
 
 #include "tests/forked.h"
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 #include "tests/pipe.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 int decoderMain(int count, char** arguments);
 
@@ -44,7 +44,7 @@ struct Run {
 } // namespace
 
 TEST_CASE("the decoder answers one line") {
-    World world;
+    FakeSystem fake;
     const Run run;
     CHECK(run.status == 0);
     CHECK(run.written.ends_with(" 2 1\n"));
@@ -55,8 +55,8 @@ TEST_CASE("the decoder ends in order when the system's own reader throws") {
          {"CGImageSourceCreateWithData", "CGImageSourceCopyPropertiesAtIndex",
           "CGImageSourceCreateThumbnailAtIndex", "CGContextDrawImage"}) {
         CAPTURE(function);
-        World world;
-        world.throwing = function;
+        FakeSystem fake;
+        fake.throwing = function;
         const Run run;
         CHECK(run.status == 1);
         CHECK(run.written.empty());

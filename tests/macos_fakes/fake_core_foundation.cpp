@@ -16,7 +16,7 @@ const FakeBoolean falseObject(false);
 
 const Object* object(CFTypeRef reference) { return static_cast<const Object*>(reference); }
 
-World& world() { return World::current(); }
+FakeSystem& fake() { return FakeSystem::current(); }
 
 utf8proc_int32_t codepoint(char32_t scalar) { return static_cast<utf8proc_int32_t>(scalar); }
 
@@ -95,10 +95,10 @@ const CFBooleanRef kCFBooleanFalse = &falseObject;
 const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks{true};
 const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks{true};
 
-void CFRelease(CFTypeRef reference) { world().release(object(reference)); }
+void CFRelease(CFTypeRef reference) { fake().release(object(reference)); }
 
 CFTypeID CFGetTypeID(CFTypeRef reference) {
-    world().check(object(reference), "CFGetTypeID");
+    fake().check(object(reference), "CFGetTypeID");
     const auto& kind = object(reference)->kind;
     return kind == "CFNumber" ? CFNumberGetTypeID() : kind == "CFString" ? CFStringGetTypeID() : 1;
 }
@@ -107,8 +107,8 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef /*allocator*/, const UInt8* b
                                     CFStringEncoding encoding, Boolean externalRepresentation) {
     std::string_view content(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
     if (encoding != kCFStringEncodingUTF8 || externalRepresentation != 0)
-        world().faults.emplace_back("a string that is not plain UTF-8");
-    if (world().failing.contains("CFStringCreateWithBytes") || !utf8::isValid(content))
+        fake().faults.emplace_back("a string that is not plain UTF-8");
+    if (fake().failing.contains("CFStringCreateWithBytes") || !utf8::isValid(content))
         return nullptr;
     std::u32string scalars;
     while (!content.empty()) {
@@ -116,19 +116,19 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef /*allocator*/, const UInt8* b
         scalars += step.scalar;
         content.remove_prefix(step.length);
     }
-    return world().adopt(std::make_unique<FakeString>(std::move(scalars)));
+    return fake().adopt(std::make_unique<FakeString>(std::move(scalars)));
 }
 
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef /*allocator*/, CFIndex capacity,
                                              CFStringRef string) {
-    if (capacity != 0) world().faults.emplace_back("a string of limited capacity");
-    if (world().failing.contains("CFStringCreateMutableCopy")) return nullptr;
-    return world().adopt(std::make_unique<FakeString>(world().use(string, "a copy").text));
+    if (capacity != 0) fake().faults.emplace_back("a string of limited capacity");
+    if (fake().failing.contains("CFStringCreateMutableCopy")) return nullptr;
+    return fake().adopt(std::make_unique<FakeString>(fake().use(string, "a copy").text));
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {
     CFIndex length = 0;
-    for (const char32_t scalar : world().use(string, "CFStringGetLength").text)
+    for (const char32_t scalar : fake().use(string, "CFStringGetLength").text)
         length += units(scalar);
     return length;
 }
@@ -136,11 +136,11 @@ CFIndex CFStringGetLength(CFStringRef string) {
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
                          UInt8 lossByte, Boolean externalRepresentation, UInt8* buffer,
                          CFIndex capacity, CFIndex* used) {
-    const std::string bytes = text(world().use(string, "CFStringGetBytes"));
+    const std::string bytes = text(fake().use(string, "CFStringGetBytes"));
     if (encoding != kCFStringEncodingUTF8 || lossByte != 0 || externalRepresentation != 0 ||
         range.location != 0 || range.length != CFStringGetLength(string) ||
         static_cast<CFIndex>(bytes.size()) > capacity)
-        world().faults.emplace_back("CFStringGetBytes of something else than the whole in UTF-8");
+        fake().faults.emplace_back("CFStringGetBytes of something else than the whole in UTF-8");
     std::copy(bytes.begin(), bytes.end(), buffer);
     *used = static_cast<CFIndex>(bytes.size());
     return range.length;
@@ -148,9 +148,9 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding enc
 
 // With the rule for a sigma at the end of a word, which no scalar by itself is.
 void CFStringLowercase(CFMutableStringRef string, CFLocaleRef locale) {
-    if (locale != nullptr) world().faults.emplace_back("a locale");
+    if (locale != nullptr) fake().faults.emplace_back("a locale");
     std::u32string lower;
-    for (const char32_t scalar : world().use(string, "CFStringLowercase").text) {
+    for (const char32_t scalar : fake().use(string, "CFStringLowercase").text) {
         if (scalar == U'\u0130')
             lower += U"i\u0307";
         else if (scalar == U'\u03A3' && !lower.empty())
@@ -162,8 +162,8 @@ void CFStringLowercase(CFMutableStringRef string, CFLocaleRef locale) {
 }
 
 CFRange CFStringGetRangeOfComposedCharactersAtIndex(CFStringRef string, CFIndex index) {
-    const std::u32string& scalars = world().use(string, "composed characters").text;
-    ++world().composedCharactersAsked;
+    const std::u32string& scalars = fake().use(string, "composed characters").text;
+    ++fake().composedCharactersAsked;
     CFIndex begin = 0;
     CFIndex at = 0;
     utf8proc_int32_t state = 0;
@@ -181,18 +181,18 @@ CFRange CFStringGetRangeOfComposedCharactersAtIndex(CFStringRef string, CFIndex 
 }
 
 CFMutableDataRef CFDataCreateMutable(CFAllocatorRef /*allocator*/, CFIndex capacity) {
-    if (capacity != 0) world().faults.emplace_back("data of limited capacity");
-    if (world().failing.contains("CFDataCreateMutable")) return nullptr;
-    return world().adopt(std::make_unique<FakeData>());
+    if (capacity != 0) fake().faults.emplace_back("data of limited capacity");
+    if (fake().failing.contains("CFDataCreateMutable")) return nullptr;
+    return fake().adopt(std::make_unique<FakeData>());
 }
 
 CFIndex CFDataGetLength(CFDataRef data) {
-    return static_cast<CFIndex>(world().use(data, "CFDataGetLength").bytes.size()) +
-           world().presentBytes;
+    return static_cast<CFIndex>(fake().use(data, "CFDataGetLength").bytes.size()) +
+           fake().presentBytes;
 }
 
 void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex count) {
-    world().check(data, "CFDataAppendBytes");
+    fake().check(data, "CFDataAppendBytes");
     data->bytes.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
 }
 
@@ -200,20 +200,20 @@ CFTypeID CFNumberGetTypeID() { return 2; }
 CFTypeID CFStringGetTypeID() { return 3; }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, const void* value) {
-    if (type != kCFNumberSInt64Type) world().faults.emplace_back("a number of another type");
-    if (world().failing.contains("CFNumberCreate")) return nullptr;
+    if (type != kCFNumberSInt64Type) fake().faults.emplace_back("a number of another type");
+    if (fake().failing.contains("CFNumberCreate")) return nullptr;
     std::int64_t number = 0;
     std::memcpy(&number, value, sizeof number);
-    return world().adopt(std::make_unique<FakeNumber>(static_cast<double>(number)));
+    return fake().adopt(std::make_unique<FakeNumber>(static_cast<double>(number)));
 }
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
-    if (type != kCFNumberSInt64Type) world().faults.emplace_back("a number of another type");
+    if (type != kCFNumberSInt64Type) fake().faults.emplace_back("a number of another type");
     if (object(number)->kind != "CFNumber") {
-        world().faults.emplace_back("CFNumberGetValue of no number");
+        fake().faults.emplace_back("CFNumberGetValue of no number");
         return 0;
     }
-    const double exact = world().use(number, "CFNumberGetValue").value;
+    const double exact = fake().use(number, "CFNumberGetValue").value;
     const auto whole = static_cast<std::int64_t>(exact);
     std::memcpy(value, &whole, sizeof whole);
     return static_cast<double>(whole) == exact ? 1 : 0;
@@ -225,13 +225,13 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef /*allocator*/, const void** ke
                                    const CFDictionaryValueCallBacks* valueCallBacks) {
     if (keyCallBacks != &kCFTypeDictionaryKeyCallBacks ||
         valueCallBacks != &kCFTypeDictionaryValueCallBacks)
-        world().faults.emplace_back("a dictionary that does not own its entries");
-    if (world().failing.contains("CFDictionaryCreate")) return nullptr;
-    auto* dictionary = world().adopt(std::make_unique<FakeDictionary>());
+        fake().faults.emplace_back("a dictionary that does not own its entries");
+    if (fake().failing.contains("CFDictionaryCreate")) return nullptr;
+    auto* dictionary = fake().adopt(std::make_unique<FakeDictionary>());
     for (CFIndex i = 0; i < count; ++i) {
         dictionary->entries[keys[i]] = values[i];
         for (const void* held : {keys[i], values[i]}) {
-            World::retain(object(held));
+            FakeSystem::retain(object(held));
             if (!object(held)->constant) dictionary->holds.push_back(object(held));
         }
     }
@@ -239,7 +239,7 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef /*allocator*/, const void** ke
 }
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
-    const auto& entries = world().use(dictionary, "CFDictionaryGetValue").entries;
+    const auto& entries = fake().use(dictionary, "CFDictionaryGetValue").entries;
     const auto entry = entries.find(key);
     return entry == entries.end() ? nullptr : entry->second;
 }
@@ -252,10 +252,10 @@ CFNotificationCenterRef CFNotificationCenterGetDistributedCenter() {
 void CFNotificationCenterPostNotification(CFNotificationCenterRef center, CFStringRef name,
                                           const void* sender, CFDictionaryRef userInfo,
                                           Boolean deliverImmediately) {
-    world().check(center, "a post");
-    world().check(object(sender), "a post");
-    world().notifications.push_back({text(world().use(name, "a post")),
-                                     text(*static_cast<CFStringRef>(sender)), userInfo != nullptr,
-                                     deliverImmediately != 0});
+    fake().check(center, "a post");
+    fake().check(object(sender), "a post");
+    fake().notifications.push_back({text(fake().use(name, "a post")),
+                                    text(*static_cast<CFStringRef>(sender)), userInfo != nullptr,
+                                    deliverImmediately != 0});
 }
 }

@@ -19,15 +19,15 @@ const ConstantString fromImageAlways("ThumbnailFromImageAlways");
 const ConstantString withTransform("ThumbnailWithTransform");
 const ConstantString maxPixelSize("ThumbnailMaxPixelSize");
 
-World& world() { return World::current(); }
+FakeSystem& fake() { return FakeSystem::current(); }
 
 const Object* declared(const Picture::Declared& value) {
     if (const auto* whole = std::get_if<std::int64_t>(&value))
-        return world().adopt(std::make_unique<FakeNumber>(static_cast<double>(*whole)));
+        return fake().adopt(std::make_unique<FakeNumber>(static_cast<double>(*whole)));
     if (const auto* number = std::get_if<double>(&value))
-        return world().adopt(std::make_unique<FakeNumber>(*number));
+        return fake().adopt(std::make_unique<FakeNumber>(*number));
     if (const auto* text = std::get_if<std::string>(&value))
-        return world().adopt(
+        return fake().adopt(
             std::make_unique<FakeString>(std::u32string(text->begin(), text->end())));
     return nullptr;
 }
@@ -55,32 +55,32 @@ const CFStringRef kCGImageSourceCreateThumbnailWithTransform = &withTransform;
 const CFStringRef kCGImageSourceThumbnailMaxPixelSize = &maxPixelSize;
 
 CGImageSourceRef CGImageSourceCreateWithData(CFDataRef data, CFDictionaryRef options) {
-    const std::string& bytes = world().use(data, "CGImageSourceCreateWithData").bytes;
-    if (!world().called("CGImageSourceCreateWithData", bytes + ", " + described(options)))
+    const std::string& bytes = fake().use(data, "CGImageSourceCreateWithData").bytes;
+    if (!fake().called("CGImageSourceCreateWithData", bytes + ", " + described(options)))
         return nullptr;
-    auto* source = world().adopt(std::make_unique<FakeImageSource>());
-    World::retain(data);
+    auto* source = fake().adopt(std::make_unique<FakeImageSource>());
+    FakeSystem::retain(data);
     source->holds.push_back(data);
     return source;
 }
 
 CFStringRef CGImageSourceGetType(CGImageSourceRef source) {
-    world().check(source, "CGImageSourceGetType");
-    return world().called("CGImageSourceGetType", "") ? &type : nullptr;
+    fake().check(source, "CGImageSourceGetType");
+    return fake().called("CGImageSourceGetType", "") ? &type : nullptr;
 }
 
 CFDictionaryRef CGImageSourceCopyPropertiesAtIndex(CGImageSourceRef source, std::size_t index,
                                                    CFDictionaryRef options) {
-    world().check(source, "CGImageSourceCopyPropertiesAtIndex");
-    if (!world().called("CGImageSourceCopyPropertiesAtIndex",
-                        std::to_string(index) + ", " + described(options)))
+    fake().check(source, "CGImageSourceCopyPropertiesAtIndex");
+    if (!fake().called("CGImageSourceCopyPropertiesAtIndex",
+                       std::to_string(index) + ", " + described(options)))
         return nullptr;
-    auto* properties = world().adopt(std::make_unique<FakeDictionary>());
+    auto* properties = fake().adopt(std::make_unique<FakeDictionary>());
     for (const auto& [key, value] :
-         {std::pair{kCGImagePropertyPixelWidth, declared(world().picture.width)},
-          std::pair{kCGImagePropertyPixelHeight, declared(world().picture.height)},
-          std::pair{kCGImagePropertyOrientation, declared(world().picture.orientation)},
-          std::pair{kCGImagePropertyProfileName, declared(world().picture.profile)}}) {
+         {std::pair{kCGImagePropertyPixelWidth, declared(fake().picture.width)},
+          std::pair{kCGImagePropertyPixelHeight, declared(fake().picture.height)},
+          std::pair{kCGImagePropertyOrientation, declared(fake().picture.orientation)},
+          std::pair{kCGImagePropertyProfileName, declared(fake().picture.profile)}}) {
         if (value == nullptr) continue;
         properties->entries[key] = value;
         properties->holds.push_back(value); // the only reference: it ends with the dictionary
@@ -90,41 +90,41 @@ CFDictionaryRef CGImageSourceCopyPropertiesAtIndex(CGImageSourceRef source, std:
 
 CGImageRef CGImageSourceCreateThumbnailAtIndex(CGImageSourceRef source, std::size_t index,
                                                CFDictionaryRef options) {
-    world().check(source, "CGImageSourceCreateThumbnailAtIndex");
-    world().check(options, "CGImageSourceCreateThumbnailAtIndex");
-    if (!world().called("CGImageSourceCreateThumbnailAtIndex",
-                        std::to_string(index) + ", " + described(options)))
+    fake().check(source, "CGImageSourceCreateThumbnailAtIndex");
+    fake().check(options, "CGImageSourceCreateThumbnailAtIndex");
+    if (!fake().called("CGImageSourceCreateThumbnailAtIndex",
+                       std::to_string(index) + ", " + described(options)))
         return nullptr;
-    return world().adopt(std::make_unique<FakeImage>());
+    return fake().adopt(std::make_unique<FakeImage>());
 }
 
 std::size_t CGImageGetWidth(CGImageRef image) {
-    world().check(image, "CGImageGetWidth");
-    return world().picture.decodedWidth;
+    fake().check(image, "CGImageGetWidth");
+    return fake().picture.decodedWidth;
 }
 
 std::size_t CGImageGetHeight(CGImageRef image) {
-    world().check(image, "CGImageGetHeight");
-    return world().picture.decodedHeight;
+    fake().check(image, "CGImageGetHeight");
+    return fake().picture.decodedHeight;
 }
 
 CGColorSpaceRef CGColorSpaceCreateWithName(CFStringRef name) {
-    if (!world().called("CGColorSpaceCreateWithName", text(*name))) return nullptr;
-    return world().adopt(std::make_unique<FakeColorSpace>());
+    if (!fake().called("CGColorSpaceCreateWithName", text(*name))) return nullptr;
+    return fake().adopt(std::make_unique<FakeColorSpace>());
 }
 
 CGContextRef CGBitmapContextCreate(void* data, std::size_t width, std::size_t height,
                                    std::size_t bitsPerComponent, std::size_t bytesPerRow,
                                    CGColorSpaceRef space, std::uint32_t bitmapInfo) {
-    world().check(space, "CGBitmapContextCreate");
-    if (!world().called("CGBitmapContextCreate", std::to_string(width) + " x " +
-                                                     std::to_string(height) + ", " +
-                                                     std::to_string(bitsPerComponent) + " bits, " +
-                                                     std::to_string(bytesPerRow) +
-                                                     " bytes a row, " + hexadecimal(bitmapInfo)))
+    fake().check(space, "CGBitmapContextCreate");
+    if (!fake().called("CGBitmapContextCreate", std::to_string(width) + " x " +
+                                                    std::to_string(height) + ", " +
+                                                    std::to_string(bitsPerComponent) + " bits, " +
+                                                    std::to_string(bytesPerRow) + " bytes a row, " +
+                                                    hexadecimal(bitmapInfo)))
         return nullptr;
-    auto* context = world().adopt(std::make_unique<FakeContext>());
-    World::retain(space);
+    auto* context = fake().adopt(std::make_unique<FakeContext>());
+    FakeSystem::retain(space);
     context->holds.push_back(space);
     context->frame = static_cast<std::uint8_t*>(data);
     context->bytes = height * bytesPerRow;
@@ -132,20 +132,20 @@ CGContextRef CGBitmapContextCreate(void* data, std::size_t width, std::size_t he
 }
 
 void CGContextSetInterpolationQuality(CGContextRef context, CGInterpolationQuality quality) {
-    world().check(context, "CGContextSetInterpolationQuality");
-    world().called("CGContextSetInterpolationQuality", std::to_string(quality));
+    fake().check(context, "CGContextSetInterpolationQuality");
+    fake().called("CGContextSetInterpolationQuality", std::to_string(quality));
 }
 
 void CGContextDrawImage(CGContextRef context, CGRect rectangle, CGImageRef image) {
-    world().check(context, "CGContextDrawImage");
-    world().check(image, "CGContextDrawImage");
-    world().called("CGContextDrawImage",
-                   rounded(rectangle.origin.x) + ", " + rounded(rectangle.origin.y) + ", " +
-                       rounded(rectangle.size.width) + ", " + rounded(rectangle.size.height));
+    fake().check(context, "CGContextDrawImage");
+    fake().check(image, "CGContextDrawImage");
+    fake().called("CGContextDrawImage",
+                  rounded(rectangle.origin.x) + ", " + rounded(rectangle.origin.y) + ", " +
+                      rounded(rectangle.size.width) + ", " + rounded(rectangle.size.height));
     if (std::any_of(context->frame, context->frame + context->bytes,
                     [](std::uint8_t byte) { return byte != 0; }))
-        world().faults.emplace_back("a frame that is not empty");
-    const auto& pixels = world().picture.pixels;
+        fake().faults.emplace_back("a frame that is not empty");
+    const auto& pixels = fake().picture.pixels;
     std::copy_n(pixels.begin(), std::min(pixels.size(), context->bytes), context->frame);
 }
 }

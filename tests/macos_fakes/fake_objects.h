@@ -6,7 +6,7 @@
 
 #include <ImageIO/ImageIO.h>
 
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 
 // What the references of the frameworks refer to.
 

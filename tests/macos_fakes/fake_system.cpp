@@ -1,4 +1,4 @@
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 
 #include <stdexcept>
 
@@ -8,34 +8,34 @@ namespace sorvane::test::macos {
 
 namespace {
 
-World* here = nullptr;
+FakeSystem* here = nullptr;
 
 } // namespace
 
-World::World() { here = this; }
+FakeSystem::FakeSystem() { here = this; }
 
-World::~World() {
+FakeSystem::~FakeSystem() {
     for (const auto& object : objects_)
         if (object->references > 0) faults.emplace_back(object->kind + " was never released");
     for (const std::string& fault : faults) FAIL_CHECK(fault);
     here = nullptr;
 }
 
-World& World::current() { return *here; }
+FakeSystem& FakeSystem::current() { return *here; }
 
-bool World::called(const std::string& function, const std::string& detail) {
+bool FakeSystem::called(const std::string& function, const std::string& detail) {
     calls.push_back(function + '(' + detail + ')');
     if (function == throwing) throw std::logic_error(function);
     return !failing.contains(function);
 }
 
-void World::retain(const Object* object) {
+void FakeSystem::retain(const Object* object) {
     if (object->constant) return;
     // The frameworks hand their objects out as constants and count in them all the same.
     ++const_cast<Object*>(object)->references;
 }
 
-void World::release(const Object* object) {
+void FakeSystem::release(const Object* object) {
     check(object, "CFRelease");
     if (object->constant) {
         faults.emplace_back("CFRelease of a constant");
@@ -45,7 +45,7 @@ void World::release(const Object* object) {
     for (const Object* held : object->holds) release(held);
 }
 
-void World::check(const Object* object, const char* function) {
+void FakeSystem::check(const Object* object, const char* function) {
     if (object == nullptr) throw std::logic_error(std::string(function) + " of nothing");
     if (object->references <= 0)
         faults.push_back(std::string(function) + " of a " + object->kind + " after its end");

@@ -50,14 +50,14 @@ struct Notification {
 
 /// The surroundings of one test; its end fails the test if an object was left, released too often
 /// or used after its end.
-class World {
+class FakeSystem {
   public:
-    World();
-    World(const World&) = delete;
-    World& operator=(const World&) = delete;
-    ~World();
+    FakeSystem();
+    FakeSystem(const FakeSystem&) = delete;
+    FakeSystem& operator=(const FakeSystem&) = delete;
+    ~FakeSystem();
 
-    static World& current();
+    static FakeSystem& current();
 
     // The script.
     Picture picture;

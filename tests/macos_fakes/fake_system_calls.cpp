@@ -20,9 +20,9 @@
 
 #include <CommonCrypto/CommonDigest.h>
 
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 
-using sorvane::test::macos::World;
+using sorvane::test::macos::FakeSystem;
 
 namespace {
 
@@ -73,9 +73,9 @@ extern "C" {
 int CC_SHA256_Init(CC_SHA256_CTX* context) { return ::SHA256_Init(&context->context); }
 
 int CC_SHA256_Update(CC_SHA256_CTX* context, const void* data, CC_LONG length) {
-    World& world = World::current();
-    world.digestedLengths.push_back(length);
-    return !world.digests || ::SHA256_Update(&context->context, data, length);
+    FakeSystem& fake = FakeSystem::current();
+    fake.digestedLengths.push_back(length);
+    return !fake.digests || ::SHA256_Update(&context->context, data, length);
 }
 
 int CC_SHA256_Final(unsigned char* digest, CC_SHA256_CTX* context) {
@@ -83,18 +83,18 @@ int CC_SHA256_Final(unsigned char* digest, CC_SHA256_CTX* context) {
 }
 
 int proc_pidpath(int process, void* buffer, std::uint32_t capacity) {
-    World& world = World::current();
+    FakeSystem& fake = FakeSystem::current();
     auto* bytes = static_cast<char*>(buffer);
     if (std::any_of(bytes, bytes + capacity, [](char byte) { return byte != 0; }))
-        world.faults.emplace_back("a buffer that is not empty");
-    world.called("proc_pidpath", std::to_string(process) + ", " + std::to_string(capacity));
-    std::copy(world.processPath.begin(), world.processPath.end(), bytes);
-    return world.processPathLength;
+        fake.faults.emplace_back("a buffer that is not empty");
+    fake.called("proc_pidpath", std::to_string(process) + ", " + std::to_string(capacity));
+    std::copy(fake.processPath.begin(), fake.processPath.end(), bytes);
+    return fake.processPathLength;
 }
 
 int* _NSGetArgc() {
     static int count;
-    count = static_cast<int>(World::current().arguments.size());
+    count = static_cast<int>(FakeSystem::current().arguments.size());
     return &count;
 }
 
@@ -102,7 +102,8 @@ char*** _NSGetArgv() {
     static std::vector<char*> pointers;
     static char** first;
     pointers.clear();
-    for (std::string& argument : World::current().arguments) pointers.push_back(argument.data());
+    for (std::string& argument : FakeSystem::current().arguments)
+        pointers.push_back(argument.data());
     pointers.push_back(nullptr);
     first = pointers.data();
     return &first;
@@ -110,7 +111,7 @@ char*** _NSGetArgv() {
 
 int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions*/,
                                            int descriptor) {
-    return World::current().called("addinherit", std::to_string(descriptor)) ? 0 : ENOMEM;
+    return FakeSystem::current().called("addinherit", std::to_string(descriptor)) ? 0 : ENOMEM;
 }
 
 // These stand in for the C library's in the whole program, where nothing else asks for them.
@@ -118,33 +119,33 @@ int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions
 
 int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* /*actions*/, int descriptor,
                                      int as) noexcept {
-    return World::current().called("adddup2",
-                                   std::to_string(descriptor) + ", " + std::to_string(as))
+    return FakeSystem::current().called("adddup2",
+                                        std::to_string(descriptor) + ", " + std::to_string(as))
                ? 0
                : ENOMEM;
 }
 
 int setsockopt(int /*descriptor*/, int level, int option, const void* value,
                socklen_t length) noexcept {
-    World& world = World::current();
+    FakeSystem& fake = FakeSystem::current();
     const auto name = level == SOL_SOCKET ? nameOf(option) : "another";
-    const bool granted = world.called("setsockopt", name + ", " + described(value, length) + ", " +
-                                                        std::to_string(length) + " bytes") &&
-                         !world.failing.contains(name);
+    const bool granted = fake.called("setsockopt", name + ", " + described(value, length) + ", " +
+                                                       std::to_string(length) + " bytes") &&
+                         !fake.failing.contains(name);
     return granted ? 0 : -1;
 }
 
 int connect(int /*descriptor*/, const sockaddr* address, socklen_t length) {
-    return World::current().called("connect", described(address, length)) ? 0 : -1;
+    return FakeSystem::current().called("connect", described(address, length)) ? 0 : -1;
 }
 
 int bind(int /*descriptor*/, const sockaddr* address, socklen_t length) noexcept {
     std::ofstream(recordOf(address).sun_path).close();
-    return World::current().called("bind", described(address, length)) ? 0 : -1;
+    return FakeSystem::current().called("bind", described(address, length)) ? 0 : -1;
 }
 
 int listen(int /*descriptor*/, int /*backlog*/) noexcept {
-    return World::current().called("listen") ? 0 : -1;
+    return FakeSystem::current().called("listen") ? 0 : -1;
 }
 
 // A descriptor that is asked for no event tells of none, not even of its end.
@@ -159,10 +160,10 @@ int poll(pollfd* descriptors, nfds_t count, int milliseconds) {
 }
 
 int access(const char* path, int mode) noexcept {
-    World& world = World::current();
-    if (mode != F_OK) world.faults.emplace_back("access that is no mere existence");
-    world.called("access", path);
-    return world.existing.contains(path) ? 0 : -1;
+    FakeSystem& fake = FakeSystem::current();
+    if (mode != F_OK) fake.faults.emplace_back("access that is no mere existence");
+    fake.called("access", path);
+    return fake.existing.contains(path) ? 0 : -1;
 }
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -9,11 +9,11 @@
 #include <utf8proc.h>
 
 #include "support/utf8.h"
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 #include "tests/support/grapheme_rows.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 namespace {
 
@@ -40,8 +40,8 @@ void forEveryScalar(const Check& check) {
 } // namespace
 
 TEST_CASE("ASCII never reaches the frameworks") {
-    World world;
-    world.failing = {"CFStringCreateWithBytes", "CFStringCreateMutableCopy"};
+    FakeSystem fake;
+    fake.failing = {"CFStringCreateWithBytes", "CFStringCreateMutableCopy"};
     CHECK(graphemes::count("a\r\nb\n\rc") == 6);
     CHECK(graphemes::count("") == 0);
     CHECK(graphemes::lowercased("AZ[az0") == "az[az0");
@@ -50,7 +50,7 @@ TEST_CASE("ASCII never reaches the frameworks") {
 }
 
 TEST_CASE("texts are counted in extended grapheme clusters") {
-    World world;
+    FakeSystem fake;
     struct Row {
         const char* text;
         std::size_t graphemes;
@@ -77,21 +77,21 @@ TEST_CASE("each composed character of a text is asked for once, and no flag is")
         {repeated("e\u0301\u0301", 100), 100, 100},
     };
     for (const auto& row : rows) {
-        World world;
+        FakeSystem fake;
         CHECK(graphemes::count(row.text) == row.graphemes);
-        CHECK(world.composedCharactersAsked == row.asked);
+        CHECK(fake.composedCharactersAsked == row.asked);
     }
 }
 
 TEST_CASE("graphemes are the same here as on another system") {
     for (const test::CountedText& row : test::countedTexts()) {
-        World world;
+        FakeSystem fake;
         const std::string text = row.text();
         CAPTURE(text);
         CHECK(graphemes::count(text) == row.count);
     }
     for (const test::Neighbours& row : test::neighbours()) {
-        World world;
+        FakeSystem fake;
         CAPTURE(static_cast<unsigned>(row.before));
         CAPTURE(static_cast<unsigned>(row.after));
         CHECK(graphemes::isBoundary(row.before, row.after) == row.boundary);
@@ -106,7 +106,7 @@ TEST_CASE("the boundary of any scalar with letters, marks and controls is Unicod
     std::size_t differences = 0;
     forEveryScalar([&](char32_t scalar) {
         if (changed.find(scalar) != std::u32string_view::npos) return;
-        World world;
+        FakeSystem fake;
         const auto differs = [](char32_t before, char32_t after) -> std::size_t {
             return graphemes::isBoundary(before, after) != breaks(before, after) ? 1 : 0;
         };
@@ -118,7 +118,7 @@ TEST_CASE("the boundary of any scalar with letters, marks and controls is Unicod
 }
 
 TEST_CASE("a mark belongs to the letter before it and to no control") {
-    World world;
+    FakeSystem fake;
     CHECK_FALSE(graphemes::isBoundary(U'a', U'\u0301'));
     CHECK_FALSE(graphemes::isBoundary(U'a', U'\U000E0100'));
     CHECK(graphemes::isBoundary(U'\n', U'\u0301'));
@@ -127,7 +127,7 @@ TEST_CASE("a mark belongs to the letter before it and to no control") {
 }
 
 TEST_CASE("lower-casing is the full mapping of each scalar by itself") {
-    World world;
+    FakeSystem fake;
     CHECK(graphemes::lowercased("\u00c4B\u0130\u03a3C\U00010400") ==
           "\u00e4bi\u0307\u03c3c\U00010428");
     CHECK(graphemes::lowercased("A\u03a3") == "a\u03c3");
@@ -137,12 +137,12 @@ TEST_CASE("lower-casing is the full mapping of each scalar by itself") {
 
 TEST_CASE("a text that the frameworks cannot hold is a want of memory") {
     for (const char* function : {"CFStringCreateWithBytes", "CFStringCreateMutableCopy"}) {
-        World world;
-        world.failing = {function};
+        FakeSystem fake;
+        fake.failing = {function};
         CHECK_THROWS_AS(graphemes::lowercased("\u00c4"), std::bad_alloc);
     }
-    World world;
-    world.failing = {"CFStringCreateWithBytes"};
+    FakeSystem fake;
+    fake.failing = {"CFStringCreateWithBytes"};
     CHECK_THROWS_AS(graphemes::count("\u00c4"), std::bad_alloc);
     CHECK_THROWS_AS(graphemes::isBoundary(U'a', U'\u0301'), std::bad_alloc);
 }

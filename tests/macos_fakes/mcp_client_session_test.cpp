@@ -8,13 +8,13 @@
 #include <doctest/doctest.h>
 
 #include "support/helper_io.h"
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 #include "tests/scoped_environment.h"
 #include "tests/temporary_directory.h"
 
 using namespace sorvane;
 using test::ScopedEnvironment;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 namespace {
 
@@ -22,17 +22,17 @@ bool isRunning(const std::string& recorded) {
     return MCPClientSession{"client-1", ::getpid(), recorded, "name", Date{}}.isRunning();
 }
 
-void setLivePath(World& world, const std::string& path) {
-    world.processPath = path;
-    world.processPathLength = static_cast<int>(path.size());
+void setLivePath(FakeSystem& fake, const std::string& path) {
+    fake.processPath = path;
+    fake.processPathLength = static_cast<int>(path.size());
 }
 
 } // namespace
 
 TEST_CASE("the live path is resolved before it is compared, the recorded one is not") {
-    World world;
-    world.existing = {"/var/folders/x/server"};
-    setLivePath(world, "/private/var/folders/x/server");
+    FakeSystem fake;
+    fake.existing = {"/var/folders/x/server"};
+    setLivePath(fake, "/private/var/folders/x/server");
     CHECK(isRunning("/var/folders/x/server"));
     CHECK_FALSE(isRunning("/private/var/folders/x/server"));
 
@@ -40,15 +40,15 @@ TEST_CASE("the live path is resolved before it is compared, the recorded one is 
     const auto folder = std::filesystem::canonical(directory.path());
     test::putFile(folder / "server", "");
     std::filesystem::create_symlink("server", folder / "link");
-    setLivePath(world, (folder / "link").native());
+    setLivePath(fake, (folder / "link").native());
     CHECK(isRunning((folder / "server").native()));
     CHECK_FALSE(isRunning((folder / "link").native()));
 }
 
 TEST_CASE("a session is recorded under the path by which its process is compared later") {
-    World world;
-    world.existing = {"/var/folders/x/server"};
-    world.arguments = {"/private/var/folders/x/server"};
+    FakeSystem fake;
+    fake.existing = {"/var/folders/x/server"};
+    fake.arguments = {"/private/var/folders/x/server"};
     const test::TemporaryDirectory root;
     const ScopedEnvironment testing("SORVANE_TESTING", "1");
     const ScopedEnvironment support("SORVANE_APP_SUPPORT", root.path().native());
@@ -56,7 +56,7 @@ TEST_CASE("a session is recorded under the path by which its process is compared
     MCPClientSession::record({"codex", "client-1", "secret"}, "name");
     const auto session = HelperIO::readJSON<MCPClientSession>(MCPClientSession::url("codex"));
     CHECK(session.executablePath == "/var/folders/x/server");
-    CHECK(world.notifications.size() == 1);
-    setLivePath(world, "/private/var/folders/x/server");
+    CHECK(fake.notifications.size() == 1);
+    setLivePath(fake, "/private/var/folders/x/server");
     CHECK(session.isRunning());
 }

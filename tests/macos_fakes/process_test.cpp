@@ -7,44 +7,44 @@
 #include "identity/decoder_program.h"
 #include "support/child_isolation.h"
 #include "support/executable_path.h"
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 TEST_CASE("the kernel's path of a process is asked for in an empty buffer of 4,096 bytes") {
-    World world;
-    world.processPath = "/usr/local/bin/agent";
-    world.processPathLength = 20;
+    FakeSystem fake;
+    fake.processPath = "/usr/local/bin/agent";
+    fake.processPathLength = 20;
     CHECK(executablePath(4711) == "/usr/local/bin/agent");
-    CHECK(world.calls == std::vector<std::string>{"proc_pidpath(4711, 4096)"});
+    CHECK(fake.calls == std::vector<std::string>{"proc_pidpath(4711, 4096)"});
 }
 
 TEST_CASE("of the kernel's path counts what the answer says, up to a NUL") {
-    World world;
-    world.processPath = "/bin/agent";
-    world.processPathLength = 4;
+    FakeSystem fake;
+    fake.processPath = "/bin/agent";
+    fake.processPathLength = 4;
     CHECK(executablePath(1) == "/bin");
-    world.processPathLength = 100;
+    fake.processPathLength = 100;
     CHECK(executablePath(1) == "/bin/agent");
-    world.processPath = std::string(4096, 'a');
-    world.processPathLength = 4096;
+    fake.processPath = std::string(4096, 'a');
+    fake.processPathLength = 4096;
     CHECK(executablePath(1) == std::string(4096, 'a'));
 }
 
 TEST_CASE("a process that the kernel does not tell of has no path") {
-    World world;
-    world.processPath = "/bin/agent";
+    FakeSystem fake;
+    fake.processPath = "/bin/agent";
     for (const int length : {0, -1}) {
-        world.processPathLength = length;
+        fake.processPathLength = length;
         CHECK_FALSE(executablePath(1));
     }
 }
 
 TEST_CASE("the first argument is what the process was started with") {
-    World world;
+    FakeSystem fake;
     CHECK(argv0().empty());
-    world.arguments = {"./agent", "mcp"};
+    fake.arguments = {"./agent", "mcp"};
     CHECK(argv0() == "./agent");
 }
 
@@ -56,19 +56,19 @@ TEST_CASE("a child gets no descriptor that no action names") {
 }
 
 TEST_CASE("a descriptor is given its number, and one that has it already is named as inherited") {
-    World world;
+    FakeSystem fake;
     posix_spawn_file_actions_t actions;
     REQUIRE(::posix_spawn_file_actions_init(&actions) == 0);
     CHECK(addConnection(actions, 5, 1) == 0);
-    CHECK(world.calls == std::vector<std::string>{"adddup2(5, 1)"});
+    CHECK(fake.calls == std::vector<std::string>{"adddup2(5, 1)"});
     CHECK(addConnection(actions, 1, 1) == 0);
-    CHECK(world.calls == std::vector<std::string>{"adddup2(5, 1)", "addinherit(1)"});
+    CHECK(fake.calls == std::vector<std::string>{"adddup2(5, 1)", "addinherit(1)"});
     ::posix_spawn_file_actions_destroy(&actions);
 }
 
 TEST_CASE("a descriptor that cannot be given its number is told of") {
-    World world;
-    world.failing = {"adddup2", "addinherit"};
+    FakeSystem fake;
+    fake.failing = {"adddup2", "addinherit"};
     posix_spawn_file_actions_t actions;
     REQUIRE(::posix_spawn_file_actions_init(&actions) == 0);
     CHECK(addConnection(actions, 5, 1) == ENOMEM);

@@ -4,22 +4,22 @@
 
 #include <doctest/doctest.h>
 
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 #include "tests/temporary_directory.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 TEST_CASE("a resolved path is not spelled by the way through /private") {
-    World world;
-    world.existing = {"/var/folders/x/server", "/tmp", "var", "/"};
+    FakeSystem fake;
+    fake.existing = {"/var/folders/x/server", "/tmp", "var", "/"};
     CHECK(resolvedPath("/private/var/folders/x/server") == "/var/folders/x/server");
     CHECK(resolvedPath("/private/tmp") == "/tmp");
 }
 
 TEST_CASE("what is not there by the short way keeps the long one") {
-    World world;
-    world.existing = {"/", "", "var", "ly/var", "/private/tmp"};
+    FakeSystem fake;
+    fake.existing = {"/", "", "var", "ly/var", "/private/tmp"};
     for (const char* path : {"/private/var/no such/server", "/private", "/privately/var",
                              "/private/private/tmp2", "/elsewhere/private/tmp"}) {
         CAPTURE(path);
@@ -28,12 +28,12 @@ TEST_CASE("what is not there by the short way keeps the long one") {
 }
 
 TEST_CASE("links are followed as far as the path exists") {
-    World world;
+    FakeSystem fake;
     const test::TemporaryDirectory directory;
     const auto folder = std::filesystem::canonical(directory.path());
     test::putFile(folder / "file", "");
     std::filesystem::create_symlink("file", folder / "link");
     CHECK(resolvedPath(folder / "link") == folder / "file");
     CHECK(resolvedPath(folder / "none/../other") == folder / "other");
-    CHECK(world.calls.empty());
+    CHECK(fake.calls.empty());
 }

@@ -2,25 +2,25 @@
 
 #include <doctest/doctest.h>
 
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 TEST_CASE("a session's change is told at once, with the agent and nothing else") {
-    World world;
+    FakeSystem fake;
     postSessionChanged("claude-code");
-    REQUIRE(world.notifications.size() == 1);
-    CHECK(world.notifications[0].name == "com.sorvane.client-session-changed");
-    CHECK(world.notifications[0].object == "claude-code");
-    CHECK_FALSE(world.notifications[0].hasUserInfo);
-    CHECK(world.notifications[0].immediate);
+    REQUIRE(fake.notifications.size() == 1);
+    CHECK(fake.notifications[0].name == "com.sorvane.client-session-changed");
+    CHECK(fake.notifications[0].object == "claude-code");
+    CHECK_FALSE(fake.notifications[0].hasUserInfo);
+    CHECK(fake.notifications[0].immediate);
 }
 
 TEST_CASE("a notification that cannot be written is not posted") {
-    World world;
+    FakeSystem fake;
     postSessionChanged("\xff");
-    world.failing = {"CFStringCreateWithBytes"};
+    fake.failing = {"CFStringCreateWithBytes"};
     postSessionChanged("codex");
-    CHECK(world.notifications.empty());
+    CHECK(fake.notifications.empty());
 }

@@ -6,10 +6,10 @@
 
 #include <doctest/doctest.h>
 
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 namespace {
 
@@ -36,7 +36,7 @@ class Unread {
 } // namespace
 
 TEST_CASE("a digest is 64 lower-case hexadecimal digits, whatever the pieces") {
-    World world;
+    FakeSystem fake;
     CHECK(Sha256().hex() == "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
     Sha256 digest;
     digest.update("a");
@@ -46,14 +46,14 @@ TEST_CASE("a digest is 64 lower-case hexadecimal digits, whatever the pieces") {
 }
 
 TEST_CASE("more than 32 bits can count is digested in several pieces") {
-    World world;
-    world.digests = false;
+    FakeSystem fake;
+    fake.digests = false;
     const std::size_t pieces = 2 * std::size_t{0xFFFF'FFFF};
     const Unread memory(pieces + 5);
     Sha256 digest;
     digest.update(memory.bytes().substr(0, 0xFFFF'FFFF));
-    CHECK(world.digestedLengths == std::vector<std::uint32_t>{0xFFFF'FFFF});
-    world.digestedLengths.clear();
+    CHECK(fake.digestedLengths == std::vector<std::uint32_t>{0xFFFF'FFFF});
+    fake.digestedLengths.clear();
     digest.update(memory.bytes());
-    CHECK(world.digestedLengths == std::vector<std::uint32_t>{0xFFFF'FFFF, 0xFFFF'FFFF, 5});
+    CHECK(fake.digestedLengths == std::vector<std::uint32_t>{0xFFFF'FFFF, 0xFFFF'FFFF, 5});
 }

@@ -8,23 +8,23 @@
 #include <doctest/doctest.h>
 
 #include "support/unix_socket.h"
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 #include "tests/temporary_directory.h"
 #include "tools/standin/link.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 TEST_CASE("a client that has gone already, whose SIGPIPE cannot be turned off any more, is one") {
-    World world;
+    FakeSystem fake;
     auto [client, peer] = makeSocketPair();
     peer.reset();
-    world.failing = {"setsockopt"};
+    fake.failing = {"setsockopt"};
     CHECK(standin::Client(std::move(client)).readLine() == std::nullopt);
 }
 
 TEST_CASE("a pause ends when the client goes") {
-    World world;
+    FakeSystem fake;
     auto [client, peer] = makeSocketPair();
     standin::Client waiting(std::move(client));
     std::thread leaving([&end = peer] { end.reset(); });
@@ -35,8 +35,8 @@ TEST_CASE("a pause ends when the client goes") {
 }
 
 TEST_CASE("what listens has SIGPIPE turned off before it listens, and so have its clients") {
-    World world;
-    world.failing = {"connect"};
+    FakeSystem fake;
+    fake.failing = {"connect"};
     const test::TemporaryDirectory directory;
     const auto path = directory.path() / "s";
     {
@@ -44,15 +44,15 @@ TEST_CASE("what listens has SIGPIPE turned off before it listens, and so have it
         CHECK(std::filesystem::exists(path));
     }
     CHECK_FALSE(std::filesystem::exists(path));
-    REQUIRE(world.calls.size() == 4);
-    CHECK(world.calls[0] == "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)");
-    CHECK(world.calls[2].starts_with("bind("));
-    CHECK(world.calls[3] == "listen()");
+    REQUIRE(fake.calls.size() == 4);
+    CHECK(fake.calls[0] == "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)");
+    CHECK(fake.calls[2].starts_with("bind("));
+    CHECK(fake.calls[3] == "listen()");
 }
 
 TEST_CASE("a socket file on which nobody can listen is taken away") {
-    World world;
-    world.failing = {"connect", "listen"};
+    FakeSystem fake;
+    fake.failing = {"connect", "listen"};
     const test::TemporaryDirectory directory;
     CHECK_THROWS_AS(standin::Listener(directory.path() / "s"), std::system_error);
     CHECK_FALSE(std::filesystem::exists(directory.path() / "s"));

@@ -7,10 +7,10 @@
 
 #include <doctest/doctest.h>
 
-#include "tests/macos_fakes/world.h"
+#include "tests/macos_fakes/fake_system.h"
 
 using namespace sorvane;
-using test::macos::World;
+using test::macos::FakeSystem;
 
 namespace {
 
@@ -23,33 +23,33 @@ const std::string withoutSigpipe = "setsockopt(SO_NOSIGPIPE, 1, 4 bytes)";
 } // namespace
 
 TEST_CASE("a new socket is close-on-exec and has no option set") {
-    World world;
+    FakeSystem fake;
     const UniqueDescriptor socket = makeSocket();
     REQUIRE(socket);
     CHECK(isClosedInChildren(socket));
-    CHECK(world.calls.empty());
+    CHECK(fake.calls.empty());
 }
 
 TEST_CASE("SIGPIPE is turned off by one option of the socket, the integer 1") {
-    World world;
+    FakeSystem fake;
     CHECK(suppressSigpipe(makeSocket()));
-    CHECK(world.calls == std::vector{withoutSigpipe});
+    CHECK(fake.calls == std::vector{withoutSigpipe});
 }
 
 TEST_CASE("a socket whose SIGPIPE the system does not turn off is told of") {
-    World world;
-    world.failing = {"setsockopt"};
+    FakeSystem fake;
+    fake.failing = {"setsockopt"};
     CHECK_FALSE(suppressSigpipe(makeSocket()));
 }
 
 TEST_CASE("both sockets of a pair have SIGPIPE turned off and are close-on-exec") {
-    World world;
+    FakeSystem fake;
     const auto [one, other] = makeSocketPair();
     REQUIRE(one);
     REQUIRE(other);
     CHECK(isClosedInChildren(one));
     CHECK(isClosedInChildren(other));
-    CHECK(std::vector(world.calls.begin(), world.calls.begin() + 2) ==
+    CHECK(std::vector(fake.calls.begin(), fake.calls.begin() + 2) ==
           std::vector{withoutSigpipe, withoutSigpipe});
     CHECK(sendWithoutSigpipe(one, "abc") == 3);
 }
@@ -57,20 +57,20 @@ TEST_CASE("both sockets of a pair have SIGPIPE turned off and are close-on-exec"
 TEST_CASE("a pair has buffers of 256 KiB for what is written to the first, if it gets them") {
     for (const std::set<std::string>& refused :
          {std::set<std::string>{}, std::set<std::string>{"SO_SNDBUF", "SO_RCVBUF"}}) {
-        World world;
-        world.failing = refused;
+        FakeSystem fake;
+        fake.failing = refused;
         const auto [one, other] = makeSocketPair();
         CHECK(one);
         CHECK(other);
-        REQUIRE(world.calls.size() == 4);
-        CHECK(world.calls[2] == "setsockopt(SO_SNDBUF, 262144, 4 bytes)");
-        CHECK(world.calls[3] == "setsockopt(SO_RCVBUF, 262144, 4 bytes)");
+        REQUIRE(fake.calls.size() == 4);
+        CHECK(fake.calls[2] == "setsockopt(SO_SNDBUF, 262144, 4 bytes)");
+        CHECK(fake.calls[3] == "setsockopt(SO_RCVBUF, 262144, 4 bytes)");
     }
 }
 
 TEST_CASE("a pair whose SIGPIPE cannot be turned off is none") {
-    World world;
-    world.failing = {"setsockopt"};
+    FakeSystem fake;
+    fake.failing = {"setsockopt"};
     const auto [one, other] = makeSocketPair();
     CHECK_FALSE(one);
     CHECK_FALSE(other);
