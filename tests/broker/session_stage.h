@@ -14,7 +14,7 @@
 
 namespace sorvane::test {
 
-/// An application-support root of a test's own, in a world without a session bus.
+/// An application-support root of a test's own, and no session bus.
 class SessionStage {
   public:
     /// The program of session_recorder.cpp.
