@@ -67,9 +67,9 @@ def side_by_side(instruments, commands, rounds):
     large neighbour finds the processor's caches cold, and that must meet all alike."""
     costs = {name: [] for name in commands}
     order = list(commands)
-    dice = random.Random(1)
+    generator = random.Random(1)
     for _ in range(rounds):
-        dice.shuffle(order)
+        generator.shuffle(order)
         for name in order:
             wall, processor, peak, status = map(int, run([instruments / "stopwatch"], commands[name]).split())
             if status != 0:
