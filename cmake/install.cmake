@@ -1,4 +1,4 @@
-# What an install lays down: sorvane-hook and sorvane-doctor, the decoders in libexec, man pages and
+# What is installed: sorvane-hook and sorvane-doctor, the decoders in libexec, man pages and
 # completions, agents.md and the plugin for opencode; for development the headers, the library, and the
 # ways to find it from CMake and pkg-config. The stand-in is no product and stays here.
 
@@ -15,8 +15,8 @@ if(NOT APPLE)
     install(TARGETS sorvane-pixels-extra DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/sorvane)
 endif()
 
-# After stripping, which an install may do to what the rules above lay down and which breaks a
-# signature; and the linker's own is of one architecture. Every slice must be signed to be started.
+# After the stripping that an install may do to the programs above, which breaks a signature; and the
+# linker's own covers one architecture. Every slice must be signed to be started.
 if(APPLE)
     set(signed ${CMAKE_INSTALL_BINDIR}/sorvane-hook ${CMAKE_INSTALL_BINDIR}/sorvane-doctor
         ${CMAKE_INSTALL_LIBEXECDIR}/sorvane/sorvane-pixels)

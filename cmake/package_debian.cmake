@@ -1,4 +1,4 @@
-# What Debian wants in a package beside what an install lays down: run by cpack in between.
+# What Debian wants in a package beside what is installed: cpack runs this before it packs.
 
 if(NOT CPACK_GENERATOR STREQUAL "DEB")
     return()

@@ -53,7 +53,7 @@ c++ -std=c++20 "$source_folder/tests/install/consumer/main.cpp" "${flags[@]}" -o
 said=$("$here/tool" "$here/red.png")
 [[ $said == *"$pixels"* ]] || fail "through pkg-config: $said"
 
-# An install that was laid down elsewhere than it was configured for.
+# An installation in another folder than it was configured for.
 mv "$prefix" "$here/gone"
 cp "$here/tool" "$here/moved/bin"
 said=$("$here/moved/bin/tool" "$here/red.png")
