@@ -176,7 +176,7 @@ TEST_CASE("image references are found in time in a long prompt of near misses") 
     CHECK(found(std::string(2'000'000, 's')).empty());
 }
 
-TEST_CASE("an asset hash is in lower case however the reference is written") {
+TEST_CASE("an asset digest is in lower case however the reference is written") {
     for (const std::string& digits : {hash, upperHash, mixedHash}) {
         CAPTURE(digits);
         CHECK(assetHash(prefix + digits) == hash);
@@ -185,12 +185,12 @@ TEST_CASE("an asset hash is in lower case however the reference is written") {
     CHECK(assetHash(prefix + std::string(64, '9')) == std::string(64, '9'));
 }
 
-TEST_CASE("an asset hash is in every reference that is found") {
+TEST_CASE("an asset digest is in every reference that is found") {
     for (const std::string& one : found(reference + " " + prefix + upperHash + ".png"))
         CHECK(assetHash(one) == hash);
 }
 
-TEST_CASE("an asset hash is absent from everything else") {
+TEST_CASE("an asset digest is absent from everything else") {
     const std::vector<std::string> texts = {
         "",
         prefix,
