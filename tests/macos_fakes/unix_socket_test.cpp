@@ -14,7 +14,7 @@ using test::macos::FakeSystem;
 
 namespace {
 
-bool isClosedInChildren(const UniqueDescriptor& descriptor) {
+bool isCloseOnExec(const UniqueDescriptor& descriptor) {
     return (::fcntl(descriptor.get(), F_GETFD) & FD_CLOEXEC) != 0;
 }
 
@@ -26,7 +26,7 @@ TEST_CASE("a new socket is close-on-exec and has no option set") {
     FakeSystem fake;
     const UniqueDescriptor socket = makeSocket();
     REQUIRE(socket);
-    CHECK(isClosedInChildren(socket));
+    CHECK(isCloseOnExec(socket));
     CHECK(fake.calls.empty());
 }
 
@@ -47,8 +47,8 @@ TEST_CASE("both sockets of a pair have SIGPIPE turned off and are close-on-exec"
     const auto [one, other] = makeSocketPair();
     REQUIRE(one);
     REQUIRE(other);
-    CHECK(isClosedInChildren(one));
-    CHECK(isClosedInChildren(other));
+    CHECK(isCloseOnExec(one));
+    CHECK(isCloseOnExec(other));
     CHECK(std::vector(fake.calls.begin(), fake.calls.begin() + 2) ==
           std::vector{withoutSigpipe, withoutSigpipe});
     CHECK(sendWithoutSigpipe(one, "abc") == 3);
