@@ -5,21 +5,21 @@
 
 #include "support/ascii.h"
 #include "support/graphemes.h"
+#include "support/sha256.h"
 #include "support/utf8.h"
 
 namespace sorvane::ImageReferences {
 
 namespace {
 
-constexpr std::size_t digestLength = 64;
-constexpr std::size_t referenceLength = prefix.size() + digestLength;
+constexpr std::size_t referenceLength = prefix.size() + Sha256::textLength;
 
 // Whether the text right after a prefix is that of a reference.
 bool hasDigest(std::string_view text) {
-    const std::string_view digest = text.substr(0, digestLength);
-    return digest.size() == digestLength &&
+    const std::string_view digest = text.substr(0, Sha256::textLength);
+    return digest.size() == Sha256::textLength &&
            std::all_of(digest.begin(), digest.end(), ascii::isHexDigit) &&
-           (text.size() == digestLength || !ascii::isLetterOrDigit(text[digestLength]));
+           (text.size() == Sha256::textLength || !ascii::isLetterOrDigit(text[Sha256::textLength]));
 }
 
 // std::string_view::find stops at every `s`, four characters in a hundred; memmem takes a quarter
@@ -59,7 +59,7 @@ std::vector<std::string_view> inPrompt(std::string_view prompt) {
         // No prefix begins inside another or inside a digest, so nothing is missed after a failure.
         std::size_t next = start + prefix.size();
         if (hasDigest(prompt.substr(next))) {
-            next += digestLength;
+            next += Sha256::textLength;
             if (isWholeGraphemes(prompt, start, referenceLength))
                 references.push_back(prompt.substr(start, referenceLength));
         }
@@ -71,7 +71,7 @@ std::vector<std::string_view> inPrompt(std::string_view prompt) {
 std::optional<std::string> assetHash(std::string_view reference) {
     if (!reference.starts_with(prefix)) return std::nullopt;
     const std::string_view digest = reference.substr(prefix.size());
-    if (digest.size() != digestLength || !hasDigest(digest)) return std::nullopt;
+    if (digest.size() != Sha256::textLength || !hasDigest(digest)) return std::nullopt;
     return graphemes::lowercased(digest);
 }
 

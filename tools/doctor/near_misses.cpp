@@ -4,6 +4,7 @@
 
 #include "hook/image_references.h"
 #include "support/ascii.h"
+#include "support/sha256.h"
 #include "support/utf8.h"
 
 namespace sorvane::doctor {
@@ -12,7 +13,6 @@ namespace {
 
 constexpr std::string_view scheme = "sorvane:";
 constexpr std::string_view prefix = ImageReferences::prefix;
-constexpr std::size_t hashLength = 64;
 constexpr std::size_t maxExcerpt = 120;
 
 bool equalsAnyCase(char left, char right) { return ascii::toLower(left) == ascii::toLower(right); }
@@ -44,7 +44,7 @@ std::string reason(std::string_view text) {
     text.remove_prefix(prefix.size());
     const auto end = std::find_if_not(text.begin(), text.end(), ascii::isHexDigit);
     const auto digits = static_cast<std::size_t>(end - text.begin());
-    if (digits != hashLength)
+    if (digits != Sha256::textLength)
         return std::to_string(digits) + " hexadecimal digits" +
                (end == text.end() ? "" : " before " + quoted(*end)) + ", and a reference has 64";
     if (end != text.end() && ascii::isLetterOrDigit(*end))
