@@ -8,16 +8,13 @@
 #include "identity/decoder_process.h"
 #include "identity/decoder_program.h"
 #include "support/helper_io.h"
-#include "support/utf8.h"
 #include "tools/doctor/checks.h"
 #include "tools/doctor/decoded_formats.h"
+#include "tools/doctor/file_explanation.h"
 
 namespace sorvane::doctor {
 
 namespace {
-
-// Six short lines.
-constexpr std::size_t maxExplanation = 4096;
 
 std::string bytesOf(const TinyPicture& picture) {
     const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
@@ -39,14 +36,10 @@ bool goesThrough(std::string_view program, const TinyPicture& picture) {
 
 // Why a program decodes nothing, in its own words after a colon; empty when it has none.
 std::string reasonOf(std::string_view program, const TinyPicture& picture) {
-    constexpr std::string_view key = "reason ";
     DecoderProcess decoder(program, DecoderProcess::Clock::time_point::max(), {"explain"});
     decoder.write(bytesOf(picture));
-    const std::string words = decoder.text(maxExplanation).value_or("");
-    const std::size_t begin = words.find(key);
-    if (begin == words.npos) return "";
-    const std::string reason = words.substr(begin + key.size());
-    return ": " + utf8::repaired(reason.substr(0, reason.find('\n')));
+    const std::string reason = reasonIn(decoder.text(maxExplanation).value_or(""));
+    return reason.empty() ? "" : ": " + reason;
 }
 
 std::string listed(const std::vector<std::string_view>& names) {

@@ -22,9 +22,6 @@ using nlohmann::json;
 
 constexpr std::size_t pieceSize = 131'072;
 
-// Six short lines.
-constexpr std::size_t maxExplanation = 4096;
-
 constexpr std::string_view noAnswer =
     "the decoder ended without a word: it is missing, or it took more than 10 seconds or more "
     "memory than it may";
@@ -67,6 +64,12 @@ void addWords(json& explanation, const std::string& words) {
 
 } // namespace
 
+std::string reasonIn(const std::string& explanation) {
+    json members = json::object();
+    addWords(members, explanation);
+    return members.value("reason", "");
+}
+
 json explainFile(const std::filesystem::path& file) {
     json explanation = {{"identity", HelperIO::attachmentIdentity(file)}};
     addWords(explanation, decodersWords(file));
@@ -79,9 +82,8 @@ json explainFile(const std::filesystem::path& file) {
 }
 
 std::string missingPixelsReason(const std::filesystem::path& file) {
-    json explanation;
-    addWords(explanation, decodersWords(file));
-    return explanation.value("reason", std::string(noAnswer));
+    const std::string reason = reasonIn(decodersWords(file));
+    return reason.empty() ? std::string(noAnswer) : reason;
 }
 
 } // namespace sorvane::doctor
