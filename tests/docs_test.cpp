@@ -47,7 +47,7 @@ const std::map<std::string, std::vector<RoundTrip>> pages{
     {"README.md", {}}, // the index
     {"agent-manifest.md", {asRecord<AgentManifest>}},
     {"agents.md", std::vector<RoundTrip>(6, asWritten)}, // a configuration of each agent with hooks
-    {"doctor.md", {asJSON, asJSON, asJSON}},             // a run without words, "event", "identity"
+    {"doctor.md", {asJSON, asJSON, asJSON}},             // without a command, "event", "identity"
     {"history-entry.md", {asRecord<HelperEntry>}},
     {"hook-event.md", {asJSON, asJSON, asJSON}}, // the event; two forms of the answer
     {"image-formats.md", {}},                    // a table and no sample

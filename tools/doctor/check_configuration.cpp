@@ -144,7 +144,7 @@ class EntriesCheck {
             return {"hook entry",
                     Status::unknown,
                     unreadableText(),
-                    "Mend that file, unless " + std::string(configuration_.agent.name) +
+                    "Repair that file, unless " + std::string(configuration_.agent.name) +
                         " reads it as it is, and see that it holds the hook's entry.",
                     "",
                     expected()};

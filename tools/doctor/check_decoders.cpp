@@ -25,7 +25,7 @@ std::string bytesOf(const TinyPicture& picture) {
     return bytes;
 }
 
-bool goesThrough(std::string_view program, const TinyPicture& picture) {
+bool decodes(std::string_view program, const TinyPicture& picture) {
     DecoderProcess decoder(program);
     decoder.write(bytesOf(picture));
     const auto answer = decoder.answer();
@@ -69,7 +69,7 @@ Finding checkDecoder(const std::string& program) {
     std::vector<std::string_view> good;
     std::vector<std::string_view> bad;
     for (const TinyPicture& picture : picturesFor(program))
-        (goesThrough(program, picture) ? good : bad).push_back(picture.name);
+        (decodes(program, picture) ? good : bad).push_back(picture.name);
     if (good.empty())
         return failed(program,
                       "(" + found->native() + ") decodes nothing" +

@@ -28,7 +28,7 @@ constexpr std::string_view noAnswer =
 
 // What the decoder says of the file, or a reason of our own. This decoding may end otherwise than
 // the one for the identity: the file may have changed, or memory may be short.
-std::string decodersWords(const std::filesystem::path& file) {
+std::string decoderExplanation(const std::filesystem::path& file) {
     FileReader reader(file);
     std::string piece(pieceSize, '\0');
     std::size_t count = reader.read(std::span(piece));
@@ -41,8 +41,8 @@ std::string decodersWords(const std::filesystem::path& file) {
     return decoder.text(maxExplanation).value_or("reason " + std::string(noAnswer) + '\n');
 }
 
-void addWords(json& explanation, const std::string& words) {
-    std::istringstream lines(words);
+void addExplanation(json& members, const std::string& explanation) {
+    std::istringstream lines(explanation);
     for (std::string line; std::getline(lines, line);) {
         const std::size_t blank = line.find(' ');
         if (blank == line.npos) continue;
@@ -52,12 +52,12 @@ void addWords(json& explanation, const std::string& words) {
         std::int64_t first = 0;
         std::int64_t second = 0;
         if (key == "size" && numbers >> first >> second) {
-            explanation["width"] = first;
-            explanation["height"] = second;
+            members["width"] = first;
+            members["height"] = second;
         } else if (key == "orientation" && numbers >> first) {
-            explanation["orientation"] = first;
+            members["orientation"] = first;
         } else if (key == "format" || key == "colour" || key == "reason") {
-            explanation[key] = value;
+            members[key] = value;
         }
     }
 }
@@ -66,13 +66,13 @@ void addWords(json& explanation, const std::string& words) {
 
 std::string reasonIn(const std::string& explanation) {
     json members = json::object();
-    addWords(members, explanation);
+    addExplanation(members, explanation);
     return members.value("reason", "");
 }
 
 json explainFile(const std::filesystem::path& file) {
     json explanation = {{"identity", HelperIO::attachmentIdentity(file)}};
-    addWords(explanation, decodersWords(file));
+    addExplanation(explanation, decoderExplanation(file));
     const bool hasPixels = anyMember(explanation["identity"], "pixelHash") != nullptr;
     if (hasPixels)
         explanation.erase("reason");
@@ -82,7 +82,7 @@ json explainFile(const std::filesystem::path& file) {
 }
 
 std::string missingPixelsReason(const std::filesystem::path& file) {
-    const std::string reason = reasonIn(decodersWords(file));
+    const std::string reason = reasonIn(decoderExplanation(file));
     return reason.empty() ? std::string(noAnswer) : reason;
 }
 

@@ -7,7 +7,7 @@ namespace sorvane::doctor {
 
 enum class Status {
     ok,
-    warning, ///< works, but should be mended
+    warning, ///< works, but should be fixed
     failed,  ///< something needs doing
     unknown, ///< nothing here can tell
 };

@@ -143,7 +143,7 @@ class MendedStage(DoctorStage):
         r'[Ii]n (.*), replace the line that begins with "const command =" by this one\.': replace_line,
         r"Merge this into (.*), and keep what is there\.": merge,
         r"Write this into a new file (.*)\.": write_new,
-        r"Mend that file, unless (.*) reads it as it is, and see that it holds the hook's entry\.": rewrite,
+        r"Repair that file, unless (.*) reads it as it is, and see that it holds the hook's entry\.": rewrite,
         r'In (.*), set "(.*)" of the hook\'s entry to (\d+) or more, or take it out\.': set_timeout,
         r"In (.*), move the hook's entry from (.*) to (.*)\.": move,
         r'In (.*), take "(.*)" out(?: of the hook\'s entry)?\.': take_out,
