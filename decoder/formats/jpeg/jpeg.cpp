@@ -25,7 +25,6 @@ using namespace std::string_view_literals;
 
 constexpr int exifMarker = JPEG_APP0 + 1;
 constexpr int iccMarker = JPEG_APP0 + 2;
-constexpr std::string_view exifName = "Exif\0\0"sv;
 constexpr std::string_view iccName = "ICC_PROFILE\0"sv;
 constexpr std::size_t maxMarkerLength = 65'533;
 
@@ -176,8 +175,8 @@ boolean JpegDecoder::takeMarker(j_decompress_ptr jpeg) {
 
 void JpegDecoder::useMarker(int marker, std::span<const std::uint8_t> body) {
     const std::string_view text(reinterpret_cast<const char*>(body.data()), body.size());
-    if (marker == exifMarker && !orientation_ && text.starts_with(exifName))
-        orientation_ = exifOrientation(body.subspan(exifName.size()));
+    if (marker == exifMarker && !orientation_ && text.starts_with(exifPrefix))
+        orientation_ = exifOrientation(body.subspan(exifPrefix.size()));
     if (marker == iccMarker && text.starts_with(iccName))
         profile_.add(body.subspan(iccName.size()));
 }

@@ -16,10 +16,6 @@ namespace sorvane::decoder {
 
 namespace {
 
-using namespace std::string_view_literals;
-
-constexpr std::string_view exifName = "Exif\0\0"sv;
-
 // The flags of the extended header.
 constexpr unsigned profileAnnounced = 0x20;
 constexpr unsigned exifAnnounced = 0x08;
@@ -178,15 +174,15 @@ void ContainerReader::takeProfile(const RiffChunk& chunk) {
     if (file_.read(profile.bytes) == chunk.size) picture_.colour.emplace_back(std::move(profile));
 }
 
-// Some writers put the name before the data that they have in a JPEG. Data that are cut short do
+// Some writers put the prefix before the data that they have in a JPEG. Data that are cut short do
 // not count; the search then goes on and finds the end of the file.
 void ContainerReader::takeExif(const RiffChunk& chunk) {
     if (orientation_) return;
     std::vector<std::uint8_t> bytes(std::min<std::size_t>(chunk.size, maxExifLength));
     if (file_.read(bytes) != bytes.size()) return;
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    const std::size_t name = text.starts_with(exifName) ? exifName.size() : 0;
-    orientation_ = exifOrientation(std::span(bytes).subspan(name));
+    const std::size_t prefix = text.starts_with(exifPrefix) ? exifPrefix.size() : 0;
+    orientation_ = exifOrientation(std::span(bytes).subspan(prefix));
 }
 
 } // namespace
