@@ -69,6 +69,8 @@ constexpr int neededSeconds(const Agent& agent) {
     return agent.attachments == Attachments::files ? 24 : 4;
 }
 
+inline constexpr int codexDefaultTimeout = 600; ///< seconds
+
 inline constexpr std::array agents = {
     Agent{
         .identifier = "claude-code",
@@ -95,7 +97,7 @@ inline constexpr std::array agents = {
         .form = EntryForm::grouped,
         .timeoutKey = "timeout",
         .timeoutUnit = TimeoutUnit::seconds,
-        .defaultTimeout = 600,
+        .defaultTimeout = codexDefaultTimeout,
         .attachments = Attachments::none,
         .trust = Trust::eachHook,
         .commandEnding = "",

@@ -7,16 +7,15 @@
 
 #include "identity/file_identity.h"
 #include "support/json.h"
+#include "tools/doctor/agents.h"
 
 namespace sorvane::doctor {
 
 namespace {
 
-constexpr std::int64_t defaultTimeout = 600;
-
 // The digest that codex notes: of the entry with its defaults filled in, keys in their order.
 std::string trustedHash(const HookEntry& entry) {
-    const double seconds = std::clamp(entry.timeout.value_or(defaultTimeout), 1.0, 1e15);
+    const double seconds = std::clamp(entry.timeout.value_or(codexDefaultTimeout), 1.0, 1e15);
     nlohmann::json handler = {{"type", "command"},
                               {"command", entry.command},
                               {"timeout", static_cast<std::int64_t>(std::trunc(seconds))},
