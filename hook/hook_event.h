@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -10,6 +11,10 @@
 /// What the hook takes out of an agent's event. A member of another kind than the one expected
 /// counts as absent; the views last as long as the event. docs/hook-event.md shows one.
 namespace sorvane::hookEvent {
+
+/// Under which keys an event names its session and its turn: the first one that holds a text.
+inline constexpr std::array<std::string_view, 2> sessionKeys = {"session_id", "conversation_id"};
+inline constexpr std::array<std::string_view, 2> turnKeys = {"turn_id", "generation_id"};
 
 std::string_view prompt(const nlohmann::json& event);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "hook/hook_event.h"
 #include "support/json.h"
 
 namespace sorvane::resolveRequest {
@@ -29,11 +30,12 @@ std::string dimensions(const nlohmann::json& image) {
 
 nlohmann::json requestFields(std::vector<nlohmann::json> identities, std::string_view workspaceRoot,
                              const nlohmann::json& event) {
+    using hookEvent::sessionKeys, hookEvent::turnKeys;
     nlohmann::json fields = {{"workspaceRoot", workspaceRoot}};
     fields["attachments"] = std::move(identities);
-    if (const auto session = textMember(event, "session_id", "conversation_id"))
+    if (const auto session = textMember(event, sessionKeys[0], sessionKeys[1]))
         fields["sessionID"] = *session;
-    if (const auto turn = textMember(event, "turn_id", "generation_id")) fields["turnID"] = *turn;
+    if (const auto turn = textMember(event, turnKeys[0], turnKeys[1])) fields["turnID"] = *turn;
     return fields;
 }
 

@@ -3,6 +3,7 @@
 
 #include "tools/doctor/event_report.h"
 
+#include <array>
 #include <exception>
 #include <optional>
 #include <stdexcept>
@@ -109,10 +110,10 @@ json nearMissReports(std::string_view prompt) {
 }
 
 // A text of the event, and the key it came from.
-std::optional<json> keyed(const json& event, std::string_view key, std::string_view fallback) {
-    for (const std::string_view one : {key, fallback})
-        if (const auto text = textMember(event, one))
-            return std::make_optional<json>({{"key", one}, {"value", *text}});
+std::optional<json> keyed(const json& event, const std::array<std::string_view, 2>& keys) {
+    for (const std::string_view key : keys)
+        if (const auto text = textMember(event, key))
+            return std::make_optional<json>({{"key", key}, {"value", *text}});
     return std::nullopt;
 }
 
@@ -153,8 +154,8 @@ nlohmann::json eventReport(const nlohmann::json& event, const std::string& agent
     if (root)
         report["workspaceRoot"] = {{"key", textMember(event, "cwd") ? "cwd" : "workspace_roots"},
                                    {"value", *root}};
-    if (auto session = keyed(event, "session_id", "conversation_id")) report["session"] = *session;
-    if (auto turn = keyed(event, "turn_id", "generation_id")) report["turn"] = *turn;
+    if (auto session = keyed(event, hookEvent::sessionKeys)) report["session"] = *session;
+    if (auto turn = keyed(event, hookEvent::turnKeys)) report["turn"] = *turn;
 
     auto identities = references.empty() ? identitiesOf(report["attachments"])
                                          : hookEvent::identities(references, event);
