@@ -20,7 +20,6 @@
 #include "hook/prompt_hook_observation.h"
 #include "hook/resolve_request.h"
 #include "integration/credential_validator.h"
-#include "support/absolute_path.h"
 #include "support/descriptor_io.h"
 #include "support/helper_failure.h"
 #include "support/helper_io.h"
@@ -121,7 +120,7 @@ class Run {
 void run(std::span<char* const> arguments, Streams streams) {
     const Invocation invocation = readInvocation(arguments);
     const auto credential = CredentialValidator().validate(invocation.agent, invocation.clientID,
-                                                           absolutePath(invocation.credentialFile));
+                                                           invocation.credentialFile);
     if (const auto event = readEvent(streams.input))
         Run({invocation.agent, invocation.clientID, credential.token}, streams.output)
             .resolve(*event);

@@ -19,15 +19,15 @@ CredentialValidator::validate(std::string_view agent, std::string_view clientID,
         throw HelperFailure::invalidRequest("Invalid agent identifier.");
     const auto manifest = HelperIO::readJSON<AgentManifest>(paths.agentFile(agent, ".json"));
 
-    const bool samePath =
-        isTesting() || manifest.credentialPath == absolutePath(credentialFile.native()).native();
+    const auto file = absolutePath(credentialFile.native());
+    const bool samePath = isTesting() || manifest.credentialPath == file.native();
     if (manifest.agent != agent || manifest.clientID != clientID || !samePath)
         throw HelperFailure::invalidRequest(
             "Client identity does not match the managed registration.");
 
     // The digest is checked before the form: a file that the application did not issue is reported
     // as invalid, whatever it contains.
-    SecretText token = readFile(credentialFile);
+    SecretText token = readFile(file);
     if (Sha256::hexOf(token) != manifest.credentialHash)
         throw HelperFailure::invalidRequest("Client credential is invalid.");
     if (token.empty() || !utf8::isValid(token))
