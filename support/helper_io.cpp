@@ -20,6 +20,9 @@ namespace {
 // The usual mode of a new file, from which the system takes the process's umask away.
 constexpr mode_t defaultMode = 0666;
 
+// A reader that stopped reading must not hold up the prompt.
+constexpr std::chrono::seconds lineTimeout{5};
+
 [[noreturn]] void fail(int reason, const std::filesystem::path& path) {
     throw std::system_error(reason, std::generic_category(), path.native());
 }
@@ -35,8 +38,10 @@ void writeNewFile(const std::filesystem::path& path, std::string_view bytes) {
     }
 }
 
-// A reader that stopped reading must not hold up the prompt.
-constexpr std::chrono::seconds lineTimeout{5};
+void writeWithLineFeed(std::string text, int descriptor) {
+    text += '\n';
+    writeWithin(lineTimeout, descriptor, text);
+}
 
 } // namespace
 
@@ -63,10 +68,7 @@ void restrictPermissions(const std::filesystem::path& path, std::int16_t permiss
 }
 
 void writeLine(const nlohmann::json& value, int descriptor) noexcept try {
-    if (!value.is_structured()) return;
-    std::string line = jsonText(value);
-    line += '\n';
-    writeWithin(lineTimeout, descriptor, line);
+    if (value.is_structured()) writeWithLineFeed(jsonText(value), descriptor);
 } catch (...) {
     // A line that cannot be made is not printed.
 }
@@ -83,9 +85,7 @@ std::string shellQuoted(std::string_view text) {
 }
 
 void error(std::string_view message, int descriptor) noexcept try {
-    std::string line(message);
-    line += '\n';
-    writeWithin(lineTimeout, descriptor, line);
+    writeWithLineFeed(std::string(message), descriptor);
 } catch (...) {
     // Without memory for the line nothing is printed.
 }
