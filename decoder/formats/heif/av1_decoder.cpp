@@ -40,6 +40,16 @@ int supports(heif_compression_format format) {
     return format == heif_compression_AV1 ? decoderPriority : 0;
 }
 
+/// The sides of the chroma planes that are half as long as those of luma.
+struct Halved {
+    bool width;
+    bool height;
+};
+
+Halved halvedBy(Dav1dPixelLayout layout) {
+    return {layout != DAV1D_PIXEL_LAYOUT_I444, layout == DAV1D_PIXEL_LAYOUT_I420};
+}
+
 // Allocates as dav1d does itself, but cleared: sides of whole superblocks, and rows that do not all
 // fall into the same set of the processor's cache.
 int allocate(Dav1dPicture* picture, void*) {
@@ -50,13 +60,12 @@ int allocate(Dav1dPicture* picture, void*) {
         return stride % 1024 == 0 ? stride + planeAlignment : stride;
     };
     const bool grey = picture->p.layout == DAV1D_PIXEL_LAYOUT_I400;
-    const bool halfWidth = picture->p.layout != DAV1D_PIXEL_LAYOUT_I444;
-    const bool halfHeight = picture->p.layout == DAV1D_PIXEL_LAYOUT_I420;
+    const Halved halved = halvedBy(picture->p.layout);
     const std::size_t width = wholeBlocks(picture->p.w) * (picture->p.bpc > 8 ? 2 : 1);
     const std::size_t height = wholeBlocks(picture->p.h);
     const std::size_t luma = spread(width);
-    const std::size_t chroma = grey ? 0 : spread(halfWidth ? width / 2 : width);
-    const std::size_t chromaPlane = chroma * (halfHeight ? height / 2 : height);
+    const std::size_t chroma = grey ? 0 : spread(halved.width ? width / 2 : width);
+    const std::size_t chromaPlane = chroma * (halved.height ? height / 2 : height);
     std::uint8_t* planes = allocatePlanes(luma * height + 2 * chromaPlane + planeAlignment);
     if (planes == nullptr) return DAV1D_ERR(ENOMEM);
     picture->allocator_data = picture->data[0] = planes;
@@ -127,14 +136,13 @@ CodedPicture described(const Picture& picture) {
     CodedPicture described;
     described.chroma = chromaOf(picture.p.layout);
     described.bits = picture.p.bpc;
-    const bool halfWidth = picture.p.layout != DAV1D_PIXEL_LAYOUT_I444;
-    const bool halfHeight = picture.p.layout == DAV1D_PIXEL_LAYOUT_I420;
+    const Halved halved = halvedBy(picture.p.layout);
     for (std::size_t i = 0; i < 3; ++i) {
         const bool colour = i > 0;
         described.planes[i] = {static_cast<const std::uint8_t*>(picture.data[i]),
                                picture.stride[colour ? 1 : 0],
-                               colour && halfWidth ? (picture.p.w + 1) / 2 : picture.p.w,
-                               colour && halfHeight ? (picture.p.h + 1) / 2 : picture.p.h};
+                               colour && halved.width ? (picture.p.w + 1) / 2 : picture.p.w,
+                               colour && halved.height ? (picture.p.h + 1) / 2 : picture.p.h};
     }
     described.primaries = picture.seq_hdr->pri;
     described.transfer = picture.seq_hdr->trc;

@@ -27,9 +27,7 @@ namespace {
 
 using Context = std::unique_ptr<heif_context, Release<heif_context_free>>;
 using Handle = std::unique_ptr<heif_image_handle, Release<heif_image_handle_release>>;
-using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;
 using Options = std::unique_ptr<heif_decoding_options, Release<heif_decoding_options_free>>;
-using Nclx = std::unique_ptr<heif_color_profile_nclx, Release<heif_nclx_color_profile_free>>;
 
 bool good(const heif_error& error) { return error.code == heif_error_Ok; }
 

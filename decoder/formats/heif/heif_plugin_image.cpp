@@ -3,10 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <utility>
-
-#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
 
@@ -27,9 +24,6 @@ bool takeFromAllowance(Size size) {
     pixelsTaken += std::uint64_t{size.width} * size.height;
     return ++picturesTaken <= maxCodedPictures && pixelsTaken <= maxCodedPixels;
 }
-
-using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;
-using Nclx = std::unique_ptr<heif_color_profile_nclx, Release<heif_nclx_color_profile_free>>;
 
 bool copyPlane(const CodedPicture::Plane& from, heif_channel channel, int bits, heif_image* image) {
     if (from.samples == nullptr || from.width <= 0 || from.height <= 0 ||

@@ -3,13 +3,18 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include <libheif/heif.h>
 
 #include "decoder/picture/geometry.h"
+#include "support/c_deleter.h"
 
 namespace sorvane::decoder {
+
+using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;
+using Nclx = std::unique_ptr<heif_color_profile_nclx, Release<heif_nclx_color_profile_free>>;
 
 /// A picture as the video decoders describe it, in their own memory.
 struct CodedPicture {
