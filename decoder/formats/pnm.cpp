@@ -9,6 +9,7 @@
 
 #include "decoder/formats/whole_rows.h"
 #include "decoder/input/sequential_reader.h"
+#include "support/ascii.h"
 
 namespace sorvane::decoder {
 
@@ -23,7 +24,6 @@ constexpr std::uint32_t maxNumber = 4'000'000'000;
 constexpr std::uint32_t maxMaximum = 65'535;
 
 bool isSpace(std::uint8_t byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
-bool isDigit(std::uint8_t byte) { return byte >= '0' && byte <= '9'; }
 
 /// How the values of a row are written.
 enum class Form : std::uint8_t { textBits, text, packedBits, bytes };
@@ -61,9 +61,9 @@ class TextReader {
     /// The next number; takes the white space of one byte after it too, if the file goes on.
     std::optional<std::uint32_t> number() {
         auto next = visible();
-        if (!next || !isDigit(*next)) return std::nullopt;
+        if (!next || !ascii::isDigit(static_cast<char>(*next))) return std::nullopt;
         std::uint64_t value = 0;
-        for (; next && isDigit(*next); next = byte()) {
+        for (; next && ascii::isDigit(static_cast<char>(*next)); next = byte()) {
             value = 10 * value + (*next - std::uint64_t{'0'});
             if (value > maxNumber) return std::nullopt;
         }
@@ -148,7 +148,7 @@ class PamHeader {
     static bool takeNumber(std::uint32_t& number, std::string_view digits) {
         std::uint64_t value = 0;
         for (const char digit : digits) {
-            if (!isDigit(static_cast<std::uint8_t>(digit)) || value > maxNumber / 10) return false;
+            if (!ascii::isDigit(digit) || value > maxNumber / 10) return false;
             value = 10 * value + static_cast<std::uint64_t>(digit - '0');
         }
         number = static_cast<std::uint32_t>(value);
