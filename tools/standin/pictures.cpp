@@ -7,6 +7,7 @@
 
 #include "identity/file_identity.h"
 #include "identity/image_formats.h"
+#include "identity/image_signatures.h"
 #include "support/file_reader.h"
 #include "support/helper_io.h"
 #include "support/json.h"
@@ -23,16 +24,13 @@ constexpr std::string_view copiesDirectory = ".sorvane";
 // 64 bits of the digest tell the pictures of one workspace apart and keep the names readable.
 constexpr std::size_t nameLength = 16;
 
-// Longer than every signature.
-constexpr std::size_t firstBytesLength = 64;
-
 struct FileType {
     std::string_view uti;
     std::string_view extension;
 };
 
 FileType fileType(const fs::path& file) {
-    std::array<char, firstBytesLength> beginning;
+    std::array<char, signatures::length> beginning;
     const std::size_t length = FileReader(file).read(std::span(beginning));
     const auto row = imageFormat(std::string_view(beginning.data(), length));
     if (row && row->format == ImageFormat::png) return {"public.png", "png"};
