@@ -90,6 +90,7 @@ class Options {
 // file's name.
 bool isAgent(std::string_view agent) { return AgentIdentifier::isValid(agent) || agent == "test"; }
 
+// Not HelperPaths: the root is an option here, whatever the mode.
 fs::path manifestPath(const fs::path& root, std::string_view agent) {
     return root / "Integrations/Agents" / (std::string(agent) + ".json");
 }
@@ -209,10 +210,10 @@ struct Service {
     Application application;
     std::optional<fs::path> log;
     std::optional<std::string> cannedAnswer;
-    Manner manner;
+    Behaviour behaviour;
 
-    void attend(Client& client) const {
-        if (manner.hangsUpEarly) return;
+    void serveOne(Client& client) const {
+        if (behaviour.hangsUpEarly) return;
         const auto line = client.readLine();
         if (!line) return;
         if (log) appendToLog(*line);
@@ -221,8 +222,9 @@ struct Service {
         const auto requestID = textMember(request, "requestID");
         if (!requestID) throw std::runtime_error("the request has no ID to answer to");
         const std::string id(*requestID);
-        manner.give(client, {id, cannedAnswer ? withRequestID(*cannedAnswer, id)
-                                              : jsonText(application.answer(request, id)) + '\n'});
+        behaviour.answer(client,
+                         {id, cannedAnswer ? withRequestID(*cannedAnswer, id)
+                                           : jsonText(application.answer(request, id)) + '\n'});
     }
 
     void appendToLog(std::string_view line) const {
@@ -238,14 +240,14 @@ Service service(const Options& options, const fs::path& root) {
         return text ? std::optional(absolutePath(*text)) : std::nullopt;
     };
     const auto kind = options.value("--misbehave");
-    const auto manner = kind ? misbehaviour(*kind) : rightManner();
-    if (!manner) throw UsageError("unknown misbehaviour " + *kind);
+    const auto behaviour = kind ? misbehaviour(*kind) : correctBehaviour();
+    if (!behaviour) throw UsageError("unknown misbehaviour " + *kind);
     const auto images = path("--images");
     const auto canned = path("--answer");
     return {.application = {root, images ? Pictures(*images) : Pictures()},
             .log = path("--log"),
             .cannedAnswer = canned ? std::optional(readFile(*canned)) : std::nullopt,
-            .manner = *manner};
+            .behaviour = *behaviour};
 }
 
 void serve(const Options& options) {
@@ -257,7 +259,7 @@ void serve(const Options& options) {
         while (true) {
             Client client = listener.accept();
             try {
-                service.attend(client);
+                service.serveOne(client);
             } catch (const std::exception& failure) {
                 std::cerr << "sorvane-standin: client dropped: " << failure.what() << std::endl;
             }

@@ -26,9 +26,9 @@ constexpr std::chrono::milliseconds shortPause = 5ms;
 // One pause is within the client's 2 seconds, two are not.
 constexpr std::chrono::milliseconds slowPause = 1200ms;
 
-void giveWhole(Client& client, const Reply& reply) { client.send(reply.text); }
+void answerWhole(Client& client, const Reply& reply) { client.send(reply.text); }
 
-void givePieces(Client& client, const Reply& reply) {
+void answerInPieces(Client& client, const Reply& reply) {
     const std::size_t size = reply.text.size() / pieceCount + 1;
     for (std::size_t start = 0; start < reply.text.size(); start += size) {
         client.pause(shortPause);
@@ -36,7 +36,7 @@ void givePieces(Client& client, const Reply& reply) {
     }
 }
 
-void giveSlowHalves(Client& client, const Reply& reply) {
+void answerInSlowHalves(Client& client, const Reply& reply) {
     const std::string_view text = reply.text;
     client.pause(slowPause);
     client.send(text.substr(0, text.size() / 2));
@@ -51,13 +51,13 @@ std::string_view withoutLineFeed(std::string_view text) {
 
 // The right answer, padded with blanks so that nothing but its size is wrong: with `last` it is one
 // byte too large.
-void giveOversized(Client& client, const Reply& reply, char last) {
+void answerOversized(Client& client, const Reply& reply, char last) {
     std::string text(withoutLineFeed(reply.text));
     text.resize(std::max(text.size(), maxAnswer), ' ');
     client.send(text + last);
 }
 
-void giveWithWrongID(Client& client, const Reply& reply) {
+void answerWithWrongID(Client& client, const Reply& reply) {
     std::string text = reply.text;
     const std::size_t offset = text.find(reply.requestID);
     if (offset != text.npos)
@@ -65,24 +65,24 @@ void giveWithWrongID(Client& client, const Reply& reply) {
     client.send(text);
 }
 
-void giveUnterminated(Client& client, const Reply& reply) {
+void answerUnterminated(Client& client, const Reply& reply) {
     client.send(withoutLineFeed(reply.text));
     client.pause(timeout);
 }
 
-Manner refusing(std::optional<std::string> error) {
+Behaviour refusing(std::optional<std::string> error) {
     return {[error](Client& client, const Reply& reply) {
         client.send(jsonText(refusal(reply.requestID, error)) + '\n');
     }};
 }
 
-std::optional<Manner> delaying(std::string_view milliseconds) {
+std::optional<Behaviour> delaying(std::string_view milliseconds) {
     int count = 0;
     const char* end = milliseconds.data() + milliseconds.size();
     const auto [rest, failure] = std::from_chars(milliseconds.data(), end, count);
     if (failure != std::errc{} || rest != end || count < 0 || count > maxDelay.count())
         return std::nullopt;
-    return Manner{[count](Client& client, const Reply& reply) {
+    return Behaviour{[count](Client& client, const Reply& reply) {
         client.pause(std::chrono::milliseconds(count));
         client.send(reply.text);
     }};
@@ -90,21 +90,22 @@ std::optional<Manner> delaying(std::string_view milliseconds) {
 
 struct Named {
     std::string_view name;
-    void (*give)(Client&, const Reply&);
+    void (*answer)(Client&, const Reply&);
 };
 
 constexpr std::array plainKinds = {
     Named{"silence", [](Client& client, const Reply&) { client.pause(timeout); }},
-    Named{"pieces", givePieces},
-    Named{"pieces-slow", giveSlowHalves},
+    Named{"pieces", answerInPieces},
+    Named{"pieces-slow", answerInSlowHalves},
     Named{"nonsense", [](Client& client, const Reply&) { client.send("this is not JSON\n"); }},
-    Named{"oversized", [](Client& client, const Reply& r) { giveOversized(client, r, ' '); }},
-    Named{"oversized-line", [](Client& client, const Reply& r) { giveOversized(client, r, '\n'); }},
-    Named{"wrong-id", giveWithWrongID},
+    Named{"oversized", [](Client& client, const Reply& r) { answerOversized(client, r, ' '); }},
+    Named{"oversized-line",
+          [](Client& client, const Reply& r) { answerOversized(client, r, '\n'); }},
+    Named{"wrong-id", answerWithWrongID},
     Named{"hang-up", [](Client&, const Reply&) {}},
     Named{"cut",
           [](Client& client, const Reply& r) { client.send(r.text.substr(0, r.text.size() / 2)); }},
-    Named{"unterminated", giveUnterminated},
+    Named{"unterminated", answerUnterminated},
 };
 
 std::optional<std::string_view> after(std::string_view prefix, std::string_view text) {
@@ -114,12 +115,12 @@ std::optional<std::string_view> after(std::string_view prefix, std::string_view 
 
 } // namespace
 
-Manner rightManner() { return {giveWhole}; }
+Behaviour correctBehaviour() { return {answerWhole}; }
 
-std::optional<Manner> misbehaviour(std::string_view kind) {
+std::optional<Behaviour> misbehaviour(std::string_view kind) {
     for (const Named& plain : plainKinds)
-        if (plain.name == kind) return Manner{plain.give};
-    if (kind == "hang-up-early") return Manner{nullptr, true};
+        if (plain.name == kind) return Behaviour{plain.answer};
+    if (kind == "hang-up-early") return Behaviour{nullptr, true};
     if (kind == "refuse") return refusing("The stand-in refuses every request.");
     if (kind == "refuse-mute") return refusing(std::nullopt);
     if (const auto error = after("refuse:", kind)) return refusing(std::string(*error));

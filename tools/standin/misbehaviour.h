@@ -18,18 +18,18 @@ struct Reply {
 };
 
 /// How a client gets its answer: correctly, or with one misbehaviour. The connection is closed when
-/// it returns. Only the manner with `hangsUpEarly` does not even read the request.
-struct Manner {
-    std::function<void(Client&, const Reply&)> give;
+/// `answer` returns. Only with `hangsUpEarly` is the request not even read.
+struct Behaviour {
+    std::function<void(Client&, const Reply&)> answer;
     bool hangsUpEarly = false;
 };
 
-Manner rightManner();
+Behaviour correctBehaviour();
 
-/// The manner that a text names: "silence", "delay:MS", "pieces", "pieces-slow", "nonsense",
+/// The behaviour that a text names: "silence", "delay:MS", "pieces", "pieces-slow", "nonsense",
 /// "oversized", "oversized-line", "wrong-id", "hang-up", "hang-up-early", "cut", "unterminated",
 /// "refuse", "refuse:TEXT", "refuse-mute". Nothing for any other text.
-std::optional<Manner> misbehaviour(std::string_view kind);
+std::optional<Behaviour> misbehaviour(std::string_view kind);
 
 /// "ok" false, with the text for the user when there is one.
 nlohmann::json refusal(std::string_view requestID, std::optional<std::string_view> error);
