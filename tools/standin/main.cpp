@@ -20,14 +20,11 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "identity/file_identity.h"
-#include "integration/agent_identifier.h"
 #include "integration/agent_manifest.h"
 #include "support/absolute_path.h"
 #include "support/executable_path.h"
@@ -35,6 +32,7 @@
 #include "support/helper_io.h"
 #include "support/json.h"
 #include "support/uuid.h"
+#include "tools/standin/application.h"
 #include "tools/standin/link.h"
 #include "tools/standin/misbehaviour.h"
 #include "tools/standin/pictures.h"
@@ -86,15 +84,6 @@ class Options {
     std::map<std::string_view, std::string> values_;
 };
 
-// The agent "test" is the one that helpers accept in testing mode. No other name is safe in a
-// file's name.
-bool isAgent(std::string_view agent) { return AgentIdentifier::isValid(agent) || agent == "test"; }
-
-// Not HelperPaths: the root is an option here, whatever the mode.
-fs::path manifestPath(const fs::path& root, std::string_view agent) {
-    return root / "Integrations/Agents" / (std::string(agent) + ".json");
-}
-
 void enrol(const Options& options) {
     const std::string agent = options.required("--agent");
     if (!isAgent(agent)) throw UsageError("no agent is called " + agent);
@@ -123,80 +112,6 @@ void enrol(const Options& options) {
     HelperIO::writeJSON(manifest, manifestFile);
     std::cout << "enrolled " << agent << " in " << manifestFile.native() << std::endl;
 }
-
-/// A request that the application refuses, with the text for the user.
-struct Refusal : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-/// The application's part of a request: who asks, and what is answered.
-class Application {
-  public:
-    Application(fs::path root, Pictures pictures)
-        : root_(std::move(root)), pictures_(std::move(pictures)) {}
-
-    nlohmann::json answer(const nlohmann::json& request, std::string_view requestID) const {
-        try {
-            checkClient(request);
-            const auto operation = textMember(request, "operation").value_or("");
-            if (operation != "resolve")
-                throw Refusal("The operation \"" + std::string(operation) + "\" is unknown.");
-            nlohmann::json answer = resolve(request);
-            answer.update({{"version", 1}, {"requestID", requestID}, {"ok", true}});
-            return answer;
-        } catch (const Refusal& refusal) {
-            return standin::refusal(requestID, refusal.what());
-        }
-    }
-
-  private:
-    void checkClient(const nlohmann::json& request) const {
-        if (integerMember(request, "version") != 1)
-            throw Refusal("This version of the Tandem Link is not understood.");
-        const auto agent = textMember(request, "agent").value_or("");
-        const auto credential = textMember(request, "credential").value_or("");
-        if (!isAgent(agent) || !fs::exists(manifestPath(root_, agent)))
-            throw Refusal("This agent is not registered with Sorvane.");
-        const auto manifest = HelperIO::readJSON<AgentManifest>(manifestPath(root_, agent));
-        if (textMember(request, "clientID") != manifest.clientID ||
-            HelperIO::sha256(credential) != manifest.credentialHash)
-            throw Refusal("This client is not registered with Sorvane.");
-    }
-
-    nlohmann::json resolve(const nlohmann::json& request) const {
-        const nlohmann::json noMatch = {{"matched", false}, {"images", nlohmann::json::array()}};
-        const nlohmann::json* attachments = anyMember(request, "attachments");
-        const auto workspace = textMember(request, "workspaceRoot").value_or("");
-        if (attachments == nullptr || !attachments->is_array() || attachments->empty())
-            return noMatch;
-
-        std::vector<const Picture*> found;
-        for (const nlohmann::json& identity : *attachments) {
-            const Picture* picture = identity.is_object() ? pictures_.find(identity) : nullptr;
-            if (picture == nullptr) return noMatch;
-            found.push_back(picture);
-        }
-        try {
-            nlohmann::json images = nlohmann::json::array();
-            for (const Picture* picture : found) images.push_back(image(*picture, workspace));
-            return {{"matched", true}, {"images", images}};
-        } catch (const std::exception& failure) {
-            std::cerr << "sorvane-standin: no match: " << failure.what() << std::endl;
-            return noMatch;
-        }
-    }
-
-    static nlohmann::json image(const Picture& picture, std::string_view workspace) {
-        nlohmann::json image = {{"relativePath", copyInto(workspace, picture)},
-                                {"uti", picture.uti}};
-        if (picture.width) image["width"] = *picture.width;
-        if (picture.height) image["height"] = *picture.height;
-        return image;
-    }
-
-    fs::path root_;
-    Pictures pictures_;
-};
 
 std::string withRequestID(std::string text, const std::string& requestID) {
     for (auto mark = text.find(requestIDMark); mark != text.npos;
