@@ -8,6 +8,7 @@
 #include "integration/agent_identifier.h"
 #include "tools/doctor/checks.h"
 #include "tools/doctor/codex_trust.h"
+#include "tools/doctor/expected_entry.h"
 #include "tools/doctor/hook_command.h"
 
 namespace sorvane::doctor {

@@ -1,6 +1,8 @@
 #include "tools/doctor/hook_command.h"
 
 #include <filesystem>
+#include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -9,9 +11,8 @@
 #include "identity/file_identity.h"
 #include "integration/helper_paths.h"
 #include "support/absolute_path.h"
-#include "support/helper_io.h"
-#include "support/json.h"
 #include "tools/doctor/checks.h"
+#include "tools/doctor/expected_entry.h"
 
 namespace sorvane::doctor {
 
@@ -37,14 +38,6 @@ std::string asWritten(const Agent& agent, const AgentManifest& manifest, const F
 std::string ifItDoesNotRun(std::string remedy) {
     remedy.front() = 'i';
     return "If the hook does not run: " + remedy;
-}
-
-// Quoted where a shell needs it, for people read these.
-std::string shellWord(const std::string& text) {
-    const bool plain = !text.empty() &&
-                       text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
-                                              "0123456789@%_+=:,./-") == text.npos;
-    return plain ? text : HelperIO::shellQuoted(text);
 }
 
 /// One look at a command: the first fault that stops the hook, or nothing.
@@ -168,34 +161,6 @@ class CommandCheck {
 };
 
 } // namespace
-
-std::string expectedCommand(const Agent& agent, const AgentManifest& manifest) {
-    if (agent.form == EntryForm::plugin)
-        return std::string(pluginLine) + ' ' +
-               agentsJSON({manifest.hookExecutablePath, "--agent", manifest.agent, "--client-id",
-                           manifest.clientID, "--credential-file", manifest.credentialPath});
-    std::string command = shellWord(manifest.hookExecutablePath) + " --agent " +
-                          shellWord(manifest.agent) + " --client-id " +
-                          shellWord(manifest.clientID) + " --credential-file " +
-                          shellWord(manifest.credentialPath);
-    if (!agent.commandEnding.empty()) command += ' ' + std::string(agent.commandEnding);
-    return command;
-}
-
-std::string expectedConfiguration(const Agent& agent, const AgentManifest& manifest) {
-    nlohmann::json entry = {{"type", "command"}, {"command", expectedCommand(agent, manifest)}};
-    nlohmann::json configuration = nlohmann::json::object();
-    if (agent.form == EntryForm::flat) {
-        configuration["version"] = 1;
-        configuration["hooks"][std::string(agent.event)] = nlohmann::json::array({entry});
-    } else {
-        // What this agent shows in its list of hooks.
-        if (agent.event == "BeforeAgent") entry["name"] = "sorvane";
-        const nlohmann::json group = {{"hooks", nlohmann::json::array({entry})}};
-        configuration["hooks"][std::string(agent.event)] = nlohmann::json::array({group});
-    }
-    return agentsJSON(configuration);
-}
 
 Finding checkCommand(const Agent& agent, const AgentManifest& manifest, const FoundEntry& found) {
     if (!found.call)

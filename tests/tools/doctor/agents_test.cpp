@@ -13,7 +13,8 @@
 #include "integration/agent_identifier.h"
 #include "support/json.h"
 #include "tests/temporary_directory.h"
-#include "tools/doctor/hook_command.h"
+#include "tools/doctor/expected_entry.h"
+#include "tools/doctor/hook_call.h"
 #include "tools/doctor/hook_entries.h"
 
 using namespace sorvane;
