@@ -3,7 +3,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -16,13 +15,13 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
 #include "support/unique_descriptor.h"
 #include "support/unix_socket.h"
+#include "tests/pipe.h"
 
 namespace sorvane::test {
 
@@ -86,10 +85,6 @@ class FakeApplication {
 
     FakeApplication(const std::filesystem::path& socket, Script script)
         : script_(std::move(script)), listener_(makeSocket()) {
-        int ends[2];
-        if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
-        stopReader_ = UniqueDescriptor(ends[0]);
-        stopWriter_ = UniqueDescriptor(ends[1]);
         listenAt(socket);
         startThread();
     }
@@ -113,14 +108,11 @@ class FakeApplication {
   private:
     void listenAt(const std::filesystem::path& socket) const {
         std::filesystem::create_directories(socket.parent_path());
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        if (socket.native().size() >= sizeof address.sun_path)
-            throw std::runtime_error("no room for " + socket.native());
-        std::memcpy(address.sun_path, socket.c_str(), socket.native().size());
-        const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+        const auto address = socketAddress(socket);
+        if (!address) throw std::runtime_error("no room for " + socket.native());
         // Where the socket says that no signal is raised, accepted ones inherit it.
-        if (!suppressSigpipe(listener_) || ::bind(listener_.get(), generic, sizeof address) != 0 ||
+        if (!suppressSigpipe(listener_) ||
+            ::bind(listener_.get(), address->generic(), address->length) != 0 ||
             ::listen(listener_.get(), 8) != 0)
             throw std::runtime_error("nobody can listen at " + socket.native());
     }
@@ -137,7 +129,7 @@ class FakeApplication {
 
     void serveAll() try {
         while (true) {
-            pollfd waiting[2] = {{listener_.get(), POLLIN, 0}, {stopReader_.get(), POLLIN, 0}};
+            pollfd waiting[2] = {{listener_.get(), POLLIN, 0}, {stop_.reader.get(), POLLIN, 0}};
             ::poll(waiting, 2, -1);
             // A client that connected before the end is still served and counted.
             if (waiting[0].revents != 0)
@@ -157,14 +149,13 @@ class FakeApplication {
     }
 
     void finish() {
-        stopWriter_.reset();
+        stop_.writer.reset();
         if (thread_.joinable()) thread_.join();
     }
 
     Script script_;
     UniqueDescriptor listener_;
-    UniqueDescriptor stopReader_;
-    UniqueDescriptor stopWriter_;
+    Pipe stop_;
     std::vector<std::string> received_;
     std::exception_ptr failure_;
     std::thread thread_;
