@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <string>
-#include <string_view>
 
 namespace sorvane {
 
@@ -10,29 +9,24 @@ namespace sorvane {
 /// "Sorvane: " and `errorDescription()`.
 class HelperFailure : public std::exception {
   public:
-    enum class Kind {
-        invalidArguments, ///< the command line is unusable
-        invalidRequest,   ///< the client's identity or credential is rejected
-        configuration,    ///< a state file was written, but not restricted to its owner
-        unavailable,      ///< the application cannot be reached, answered badly or refused
-        denied,           ///< a pairing request was refused
-        timedOut,         ///< a pairing request expired
-    };
-
+    /// The command line is unusable.
     static HelperFailure invalidArguments(std::string message);
+
+    /// The client's identity or credential is rejected.
     static HelperFailure invalidRequest(std::string message);
+
+    /// A state file was written, but not restricted to its owner.
     static HelperFailure configuration(std::string message);
 
-    /// `message` is a whole sentence: it is shown without a prefix.
+    /// The application cannot be reached, answered badly or refused. `message` is a whole sentence:
+    /// it is shown without a prefix.
     static HelperFailure unavailable(std::string message);
 
+    /// A pairing request was refused.
     static HelperFailure denied();
+
+    /// A pairing request expired.
     static HelperFailure timedOut();
-
-    Kind kind() const { return kind_; }
-
-    /// The message that the failure was made with; empty for `denied` and `timedOut`.
-    const std::string& message() const { return message_; }
 
     /// The text for the user: the prefix of the kind, then the message unchanged; for the kinds
     /// without a message a sentence of their own.
@@ -41,14 +35,22 @@ class HelperFailure : public std::exception {
 
     /// Equal when kind and message are.
     friend bool operator==(const HelperFailure& left, const HelperFailure& right) {
-        return left.kind_ == right.kind_ && left.message_ == right.message_;
+        return left.kind_ == right.kind_ && left.description_ == right.description_;
     }
 
   private:
-    HelperFailure(Kind kind, std::string_view prefix, std::string message);
+    enum class Kind {
+        invalidArguments,
+        invalidRequest,
+        configuration,
+        unavailable,
+        denied,
+        timedOut
+    };
+
+    HelperFailure(Kind kind, std::string description);
 
     Kind kind_;
-    std::string message_;
     std::string description_;
 };
 
