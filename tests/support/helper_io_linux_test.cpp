@@ -1,5 +1,7 @@
 // What only a system that is made to answer otherwise shows of a file's replacement.
 
+#include "support/helper_io.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -12,7 +14,6 @@
 
 #include <doctest/doctest.h>
 
-#include "support/helper_io.h"
 #include "tests/temporary_directory.h"
 
 using namespace sorvane;
