@@ -58,9 +58,9 @@ decodedForm([[maybe_unused]] const heif_image_handle* picture) {
     return {colours, chroma};
 }
 
-/// Lets every release of libheif do with a picture's colours what the first ones did: repeat those
-/// that are coded in half the size, which later ones may smooth, and leave the picture its own
-/// statement about them, which those since 1.21 replace with sRGB's.
+/// Makes every release of libheif convert colours as the first ones did: subsampled chroma is
+/// repeated, not smoothed; and the picture keeps its own nclx statement. 1.21 and 1.22 have no
+/// option to keep it, and replace it by sRGB's.
 inline void setColourOptions([[maybe_unused]] heif_decoding_options& options) {
 #if LIBHEIF_HAVE_VERSION(1, 16, 0)
     options.color_conversion_options.preferred_chroma_upsampling_algorithm =
