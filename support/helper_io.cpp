@@ -50,8 +50,7 @@ void createParentDirectory(const std::filesystem::path& path) {
 }
 
 void replaceFile(const std::filesystem::path& path, std::string_view bytes) {
-    const std::filesystem::path temporary =
-        path.parent_path() / ("." + path.filename().native() + "." + Uuid::random().lowerText());
+    const std::filesystem::path temporary = path.parent_path() / ("." + Uuid::random().lowerText());
     writeNewFile(temporary, bytes);
     if (!replaceByRename(temporary, path)) {
         const int reason = errno;

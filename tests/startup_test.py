@@ -75,7 +75,7 @@ def is_known(call, stage, known):
     if not path:
         return False
     name = path[1]
-    temporary = re.fullmatch(re.escape(str(stage.agents)) + r"/\.codex-hook-state\.json\.[^/]+", name)
+    temporary = re.fullmatch(re.escape(str(stage.agents)) + r"/\.[0-9a-f-]{36}", name)
     # The loader tries where a library may lie; what it does not find costs little and is not ours to choose.
     missed = "= -1 ENOENT" in call and ".so" in name
     return name in known or temporary or missed or C_LIBRARY.fullmatch(os.path.basename(name))

@@ -74,7 +74,7 @@ TEST_CASE("a new file is never one that stands already, nor a link that somebody
     const TemporaryDirectory directory;
     putFile(directory.path() / "file", "older");
     putFile(directory.path() / "victim", "untouched");
-    const auto temporary = directory.path() / ".file.00000000-0000-4000-8000-000000000000";
+    const auto temporary = directory.path() / ".00000000-0000-4000-8000-000000000000";
     const auto tryIt = [&] {
         randomBytesAreZero = true;
         const std::error_code reason = failureToReplace(directory.path() / "file");

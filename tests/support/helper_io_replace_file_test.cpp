@@ -1,3 +1,4 @@
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <set>
@@ -43,6 +44,15 @@ TEST_CASE("a file that may not be written is replaced all the same") {
     ::chmod((directory.path() / "note.json").c_str(), 0400);
     HelperIO::replaceFile(directory.path() / "note.json", "new");
     CHECK(fileContent(directory.path() / "note.json") == "new");
+}
+
+TEST_CASE("a file of the longest name is replaced") {
+    const TemporaryDirectory directory;
+    const std::string name(NAME_MAX, 'n');
+    putFile(directory.path() / name, "older");
+    HelperIO::replaceFile(directory.path() / name, "new");
+    CHECK(fileContent(directory.path() / name) == "new");
+    CHECK(namesIn(directory.path()) == std::set{name});
 }
 
 TEST_CASE("any bytes replace any bytes") {
