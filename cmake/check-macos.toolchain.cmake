@@ -1,4 +1,4 @@
-# The macOS build as seen from Linux: Apple's SDK from a folder, the compiler and the linker of LLVM.
+# The macOS build on Linux: Apple's SDK from a folder, the compiler and the linker of LLVM.
 # What comes out cannot run here; `scripts/check-macos` says how to call it. Wanted:
 #   SORVANE_MACOS_SDK           the SDK's folder
 #   SORVANE_MACOS_ARCHITECTURE  arm64 or x86_64
@@ -26,5 +26,5 @@ string(JOIN " " CMAKE_CXX_FLAGS_INIT
     -Werror=unguarded-availability)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -fuse-ld=lld)
 
-# Asks a test program for its cases right after the build: none, without having run it.
+# The list of a test program's cases is asked for right after the build: `true` in its place gives none.
 set(CMAKE_CROSSCOMPILING_EMULATOR true)

@@ -1,13 +1,12 @@
-# What the library is made of beside itself, from the system's package manager. The build reads this
-# file, and so does the installed CMake package, so that a program which links the library finds the
-# same. What the programs carry with them is taken as a static archive: a prompt must not wait for a
-# loader.
+# The libraries that ours needs, from the system's package manager. The build reads this file, and so
+# does the installed CMake package, so that a program which links the library finds the same. They are
+# linked statically where there is an archive: a prompt must not wait for a loader.
 
 find_package(nlohmann_json 3.10 REQUIRED)
 
 # Notes that a shared library is linked where an archive was wanted.
 function(sorvane_archive_missing library)
-    message(STATUS "lib${library}.a is not here; the shared library stands in for it")
+    message(STATUS "lib${library}.a is missing; the shared library is linked instead")
     set_property(GLOBAL PROPERTY sorvane_archive_missing ON)
 endfunction()
 

@@ -1,6 +1,6 @@
 # The Debian package and the archive for macOS, made by `cpack -G DEB` and `cpack -G TGZ` in the folder
-# of a release build: the programs alone, with their man pages and completions. What they link
-# dynamically is asked of the programs themselves.
+# of a release build: the programs alone, with their man pages and completions. The dependencies
+# are read from the programs themselves.
 
 set(CPACK_PACKAGE_NAME sorvane-hook)
 # No public address has been named yet; .invalid is what can never be one.

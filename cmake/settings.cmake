@@ -1,9 +1,9 @@
-# How everything of ours is compiled: the language, the sanitizers, and dead code left out of the link.
+# How all our targets are compiled: the language, the sanitizers, and dead code left out of the link.
 
 set(SORVANE_SANITIZE OFF CACHE STRING "The sanitizers to build with, as -fsanitize names them")
 option(SORVANE_EMULATED "Build for an emulator of programs, which has no system-call filters" OFF)
 option(SORVANE_FUZZ "Build the fuzz targets for libFuzzer, which Clang brings" OFF)
-option(SORVANE_HARDENING "Guard the programs against mistakes; scripts/bench tells what it costs" ON)
+option(SORVANE_HARDENING "Guard the programs against mistakes; scripts/bench measures what it costs" ON)
 option(SORVANE_COVERAGE "Build with GCC's counters of lines and branches" OFF)
 option(SORVANE_BENCH "Build what scripts/bench measures with" OFF)
 

@@ -1,5 +1,5 @@
-# The warnings that everything of ours is held to: errors where the project checks itself, never where
-# somebody builds it with a compiler newer than ours.
+# The warnings for all our targets: errors where the project checks itself, never where somebody builds
+# it with a compiler newer than ours.
 
 include(CheckCXXCompilerFlag)
 
