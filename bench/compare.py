@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Measures whole runs of sorvane-hook beside base lines and peers, and shows the ratios next to their
-targets. Status 1: somebody gave a wrong digest. A missed target is no error; it is marked.
+targets. Status 1: a program gave a wrong digest. A missed target is no error; it is marked.
 """
 
 import argparse

@@ -1,4 +1,4 @@
-"""What of the machine decides how fast it is at this work."""
+"""The properties of the machine that decide its speed at this work."""
 
 import os
 import platform

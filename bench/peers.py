@@ -1,4 +1,4 @@
-"""Others who can take a picture's pixel digest, as far as this machine has them."""
+"""Other programs that can take a picture's pixel digest, as far as this machine has them."""
 
 import os
 import shutil

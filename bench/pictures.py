@@ -36,7 +36,7 @@ class Comparison:
                 for program in programs}
 
     def wrong_digests(self, stage):
-        """What is said about everybody who does not give the picture's digest; they are not measured."""
+        """A line for each program that does not give the picture's digest; these are not measured."""
         given = {HOOK: lambda: stage.identity(self.hook).get("pixelHash", "no pixel identity"),
                  **{name: lambda decoder=decoder: output_or_failure(decoder).split()[0]
                     for name, decoder in self.decoders.items()}}

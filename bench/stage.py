@@ -82,7 +82,7 @@ class BenchStage:
         return Command(words, path, environment)
 
     def outcome(self, hook):
-        """How a run of the hook ends, by its own word."""
+        """How a run of the hook ends, by its observation."""
         observation = self.root / f"Integrations/Agents/{AGENT}-hook-state.json"
         observation.unlink(missing_ok=True)
         output_of(hook)
@@ -97,7 +97,7 @@ class BenchStage:
         return json.loads(request.read_text())["attachments"][0]
 
     def wait_for(self, request):
-        """The peer notes a request down after its answer, when the hook may be gone already."""
+        """The peer writes a request down after its answer, when the hook may have ended already."""
         end = time.monotonic() + TIMEOUT
         while not request.exists():
             if time.monotonic() > end:

@@ -88,7 +88,7 @@ def faults_of_memory(runs):
     run.stdin.write(runs.event)
     run.stdin.flush()
     run.stdin.close()
-    run.stderr.readline()  # its last word
+    run.stderr.readline()  # the last thing that it writes
     process = Path(f"/proc/{run.pid}/task/{run.pid}/children").read_text().split()[0]
     try:
         left = sum(memory.count(WORD) for memory in writable_memory(process))

@@ -22,7 +22,7 @@ from test_command import command_line, exit_with, require_strace, Skipped
 C_LIBRARY = re.compile(r"(libc|ld-linux[^.]*|ld-musl[^.]*|ld64|ld)\.so.*")
 LOADER_FILES = ["/etc/ld.so.cache", "/etc/ld.so.preload"]
 USER_DATABASE = ["/etc/nsswitch.conf", "/etc/passwd"]
-# Memory is had as the sizes of the day ask for it.
+# How often memory is mapped depends on sizes outside this test.
 MEMORY = {"brk", "mmap", "munmap", "mprotect"}
 # The loader's and the C library's own calls, before anything of ours.
 LOADING = MEMORY | {"access", "arch_prctl", "close", "fstat", "getrandom", "openat", "pread64", "prlimit64", "read",

@@ -86,7 +86,7 @@ class Batch:
 
 
 class Checker:
-    """Runs the program and counts what came out as it should."""
+    """Runs the program, and counts the checks that passed and that failed."""
 
     def __init__(self, program, batch=None):
         self.program = program
@@ -166,8 +166,8 @@ class Checker:
         self.check(name + ' in little memory', self.batch or peak < mebibytes * 1024, peak)
 
     def costs(self, name, data, mebibytes, seconds, expected=''):
-        """The answer, or none, for so much memory and processor time at most. Neighbours on the
-        same processor make the same work count for more: what took too long is tried twice more."""
+        """The answer, or none, for so much memory and processor time at most. Other work on the
+        processor makes the same work take longer: what took too long is tried twice more."""
         if self.batch:
             return
         for _ in range(3):

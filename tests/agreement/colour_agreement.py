@@ -1,5 +1,5 @@
 """Cases of pictures in other colours than sRGB's: every converted level is known beforehand, since
-the pictures hold no colour that a hair's breadth would round in another way."""
+no colour in the pictures lies near the middle between two levels."""
 
 import struct
 import zlib

@@ -68,7 +68,7 @@ class ColourSpace:
         self.xyz, self.margin = xyz, margin
 
     def colour(self, device):
-        """Red, green and blue; nothing where a hair's breadth decides how they are rounded."""
+        """Red, green and blue; None where one lies too near the middle between two levels."""
         exact = list(levels(self.xyz(device)))
         if any(abs(level - math.floor(level) - 0.5) < self.margin for level in exact):
             return None

@@ -50,7 +50,7 @@ def kept_files(checker):
 
 
 def what_was_written(checker):
-    """Colours may lose their last bit on the way to those of a film and back, grey none."""
+    """The conversion to YCbCr and back may change the last bit of colours, and none of greys."""
     for kind in (HEIC, AVIF):
         for channels, levels in ((1, 0), (3, 2), (4, 2)):
             picture = soft(40, 32, channels)
@@ -250,7 +250,7 @@ def damage(checker):
 
 
 def resized(heif, width, height):
-    """With all that is said about sizes saying another."""
+    """The file with another size in all its `ispe` boxes."""
     begin, end = inside(heif, b'iprp', *meta(heif))
     begin, end = inside(heif, b'ipco', begin + 8, end)
     for name, offset, _ in list(boxes(heif, begin + 8, end)):

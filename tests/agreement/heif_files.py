@@ -1,5 +1,5 @@
-"""HEIF files made by the standard tool (heif-enc), their boxes changed, and read by its twin
-(heif-convert)."""
+"""HEIF files made by the standard tool (heif-enc), their boxes changed, and read by its
+counterpart (heif-convert)."""
 
 import struct
 

@@ -19,7 +19,7 @@ def pillow(data):
 
 
 def imagemagick(data, kind):
-    """`kind`: the format's name there. Its complaints, which end it with another status than 0,
+    """`kind`: the format's name there. Its warnings, which end it with another status than 0,
     are no obstacle, as long as it gives pixels; without them nothing is returned."""
     shown = subprocess.run(('convert', kind + ':-[0]', '-format', '%w %h\n', '-write', 'info:-',
                             '-depth', '8', 'rgba:-'), input=data, stdout=subprocess.PIPE,

@@ -174,7 +174,7 @@ def assembled(tags, pieces, order='<', big=False, early=False, pieces_tags=(273,
 
 
 class Picture:
-    """Samples by chance, and the pixels that they mean. `extra`: what is said of the samples beyond
+    """Random samples, and the pixels that they mean. `extra`: what is said of the samples beyond
     the colours; None says nothing, and `samples` tells how many there are."""
 
     def __init__(self, width, height, photometric, bits, extra=(), samples=None, seed=0):

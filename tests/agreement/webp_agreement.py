@@ -22,7 +22,7 @@ SEEDS = pathlib.Path(__file__).parents[1] / 'fuzz/seeds/webp'
 
 
 def noise(width, height, colours=0, alphas=(255,), seed=0):
-    """Pixels by chance, in so many colours if any number is given."""
+    """Random pixels, of so many colours if a number is given."""
     chance = random.Random('%s' % ((width, height, colours, alphas, seed),))
     choice = [chance.randbytes(3) + bytes((chance.choice(alphas),)) for _ in range(colours)]
 

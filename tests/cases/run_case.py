@@ -120,7 +120,7 @@ class Case:
         for name in (b"ASAN_OPTIONS", b"UBSAN_OPTIONS", b"LSAN_OPTIONS"):
             if name in os.environb:
                 values[name] = os.environb[name]
-        # There a sanitized program otherwise begins with a word about its memory.
+        # There a sanitized program otherwise begins with a warning about its memory.
         if sys.platform == "darwin":
             values[b"MallocNanoZone"] = b"0"
         # These runs have a tracer, which LeakSanitizer wants to be, or load a library before AddressSanitizer's.
@@ -198,7 +198,7 @@ class Case:
         def one():
             try:
                 results.append(self.play(3 * TIMEOUT))
-            except Exception as failure:  # told by the main thread
+            except Exception as failure:  # the main thread reports it
                 failures.append(failure)
 
         threads = [threading.Thread(target=one) for _ in range(count)]
@@ -241,7 +241,7 @@ class Case:
 
 
 def play_case(folder, programs, keep=False):
-    """Plays a case: its status, and what there is to tell."""
+    """Plays a case: its status, and what to print."""
     case = None
     told = ""
     try:
@@ -254,7 +254,7 @@ def play_case(folder, programs, keep=False):
         status, told = 1, f"{folder}: {failure}\n"
     except BadCase as failure:
         status, told = 1, f"{folder}: a wrong case: {failure}\n"
-    except Exception:  # the other cases of the topic are to be played and told all the same
+    except Exception:  # the other cases of the topic are played and reported all the same
         status, told = 1, f"{folder}: {traceback.format_exc()}"
     if case and keep:
         told += f"the stage is {case.stage.top}\n"
@@ -272,7 +272,7 @@ def is_played_alone(folder):
 
 
 def play_topic(folder, programs, jobs):
-    """Plays the cases of a topic and tells of those that fail or are skipped; gives the status of the whole."""
+    """Plays the cases of a topic and prints those that fail or are skipped; gives the status of the whole."""
     cases = sorted(folder.iterdir())
     alone = [case for case in cases if is_played_alone(case)]
     others = [case for case in cases if case not in alone]

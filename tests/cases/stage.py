@@ -164,7 +164,7 @@ class Stage:
             nobody.bind(path)
 
     def deaf_socket(self, path):
-        """Connections are taken by the system and never by anybody."""
+        """Connections are queued by the system and never accepted."""
         self.deaf = socket.socket(socket.AF_UNIX)
         self.deaf.bind(path)
         self.deaf.listen()

@@ -1,4 +1,4 @@
-"""The standard streams of a run, and what else it finds as its parent has left it: limits and ignored signals."""
+"""The standard streams of a run, and what else it inherits: limits and ignored signals."""
 
 import contextlib
 import os

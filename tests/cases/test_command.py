@@ -31,7 +31,7 @@ def command_line(description, programs="sorvane-hook"):
 
 
 def exit_with(main):
-    """Ends the process with the test's status, or tells what is missing and ends with 77."""
+    """Ends the process with the test's status, or prints what is missing and ends with 77."""
     try:
         sys.exit(main())
     except Skipped as reason:

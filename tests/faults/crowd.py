@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Many runs at once, each with a picture, against one application that takes them one by one and thinks about each
-for a while; what they and their decoders take in memory together, at the highest. Every run must end as it may, and
-the observation be whole all the while."""
+"""Many runs at once, each with a picture, against one application that takes them one by one and delays each
+answer; and the peak of the memory of all of them and their decoders. Every run must end in an allowed way, and the
+observation be whole at every moment."""
 
 import contextlib
 import os
@@ -17,7 +17,7 @@ from fault_stage import FaultStage
 from report import main
 from test_command import command_line
 
-THINKS = 100  # milliseconds
+DELAY = 100  # milliseconds
 SIZE = (1200, 800)  # a window on the screen
 SECONDS = 30  # the agents' own timeout; a machine has fewer processors than this has runs
 PAUSE = 0.02  # seconds between two looks at the memory
@@ -87,7 +87,7 @@ def play_at_once(stage, runs):
 
 
 def play(options, report):
-    with FaultStage("pixels", options.programs, SIZE, ("--misbehave", f"delay:{THINKS}")) as stage:
+    with FaultStage("pixels", options.programs, SIZE, ("--misbehave", f"delay:{DELAY}")) as stage:
         stage.max_seconds = SECONDS
         began = time.monotonic()
         results, watch = play_at_once(stage, options.runs)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Plays runs whose observation has a disk that is full, or that may only be read.
+"""Plays runs whose observation lies on a disk that is full, or read-only.
 
 Status 77: this machine lacks the right to mount.
 """
@@ -18,7 +18,7 @@ from test_command import command_line, Skipped
 
 @contextlib.contextmanager
 def mounted(stage, size):
-    """Has the directory of the agents on a file system of its own, as small as may be."""
+    """Mounts a file system of this size at the directory of the agents."""
     agents = stage.agents
     kept = stage.scratch / "agents"
     shutil.copytree(agents, kept, dirs_exist_ok=True)

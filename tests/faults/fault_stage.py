@@ -126,8 +126,8 @@ class FaultStage(Stage):
         self.decoder.symlink_to(self.programs / "sorvane-pixels")
 
     def traced_decoder(self, options):
-        """Has the decoder alone traced, both its threads, into a file of its own; it is started with an empty
-        environment."""
+        """Replaces the decoder by one whose threads are traced into a file, which is given; a decoder is started with
+        an empty environment."""
         trace = self.scratch / "decoder-trace"
         trace.unlink(missing_ok=True)
         self.decoder.unlink(missing_ok=True)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Ends a run, or changes files around it, at each of its system calls: killed and told to end at every point,
-stopped while a directory vanishes, a picture shrinks, grows or vanishes, and let go on.
+stopped while a directory vanishes or a picture shrinks, grows or vanishes, and continued.
 
 What a run has observed is whole then: the record of the run before, or its own. Status 77: this machine lacks the
 tools.
@@ -23,7 +23,7 @@ from test_command import command_line, require_strace
 LARGE = 400_000  # bytes: a picture that is read in several pieces
 
 
-# What changes while the run stands still; each gives what makes it good again.
+# What changes while the run is stopped; each gives a function that undoes it.
 
 def agents_vanish(stage):
     away = stage.scratch / "away"
@@ -58,14 +58,14 @@ def link_vanishes(stage):
 
 
 def changes_the_picture(change):
-    def mischief(stage):
+    def change_picture(stage):
         before = stage.picture.read_bytes()
         change(stage.picture)
         return lambda: stage.picture.write_bytes(before)
-    return mischief
+    return change_picture
 
 
-MISCHIEF = {
+CHANGES = {
     "its directory vanishes": agents_vanish,
     "its directory becomes a file": agents_become_a_file,
     "its workspace vanishes": workspace_vanishes,
@@ -98,7 +98,7 @@ def await_stop(stage, tracer):
     return None
 
 
-def stopped_at(stage, call, mischief):
+def stopped_at(stage, call, change):
     name, number = call
     stage.reset()
     stage.trace.write_bytes(b"")
@@ -109,13 +109,13 @@ def stopped_at(stage, call, mischief):
     tracer.stdin.close()
     tracer.stdin = None
     hook = await_stop(stage, tracer)
-    undo = mischief(stage)
+    undo = change(stage)
     if hook:
         os.kill(hook, signal.SIGCONT)
     result = stage.end(tracer, began)
     undo()
     # What was begun in a directory that is moved away is out of reach.
-    excused = {"mode", "temporary"} if mischief in (agents_vanish, agents_become_a_file) else ()
+    excused = {"mode", "temporary"} if change in (agents_vanish, agents_become_a_file) else ()
     return result, excused, hook is not None
 
 
@@ -130,10 +130,10 @@ def play_scenarios(programs, quick, report, tally):
             if scenario == "pixels":
                 enlarge(stage)
             stage.rehearse()
-            kinds = [name for name in MISCHIEF if scenario == "pixels" or "picture" not in name]
+            kinds = [name for name in CHANGES if scenario == "pixels" or "picture" not in name]
             for index, call in enumerate(learn(stage)["hook"]):
                 tries = [(word, lambda word=word: killed_at(stage, call, word)) for word in ("SIGKILL", "SIGTERM")]
-                tries += [(kind, lambda kind=kind: stopped_at(stage, call, MISCHIEF[kind])) for kind in kinds]
+                tries += [(kind, lambda kind=kind: stopped_at(stage, call, CHANGES[kind])) for kind in kinds]
                 for number, (title, attempt) in enumerate(tries):
                     if quick and (index + number) % 9:
                         continue

@@ -67,7 +67,7 @@ def trickle(connection, answer, _):
 
 
 def trickle_blanks(connection, answer, ended):
-    """Would go on for ever, but the hook has room for so many bytes only."""
+    """Never ends by itself: the hook takes so many bytes only."""
     while not ended.is_set():
         connection.sendall(b" " * (MAX_ANSWER // DROP))
         time.sleep(PAUSE)
@@ -103,7 +103,7 @@ def answer_twice(connection, answer, _):
 
 
 def reset(connection, *_):
-    """Closes at once, which the hook's end is told as an error when its request is unread."""
+    """Closes at once: while the request is unread, the hook's end gets an error."""
 
 
 def half_closed(connection, answer, ended):

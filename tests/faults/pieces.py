@@ -31,7 +31,7 @@ def short_counts(stage, programs, quick, report):
     for most in (1, 100) if quick else (1, 2, 3, 7, 70, 100, 1000):
         result = stage.play([programs / "short_counts", str(most)])
         report.add(f"{most} bytes at a time", stage, result)
-        # The decoder says its answer, of less than 100 bytes, at once or not at all.
+        # The decoder writes its answer, of less than 100 bytes, in one call or not at all.
         if stage.name not in ("pixels", "large") or most >= 100:
             if (result.output, stage.outcome()) != (stage.usual_output, stage.scenario.outcome):
                 report.found.append(f"{stage.name}: {most} bytes at a time: {stage.outcome()}, {result.error!r}")

@@ -1,4 +1,4 @@
-"""What a program of these runs tells, and the status that it ends with."""
+"""What the programs of these runs print, and the status that they end with."""
 
 import sys
 from collections import Counter
@@ -26,7 +26,7 @@ class Report:
         self.hits[what] += hit
 
     def end(self):
-        """Tells, and gives the status of the whole."""
+        """Prints the whole and gives its status."""
         self.found += [f"{what}: never hit" for what, hits in self.hits.items() if not hits]
         print(f"{self.runs} runs", *self.found, f"{len(self.found)} faults found", sep="\n")
         return 1 if self.found else 0

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Plays runs that lack something: memory by both its limits, stack, room for files; and under a storm of
-interruptions."""
+"""Plays runs that lack something: memory by both its limits, stack, room for files; and runs that are stopped and
+continued all the time."""
 
 import contextlib
 import os
@@ -26,7 +26,7 @@ def limited(limit, value):
 
 
 def least_to_start(stage, limit, high):
-    """The least that the system itself needs to begin the program, to a page: a run with less is no run of ours."""
+    """The least that the system itself needs to begin the program, to a page: with less, nothing of ours runs."""
     low = 0
     while high - low > 4 * KIB:
         middle = (low + high) // 2
@@ -40,7 +40,7 @@ def least_to_start(stage, limit, high):
 
 
 def sweep(stage, limit, span, step, report):
-    """From the least on in steps; tells from where on the run ends as usual."""
+    """From the least on in steps; prints from where on the run ends as usual."""
     least = max(least_to_start(stage, limit, 64 * MIB), LEAST_STACK if limit == "stack" else 0)
     usual = None
     for value in range(least, least + span, step):
@@ -60,22 +60,22 @@ def files(stage, quick, report):
         report.add(f"file size {size}", stage, stage.play(limited("fsize", size)))
 
 
-def storm(stage, runs, report):
-    """Stops and continues a run all the time, which interrupts what waits; on some sockets for good."""
+def stop_and_continue(stage, runs, report):
+    """Stops and continues a run all the time, which interrupts its waiting calls, some of them on sockets for good."""
     for _ in range(runs):
         stage.reset()
         began = time.monotonic()
         process = stage.start()
         ended = threading.Event()
 
-        def strike():
+        def signal_often():
             while not ended.is_set():
                 with contextlib.suppress(ProcessLookupError):
                     os.kill(process.pid, signal.SIGSTOP)
                     os.kill(process.pid, signal.SIGCONT)
                 time.sleep(0.0002)
 
-        thread = threading.Thread(target=strike)
+        thread = threading.Thread(target=signal_often)
         thread.start()
         try:
             output = process.stdout, process.stderr
@@ -99,7 +99,7 @@ def play(options, report):
                     sweep(stage, limit, span, span // 10 if quick else 32 * KIB, report)
                 sweep(stage, "stack", 2 * MIB, 300 * KIB if quick else 16 * KIB, report)
             files(stage, quick, report)
-            storm(stage, 1 if quick else 50, report)
+            stop_and_continue(stage, 1 if quick else 50, report)
 
 
 if __name__ == "__main__":

@@ -5,8 +5,8 @@ The calls are learnt from a run without a fault, scenario by scenario (fault_sta
 beginning on, those of the child it makes until that is the decoder, and those of the decoder and its second thread.
 Without options a selection that takes some seconds. Status 77: this machine lacks the tools.
 
-Once a decoder is confined, its filter kills it at a call that a tracer makes fail, whatever with: the number of the
-call is gone by then. Those runs show what the hook does about a decoder that dies there.
+Once a decoder is confined, its filter kills it at a call that a tracer makes fail, with whatever error: the number
+of the call is gone by then. Those runs show what the hook does about a decoder that dies there.
 """
 
 import itertools
@@ -46,12 +46,12 @@ ERRORS = {
     "prctl": "EINVAL EPERM EACCES ENOSYS EFAULT",
 }
 USUAL_ERRORS = "EINTR ENOMEM EIO EACCES ENOSPC"
-# An end before its time, and nothing taken: the counts of 0. What else a tracer says was read or written would be a lie
-# about the bytes; short_counts.cpp has counts of 1 and more.
+# These also return 0: an early end of the input, or nothing written. A larger count from a tracer would not fit the
+# bytes; short_counts.cpp has counts of 1 and more.
 COUNTED = {"read", "recvfrom", "write", "sendto"}
 # A tracer's close does not close, which no system does; a decoder then waits for an end that does not come.
 LEAVES_OPEN = "close"
-SLOW = 8  # seconds: longer takes nothing but that
+SLOW = 8  # seconds: nothing else takes longer
 # What a quick selection plays of the scenario with a second thread: all else is as with a small picture.
 STARTS_THREADS = {"clone", "clone3", "futex"}
 MAX_QUICK_NUMBER = 3  # how often threads wait for each other differs from run to run
@@ -63,7 +63,7 @@ def failures(name):
 
 
 def options(faults):
-    """How strace is told: one `inject` for a call of the hook, or two."""
+    """The options of strace: one `inject` for a call of the hook, or two."""
     if len(faults) == 2 and faults[0][0] == faults[1][0]:
         (name, first, how), (_, second, _) = sorted(faults, key=lambda fault: fault[1])
         injected = [f"inject={name}:{how}:when={first}..{second}+{second - first}"]

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What the built files show of their hardening: each option that the compiler took has left its trace in them.
+"""What the built files show of their hardening: each option that the compiler accepted has left its trace in them.
 
 Status 77: this machine lacks the reader of such files.
 """

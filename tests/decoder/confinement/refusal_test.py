@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Whatever the system refuses of a decoder's confinement: no picture is decoded without it, and the doctor says so.
 
-Each call of the confinement fails once, by the tracer's hand. Status 77: this machine lacks the tracer.
+The tracer makes each call of the confinement fail once. Status 77: this machine lacks the tracer.
 """
 
 import re

@@ -148,7 +148,7 @@ def decoder_that_does_not_start(stage):
 def decoder_without_webp(stage):
     stage.doctor = Path(shutil.copy(stage.doctor, stage.top / "sorvane-doctor"))
     stage.install_programs()
-    # A picture in the RIFF's form is not for it.
+    # It does not decode files of the RIFF format.
     stage.write(stage.top / "sorvane-pixels", f"#!/bin/sh\ncat >{stage.top}/picture\n"
                 f"[ \"$(/usr/bin/head -c 4 {stage.top}/picture)\" != RIFF ] || exit 1\n"
                 f"exec {stage.programs}/sorvane-pixels \"$@\" <{stage.top}/picture\n")

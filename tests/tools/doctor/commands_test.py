@@ -188,7 +188,7 @@ class Commands(DoctorTest):
                         "linkat", "symlink", "symlinkat", "mknod", "mknodat", "utimensat", "bind", "listen", "setxattr",
                         "fsetxattr"}
             self.assertEqual(names & changing, set())
-            # A decoder offers itself to the system that runs out of memory.
+            # A decoder raises its own score for the out-of-memory killer.
             allowed = re.compile(r"/dev/null|/proc/self/oom_score_adj")
             for line in calls:
                 if re.search(r"\b(open|openat|creat)\(", line) and not allowed.search(line):

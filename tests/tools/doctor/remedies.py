@@ -1,4 +1,4 @@
-"""Doing what the doctor says, and nothing else, in words that are its own."""
+"""Follows the remedies that the doctor prints, each recognised by its words, and does nothing else."""
 
 import json
 import re
@@ -10,10 +10,10 @@ from doctor_stage import DoctorStage, with_command
 
 
 class MendedStage(DoctorStage):
-    """A stage whose owner follows the doctor's lines."""
+    """A stage whose user follows the remedies."""
 
     def follow(self, finding):
-        """Does what a finding says is to be done, and nothing else. The words are those of the doctor."""
+        """Does what a finding says is to be done."""
         remedy = finding["remedy"].removeprefix("If the hook does not run: ")
         for pattern, action in self.ACTIONS.items():
             found = re.fullmatch(pattern, remedy)

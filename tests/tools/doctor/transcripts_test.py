@@ -127,7 +127,7 @@ def main():
     options = parser.parse_args()
     failures = 0
     said = set()
-    # Half of an examination is waiting for somebody.
+    # Half of an examination is waiting for other processes.
     pool = ThreadPoolExecutor(2 * os.cpu_count())
     plays = {name: pool.submit(play, name, options.programs, options.keep_new) for name in options.names or cases}
     for name, done in plays.items():
