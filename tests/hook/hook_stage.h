@@ -90,7 +90,7 @@ class HookStage {
         return run(agent, event.dump());
     }
 
-    /// Plays a run with these process arguments. The law of output holds for every one of them.
+    /// Plays a run with these process arguments. Checks both output streams.
     static Finished runWith(Words words, std::string_view event) {
         Pipe input;
         Pipe output;
@@ -111,8 +111,8 @@ class HookStage {
         play(std::move(words), {input.reader.get(), output.writer.get(), error.writer.get()});
         Finished finished{output.content(), error.content(), input.content()};
         if (feeder.joinable()) feeder.join();
-        checkLaw(finished.output, "");
-        checkLaw(finished.error, "Sorvane: ");
+        checkLineAtMost(finished.output, "");
+        checkLineAtMost(finished.error, "Sorvane: ");
         return finished;
     }
 
@@ -148,7 +148,7 @@ class HookStage {
   private:
     static constexpr std::size_t pipeRoom = 4096; // what every system's pipe takes at once
 
-    static void checkLaw(const std::string& text, std::string_view beginning) {
+    static void checkLineAtMost(const std::string& text, std::string_view beginning) {
         if (text.empty()) return;
         CAPTURE(text);
         CHECK(text.starts_with(beginning));
