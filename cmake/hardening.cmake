@@ -31,7 +31,7 @@ endfunction()
 sorvane_harden(sorvane_hardening -fstack-protector-strong)
 sorvane_harden(sorvane_decoder_hardening -ftrivial-auto-var-init=zero)
 
-# The third level reckons with sizes that are known at run time only; a C library without it says so.
+# Level 3 also checks sizes that are known at run time only; a C library without it warns.
 set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
 check_cxx_source_compiles("#include <cstdlib>
 int main() {}" sorvane_has_fortify_3)
@@ -46,7 +46,7 @@ target_compile_options(sorvane_hardening INTERFACE ${checked_lengths})
 list(APPEND sorvane_hardening_options ${checked_lengths})
 
 if(NOT APPLE)
-    # One for each of the two kinds of machine.
+    # One for each of the two architectures.
     sorvane_harden(sorvane_hardening -fcf-protection)
     sorvane_harden(sorvane_hardening -mbranch-protection=standard)
     target_compile_options(sorvane_hardening INTERFACE -fPIE)
