@@ -111,8 +111,8 @@ class HookStage {
         play(std::move(words), {input.reader.get(), output.writer.get(), error.writer.get()});
         Finished finished{output.content(), error.content(), input.content()};
         if (feeder.joinable()) feeder.join();
-        checkLineAtMost(finished.output, "");
-        checkLineAtMost(finished.error, "Sorvane: ");
+        checkAtMostOneLine(finished.output, "");
+        checkAtMostOneLine(finished.error, "Sorvane: ");
         return finished;
     }
 
@@ -148,7 +148,7 @@ class HookStage {
   private:
     static constexpr std::size_t pipeRoom = 4096; // what every system's pipe takes at once
 
-    static void checkLineAtMost(const std::string& text, std::string_view beginning) {
+    static void checkAtMostOneLine(const std::string& text, std::string_view beginning) {
         if (text.empty()) return;
         CAPTURE(text);
         CHECK(text.starts_with(beginning));
