@@ -1,6 +1,9 @@
 #include "decoder/formats/heif/av1_decoder.h"
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -38,6 +41,24 @@ struct Picture : Dav1dPicture {
 
 int supports(heif_compression_format format) {
     return format == heif_compression_AV1 ? decoderPriority : 0;
+}
+
+constexpr std::size_t planeAlignment = DAV1D_PICTURE_ALIGNMENT;
+
+// Aligned as dav1d wants it, and cleared, since what it leaves unwritten of a damaged picture must
+// not be what was there before. The byte before the planes tells how far they lie from the
+// beginning of the memory.
+std::uint8_t* allocatePlanes(std::size_t bytes) {
+    auto* memory = static_cast<std::uint8_t*>(std::calloc(1, bytes + planeAlignment));
+    if (memory == nullptr) return nullptr;
+    const std::size_t offset =
+        planeAlignment - reinterpret_cast<std::uintptr_t>(memory) % planeAlignment;
+    memory[offset - 1] = static_cast<std::uint8_t>(offset);
+    return memory + offset;
+}
+
+void freePlanes(std::uint8_t* planes) {
+    if (planes != nullptr) std::free(planes - planes[-1]);
 }
 
 /// The sides of the chroma planes that are half as long as those of luma.

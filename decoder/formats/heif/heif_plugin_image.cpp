@@ -1,7 +1,6 @@
 #include "decoder/formats/heif/heif_plugin_image.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -57,20 +56,6 @@ ExpectedSizes::ExpectedSizes(std::vector<Size> sizes) {
 }
 
 ExpectedSizes::~ExpectedSizes() { expectedSizes.clear(); }
-
-// The byte before the planes tells how far they lie from the beginning of the memory.
-std::uint8_t* allocatePlanes(std::size_t bytes) {
-    auto* memory = static_cast<std::uint8_t*>(std::calloc(1, bytes + planeAlignment));
-    if (memory == nullptr) return nullptr;
-    const std::size_t offset =
-        planeAlignment - reinterpret_cast<std::uintptr_t>(memory) % planeAlignment;
-    memory[offset - 1] = static_cast<std::uint8_t>(offset);
-    return memory + offset;
-}
-
-void freePlanes(std::uint8_t* planes) {
-    if (planes != nullptr) std::free(planes - planes[-1]);
-}
 
 heif_error handOver(const CodedPicture& picture, heif_image** result) {
     constexpr std::array channels = {heif_channel_Y, heif_channel_Cb, heif_channel_Cr};

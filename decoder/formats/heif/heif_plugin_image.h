@@ -64,13 +64,6 @@ class ExpectedSizes {
     ExpectedSizes& operator=(const ExpectedSizes&) = delete;
 };
 
-/// Memory for a decoder's planes: aligned as the video decoders want it, and cleared, since what
-/// they leave unwritten of a damaged picture must not be what was there before. Null when it is
-/// short.
-std::uint8_t* allocatePlanes(std::size_t bytes);
-void freePlanes(std::uint8_t* planes);
-inline constexpr std::size_t planeAlignment = 64;
-
 /// Copies the picture into an image that libheif then owns. Fails for a picture that is over the
 /// budget, of a size that is not expected, or one more than is allowed.
 heif_error handOver(const CodedPicture& picture, heif_image** result);

@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
-#include <memory>
-#include <new>
 #include <span>
 
 #include <malloc.h>
@@ -26,41 +23,9 @@ int supports(heif_compression_format format) {
     return format == heif_compression_HEVC ? decoderPriority : 0;
 }
 
-// Allocates as libde265 does itself, but cleared, and all planes in one block.
-int allocate(de265_decoder_context*, de265_image_spec* wanted, de265_image* picture, void*) {
-    const auto alignment = static_cast<std::size_t>(wanted->alignment);
-    const bool grey = wanted->format == de265_image_format_mono8;
-    const bool halfWidth = wanted->format != de265_image_format_YUV444P8;
-    const bool halfHeight = wanted->format == de265_image_format_YUV420P8;
-    std::array<std::size_t, 3> offsets{};
-    std::array<std::size_t, 3> strides{};
-    std::size_t bytes = 0;
-    for (int channel = 0; channel < (grey ? 1 : 3); ++channel) {
-        const auto i = static_cast<std::size_t>(channel);
-        const auto width = static_cast<std::size_t>(wanted->width) / (i > 0 && halfWidth ? 2 : 1);
-        const auto height =
-            static_cast<std::size_t>(wanted->height) / (i > 0 && halfHeight ? 2 : 1);
-        strides[i] = (width + alignment - 1) / alignment * alignment;
-        offsets[i] = bytes;
-        const std::size_t sample = de265_get_bits_per_pixel(picture, channel) > 8 ? 2 : 1;
-        bytes += (strides[i] * sample * height + planeAlignment) / planeAlignment * planeAlignment;
-    }
-    std::uint8_t* planes = allocatePlanes(bytes);
-    if (planes == nullptr) return 0;
-    for (int channel = 0; channel < (grey ? 1 : 3); ++channel) {
-        const auto i = static_cast<std::size_t>(channel);
-        de265_set_image_plane(picture, channel, planes + offsets[i], static_cast<int>(strides[i]),
-                              planes);
-    }
-    return 1;
-}
-
-void release(de265_decoder_context*, de265_image* picture, void*) {
-    freePlanes(static_cast<std::uint8_t*>(de265_get_image_plane_user_data(picture, 0)));
-}
-
-// libde265 reads metadata of blocks that no slice has covered, which it never wrote. While it runs,
-// malloc clears what it gives.
+// Of a damaged picture libde265 hands over pixels, and reads metadata, of blocks that it never
+// wrote. While it runs, malloc clears what it gives. An allocator of our own would not do: it is
+// asked only for pictures without sample adaptive offset.
 constexpr int clearMemory = 0xff; // malloc fills with the complement
 constexpr int leaveMemory = 0;
 
@@ -68,8 +33,6 @@ heif_error open(void** decoder) {
     ::mallopt(M_PERTURB, clearMemory);
     *decoder = de265_new_decoder();
     if (*decoder == nullptr) return undecodable;
-    de265_image_allocation cleared = {allocate, release};
-    de265_set_image_allocation_functions(*decoder, &cleared, nullptr);
     de265_set_parameter_bool(*decoder, DE265_DECODER_PARAM_SUPPRESS_FAULTY_PICTURES, 1);
     return decoded;
 }
