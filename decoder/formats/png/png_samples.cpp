@@ -54,12 +54,6 @@ void closeGaps(std::uint8_t* rows, std::size_t rowBytes, std::uint32_t count) {
 
 } // namespace
 
-SampleFormat PngSampleForm::format() const {
-    const bool coloured = palette || count >= 3;
-    const bool alpha = count % 2 == 0 || transparent || (palette && palette->transparent);
-    return {channelsOf(coloured, alpha), depth == 16};
-}
-
 // One byte for each sample: scaled, unless it still has to be compared or looked up.
 std::uint8_t* PngSamples::unpacked(const std::uint8_t* stored, std::uint32_t width,
                                    std::uint32_t count) {

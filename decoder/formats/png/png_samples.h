@@ -7,7 +7,6 @@
 #include <optional>
 #include <vector>
 
-#include "decoder/picture/picture.h"
 
 namespace sorvane::decoder {
 
@@ -32,7 +31,6 @@ struct PngSampleForm {
     std::size_t rowBytes(std::uint32_t width) const { return (count * depth * width + 7) / 8; }
     /// To the pixel that a filter takes for the one on the left.
     std::size_t filterBytes() const { return std::max(count * depth / 8, std::size_t{1}); }
-    SampleFormat format() const;
 };
 
 /// Makes the samples that are handed over of stored rows: palettes are looked up, depths below 8
