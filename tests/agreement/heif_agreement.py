@@ -159,9 +159,13 @@ def bytes_in_the_description(checker):
                                 shown(heif, upright(rows, 6)))
         inside_idat = in_idat(heif, items)
         checker.rejects('%s, idat cut' % kind, inside_idat[:-1])
-        begin = inside(inside_idat, b'meta')[0]
+        begin, end = inside(inside_idat, b'meta')
         checker.answers('%s, all of it in a last box without a length' % kind,
                         inside_idat[:begin] + bytes(4) + inside_idat[begin + 4:], expected)
+        whole, short = (inside_idat[:begin] + struct.pack('>I4sQ', 1, b'meta', length) +
+                        inside_idat[begin + 8:] for length in (end - begin + 8, 15))
+        checker.answers('%s, all of it in a box with a length of 64 bits' % kind, whole, expected)
+        checker.rejects('%s, all of it in a box shorter than its header' % kind, short)
         checker.rejects('%s without its idat' % kind, inside_idat.replace(b'idat', b'free'))
         laid = grid(kind, four_tiles(kind), 2, 2, (100, 90))
         items = {item: [data] for item, data in items_of(laid).items()}
