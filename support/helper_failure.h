@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <string>
+#include <string_view>
 
 namespace sorvane {
 
@@ -9,24 +10,29 @@ namespace sorvane {
 /// "Sorvane: " and `errorDescription()`.
 class HelperFailure : public std::exception {
   public:
-    /// The command line is unusable.
+    enum class Kind {
+        invalidArguments, ///< the command line is unusable
+        invalidRequest,   ///< the client's identity or credential is rejected
+        configuration,    ///< a state file was written, but not restricted to its owner
+        unavailable,      ///< the application cannot be reached, answered badly or refused
+        denied,           ///< a pairing request was refused
+        timedOut,         ///< a pairing request expired
+    };
+
     static HelperFailure invalidArguments(std::string message);
-
-    /// The client's identity or credential is rejected.
     static HelperFailure invalidRequest(std::string message);
-
-    /// A state file was written, but not restricted to its owner.
     static HelperFailure configuration(std::string message);
 
-    /// The application cannot be reached, answered badly or refused. `message` is a whole sentence:
-    /// it is shown without a prefix.
+    /// `message` is a whole sentence: it is shown without a prefix.
     static HelperFailure unavailable(std::string message);
 
-    /// A pairing request was refused.
     static HelperFailure denied();
-
-    /// A pairing request expired.
     static HelperFailure timedOut();
+
+    Kind kind() const { return kind_; }
+
+    /// The message that the failure was made with; empty for `denied` and `timedOut`.
+    const std::string& message() const { return message_; }
 
     /// The text for the user: the prefix of the kind, then the message unchanged; for the kinds
     /// without a message a sentence of their own.
@@ -35,22 +41,14 @@ class HelperFailure : public std::exception {
 
     /// Equal when kind and message are.
     friend bool operator==(const HelperFailure& left, const HelperFailure& right) {
-        return left.kind_ == right.kind_ && left.description_ == right.description_;
+        return left.kind_ == right.kind_ && left.message_ == right.message_;
     }
 
   private:
-    enum class Kind {
-        invalidArguments,
-        invalidRequest,
-        configuration,
-        unavailable,
-        denied,
-        timedOut
-    };
-
-    HelperFailure(Kind kind, std::string description);
+    HelperFailure(Kind kind, std::string_view prefix, std::string message);
 
     Kind kind_;
+    std::string message_;
     std::string description_;
 };
 

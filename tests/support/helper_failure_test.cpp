@@ -41,6 +41,29 @@ TEST_CASE("the description is the prefix of the kind and the message as it stand
     }
 }
 
+TEST_CASE("a failure tells its kind and the message that it was made with") {
+    using Kind = HelperFailure::Kind;
+    struct Row {
+        HelperFailure failure;
+        Kind kind;
+        std::string message;
+    };
+    const std::vector<Row> rows = {
+        {HelperFailure::invalidArguments("a"), Kind::invalidArguments, "a"},
+        {HelperFailure::invalidRequest("b: c\n"), Kind::invalidRequest, "b: c\n"},
+        {HelperFailure::configuration(""), Kind::configuration, ""},
+        {HelperFailure::unavailable("Agent configuration failed: d"), Kind::unavailable,
+         "Agent configuration failed: d"},
+        {HelperFailure::denied(), Kind::denied, ""},
+        {HelperFailure::timedOut(), Kind::timedOut, ""},
+    };
+    for (const Row& row : rows) {
+        CAPTURE(row.failure.errorDescription());
+        CHECK(row.failure.kind() == row.kind);
+        CHECK(row.failure.message() == row.message);
+    }
+}
+
 TEST_CASE("failures are equal when kind and message are") {
     const auto all = [] {
         return std::vector<HelperFailure>{
