@@ -30,7 +30,4 @@ int inForkedChild(const Body& body) {
     return status;
 }
 
-/// Whether this process has no child left to reap.
-inline bool hasNoChild() { return ::waitpid(-1, nullptr, WNOHANG) < 0; }
-
 } // namespace sorvane::test

@@ -10,7 +10,7 @@
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/forked.h"
+#include "tests/children.h"
 #include "tests/identity/sample_pictures.h"
 #include "tests/temporary_directory.h"
 

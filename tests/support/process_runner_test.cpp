@@ -14,6 +14,7 @@
 #include <doctest/doctest.h>
 
 #include "support/home_directory.h"
+#include "tests/children.h"
 #include "tests/forked.h"
 #include "tests/interruptions.h"
 #include "tests/pipe.h"
