@@ -288,7 +288,7 @@ TEST_CASE(
                 CHECK(errno == ETIMEDOUT);
                 const auto taken = std::chrono::steady_clock::now() - before;
                 CHECK(taken >= 100ms);
-                CHECK(taken < 2s);
+                CHECK(taken < 10s);
             }
         }
     }
