@@ -87,6 +87,12 @@ const SigchldUse sigchldUses[] = {{"default", SIG_DFL, 0},
                                   {"reaped by the system", SIG_DFL, SA_NOCLDWAIT},
                                   {"reaped by a handler", reapAll, SA_RESTART}};
 
+volatile pid_t handlersOwner = 0;
+
+void endOthers(int /*signal*/) {
+    if (::getpid() != handlersOwner) ::_exit(1);
+}
+
 class ScopedSigchld {
   public:
     explicit ScopedSigchld(const SigchldUse& use) : use_(use) {
@@ -244,6 +250,19 @@ TEST_CASE("a child's end is learnt whatever this process does with its children'
         CHECK(outputOf("/bin/sh", shellWords("echo $PPID | wc -l; sleep 0.05")) == "1\n");
         CHECK(failureToStart("/nowhere") == std::errc::no_such_file_or_directory);
         CHECK(hasNoChild());
+    }
+}
+
+TEST_CASE("what waits for a child beside this process runs none of its handlers") {
+    for (const SigchldUse& use : sigchldUses) {
+        CAPTURE(use.name);
+        CHECK(test::inForkedChild([&] {
+                  ::setpgid(0, 0);
+                  handlersOwner = ::getpid();
+                  const ScopedSignal handled(SIGWINCH, endOthers);
+                  const ScopedSigchld scope(use);
+                  return shellStatus("kill -WINCH 0; exit 3") == 3;
+              }) == 0);
     }
 }
 
