@@ -7,7 +7,6 @@
 #include <optional>
 #include <vector>
 
-
 namespace sorvane::decoder {
 
 /// The colours that the pixels' indices stand for. An index without a colour is opaque black.
