@@ -13,7 +13,7 @@ import json
 import os
 import re
 import sys
-from concurrent.futures import ThreadPoolExecutor
+from concurrent.futures import ProcessPoolExecutor
 from pathlib import Path
 
 sys.dont_write_bytecode = True
@@ -127,8 +127,9 @@ def main():
     options = parser.parse_args()
     failures = 0
     said = set()
-    # Half of an examination is waiting for other processes.
-    pool = ThreadPoolExecutor(2 * os.cpu_count())
+    # Half of an examination is waiting for other processes. Not threads: what one of them starts would hold open what
+    # another is just writing, and a program that is open for writing cannot be started.
+    pool = ProcessPoolExecutor(2 * os.cpu_count())
     plays = {name: pool.submit(play, name, options.programs, options.keep_new) for name in options.names or cases}
     for name, done in plays.items():
         try:
@@ -153,4 +154,5 @@ def main():
     return 1 if failures else 0
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())
