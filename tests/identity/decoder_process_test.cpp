@@ -52,8 +52,12 @@ std::string bytes(std::size_t length) {
     return text;
 }
 
-// More than a decoder is given before it reads.
-const std::string large = bytes(3'000'000);
+// More than a decoder is given before it reads. Made where it is wanted: every test of the program is
+// a process of its own.
+const std::string& large() {
+    static const std::string text = bytes(3'000'000);
+    return text;
+}
 
 std::optional<PixelIdentity> answerTo(const std::string& program, std::string_view content,
                                       std::size_t pieceSize = 131'072) {
@@ -79,15 +83,15 @@ TEST_CASE("a decoder gets every byte in order, and its answer is taken") {
     CHECK(tellsOf(answerTo(right, ""), ""));
     CHECK(tellsOf(answerTo(right, "a"), "a"));
     CHECK(tellsOf(answerTo(right, bytes(1000), 1), bytes(1000)));
-    CHECK(tellsOf(answerTo(right, large), large));
-    CHECK(tellsOf(answerTo(right, large, large.size()), large));
+    CHECK(tellsOf(answerTo(right, large()), large()));
+    CHECK(tellsOf(answerTo(right, large(), large().size()), large()));
     CHECK(hasNoChild());
 }
 
 TEST_CASE("an answer may come in pieces, and before everything was read") {
     CHECK(tellsOf(answerTo(decoder("answers_in_pieces"), "abc"), "abc"));
     // The decoder has ended when the rest is written.
-    const auto early = answerTo(decoder("answers_early"), large);
+    const auto early = answerTo(decoder("answers_early"), large());
     REQUIRE(early);
     CHECK(early->height == 2);
     CHECK(hasNoChild());
@@ -109,7 +113,7 @@ TEST_CASE("any other answer, or end, gives no identity") {
           "closes_and_hangs", "is_killed_at_once", "ends_at_once"}) {
         CAPTURE(behaviour);
         CHECK_FALSE(answerTo(decoder(behaviour), "abc"));
-        CHECK_FALSE(answerTo(decoder(behaviour), large));
+        CHECK_FALSE(answerTo(decoder(behaviour), large()));
         CHECK_FALSE(answerTo(decoder(behaviour), ""));
         CHECK(hasNoChild());
     }
@@ -128,18 +132,18 @@ TEST_CASE("a decoder is believed no picture over the budget") {
 TEST_CASE("a decoder that has gone raises no signal") {
     CHECK(inForkedChild([] {
               std::signal(SIGPIPE, SIG_DFL);
-              return !answerTo(decoder("is_killed_at_once"), large) &&
-                     !answerTo(decoder("closes_and_hangs"), large);
+              return !answerTo(decoder("is_killed_at_once"), large()) &&
+                     !answerTo(decoder("closes_and_hangs"), large());
           }) == 0);
 }
 
 TEST_CASE("a decoder that is not there, or is no program, gives no identity") {
-    CHECK_FALSE(answerTo("fake_decoders/there_is_none", large));
-    CHECK_FALSE(answerTo("fake_decoders", large));
-    CHECK_FALSE(answerTo("", large));
+    CHECK_FALSE(answerTo("fake_decoders/there_is_none", large()));
+    CHECK_FALSE(answerTo("fake_decoders", large()));
+    CHECK_FALSE(answerTo("", large()));
     const test::TemporaryDirectory directory;
     test::putFile(directory.path() / "text", "no program");
-    CHECK_FALSE(answerTo((directory.path() / "text").native(), large));
+    CHECK_FALSE(answerTo((directory.path() / "text").native(), large()));
     CHECK(hasNoChild());
 }
 
@@ -164,7 +168,7 @@ TEST_CASE("standard streams that are closed here do not get in the way") {
         CHECK(inForkedChild([&] {
                   for (int descriptor = 0; descriptor < 3; ++descriptor)
                       if ((closed >> descriptor & 1) != 0) ::close(descriptor);
-                  return tellsOf(answerTo(right, large), large);
+                  return tellsOf(answerTo(right, large()), large());
               }) == 0);
     }
 }
@@ -187,7 +191,7 @@ TEST_CASE("a decoder that hangs is given up 10 seconds after its start, and no s
         processes.push_back(std::make_unique<DecoderProcess>(decoder(behaviour)));
         processes.back()->write("abc");
     }
-    processes.front()->write(large);
+    processes.front()->write(large());
     CHECK(std::chrono::steady_clock::now() - before >= std::chrono::seconds(10));
     for (const auto& process : processes) CHECK_FALSE(process->answer());
     CHECK(hasNoChild());
@@ -219,7 +223,7 @@ TEST_CASE("no decoder is started after the deadline") {
 TEST_CASE("an answer of any other kind is taken whole, up to a limit") {
     const auto textOf = [](const std::string& behaviour, std::size_t limit) {
         DecoderProcess child(decoder(behaviour));
-        child.write(large);
+        child.write(large());
         return child.text(limit);
     };
     const auto line = textOf("answers_right", 4096);
