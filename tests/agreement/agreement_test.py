@@ -4,11 +4,12 @@ reference: the pixels that were written into the file, or those of another reade
 
     agreement_test.py PROGRAM FORMAT [BATCH]
 
-The cases of a format stand in FORMAT_agreement.py.
+The cases of a format stand in FORMAT_agreement.py. Some of their files are played once more, with
+other files, to see that no answer depends on what memory held before.
 
 With BATCH, the decoder that takes many files, the program is a sanitized one: it is started only
-where its process counts, it may take longer, and the peak of memory, which is the sanitizer's, is
-not judged.
+where its process counts, it may take longer, and what memory holds and its peak, which are the
+sanitizer's, are not judged.
 """
 
 import importlib
@@ -19,12 +20,20 @@ import subprocess
 import sys
 import time
 
+import memory_patterns
+
 # What the hook gives a decoder.
 TIMEOUT = '10'
 
 # For what the sanitizers have made several times slower, and for pictures of sixty million rows,
 # which take most of those 10 seconds on a slow machine.
 LONG_TIMEOUT = '60'
+
+# Files of several formats are no more than those of each.
+MIXED = ('colour', 'input')
+
+# Larger files are not kept until the end.
+MAX_SMALL_SIZE = 200_000
 
 # A machine that is busy with other tests may be this much late.
 LATENESS = 30
@@ -93,9 +102,15 @@ class Checker:
         self.batch = batch
         self.timeout = LONG_TIMEOUT if batch else TIMEOUT
         self.passed = self.failed = 0
+        self.small_files = {}  # a set that keeps their order
+
+    def keep(self, data):
+        if not self.batch and isinstance(data, bytes) and len(data) <= MAX_SMALL_SIZE:
+            self.small_files[data] = None
 
     def run(self, data, timeout=None, words=()):
         """Output and exit status; the error stream must stay silent."""
+        self.keep(data)
         if self.batch and timeout in (None, LONG_TIMEOUT):
             return self.batch.run(data)
         begun = processor_time()
@@ -113,6 +128,7 @@ class Checker:
         """Output, exit status, the peak of memory in KiB, and the processor time in seconds. A
         process begins with the peak of the one that started it, so a small one has to stand
         between. A file too large to be held may come as a list of pieces."""
+        self.keep(data)
         begun = processor_time()
         process = subprocess.Popen(
             (sys.executable, '-I', '-S', '-c', MEASURE, self.program, timeout or self.timeout,
@@ -188,6 +204,8 @@ def main():
         case(checker)
     if batch:
         batch.end()
+    elif sys.argv[2] not in MIXED:
+        memory_patterns.check(checker, sys.argv[2], LONG_TIMEOUT)
     print('%d passed, %d failed' % (checker.passed, checker.failed))
     return 1 if checker.failed or not checker.passed else 0
 
