@@ -52,8 +52,8 @@ std::string bytes(std::size_t length) {
     return text;
 }
 
-// More than a decoder is given before it reads. Made where it is wanted: every test of the program is
-// a process of its own.
+// More than a decoder is given before it reads. Made where it is wanted: every test of the program
+// runs in a process of its own.
 const std::string& large() {
     static const std::string text = bytes(3'000'000);
     return text;
