@@ -25,9 +25,9 @@ bool isAsciiBoundary(char32_t before, char32_t after) { return before != '\r' ||
 
 std::size_t count(std::string_view text) {
     std::size_t graphemes = 0;
-    char32_t before = 0;
+    char32_t before = 0; // a control: what follows it begins a character
     utf8proc_int32_t state = 0;
-    for (bool first = true; !text.empty(); first = false) {
+    while (!text.empty()) {
         const utf8::Step next = utf8::step(text);
         text.remove_prefix(next.length);
         const bool ascii = areAscii(before, next.scalar);
@@ -35,7 +35,7 @@ std::size_t count(std::string_view text) {
                                     : utf8proc_grapheme_break_stateful(
                                           codepoint(before), codepoint(next.scalar), &state);
         if (ascii) state = 0;
-        if (first || boundary) ++graphemes;
+        if (boundary) ++graphemes;
         before = next.scalar;
     }
     return graphemes;
