@@ -15,7 +15,9 @@
 #include <doctest/doctest.h>
 
 #include "support/child_process.h"
+#include "tests/children.h"
 #include "tests/pipe.h"
+#include "tests/scoped_signal.h"
 
 using namespace sorvane;
 using namespace std::chrono_literals;
@@ -85,4 +87,24 @@ TEST_CASE("a killed child that is slow to go is not waited for, and reaped at a 
         std::this_thread::sleep_for(10ms);
     }
     CHECK_FALSE(exists(child.number));
+}
+
+TEST_CASE("nor is the fork waited for that learns a child's end") {
+    const test::ScopedSignal handler(SIGCHLD, [](int) {});
+    test::Pipe output;
+    ChildStreams streams;
+    streams.connectNull(STDIN_FILENO);
+    streams.connect(output.writer.get(), STDOUT_FILENO);
+    streams.connectNull(STDERR_FILENO);
+    ChildProcess process("/bin/sh", {"sh", "-c", "echo $PPID; exec sleep 60 >&2"}, {},
+                         std::move(streams));
+    const pid_t fork = std::stoi(output.content());
+    ::kill(fork, SIGSTOP);
+    REQUIRE(::waitpid(fork, nullptr, WUNTRACED) == fork);
+    const auto before = Clock::now();
+    CHECK_FALSE(process.succeeds(before));
+    CHECK(Clock::now() - before < 2s);
+    CHECK(test::hasChild());
+    ::kill(fork, SIGCONT);
+    CHECK(test::hasNoChild());
 }
