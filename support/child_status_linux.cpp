@@ -156,7 +156,6 @@ void ChildStatus::kill() {
     ::kill(program_, SIGKILL);
     if (awaitEnd(Clock::now() + killTimeout)) return;
     abandonChild(reports_ ? waiter_ : program_);
-    reports_.reset();
 }
 
 void ChildStatus::endReports() {
