@@ -154,6 +154,17 @@ TEST_CASE("what is not quite JSON is rejected in one short line") {
     }
 }
 
+TEST_CASE("nothing behind a text is read, wherever it breaks off") {
+    const std::string_view whole =
+        R"({"a": [true, false, null, -12.5e+3, "\u00e9\ud83d\ude00 \n\"\\ x"], "b": {"c": []}} )";
+    REQUIRE(failure(whole) == std::nullopt);
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        CAPTURE(length);
+        const std::string alone(whole.substr(0, length)); // what follows it is a NUL
+        CHECK(failure(whole.substr(0, length)) == failure(alone));
+    }
+}
+
 TEST_CASE("a control character within a text must be escaped") {
     for (char character = 0; character < 0x20; ++character) {
         CAPTURE(static_cast<int>(character));
