@@ -1,7 +1,9 @@
 #include "support/home_directory.h"
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -27,6 +29,14 @@ std::filesystem::path homeWith(const std::string& behaviour) {
     return home;
 }
 
+std::filesystem::path homeInFile() {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen("/etc/passwd", "re"),
+                                                               std::fclose);
+    while (const passwd* entry = file ? ::fgetpwent(file.get()) : nullptr)
+        if (entry->pw_uid == ::geteuid()) return entry->pw_dir;
+    return "/var/empty";
+}
+
 } // namespace
 
 TEST_CASE("a user database that is preloaded is asked before the file") {
@@ -34,9 +44,8 @@ TEST_CASE("a user database that is preloaded is asked before the file") {
 }
 
 TEST_CASE("a user database that does not answer within two seconds is not waited for") {
-    const passwd* account = ::getpwuid(::geteuid());
     const auto begun = std::chrono::steady_clock::now();
-    CHECK(homeWith("hangs") == (account != nullptr ? account->pw_dir : "/var/empty"));
+    CHECK(homeWith("hangs") == homeInFile());
     const auto elapsed = std::chrono::steady_clock::now() - begun;
     CHECK(elapsed >= std::chrono::seconds(2));
     CHECK(elapsed < std::chrono::seconds(10)); // a busy machine is late
