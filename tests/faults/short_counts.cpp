@@ -50,7 +50,7 @@ class Shortener {
 
     void enters(pid_t process, std::uint64_t call) {
         if (call == __NR_set_tid_address) loaded_.insert(process);
-        if (!moves(call) || loaded_.count(process) == 0) return;
+        if (!moves(call) || !loaded_.contains(process)) return;
         user_regs_struct registers{};
         iovec view{&registers, sizeof registers};
         if (::ptrace(PTRACE_GETREGSET, process, NT_PRSTATUS, &view) != 0) return;
@@ -113,8 +113,8 @@ int main(int count, char** arguments) {
         if (process < 0 && errno == EINTR) continue;
         if (process < 0) return shortener.hasShortened() ? end : nothingShortened;
         if (WIFSTOPPED(status)) {
-            const auto signal = static_cast<std::intptr_t>(settle(shortener, process, status));
-            ::ptrace(PTRACE_SYSCALL, process, nullptr, reinterpret_cast<void*>(signal));
+            const long signal = settle(shortener, process, status);
+            ::ptrace(PTRACE_SYSCALL, process, nullptr, signal);
         } else if (process == program) {
             end = endAs(status);
         }

@@ -1,7 +1,6 @@
 // One format's decoder under libFuzzer: from any bytes to the digest, as long as the picture is
 // small.
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -23,9 +22,9 @@ namespace {
 constexpr std::uint64_t maxPixels = ThreadedSha256::minThreadedBytes * 5 / 16;
 
 ImageFormat formatNamed(std::string_view name) {
-    const auto row = std::ranges::find(imageFormats, name, &ImageFormatRow::name);
-    if (row == imageFormats.end()) std::abort();
-    return row->format;
+    for (const ImageFormatRow& row : imageFormats)
+        if (row.name == name) return row.format;
+    std::abort();
 }
 
 } // namespace

@@ -14,7 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-extern char** environ;
+extern char** environ; // NOLINT(readability-redundant-declaration)
 
 namespace {
 

@@ -58,11 +58,12 @@ bool composes(char32_t before, char32_t after, bool clustered) {
 
 std::string described(const void* value) {
     const Object& one = *object(value);
+    std::string kind = one.kind;
     if (const auto* flag = dynamic_cast<const FakeBoolean*>(&one))
         return flag->value ? "true" : "false";
     if (const auto* number = dynamic_cast<const FakeNumber*>(&one))
         return std::to_string(static_cast<std::int64_t>(number->value));
-    return one.kind;
+    return kind;
 }
 
 } // namespace

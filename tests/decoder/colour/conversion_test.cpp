@@ -325,7 +325,7 @@ TEST_CASE("the table of the perceptual intent counts, whatever intent the profil
     const Bytes perceptual = TableProfile(TableForm::mft2, 3, 9).tag();
     Bytes other = perceptual;
     constexpr std::ptrdiff_t beginOfGrid = 52 + 3 * 512;
-    constexpr std::ptrdiff_t gridPoints = 9 * 9 * 9;
+    constexpr std::ptrdiff_t gridPoints = std::ptrdiff_t{9} * 9 * 9;
     constexpr std::ptrdiff_t endOfGrid = beginOfGrid + 6 * gridPoints;
     std::fill(other.begin() + beginOfGrid, other.begin() + endOfGrid, std::uint8_t{0x80});
     Bytes both = profileOf({{"A2B0", perceptual}, {"A2B1", other}}, "RGB ", "Lab ");

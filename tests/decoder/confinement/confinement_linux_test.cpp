@@ -125,7 +125,8 @@ TEST_CASE("a confined process has its memory as malloc takes it") {
 TEST_CASE("a confined process that asks for memory in any other way is killed") {
     constexpr int readWrite = PROT_READ | PROT_WRITE;
     const auto isKilledForMap = [](int protection, int flags) {
-        return isKilledFor([=] { ::mmap(nullptr, 4096, protection, flags, -1, 0); });
+        return isKilledFor(
+            [=] { static_cast<void>(::mmap(nullptr, 4096, protection, flags, -1, 0)); });
     };
     constexpr int anonymous = MAP_PRIVATE | MAP_ANONYMOUS;
     CHECK(isKilledForMap(PROT_READ | PROT_EXEC, anonymous));
@@ -195,7 +196,7 @@ TEST_CASE("a confined process that asks for anything else is killed") {
     CHECK(isKilledFor([] { ::dup(0); }));
     CHECK(isKilledFor([] { ::ioctl(0, FIONREAD, nullptr); }));
     CHECK(isKilledFor([] { ::fcntl(0, F_GETFL); }));
-    CHECK(isKilledFor([] { ::socket(AF_UNIX, SOCK_STREAM, 0); }));
+    CHECK(isKilledFor([] { static_cast<void>(::socket(AF_UNIX, SOCK_STREAM, 0)); }));
     CHECK(isKilledFor([] { ::connect(0, nullptr, 0); }));
     CHECK(isKilledFor([] { ::send(0, "x", 1, 0); }));
     CHECK(isKilledFor([] {

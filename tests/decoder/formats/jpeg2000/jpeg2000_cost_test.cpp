@@ -101,14 +101,14 @@ TEST_CASE("channels and tiles have packets of their own") {
     const Coding coding{1, 0, 4, 4, {0x55}};
     Stream stream = coded(coding, 0);
     stream.channels = 3;
-    stream.dataSize = 3 * 1024 - stream.bytes().size();
+    stream.dataSize = std::size_t{3} * 1024 - stream.bytes().size();
     CHECK(accepted(stream));
     --stream.dataSize;
     CHECK_FALSE(accepted(stream));
     // Samples in every second column and row: 16 x 16 precincts a channel.
     stream.step = 2;
     stream.dataSize = 0;
-    stream.dataSize = 3 * 256 - stream.bytes().size();
+    stream.dataSize = std::size_t{3} * 256 - stream.bytes().size();
     CHECK(accepted(stream));
     --stream.dataSize;
     CHECK_FALSE(accepted(stream));
