@@ -3,7 +3,6 @@
 // that are moved are the right ones. Ends as the program does; 126: no call wanted more than that;
 // 127: it could not be traced.
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>

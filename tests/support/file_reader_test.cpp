@@ -20,7 +20,6 @@
 
 using namespace sorvane;
 using namespace std::string_literals;
-using test::fileContent;
 using test::putFile;
 using test::takesName;
 using test::TemporaryDirectory;
