@@ -29,7 +29,7 @@ std::string replacement(const Agent& agent, const FoundEntry& found) {
 
 // The command as it stands in the file: its quotes escaped, so that it can be pasted.
 std::string asWritten(const Agent& agent, const AgentManifest& manifest, const FoundEntry& found) {
-    const std::string command = expectedCommand(agent, manifest);
+    std::string command = expectedCommand(agent, manifest);
     if (agent.form == EntryForm::plugin) return command;
     return (found.file.extension() == ".toml" ? "command = " : "\"command\": ") +
            agentsJSON(command);

@@ -86,7 +86,7 @@ int run(const CommandLine& line) {
 int main(int count, const char* const* arguments) try {
     const auto read = readCommandLine(count, arguments);
     if (const auto* line = std::get_if<CommandLine>(&read)) return run(*line);
-    const Answer& answer = std::get<Answer>(read);
+    const auto& answer = std::get<Answer>(read);
     writeAll(STDOUT_FILENO, answer.output);
     writeAll(STDERR_FILENO, answer.error);
     return answer.status;

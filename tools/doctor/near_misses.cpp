@@ -42,13 +42,14 @@ std::string reason(std::string_view text) {
         return "capital letters: a reference begins with " + std::string(prefix) +
                ", in lower case";
     text.remove_prefix(prefix.size());
-    const auto end = std::find_if_not(text.begin(), text.end(), ascii::isHexDigit);
-    const auto digits = static_cast<std::size_t>(end - text.begin());
+    const auto digits =
+        static_cast<std::size_t>(std::ranges::find_if_not(text, ascii::isHexDigit) - text.begin());
+    text.remove_prefix(digits);
     if (digits != Sha256::textLength)
         return std::to_string(digits) + " hexadecimal digits" +
-               (end == text.end() ? "" : " before " + quoted(*end)) + ", and a reference has 64";
-    if (end != text.end() && ascii::isLetterOrDigit(*end))
-        return "the letter " + quoted(*end) + " follows the 64th digit";
+               (text.empty() ? "" : " before " + quoted(text.front())) + ", and a reference has 64";
+    if (!text.empty() && ascii::isLetterOrDigit(text.front()))
+        return "the letter " + quoted(text.front()) + " follows the 64th digit";
     return "it begins or ends inside a character: its neighbour's accent or joiner is part of it";
 }
 
@@ -58,11 +59,11 @@ std::vector<NearMiss> nearMisses(std::string_view prompt) {
     const auto references = ImageReferences::inPrompt(prompt);
     auto reference = references.begin(); // both are found in the prompt's order
     std::vector<NearMiss> found;
-    for (auto begin = prompt.begin();; begin += static_cast<std::ptrdiff_t>(scheme.size())) {
-        begin = std::search(begin, prompt.end(), scheme.begin(), scheme.end(), equalsAnyCase);
-        if (begin == prompt.end() || found.size() == maxNearMisses) return found;
-        const std::string_view text =
-            prompt.substr(static_cast<std::size_t>(begin - prompt.begin()));
+    for (std::string_view text = prompt;; text.remove_prefix(scheme.size())) {
+        text.remove_prefix(static_cast<std::size_t>(
+            std::search(text.begin(), text.end(), scheme.begin(), scheme.end(), equalsAnyCase) -
+            text.begin()));
+        if (text.empty() || found.size() == maxNearMisses) return found;
         if (reference != references.end() && reference->data() == text.data())
             ++reference;
         else

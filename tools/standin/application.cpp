@@ -32,6 +32,8 @@ nlohmann::json imageIn(std::string_view workspace, const Picture& picture) {
     return image;
 }
 
+nlohmann::json noMatch() { return {{"matched", false}, {"images", nlohmann::json::array()}}; }
+
 } // namespace
 
 bool isAgent(std::string_view agent) { return AgentIdentifier::isValid(agent) || agent == "test"; }
@@ -73,15 +75,15 @@ void Application::checkClient(const nlohmann::json& request) const {
 }
 
 nlohmann::json Application::resolve(const nlohmann::json& request) const {
-    const nlohmann::json noMatch = {{"matched", false}, {"images", nlohmann::json::array()}};
     const nlohmann::json* attachments = anyMember(request, "attachments");
     const auto workspace = textMember(request, "workspaceRoot").value_or("");
-    if (attachments == nullptr || !attachments->is_array() || attachments->empty()) return noMatch;
+    if (attachments == nullptr || !attachments->is_array() || attachments->empty())
+        return noMatch();
 
     std::vector<const Picture*> found;
     for (const nlohmann::json& identity : *attachments) {
         const Picture* picture = identity.is_object() ? pictures_.find(identity) : nullptr;
-        if (picture == nullptr) return noMatch;
+        if (picture == nullptr) return noMatch();
         found.push_back(picture);
     }
     try {
@@ -90,7 +92,7 @@ nlohmann::json Application::resolve(const nlohmann::json& request) const {
         return {{"matched", true}, {"images", images}};
     } catch (const std::exception& failure) {
         std::cerr << "sorvane-standin: no match: " << failure.what() << std::endl;
-        return noMatch;
+        return noMatch();
     }
 }
 

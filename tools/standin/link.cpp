@@ -24,9 +24,9 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 // A request grows with the pictures of its prompt; this is room for a hundred thousand of them.
-constexpr std::size_t maxRequest = 16 * 1024 * 1024;
+constexpr std::size_t maxRequest = 16'777'216;
 
-constexpr std::size_t pieceSize = 64 * 1024;
+constexpr std::size_t pieceSize = 65'536;
 
 constexpr std::chrono::milliseconds untilStopped{-1};
 

@@ -70,7 +70,7 @@ void answerUnterminated(Client& client, const Reply& reply) {
     client.pause(timeout);
 }
 
-Behaviour refusing(std::optional<std::string> error) {
+Behaviour refusing(const std::optional<std::string>& error) {
     return {[error](Client& client, const Reply& reply) {
         client.send(jsonText(refusal(reply.requestID, error)) + '\n');
     }};
